@@ -1,0 +1,20 @@
+#pragma once
+
+namespace Kelvra::SCADA::Test {
+
+/// While it lives, makes one allocation of this thread fail: the `nth` from its construction on, counted from 1.
+struct AllocationFault {
+    explicit AllocationFault(long nth);
+    ~AllocationFault();
+
+    AllocationFault(const AllocationFault&) = delete;
+    AllocationFault& operator=(const AllocationFault&) = delete;
+
+    /// Whether that allocation was asked for and has failed.
+    bool hit() const;
+};
+
+/// How many allocations of all threads have not been released.
+long liveAllocations();
+
+} // namespace Kelvra::SCADA::Test

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+#include <utility>
+
+namespace Kelvra::SCADA::Test {
+
+/// Fills a storage directory, which it makes.
+class StorageBuilder {
+public:
+    explicit StorageBuilder(std::string storageDir);
+
+    /// Writes the definition file of `name`.
+    StorageBuilder& definition(const std::string& name, const std::string& jsonText);
+    /// Writes a decoder beside the definition `name`.
+    StorageBuilder& decoder(const std::string& name, const std::string& fileName,
+                            const std::string& text = "// decoder\n");
+
+    const std::string& dir() const { return root; }
+
+private:
+    std::string root;
+};
+
+} // namespace Kelvra::SCADA::Test
