@@ -1,0 +1,48 @@
+#pragma once
+
+#include <scada/export.h>
+
+#include <json/value.h>
+
+#include <string>
+
+namespace Kelvra {
+namespace SCADA {
+
+/// The JSON envelope of a host program's answer to its own clients: a status word, an error text on failure, a result
+/// on success. It is itself the JSON object, so it is written and copied as a Json::Value (a copy as Json::Value loses
+/// only the success flag). The library fills none itself. Serves one thread at a time.
+class SCADA_EXPORT Response : public Json::Value {
+public:
+    static const std::string KEY_STATUS;           ///< "status"
+    static const std::string KEY_ERROR;            ///< "error"
+    static const std::string KEY_RESULT;           ///< "result"
+    static const std::string VALUE_STATUS_SUCCESS; ///< "success"
+    static const std::string VALUE_STATUS_FAIL;    ///< "fail"
+    static const std::string VALUE_STATUS_UNKNOWN; ///< "unknown"
+
+    /// A new envelope is no success: its status and its error are both "unknown".
+    Response();
+
+    /// Sets the status to "success" and removes the error; a result already set stays.
+    void setSuccess();
+    /// Returns whether the last of setSuccess and setError was setSuccess.
+    bool isSuccess() const;
+
+    /// Returns the result, or the shared null value when there is none; inserts nothing.
+    /// Valid until the envelope is changed or destroyed.
+    const Json::Value& getResult() const;
+    /// Sets the status to "fail" and the error to `text`, and removes the result.
+    void setError(const std::string& text);
+    /// Sets the result to a copy of `value`; the status stays as it is.
+    void setResult(const Json::Value& value);
+
+private:
+    bool failed;
+};
+
+/// Kept for host programs; starts empty and the library neither reads nor writes it.
+SCADA_EXPORT extern std::string g_StrValue;
+
+} // namespace SCADA
+} // namespace Kelvra

@@ -1,0 +1,20 @@
+#include "config/formatMessage.h"
+
+#include <array>
+#include <cstdarg>
+#include <cstdio>
+
+namespace Kelvra::SCADA {
+
+void formatMessage(std::string* out, const char* format, ...) {
+    if (out == nullptr)
+        return;
+    std::array<char, 256> buffer{};
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(buffer.data(), buffer.size(), format, arguments);
+    va_end(arguments);
+    out->assign(buffer.data());
+}
+
+} // namespace Kelvra::SCADA

@@ -1,0 +1,62 @@
+#include "definitions/listing.h"
+
+#include "fs/Directory.h"
+
+#include <scada/FsNode.h>
+
+#include <cstdint>
+#include <list>
+
+namespace Kelvra::SCADA {
+
+namespace {
+
+constexpr std::uint8_t LEVELS = 2;
+constexpr const char* ANY_NAME = "*";
+constexpr const char* DEFINITION_FILE = "*.json";
+constexpr std::size_t SUFFIX_LENGTH = 5;
+
+void collectNames(const std::string& dir, const std::string& relPath, std::uint8_t depth,
+                  std::set<std::string>* names) {
+    std::list<std::string> entries;
+    FsNode node(dir + "/" + relPath);
+    if (depth == 0) {
+        node.list(&entries, DEFINITION_FILE, FsNode::MODE_FILE);
+        for (const std::string& entry : entries) {
+            const std::string file = relPath + "/" + entry;
+            names->insert(file.substr(0, file.size() - SUFFIX_LENGTH));
+        }
+        return;
+    }
+    node.list(&entries, ANY_NAME, FsNode::MODE_DIR);
+    for (const std::string& entry : entries)
+        collectNames(dir, relPath.empty() ? entry : relPath + "/" + entry, static_cast<std::uint8_t>(depth - 1), names);
+}
+
+bool showsEntry(const std::string& directory, const std::string& name, const char* pattern, FsNode::Mode kind) {
+    return isDirectoryReadable(directory) && isEntryAccepted(directory, name.c_str(), pattern, acceptedTypes(kind));
+}
+
+} // namespace
+
+void collectNames(const std::string& dir, std::set<std::string>* names) {
+    collectNames(dir, "", LEVELS, names);
+}
+
+// Asks each level in turn what the listing would ask of the one entry that matters, with the very same paths.
+bool isListed(const std::string& dir, const std::string& name) {
+    const std::string::size_type first = name.find('/');
+    const std::string::size_type second = first == std::string::npos ? first : name.find('/', first + 1);
+    if (second == std::string::npos || name.find('/', second + 1) != std::string::npos)
+        return false;
+    if (first == 0 || second == first + 1 || name.find('\0') != std::string::npos)
+        return false;
+    const std::string root = dir + "/";
+    return showsEntry(root, name.substr(0, first), ANY_NAME, FsNode::MODE_DIR) &&
+           showsEntry(root + name.substr(0, first), name.substr(first + 1, second - first - 1), ANY_NAME,
+                      FsNode::MODE_DIR) &&
+           showsEntry(root + name.substr(0, second), name.substr(second + 1) + ".json", DEFINITION_FILE,
+                      FsNode::MODE_FILE);
+}
+
+} // namespace Kelvra::SCADA
