@@ -11,7 +11,7 @@ namespace SCADA {
 
 /// One storage directory: a definition named first/second/stem is its file DIR/first/second/stem.json.
 /// An aggregate made on the spot for each operation, as in DefinitionsStorage{directory}; it caches and logs nothing.
-/// Reading from several threads is safe; writers of one directory must be kept apart by the host program.
+/// Reading from several threads is safe; the host program keeps writers of one directory apart.
 /// Every `error` may be null; texts are cut at 255 bytes and replace the previous content.
 struct SCADA_EXPORT DefinitionsStorage {
     std::string dir; ///< the storage directory, used as given
@@ -29,6 +29,19 @@ struct SCADA_EXPORT DefinitionsStorage {
     /// `*spec` is then empty, except that a document whose only fault is a missing "properties" object stays in it
     /// with its decoder path. Exceptions of the JSON library (nesting beyond its limit) pass through.
     bool getSpec(const std::string& name, DefinitionSpec* spec, std::string* error);
+
+    /// Writes a definition under `name` and copies its decoder beside it as STEM-decoder, whatever it was called, then
+    /// reads both back. Here "\" separates like "/". Returns whether the definition is listed and reads back valid; an
+    /// older file that could not be overwritten counts as well. On failure puts the reason into `*error`; what had been
+    /// written stays. A document that is no object and comes with a decoder makes the JSON library throw.
+    bool importSpec(const std::string& name, const DefinitionSpec& spec, std::string* error);
+
+    /// Removes a listed definition, and its decoder when that lies in this storage. On failure returns false with the
+    /// reason, which says so when the decoder has already gone, in `*error`.
+    bool deleteOne(const std::string& name, std::string* error);
+
+    /// Empties the directory, as FsNode::ensureCleanDir does and with its requirement. Returns true even on failure.
+    bool deleteAll();
 };
 
 } // namespace SCADA

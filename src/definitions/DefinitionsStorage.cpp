@@ -9,6 +9,9 @@
 #include <kelvra/Text.h>
 #include <scada/FsNode.h>
 
+#include <json/writer.h>
+
+#include <fstream>
 #include <utility>
 
 namespace Kelvra::SCADA {
@@ -51,6 +54,36 @@ bool resolveDecoder(const std::string& dir, const std::string& name, const Json:
     return true;
 }
 
+// Imported decoders lose their own name.
+std::string decoderNameOf(const std::string& stem) {
+    return stem + "-decoder";
+}
+
+// Whether the file could be written shows when the storage is read back.
+void writeDocument(const std::string& file, const Json::Value& document) {
+    std::ofstream out(file, std::ios::out | std::ios::binary | std::ios::trunc);
+    if (out.is_open())
+        out << Json::writeString(Json::StreamWriterBuilder(), document);
+}
+
+Json::Value documentFor(const DefinitionSpec& spec, const std::string& decoderName) {
+    Json::Value document = spec.json;
+    if (!spec.decoderPath.empty())
+        document[DefinitionsStorage::JSON_DECODER_SECTION] = decoderName;
+    else if (document.isObject())
+        document.removeMember(DefinitionsStorage::JSON_DECODER_SECTION);
+    return document;
+}
+
+// The resolved paths are compared as texts.
+bool isDecoderInStorage(const std::string& dir, const std::string& decoderPath) {
+    std::string decoder;
+    std::string storage;
+    return !decoderPath.empty() && FsNode(decoderPath).getMode() == FsNode::MODE_FILE &&
+           FsNode(decoderPath).realPath(&decoder) && FsNode(dir).realPath(&storage) &&
+           decoder.compare(0, storage.size(), storage) == 0;
+}
+
 } // namespace
 
 const std::string DefinitionsStorage::JSON_PROPERTIES_SECTION = "properties";
@@ -77,6 +110,62 @@ bool DefinitionsStorage::getSpec(const std::string& name, DefinitionSpec* spec, 
         formatMessage(error, "Invalid syntax of the sensor definition [%s]: no [%s] section defined.", name.c_str(),
                       JSON_PROPERTIES_SECTION.c_str());
     return hasProperties;
+}
+
+bool DefinitionsStorage::importSpec(const std::string& name, const DefinitionSpec& spec, std::string* error) {
+    const SplitName parts = splitName(name);
+    const std::string directory = dir + "/" + parts.directory;
+    const std::string file = definitionPath(directory, parts.stem);
+    const std::string decoderName = decoderNameOf(parts.stem);
+    if (!FsNode::ensureDirExists(directory)) {
+        formatMessage(error, "Failed to create a directory while importing [%s] definition.", name.c_str());
+        return false;
+    }
+    writeDocument(file, documentFor(spec, decoderName));
+    if (FsNode(file).getMode() != FsNode::MODE_FILE) {
+        formatMessage(error, "File saving error while importing [%s] definition.", name.c_str());
+        return false;
+    }
+    if (!isListed(dir, name)) {
+        formatMessage(error, "File copying error while importing [%s] definition.", name.c_str());
+        return false;
+    }
+    if (!spec.decoderPath.empty() && !FsNode::copyFile(spec.decoderPath, directory + "/" + decoderName)) {
+        formatMessage(error, "File copying error while importing decoder for the [%s] definition.", name.c_str());
+        return false;
+    }
+    DefinitionSpec readBack;
+    return getSpec(name, &readBack, error);
+}
+
+bool DefinitionsStorage::deleteOne(const std::string& name, std::string* error) {
+    if (!isListed(dir, name)) {
+        formatMessage(error, ErrorText::DEFINITION_NOT_FOUND, name.c_str());
+        return false;
+    }
+    // A definition that cannot be read is removed all the same; it only has no decoder that we know of.
+    DefinitionSpec spec;
+    getSpec(name, &spec, nullptr);
+    const bool ownsDecoder = isDecoderInStorage(dir, spec.decoderPath);
+    if (ownsDecoder && !FsNode::rmFile(spec.decoderPath)) {
+        formatMessage(error, "Failed to remove decoder file for the [%s] sensor definition.", name.c_str());
+        return false;
+    }
+    if (FsNode::rmFile(definitionPath(dir, name)))
+        return true;
+    if (ownsDecoder)
+        formatMessage(error,
+                      "Decoder file has been removed. An error has occurred while deleting [%s] sensor definition "
+                      "file.",
+                      name.c_str());
+    else
+        formatMessage(error, "Failed to delete sensor definition [%s] file.", name.c_str());
+    return false;
+}
+
+bool DefinitionsStorage::deleteAll() {
+    FsNode::ensureCleanDir(dir);
+    return true;
 }
 
 } // namespace Kelvra::SCADA

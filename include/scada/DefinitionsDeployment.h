@@ -1,0 +1,35 @@
+#pragma once
+
+#include <scada/export.h>
+
+#include <string>
+
+namespace Kelvra {
+namespace SCADA {
+
+/// Installs users' definitions into the custom storage through the staging directory, and removes custom definitions.
+/// Holds nothing; reads its directories from Env on every call. All installations and removals share one staging
+/// directory: the host program runs them one at a time. Logs nothing. Every `err` may be null; the result alone tells
+/// success, for a successful installation may leave a text behind. Registries keep what they have cached.
+class SCADA_EXPORT DefinitionsDeployment {
+public:
+    /// Installs every definition of `srcDir`, all of them under "lora/" with a decoder inside the source, or none that
+    /// fails the checks. Without `allowOverwrite`, definitions that are installed already and can be read are refused.
+    /// On failure returns false with the reason in `*err`; definitions imported before a failure of the import itself
+    /// stay. The staging directory is empty afterwards, also when an exception passes through, except when the source
+    /// or the staging directory is refused. REQUIRES: a staging path as FsNode::ensureCleanDir demands it.
+    bool deploy(const std::string& srcDir, bool allowOverwrite, std::string* err) const;
+
+    /// The body of an installation, between the two emptyings of the staging directory.
+    /// REQUIRES: the staging directory exists and is empty.
+    bool deploy_impl(const std::string& srcDir, bool allowOverwrite, std::string* err) const;
+
+    /// Removes one custom definition, as DefinitionsStorage::deleteOne does.
+    bool deleteOne(const std::string& name, std::string* err) const;
+
+    /// Empties the custom storage. Returns true even when that fails; `err` is never written.
+    bool deleteAll(std::string* err) const;
+};
+
+} // namespace SCADA
+} // namespace Kelvra
