@@ -1,0 +1,157 @@
+#include <scada/DatabaseBase.h>
+
+#include "config/log.h"
+#include "database/Reply.h"
+#include "database/SigpipeGuard.h"
+
+#include <scada/Conf.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+namespace Kelvra::SCADA {
+
+namespace {
+
+constexpr timeval CONNECT_TIMEOUT{0, 500000};
+
+timeval*& connectTimeout(redisContext* context) {
+#if HIREDIS_MAJOR >= 1
+    return context->connect_timeout;
+#else
+    return context->timeout;
+#endif
+}
+
+// A context whose socket could not even be created has learnt neither its kind nor its address, so that its
+// reconnection would try TCP for ever, and its descriptor number is one that it never had.
+void completeAddress(redisContext* context, const std::string& path) {
+    if (context->connection_type == REDIS_CONN_UNIX && context->unix_sock.path != nullptr)
+        return;
+    context->fd = -1;
+    auto* const address = strdup(path.c_str());
+    auto* const timeout = static_cast<timeval*>(std::malloc(sizeof(timeval)));
+    if (address == nullptr || timeout == nullptr) {
+        std::free(address);
+        std::free(timeout);
+        return;
+    }
+    *timeout = CONNECT_TIMEOUT;
+    context->connection_type = REDIS_CONN_UNIX;
+    context->unix_sock.path = address;
+    connectTimeout(context) = timeout;
+}
+
+// The client library creates its sockets inheritable.
+void keepFromChildren(const redisContext* context) {
+    fcntl(context->fd, F_SETFD, FD_CLOEXEC);
+}
+
+// Closed here rather than by redisReconnect: when that fails to create a new socket, it may go on naming the number of
+// the old one, which by the next attempt can belong to somebody else.
+void closeSocket(redisContext* context) {
+    if (context->fd >= 0)
+        close(context->fd);
+    context->fd = -1;
+}
+
+bool selectDatabase(redisContext* context, unsigned char number) {
+    std::array<char, 32> command{};
+    std::snprintf(command.data(), command.size(), "SELECT %u", static_cast<unsigned int>(number));
+    return isOkStatus(ReplyPtr(static_cast<redisReply*>(redisCommand(context, command.data()))));
+}
+
+// Sends a command, once more after a reconnection when no reply came.
+template <typename Send> redisReply* sendTwice(DatabaseBase* database, bool* reconnectNeeded, const Send& send) {
+    const SigpipeGuard guard;
+    if (database->ensureConnected() != DatabaseBase::RESULT_OK)
+        return nullptr;
+    if (void* reply = send())
+        return static_cast<redisReply*>(reply);
+    *reconnectNeeded = true;
+    if (database->ensureConnected() != DatabaseBase::RESULT_OK)
+        return nullptr;
+    void* reply = send();
+    *reconnectNeeded = reply == nullptr;
+    return static_cast<redisReply*>(reply);
+}
+
+} // namespace
+
+DatabaseBase::DatabaseBase()
+    : socketPath(Conf::DFN_DATABASE_SOCKET), dbNumber(static_cast<unsigned char>(Conf::DFN_DATABASE_NUMBER)),
+      keyTtl(Conf::DFN_DATABASE_KEY_TTL), context(nullptr), reconnectNeeded(false) {}
+
+// The connection stays open until the process ends: host programs rely on a destroyed object not closing it.
+DatabaseBase::~DatabaseBase() = default;
+
+void DatabaseBase::setup(const std::string& socket, unsigned char number, unsigned int ttl) {
+    socketPath = socket;
+    dbNumber = number;
+    keyTtl = ttl;
+}
+
+void DatabaseBase::setup(const std::string& socket, unsigned char number) {
+    setup(socket, number, Conf::DFN_DATABASE_KEY_TTL);
+}
+
+int DatabaseBase::ensureConnected() {
+    if (context != nullptr && !reconnectNeeded)
+        return RESULT_OK;
+    const SigpipeGuard guard;
+    if (context == nullptr) {
+        context = redisConnectUnixWithTimeout(socketPath.c_str(), CONNECT_TIMEOUT);
+        if (context == nullptr) {
+            SCADA_LOG(ERROR, "[DB ] Connection error: can't allocate redis context");
+            return RESULT_NO_REPLY;
+        }
+        if (context->err != 0) {
+            completeAddress(context, socketPath);
+            reconnectNeeded = true;
+            return RESULT_NO_REPLY;
+        }
+        SCADA_LOG(DEBUG, "[DB ] Connected to the database");
+    }
+    if (reconnectNeeded) {
+        closeSocket(context);
+        if (redisReconnect(context) != REDIS_OK)
+            return RESULT_NO_REPLY;
+        SCADA_LOG(DEBUG, "[DB ] Reconnected to the database");
+    }
+    keepFromChildren(context);
+    reconnectNeeded = !selectDatabase(context, dbNumber);
+    return reconnectNeeded ? RESULT_NO_REPLY : RESULT_OK;
+}
+
+redisReply* DatabaseBase::executeCommand(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    redisReply* reply = sendTwice(this, &reconnectNeeded, [&] {
+        // Each attempt consumes its arguments.
+        va_list attempt;
+        va_copy(attempt, arguments);
+        void* received = redisvCommand(context, format, attempt);
+        va_end(attempt);
+        return received;
+    });
+    va_end(arguments);
+    return reply;
+}
+
+redisReply* DatabaseBase::executeCommandArgv(int argc, const char** argv, const unsigned int* argvlen) {
+    std::vector<std::size_t> lengths;
+    if (argvlen != nullptr)
+        lengths.assign(argvlen, argvlen + argc);
+    return sendTwice(this, &reconnectNeeded, [&] {
+        return redisCommandArgv(context, argc, argv, argvlen == nullptr ? nullptr : lengths.data());
+    });
+}
+
+} // namespace Kelvra::SCADA

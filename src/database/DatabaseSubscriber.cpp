@@ -1,0 +1,91 @@
+#include <scada/DatabaseSubscriber.h>
+
+#include "database/Reply.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <ctime>
+
+namespace Kelvra::SCADA {
+
+namespace {
+
+constexpr timeval RECEIVE_TIMEOUT{1, 0};
+constexpr timespec RETRY_PAUSE{0, 200000000};
+
+void pauseBeforeRetry() {
+    timespec left = RETRY_PAUSE;
+    while (nanosleep(&left, &left) == -1 && errno == EINTR) {
+    }
+}
+
+// `receiveErrno` counts only together with an I/O error: after an end of file it is left from something else.
+bool isReceiveTimeout(const redisContext* context, int receiveErrno) {
+#ifdef REDIS_ERR_TIMEOUT
+    if (context->err == REDIS_ERR_TIMEOUT)
+        return true;
+#endif
+    return context->err == REDIS_ERR_IO && receiveErrno == EAGAIN;
+}
+
+// Receives one message. Returns false when the connection is lost, and closes it; a timeout is no loss and no message.
+bool receive(redisContext* context, ReplyPtr* message) {
+    void* received = nullptr;
+    errno = 0;
+    const bool arrived = redisGetReply(context, &received) == REDIS_OK;
+    const int receiveErrno = errno;
+    message->reset(static_cast<redisReply*>(received));
+    if (arrived)
+        return true;
+    if (isReceiveTimeout(context, receiveErrno)) {
+        context->err = 0;
+        context->errstr[0] = '\0';
+        return true;
+    }
+    // The number must not be named any longer: by the time of the reconnection it can belong to somebody else.
+    close(context->fd);
+    context->fd = -1;
+    return false;
+}
+
+} // namespace
+
+DatabaseSubscriber::DatabaseSubscriber() : stopRequested(false) {}
+
+DatabaseSubscriber::~DatabaseSubscriber() = default;
+
+int DatabaseSubscriber::subscribe() {
+    const ReplyPtr enabled(executeCommand("CONFIG SET notify-keyspace-events KA"));
+    if (!isOkStatus(enabled))
+        return toResult(enabled, false);
+    std::array<char, 32> command{};
+    std::snprintf(command.data(), command.size(), "PSUBSCRIBE __keyspace@%u__:*", static_cast<unsigned int>(dbNumber));
+    const ReplyPtr confirmed(executeCommand(command.data()));
+    return toResult(confirmed, isType(confirmed, REDIS_REPLY_ARRAY));
+}
+
+int DatabaseSubscriber::loop(void (*callback)(redisReply*, void*), void* user) {
+    while (!stopRequested) {
+        if (subscribe() != RESULT_OK) {
+            pauseBeforeRetry();
+            continue;
+        }
+        redisSetTimeout(context, RECEIVE_TIMEOUT);
+        ReplyPtr message;
+        while (!stopRequested && receive(context, &message)) {
+            if (message && callback != nullptr)
+                callback(message.get(), user);
+            message.reset();
+        }
+    }
+    return RESULT_OK;
+}
+
+void DatabaseSubscriber::stop() {
+    stopRequested = true;
+}
+
+} // namespace Kelvra::SCADA

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <csignal>
+
+namespace Kelvra::SCADA {
+
+/// Holds SIGPIPE back on this thread, because the client library writes to sockets that may have been closed. On the
+/// way out a signal that was not pending before is taken off, the thread's mask is restored and errno is kept. The
+/// process-wide disposition is never touched.
+class SigpipeGuard {
+public:
+    SigpipeGuard();
+    ~SigpipeGuard();
+    SigpipeGuard(const SigpipeGuard&) = delete;
+    SigpipeGuard& operator=(const SigpipeGuard&) = delete;
+
+private:
+    sigset_t previousMask{};
+    bool wasPending;
+};
+
+} // namespace Kelvra::SCADA
