@@ -31,9 +31,11 @@ void Outcome::look() {
     installed.clear();
     incomplete.clear();
     unchanged.clear();
+    changed = false;
     for (const auto& [name, former] : before) {
         const InstalledFiles now = installedFiles(name);
         const bool untouched = now == former;
+        changed = changed || !untouched;
         if (now.document && now == filesToInstall(source, name))
             installed.push_back(name);
         else
@@ -54,8 +56,8 @@ std::string Outcome::text() const {
 }
 
 std::string Outcome::advice() const {
-    if (installed.empty() && incomplete.empty())
-        return "nothing has been installed; --dry-run shows every reason";
+    if (!changed)
+        return "nothing has been changed; --dry-run shows every reason";
     return "remove the cause, then install the same source with --allow-overwrite, which completes what was begun";
 }
 

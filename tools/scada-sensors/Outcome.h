@@ -33,6 +33,7 @@ private:
     std::vector<std::string> installed;
     std::vector<std::string> incomplete;
     std::vector<std::string> unchanged;
+    bool changed = false;
 };
 
 } // namespace Kelvra::SCADA::Tool
