@@ -3,7 +3,7 @@
 namespace Kelvra {
 namespace Logger {
 
-/// The stand-in's own switch. A device's support library has another, so only programs linked to the stand-in use it.
+// The stand-in's own switch. A device's support library has another, so only programs linked to the stand-in use it.
 
 /// The level at which nothing is printable.
 const int LEVEL_OFF = -1;
