@@ -49,7 +49,7 @@ struct TextRow {
 };
 
 std::ostream& operator<<(std::ostream& out, const TextRow& row) {
-    return out << row.input;
+    return out << row.name;
 }
 
 class Trim : public testing::TestWithParam<TextRow> {};
@@ -87,7 +87,7 @@ template <typename Number> struct ParseRow {
 };
 
 template <typename Number> std::ostream& operator<<(std::ostream& out, const ParseRow<Number>& row) {
-    return out << row.input;
+    return out << row.name;
 }
 
 template <typename Number> void expectParsed(const ParseRow<Number>& row) {
@@ -179,7 +179,7 @@ struct ArgumentRow {
 };
 
 std::ostream& operator<<(std::ostream& out, const ArgumentRow& row) {
-    return out << row.argument;
+    return out << row.name;
 }
 
 class ExecuteArgument : public testing::TestWithParam<ArgumentRow> {};

@@ -85,7 +85,7 @@ struct LevelRow {
 };
 
 std::ostream& operator<<(std::ostream& out, const LevelRow& row) {
-    return out << row.level;
+    return out << row.name;
 }
 
 class StandinLevels : public testing::TestWithParam<LevelRow> {
@@ -141,7 +141,7 @@ struct LineRow {
 };
 
 std::ostream& operator<<(std::ostream& out, const LineRow& row) {
-    return out << row.text;
+    return out << row.name;
 }
 
 class StandinLine : public testing::TestWithParam<LineRow> {

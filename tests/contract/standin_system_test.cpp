@@ -58,7 +58,7 @@ struct CommandRow {
 };
 
 std::ostream& operator<<(std::ostream& out, const CommandRow& row) {
-    return out << row.commandLine;
+    return out << row.name;
 }
 
 class StandinCommand : public testing::TestWithParam<CommandRow> {};
@@ -113,7 +113,7 @@ struct StartRow {
 };
 
 std::ostream& operator<<(std::ostream& out, const StartRow& row) {
-    return out << row.program;
+    return out << row.name;
 }
 
 class StandinFailedStart : public testing::TestWithParam<StartRow> {

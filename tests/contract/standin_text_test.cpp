@@ -16,7 +16,7 @@ struct TextRow {
 };
 
 std::ostream& operator<<(std::ostream& out, const TextRow& row) {
-    return out << row.input;
+    return out << row.name;
 }
 
 template <typename Row> std::string rowName(const testing::TestParamInfo<Row>& row) {
@@ -61,7 +61,7 @@ template <typename Number> struct ParseRow {
 };
 
 template <typename Number> std::ostream& operator<<(std::ostream& out, const ParseRow<Number>& row) {
-    return out << row.input;
+    return out << row.name;
 }
 
 using IntRow = ParseRow<int>;
