@@ -100,7 +100,7 @@ bool DefinitionsStorage::getSpec(const std::string& name, DefinitionSpec* spec, 
     std::string decoderPath;
     if (!readDocument(dir, name, &document, error) || !resolveDecoder(dir, name, document, &decoderPath, error))
         return false;
-    const bool hasProperties = document[JSON_PROPERTIES_SECTION].isObject();
+    const bool hasProperties = std::as_const(document)[JSON_PROPERTIES_SECTION].isObject();
     // Filled before the verdict: a definition without properties can still be removed together with its decoder.
     if (spec != nullptr) {
         spec->json = std::move(document);

@@ -33,8 +33,9 @@ void collectNames(const std::string& dir, const std::string& relPath, std::uint8
         collectNames(dir, relPath.empty() ? entry : relPath + "/" + entry, static_cast<std::uint8_t>(depth - 1), names);
 }
 
-bool showsEntry(const std::string& directory, const std::string& name, const char* pattern, FsNode::Mode kind) {
-    return isDirectoryReadable(directory) && isEntryAccepted(directory, name.c_str(), pattern, acceptedTypes(kind));
+// A name of a directory that a listing descends into.
+bool isDescended(const std::string& name) {
+    return !name.empty() && name != "." && name != "..";
 }
 
 } // namespace
@@ -43,20 +44,23 @@ void collectNames(const std::string& dir, std::set<std::string>* names) {
     collectNames(dir, "", LEVELS, names);
 }
 
-// Asks each level in turn what the listing would ask of the one entry that matters, with the very same paths.
+// Asks of each level what the listing would ask of the one entry that matters, with the same paths, their length
+// included. The file comes first: most names that are not listed have none.
 bool isListed(const std::string& dir, const std::string& name) {
     const std::string::size_type first = name.find('/');
     const std::string::size_type second = first == std::string::npos ? first : name.find('/', first + 1);
     if (second == std::string::npos || name.find('/', second + 1) != std::string::npos)
         return false;
-    if (first == 0 || second == first + 1 || name.find('\0') != std::string::npos)
+    if (name.find('\0') != std::string::npos || !isDescended(name.substr(0, first)) ||
+        !isDescended(name.substr(first + 1, second - first - 1)))
         return false;
     const std::string root = dir + "/";
-    return showsEntry(root, name.substr(0, first), ANY_NAME, FsNode::MODE_DIR) &&
-           showsEntry(root + name.substr(0, first), name.substr(first + 1, second - first - 1), ANY_NAME,
-                      FsNode::MODE_DIR) &&
-           showsEntry(root + name.substr(0, second), name.substr(second + 1) + ".json", DEFINITION_FILE,
-                      FsNode::MODE_FILE);
+    const std::string directory = root + name.substr(0, second);
+    const std::string file = name.substr(second + 1) + ".json";
+    return isEntryAccepted(directory, file.c_str(), DEFINITION_FILE, acceptedTypes(FsNode::MODE_FILE)) &&
+           isDirectoryReadable(root, Links::FOLLOW) &&
+           isDirectoryReadable(root + "/" + name.substr(0, first), Links::NOFOLLOW) &&
+           isDirectoryReadable(directory, Links::NOFOLLOW);
 }
 
 } // namespace Kelvra::SCADA

@@ -28,8 +28,9 @@ bool isEntryAccepted(const std::string& directory, const char* name, const std::
     return (status.st_mode & S_IFMT & ~types) == 0;
 }
 
-bool isDirectoryReadable(const std::string& directory) {
-    const int descriptor = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC);
+bool isDirectoryReadable(const std::string& directory, Links links) {
+    const int noFollow = links == Links::NOFOLLOW ? O_NOFOLLOW : 0;
+    const int descriptor = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC | noFollow);
     if (descriptor < 0)
         return false;
     close(descriptor);

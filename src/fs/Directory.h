@@ -13,7 +13,8 @@ mode_t acceptedTypes(unsigned int kinds);
 /// neither "." nor "..", matches the fnmatch `pattern`, and has no type bit outside `types`, links not followed.
 bool isEntryAccepted(const std::string& directory, const char* name, const std::string& pattern, mode_t types);
 
-/// Returns whether the entries of `directory` can be read.
-bool isDirectoryReadable(const std::string& directory);
+/// Returns whether `directory` is a directory whose entries can be read; NOFOLLOW: and no symbolic link to one.
+enum class Links { FOLLOW, NOFOLLOW };
+bool isDirectoryReadable(const std::string& directory, Links links);
 
 } // namespace Kelvra::SCADA

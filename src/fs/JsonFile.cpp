@@ -2,20 +2,24 @@
 
 #include <json/reader.h>
 
+#include <array>
 #include <fstream>
 #include <memory>
-#include <sstream>
 
 namespace Kelvra::SCADA {
 
-// Through a string stream: buffer iterators would throw on a directory, which opens like a file.
+// With istream::read, which takes a directory, opening like a file but unreadable, for an empty one: buffer iterators
+// would throw.
 bool readFile(const std::string& path, std::string* text) {
-    const std::ifstream file(path, std::ios::in | std::ios::binary);
+    std::ifstream file(path, std::ios::in | std::ios::binary);
     if (!file.is_open())
         return false;
-    std::ostringstream content;
-    content << file.rdbuf();
-    *text = content.str();
+    text->clear();
+    std::array<char, 16384> chunk{};
+    do {
+        file.read(chunk.data(), chunk.size());
+        text->append(chunk.data(), static_cast<std::size_t>(file.gcount()));
+    } while (file.good());
     return true;
 }
 

@@ -51,15 +51,12 @@ void addElement(const std::string& file, const Json::Value& element, SensorTable
         SCADA_LOG(WARNING, "[MAP] Incorrect entry in the managed sensors list [%s]. %s", file.c_str(), error.c_str());
         return;
     }
-    std::string key = sensorKey(entry.src, entry.id);
-    if (sensors->find(key) != sensors->end()) {
+    const auto [added, isNew] = sensors->emplace(sensorKey(entry.src, entry.id), entry.src + "/" + entry.sensor);
+    if (isNew)
+        SCADA_LOG(TRACE, "[MAP] Registered managed sensor: [%s] -> [%s]", added->first.c_str(), added->second.c_str());
+    else
         SCADA_LOG(WARNING, "[MAP] Incorrect entry in the  [%s]: duplicate key id=[%s] src=[%s]. Skipping.",
                   file.c_str(), entry.id.c_str(), entry.src.c_str());
-        return;
-    }
-    std::string definition = entry.src + "/" + entry.sensor;
-    SCADA_LOG(TRACE, "[MAP] Registered managed sensor: [%s] -> [%s]", key.c_str(), definition.c_str());
-    sensors->emplace(std::move(key), std::move(definition));
 }
 
 } // namespace
@@ -73,6 +70,7 @@ bool SensorMap::Load() {
     Json::Value root;
     if (!readList(file, &root))
         return false;
+    sensors.reserve(sensors.size() + root.size());
     for (const Json::Value& element : root)
         addElement(file, element, &sensors);
     return true;
