@@ -15,8 +15,16 @@ namespace {
 
 using SensorTable = std::unordered_map<std::string, std::string>;
 
+// At its exact size: there are thousands of these.
+std::string join(const std::string& first, char separator, const std::string& second) {
+    std::string joined;
+    joined.reserve(first.size() + 1 + second.size());
+    joined.append(first).append(1, separator).append(second);
+    return joined;
+}
+
 std::string sensorKey(const std::string& src, const std::string& id) {
-    return src + "@" + id;
+    return join(src, '@', id);
 }
 
 // Returns the definition's name, or null when the sensor is not managed.
@@ -51,7 +59,7 @@ void addElement(const std::string& file, const Json::Value& element, SensorTable
         SCADA_LOG(WARNING, "[MAP] Incorrect entry in the managed sensors list [%s]. %s", file.c_str(), error.c_str());
         return;
     }
-    const auto [added, isNew] = sensors->emplace(sensorKey(entry.src, entry.id), entry.src + "/" + entry.sensor);
+    const auto [added, isNew] = sensors->emplace(sensorKey(entry.src, entry.id), join(entry.src, '/', entry.sensor));
     if (isNew)
         SCADA_LOG(TRACE, "[MAP] Registered managed sensor: [%s] -> [%s]", added->first.c_str(), added->second.c_str());
     else

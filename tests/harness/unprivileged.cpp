@@ -47,6 +47,7 @@ bool runUnprivileged(const std::string& tree, const std::function<bool()>& body)
     const bool isRoot = geteuid() == 0;
     if (isRoot && !giveAway(tree))
         return false;
+    std::fflush(nullptr);
     const pid_t child = fork();
     if (child < 0)
         return false;

@@ -1,0 +1,118 @@
+// The bytes are a managed-sensors list. What the map knows afterwards must be what its elements say one by one.
+
+#include "Workspace.h"
+
+#include <json/reader.h>
+#include <kelvra/LoggerControl.h>
+#include <kelvra/Text.h>
+#include <scada/Env.h>
+#include <scada/SensorMap.h>
+
+#include <map>
+#include <memory>
+#include <utility>
+
+namespace {
+
+using namespace Kelvra::SCADA;
+using Fuzz::require;
+using Sensor = std::pair<std::string, std::string>; // source and identifier
+using Model = std::map<Sensor, std::string>;
+
+const char DEFINITION[] = R"({"properties": {"temperature": {"unit": "C"}}, "decoder": "d"})";
+
+struct Setting {
+    Setting() {
+        Kelvra::Logger::setLevel(Kelvra::Logger::LEVEL_OFF);
+        Fuzz::writeFile(workspace / "lora/demo/th1.json", reinterpret_cast<const std::uint8_t*>(DEFINITION),
+                        sizeof DEFINITION - 1);
+        Fuzz::writeFile(workspace / "lora/demo/d", nullptr, 0);
+        Env::inst().conf().setDfnCustomDir("");
+        Env::inst().conf().setDfnDefaultDir(workspace / "");
+        Env::inst().conf().setSensorMapFile(file);
+    }
+
+    Fuzz::Workspace workspace;
+    const std::string file = workspace / "sensors_map.json";
+};
+
+bool isValue(const Json::Value& element, const char* member, std::string* value) {
+    if (!element.isObject() || !element[member].isString())
+        return false;
+    *value = Kelvra::Text::trim(element[member].asString());
+    return !value->empty() && value->find('@') == std::string::npos;
+}
+
+Model modelOf(const Json::Value& list) {
+    Model model;
+    for (const Json::Value& element : list) {
+        std::string id;
+        std::string src;
+        std::string sensor;
+        if (isValue(element, "id", &id) && isValue(element, "src", &src) && isValue(element, "sensor", &sensor))
+            model.emplace(Sensor(src, Kelvra::Text::toLowerCase(id)), src + "/" + sensor);
+    }
+    return model;
+}
+
+enum class Answer { Loaded, Refused, Exception };
+
+// What Load must answer; only an array that is loaded is left in `list`.
+Answer expectedAnswer(const std::uint8_t* data, std::size_t size, Json::Value* list) {
+    const std::string text(reinterpret_cast<const char*>(data), size);
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    try {
+        if (reader->parse(text.data(), text.data() + text.size(), list, nullptr) && list->isArray())
+            return Answer::Loaded;
+        *list = Json::Value();
+        return Answer::Refused;
+    } catch (const Json::Exception&) {
+        *list = Json::Value();
+        return Answer::Exception;
+    }
+}
+
+Answer load(SensorMap* map) {
+    try {
+        return map->Load() ? Answer::Loaded : Answer::Refused;
+    } catch (const Json::Exception&) {
+        return Answer::Exception;
+    }
+}
+
+void checkSensor(SensorMap* map, const Sensor& sensor, const std::string& definition) {
+    std::string name;
+    require(map->isSensorPresent(sensor.first, sensor.second), "a valid element is registered");
+    require(map->getSensorDefinitionName(sensor.first, sensor.second, &name) && name == definition,
+            "the first element of a sensor names its definition");
+    std::string error;
+    const Json::Value& property = map->getMeasurement(sensor.first, sensor.second, "temperature", &error);
+    require(property.isObject() ? error.empty() : !error.empty(), "a measurement or the reason why there is none");
+    const bool installed = definition == "lora/demo/th1";
+    require(property.isObject() == installed && map->getDecoderPath(sensor.first, sensor.second, nullptr) == installed,
+            "only the installed definition answers");
+}
+
+void checkUnknown(SensorMap* map, const std::uint8_t* data, std::size_t size) {
+    const std::string word(reinterpret_cast<const char*>(data), size);
+    std::string error;
+    require(&map->getMeasurement(word, word + "@", "temperature", &error) == &Json::Value::nullSingleton() &&
+                !error.empty() && error.size() <= 255,
+            "an unknown sensor has its text");
+    require(!map->getDecoderPath(word, word + "@", nullptr), "an unknown sensor has no decoder");
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static const Setting setting;
+    Fuzz::writeFile(setting.file, data, size);
+
+    SensorMap map;
+    Json::Value list;
+    require(load(&map) == expectedAnswer(data, size, &list), "an array is loaded, and nothing else");
+    for (const auto& [sensor, definition] : modelOf(list))
+        checkSensor(&map, sensor, definition);
+    checkUnknown(&map, data, size);
+    return 0;
+}

@@ -1,0 +1,44 @@
+// Runs the fuzz target over files, and over the files of directories, without libFuzzer.
+
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+
+namespace {
+
+namespace fs = std::filesystem;
+
+void replayFile(const fs::path& path) {
+    // The last line of the output names the input of a finding.
+    std::printf("%s\n", path.c_str());
+    std::fflush(stdout);
+    std::ifstream file(path, std::ios::binary);
+    const std::vector<char> bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+}
+
+int replay(const fs::path& path) {
+    if (!fs::is_directory(path)) {
+        replayFile(path);
+        return 1;
+    }
+    int count = 0;
+    for (const fs::directory_entry& entry : fs::directory_iterator(path))
+        count += replay(entry.path());
+    return count;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    int count = 0;
+    for (int i = 1; i < argc; ++i)
+        count += replay(argv[i]);
+    std::printf("%d inputs\n", count);
+    return count > 0 ? 0 : 1;
+}

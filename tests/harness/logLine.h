@@ -1,0 +1,26 @@
+#pragma once
+
+#include "FakeSupport.h"
+
+#include <kelvra/Logger.h>
+
+#include <string>
+#include <utility>
+
+namespace Kelvra::SCADA::Test {
+
+// The log line that a message of this level and text makes, with the level and label objects as they are now.
+
+inline FakeSupport::LogLine errorLine(std::string text) {
+    return {Logger::PrintLevel::ERROR_LEVEL, Logger::PrintLevel::ERROR_LABEL, std::move(text)};
+}
+
+inline FakeSupport::LogLine warningLine(std::string text) {
+    return {Logger::PrintLevel::WARNING_LEVEL, Logger::PrintLevel::WARNING_LABEL, std::move(text)};
+}
+
+inline FakeSupport::LogLine traceLine(std::string text) {
+    return {Logger::PrintLevel::TRACE_LEVEL, Logger::PrintLevel::TRACE_LABEL, std::move(text)};
+}
+
+} // namespace Kelvra::SCADA::Test

@@ -1,0 +1,85 @@
+#include "JsonText.h"
+
+#include <json/reader.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <memory>
+#include <regex>
+#include <sstream>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+// The reader reports each error as "* Line L, Column C" with indented lines below it.
+std::vector<JsonText::Error> splitReport(const std::string& report) {
+    static const std::regex HEAD("\\* Line ([0-9]+), Column ([0-9]+)");
+    std::vector<JsonText::Error> errors;
+    std::istringstream lines(report);
+    std::string line;
+    std::smatch match;
+    while (std::getline(lines, line)) {
+        if (std::regex_match(line, match, HEAD)) {
+            const auto number = [&match](std::size_t n) { return static_cast<unsigned int>(std::stoul(match[n])); };
+            errors.push_back({{number(1), number(2)}, ""});
+            continue;
+        }
+        if (errors.empty())
+            errors.emplace_back();
+        std::string& text = errors.back().text;
+        const std::size_t start = std::min(line.find_first_not_of(' '), line.size());
+        text += (text.empty() || start == line.size() ? "" : " ") + line.substr(start);
+    }
+    return errors;
+}
+
+// Lines end as the reader counts them: with LF, CR or both.
+std::vector<std::size_t> startsOfLines(const std::string& text) {
+    std::vector<std::size_t> starts = {0};
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const bool endsInTwo = text[at] == '\r' && at + 1 < text.size() && text[at + 1] == '\n';
+        if (text[at] == '\n' || (text[at] == '\r' && !endsInTwo))
+            starts.push_back(at + 1);
+    }
+    return starts;
+}
+
+} // namespace
+
+JsonText::JsonText(const std::string& file) {
+    const std::ifstream stream(file, std::ios::in | std::ios::binary);
+    opened = stream.is_open();
+    if (!opened) {
+        found.push_back({{}, std::strerror(errno)});
+        return;
+    }
+    std::ostringstream content;
+    content << stream.rdbuf();
+    parse(content.str());
+}
+
+void JsonText::parse(const std::string& text) {
+    lineStarts = startsOfLines(text);
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    std::string report;
+    try {
+        if (!reader->parse(text.data(), text.data() + text.size(), &document, &report))
+            found = splitReport(report);
+    } catch (const Json::Exception& e) {
+        abandoned = true;
+        found.push_back({{}, e.what()});
+    }
+    if (!found.empty())
+        document = Json::Value();
+}
+
+Position JsonText::positionOf(const Json::Value& value) const {
+    const auto offset = static_cast<std::size_t>(value.getOffsetStart());
+    const auto next = std::upper_bound(lineStarts.begin(), lineStarts.end(), offset);
+    return {static_cast<unsigned int>(next - lineStarts.begin()), static_cast<unsigned int>(offset - *(next - 1) + 1)};
+}
+
+} // namespace Kelvra::SCADA::Tool

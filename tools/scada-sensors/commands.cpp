@@ -1,0 +1,19 @@
+#include "Command.h"
+
+namespace Kelvra::SCADA::Tool {
+
+const std::vector<Command>& commands() {
+    static const std::vector<Command> TABLE = {
+        {"list", "list [--storage both|default|custom]", "The definitions: storage, what they hide, decoder, state",
+         declareList},
+        {"show", "show NAME [PROPERTY]", "One definition, or one property of it", declareShow},
+        {"check", "check [SRC_DIR]", "Every fault of the storages and of the list, or of an installation source",
+         declareCheck},
+        {"sensors", "sensors", "The managed sensors and the definitions they use", declareSensors},
+        {"resolve", "resolve SRC ID [PROPERTY]", "One sensor, from its list element to its definition's property",
+         declareResolve},
+    };
+    return TABLE;
+}
+
+} // namespace Kelvra::SCADA::Tool
