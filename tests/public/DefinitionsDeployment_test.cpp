@@ -3,6 +3,7 @@
 #include "TempDir.h"
 #include "files.h"
 #include "installSample.h"
+#include "jsonText.h"
 #include "rowName.h"
 
 #include <scada/DefinitionsDeployment.h>
@@ -369,7 +370,7 @@ TEST_F(Deployment, otherFamilyIsRefusedBeforeAnythingIsStaged) {
 
 TEST_F(Deployment, definitionNestedBeyondTheReadersLimitThrowsAndEmptiesStaging) {
     addDefinition(places.source, M1);
-    StorageBuilder(places.source).definition(M2, std::string(1001, '[') + std::string(1001, ']'));
+    StorageBuilder(places.source).definition(M2, nestedArrays(1001));
     const Snapshot custom = snapshot(places.custom);
     EXPECT_THROW(deploy(), Json::Exception);
     EXPECT_EQ(error, UNTOUCHED);

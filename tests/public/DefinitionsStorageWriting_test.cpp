@@ -2,12 +2,12 @@
 #include "StorageBuilder.h"
 #include "TempDir.h"
 #include "files.h"
+#include "jsonText.h"
 #include "rowName.h"
 #include "unprivileged.h"
 
 #include <scada/DefinitionsStorage.h>
 
-#include <json/reader.h>
 #include <json/writer.h>
 
 #include <gmock/gmock.h>
@@ -15,7 +15,6 @@
 #include <sys/stat.h>
 
 #include <map>
-#include <memory>
 #include <ostream>
 #include <set>
 #include <string>
@@ -49,13 +48,6 @@ constexpr const char* PLAIN = R"({"properties":{"t":{"unit":"C"}}})";
 constexpr const char* WITH_DECODER = R"({"decoder":"th1.js","properties":{"t":{"unit":"C"}}})";
 constexpr const char* PLAIN_WRITTEN =
     "{\n\t\"properties\" : \n\t{\n\t\t\"t\" : \n\t\t{\n\t\t\t\"unit\" : \"C\"\n\t\t}\n\t}\n}";
-
-Json::Value parsed(const std::string& text) {
-    Json::Value document;
-    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-    EXPECT_TRUE(reader->parse(text.data(), text.data() + text.size(), &document, nullptr)) << text;
-    return document;
-}
 
 std::string written(const Json::Value& document) {
     return Json::writeString(Json::StreamWriterBuilder(), document);
@@ -885,7 +877,7 @@ TEST_F(StorageWriting, removalTextsAreCut) {
 }
 
 TEST_F(StorageWriting, definitionNestedBeyondTheReadersLimitCannotBeRemoved) {
-    addDefinition(dir, std::string(1001, '[') + std::string(1001, ']'));
+    addDefinition(dir, nestedArrays(1001));
     const auto before = snapshot(storage);
     EXPECT_THROW(DefinitionsStorage{storage}.deleteOne(NAME, &error), Json::Exception);
     EXPECT_EQ(error, UNTOUCHED);
