@@ -50,8 +50,7 @@ bool Watch::waitFor(std::size_t count) {
 
 bool Watch::waitFor(const std::string& wanted) {
     std::unique_lock<std::mutex> lock(mutex);
-    return arrival.wait_for(lock, LIMIT,
-                            [&] { return std::find(texts.begin(), texts.end(), wanted) != texts.end(); });
+    return arrival.wait_for(lock, LIMIT, [&] { return std::find(texts.begin(), texts.end(), wanted) != texts.end(); });
 }
 
 std::vector<std::string> Watch::messages() {
