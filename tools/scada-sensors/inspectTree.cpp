@@ -54,8 +54,9 @@ private:
             entries.insert(at->path().filename().string());
         if (error)
             add(relative, "The directory cannot be read: " + error.message());
+        const std::string prefix = relative.empty() ? "" : relative + "/";
         for (const std::string& entry : entries)
-            inspectEntry(relative.empty() ? entry : relative + "/" + entry, depth, link);
+            inspectEntry(prefix + entry, depth, link);
     }
 
     void inspectEntry(const std::string& relative, int depth, const std::string& outerLink) {
