@@ -373,8 +373,12 @@ TEST_F(DatabaseDescriptors, NumberIsForgottenWhenTheLoopLosesItsConnection) {
     watch.stop();
     onCommand() = nullptr;
     EXPECT_EQ(foreign.size(), 20U);
-    for (const int descriptor : foreign)
-        EXPECT_EQ(close(descriptor), 0);
+    for (const int descriptor : foreign) {
+        struct stat status {};
+        EXPECT_EQ(fstat(descriptor, &status), 0);
+        EXPECT_TRUE(S_ISCHR(status.st_mode)) << "still what it was";
+        close(descriptor);
+    }
 }
 
 TEST_F(DatabaseDescriptors, NoForeignOneIsClosedWhenTheyRunOut) {
