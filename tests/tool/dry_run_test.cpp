@@ -100,7 +100,7 @@ TEST_P(Obstacle, isForeseenInTheWordsOfTheInstallation) {
     makeDir(temp / "custom/lora/demo/decoder-decoder");
     const std::string& name = GetParam().definition;
     source.definition(name, R"({"decoder": "d.js", "properties": {}})").decoder(name, "d.js");
-    // A "\\" in a name is a separator where decoders are looked for.
+    // A "\" in a name is a separator where decoders are looked for.
     writeFile(temp / "source/lora/demo/x/d.js", "");
     const std::string text = replaced(GetParam().text, "$N", name);
     const Json::Value answer = parsed(dryRun({"--json"}).out);

@@ -15,6 +15,8 @@ const std::vector<Command>& commands() {
         {"install", "install SRC_DIR [--allow-overwrite] [--dry-run]",
          "Install the definitions of a directory into the custom storage", declareInstall},
         {"remove", "remove NAME... | --all [--yes]", "Remove custom definitions", declareRemove},
+        {"db", "db get|set|expire|push|pop ...", "Typed access to the database", declareDb},
+        {"watch", "watch [--count N] [--timeout S]", "Changes of keys as they happen", declareWatch},
     };
     return TABLE;
 }
