@@ -12,6 +12,8 @@
 #include <json/writer.h>
 
 #include <fstream>
+#include <memory>
+#include <sstream>
 #include <utility>
 
 namespace Kelvra::SCADA {
@@ -59,11 +61,20 @@ std::string decoderNameOf(const std::string& stem) {
     return stem + "-decoder";
 }
 
+// A stream hides a failed allocation unless told otherwise: Json::writeString would give a cut text.
+std::string textOf(const Json::Value& document) {
+    std::ostringstream text;
+    text.exceptions(std::ios::badbit);
+    const std::unique_ptr<Json::StreamWriter> writer(Json::StreamWriterBuilder().newStreamWriter());
+    writer->write(document, &text);
+    return text.str();
+}
+
 // Whether the file could be written shows when the storage is read back.
 void writeDocument(const std::string& file, const Json::Value& document) {
     std::ofstream out(file, std::ios::out | std::ios::binary | std::ios::trunc);
     if (out.is_open())
-        out << Json::writeString(Json::StreamWriterBuilder(), document);
+        out << textOf(document);
 }
 
 Json::Value documentFor(const DefinitionSpec& spec, const std::string& decoderName) {

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "StorageBuilder.h"
+
+#include <json/writer.h>
+
+#include <map>
+#include <string>
+
+namespace Kelvra::SCADA::Test {
+
+using Snapshot = std::map<std::string, std::string>;
+
+/// A definition as a user writes it, naming its decoder.
+inline std::string documentOf(const std::string& decoder) {
+    return R"({"decoder":")" + decoder + R"(","properties":{"t":{"unit":"C"}}})";
+}
+
+/// What an installation makes of documentOf().
+inline std::string writtenDocument(const std::string& decoder) {
+    Json::Value document;
+    document["decoder"] = decoder;
+    document["properties"]["t"]["unit"] = "C";
+    return Json::writeString(Json::StreamWriterBuilder(), document);
+}
+
+inline std::string stemOf(const std::string& name) {
+    return name.substr(name.rfind('/') + 1);
+}
+
+inline std::string decoderTextOf(const std::string& name) {
+    return "decoder of " + name;
+}
+
+/// Writes the definition `name` and beside it its decoder STEM.js.
+inline void addDefinition(const std::string& storage, const std::string& name) {
+    const std::string decoder = stemOf(name) + ".js";
+    StorageBuilder(storage).definition(name, documentOf(decoder)).decoder(name, decoder, decoderTextOf(name));
+}
+
+inline void addDirectories(Snapshot* tree, const std::string& name) {
+    for (auto separator = name.find('/'); separator != std::string::npos; separator = name.find('/', separator + 1))
+        tree->emplace(name.substr(0, separator), "");
+}
+
+/// Adds what an installation makes of addDefinition().
+inline void addInstalled(Snapshot* tree, const std::string& name) {
+    const std::string decoder = stemOf(name) + "-decoder";
+    addDirectories(tree, name);
+    (*tree)[name + ".json"] = writtenDocument(decoder);
+    (*tree)[name + "-decoder"] = decoderTextOf(name);
+}
+
+} // namespace Kelvra::SCADA::Test

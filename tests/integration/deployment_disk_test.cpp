@@ -1,0 +1,210 @@
+// Storages without room, and storages that cannot be written.
+
+#include "InstallationTest.h"
+#include "rowName.h"
+#include "unprivileged.h"
+
+#include <gtest/gtest.h>
+
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <csignal>
+#include <cstdio>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace Kelvra::SCADA::Test;
+
+constexpr const char* BROKEN_NEW = "Invalid syntax of the sensor definition [lora/acme/new].";
+constexpr const char* BROKEN_OLD = "Invalid syntax of the sensor definition [lora/acme/old].";
+constexpr const char* NO_DIRECTORY = "Failed to create a directory while importing [lora/acme/new] definition.";
+constexpr const char* NOT_SAVED = "File saving error while importing [lora/acme/new] definition.";
+constexpr const char* NO_DECODER = "File copying error while importing decoder for the [lora/acme/new] definition.";
+
+// A file system of one page or of a few inodes, and what an installation into it comes to.
+struct SmallDisk {
+    const char* name;
+    bool isStaging;
+    const char* options;
+    std::size_t filler; // bytes that are taken before
+    const char* text;
+    Snapshot custom; // when that is the small one; the root takes an inode, and the first definition two directories
+
+    friend void PrintTo(const SmallDisk& row, std::ostream* out) { *out << row.name; }
+};
+
+const std::vector<SmallDisk>& smallDisks() {
+    static const Snapshot DIRECTORIES{{"lora", ""}, {"lora/acme", ""}};
+    const auto with = [](Snapshot files) {
+        files.insert(DIRECTORIES.begin(), DIRECTORIES.end());
+        return files;
+    };
+    static const std::string WRITTEN = writtenDocument("new-decoder");
+    static const std::string TEXT = decoderTextOf(ACME_NEW);
+    static const std::vector<SmallDisk> rows{
+        {"noInode", false, "nr_inodes=1", 0, NO_DIRECTORY, {}},
+        {"inodeForOneDirectory", false, "nr_inodes=2", 0, NO_DIRECTORY, {{"lora", ""}}},
+        {"noInodeForTheDefinition", false, "nr_inodes=3", 0, NOT_SAVED, DIRECTORIES},
+        {"noInodeForTheDecoder", false, "nr_inodes=4", 0, NO_DECODER, with({{"lora/acme/new.json", WRITTEN}})},
+        {"noInodeForTheSecond", false, "nr_inodes=5", 0,
+         "File saving error while importing [lora/acme/old] definition.",
+         with({{"lora/acme/new.json", WRITTEN}, {"lora/acme/new-decoder", TEXT}})},
+        {"noByte", false, "size=4k", 4096, BROKEN_NEW,
+         with({{"lora/acme/new.json", ""}, {"lora/acme/new-decoder", ""}})},
+        {"onePage", false, "size=4k", 0, BROKEN_OLD,
+         with({{"lora/acme/new.json", WRITTEN},
+               {"lora/acme/new-decoder", ""},
+               {"lora/acme/old.json", ""},
+               {"lora/acme/old-decoder", ""}})},
+        {"stagingWithoutInode", true, "nr_inodes=1", 0, NO_DIRECTORY, {}},
+        {"stagingWithoutInodeForTheDefinition", true, "nr_inodes=3", 0, NOT_SAVED, {}},
+        {"stagingWithoutByte", true, "size=4k", 4096, BROKEN_NEW, {}},
+    };
+    return rows;
+}
+
+class FullDisk : public InstallationTest {
+protected:
+    // In a namespace of its own, so that the mount goes with the process.
+    static bool mountSmall(const std::string& place, const std::string& options) {
+        makeDir(place);
+        return unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+               mount("tmpfs", place.c_str(), "tmpfs", 0, options.c_str()) == 0;
+    }
+
+    static void limitFileSize(rlim_t bytes) {
+        const rlimit files{bytes, bytes};
+        const rlimit cores{0, 0};
+        EXPECT_EQ(setrlimit(RLIMIT_CORE, &cores), 0);
+        EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &files), 0);
+        EXPECT_NE(std::signal(SIGXFSZ, SIG_IGN), SIG_ERR);
+    }
+
+    bool failUnderFileSizeLimit() {
+        limitFileSize(10);
+        EXPECT_FALSE(deploy());
+        EXPECT_EQ(error, BROKEN_NEW);
+        EXPECT_EQ(snapshot(custom), before);
+        EXPECT_EQ(snapshot(staging), Snapshot());
+        return true;
+    }
+
+    bool failOn(const SmallDisk& disk) {
+        const std::string place = disk.isStaging ? staging : custom;
+        if (!mountSmall(place, disk.options)) {
+            std::printf("no tmpfs here: a file-size limit instead\n");
+            return failUnderFileSizeLimit();
+        }
+        const std::string filler = place + "/.filler";
+        if (disk.filler != 0)
+            writeFile(filler, std::string(disk.filler, 'x'));
+        EXPECT_FALSE(deploy());
+        EXPECT_EQ(error, disk.text);
+        removeTree(filler);
+        EXPECT_EQ(snapshot(custom), disk.isStaging ? before : disk.custom);
+        EXPECT_EQ(snapshot(staging), Snapshot());
+        return true;
+    }
+};
+
+class SmallFileSystem : public FullDisk, public ::testing::WithParamInterface<SmallDisk> {};
+INSTANTIATE_TEST_SUITE_P(Disks, SmallFileSystem, ::testing::ValuesIn(smallDisks()), rowName);
+
+TEST_P(SmallFileSystem, isRefusedAndTheNextInstallationSucceeds) {
+    EXPECT_TRUE(endsWell(startChild([this] { return failOn(GetParam()); })));
+    expectNextInstallationToSucceed();
+}
+
+TEST_F(FullDisk, fileSizeLimit) {
+    EXPECT_TRUE(endsWell(startChild([this] { return failUnderFileSizeLimit(); })));
+    expectNextInstallationToSucceed();
+}
+
+// Only the definition is read back: of the decoder, being there is all that is asked.
+TEST_F(FullDisk, decoderCutByAFileSizeLimitIsInstalled) {
+    const std::string decoder(5000, 'd');
+    writeFile(source + "/lora/acme/new.js", decoder);
+    EXPECT_TRUE(endsWell(startChild([&] {
+        limitFileSize(1000);
+        installed["lora/acme/new-decoder"] = decoder.substr(0, 1000);
+        EXPECT_TRUE(deploy());
+        EXPECT_EQ(error, UNTOUCHED);
+        EXPECT_EQ(snapshot(custom), installed);
+        return true;
+    })));
+    installed["lora/acme/new-decoder"] = decoder;
+    expectNextInstallationToSucceed();
+}
+
+// Permissions
+
+struct ReadOnly {
+    const char* name;
+    std::vector<std::string> made;   // definitions that stand in the custom storage before
+    std::vector<std::string> locked; // paths below the temporary directory that cannot be written
+    const char* text;                // UNTOUCHED when the installation succeeds all the same
+
+    friend void PrintTo(const ReadOnly& row, std::ostream* out) { *out << row.name; }
+};
+
+const std::vector<ReadOnly>& readOnlyRows() {
+    static const std::vector<ReadOnly> rows{
+        {"customStorage", {}, {"custom"}, NO_DIRECTORY},
+        {"familyDirectory", {"lora/other/x"}, {"custom/lora"}, NO_DIRECTORY},
+        {"nameDirectory", {"lora/acme/x"}, {"custom/lora/acme"}, NOT_SAVED},
+        {"everyOlderFile",
+         {ACME_NEW, ACME_OLD, ZETA_NEW},
+         {"custom/lora/acme", "custom/lora/zeta", "custom/lora/acme/new.json", "custom/lora/acme/new-decoder",
+          "custom/lora/acme/old.json", "custom/lora/acme/old-decoder", "custom/lora/zeta/new.json",
+          "custom/lora/zeta/new-decoder"},
+         UNTOUCHED},
+        {"stagingDirectory", {}, {"run/staging"}, NO_DIRECTORY},
+    };
+    return rows;
+}
+
+class ReadOnlyStorage : public InstallationTest, public ::testing::WithParamInterface<ReadOnly> {
+protected:
+    void SetUp() override {
+        InstallationTest::SetUp();
+        removeTree(custom);
+        StorageBuilder storage(custom);
+        for (const std::string& name : GetParam().made)
+            storage.definition(name, documentOf(stemOf(name) + "-decoder"))
+                .decoder(name, stemOf(name) + "-decoder", OLDER_DECODER);
+        makeDir(staging);
+        before = snapshot(custom);
+        for (const std::string& path : GetParam().locked)
+            ASSERT_EQ(chmod((dir / path).c_str(), S_IRUSR | S_IXUSR), 0);
+    }
+};
+INSTANTIATE_TEST_SUITE_P(Rows, ReadOnlyStorage, ::testing::ValuesIn(readOnlyRows()), rowName);
+
+TEST_P(ReadOnlyStorage, isLeftAsItWas) {
+    EXPECT_TRUE(runUnprivileged(dir.path(), [this] {
+        EXPECT_EQ(deploy(), std::string(GetParam().text) == UNTOUCHED);
+        EXPECT_EQ(error, GetParam().text);
+        EXPECT_EQ(snapshot(custom), before);
+        EXPECT_EQ(snapshot(staging), Snapshot());
+        return !HasFailure();
+    }));
+}
+
+TEST_F(InstallationTest, stagingDirectoryThatMayNotBeMade) {
+    makeDir(dir / "run");
+    ASSERT_EQ(chmod((dir / "run").c_str(), S_IRUSR | S_IXUSR), 0);
+    EXPECT_TRUE(runUnprivileged(dir.path(), [this] {
+        EXPECT_FALSE(deploy());
+        EXPECT_EQ(error, "Failed to cleanup the staging directory.");
+        EXPECT_EQ(snapshot(custom), before);
+        return !HasFailure();
+    }));
+}
+
+} // namespace
