@@ -34,7 +34,6 @@ bool isReceiveTimeout(const redisContext* context, int receiveErrno) {
 // Receives one message. Returns false when the connection is lost, and closes it; a timeout is no loss and no message.
 bool receive(redisContext* context, ReplyPtr* message) {
     void* received = nullptr;
-    errno = 0;
     const bool arrived = redisGetReply(context, &received) == REDIS_OK;
     const int receiveErrno = errno;
     message->reset(static_cast<redisReply*>(received));

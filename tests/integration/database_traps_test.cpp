@@ -4,6 +4,7 @@
 #include "files.h"
 #include "rowName.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -16,6 +17,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdarg>
 
 namespace {
 
@@ -23,6 +25,25 @@ using namespace Kelvra::SCADA;
 using namespace Kelvra::SCADA::Test;
 using namespace std::chrono_literals;
 using ::testing::ElementsAre;
+
+// Run when the library begins a command, with its connection.
+std::function<void(redisContext*)>& onCommand() {
+    static std::function<void(redisContext*)> hook;
+    return hook;
+}
+
+} // namespace
+
+// Stands before the client library's own.
+extern "C" __attribute__((visibility("default"))) void* redisvCommand(redisContext* context, const char* format,
+                                                                      va_list arguments) {
+    static auto* const real = reinterpret_cast<decltype(&redisvCommand)>(dlsym(RTLD_NEXT, "redisvCommand"));
+    if (onCommand())
+        onCommand()(context);
+    return real(context, format, arguments);
+}
+
+namespace {
 
 const char* const OK = "+OK\r\n";
 
@@ -163,20 +184,35 @@ TEST_F(DatabaseSignals, HostThatBlocksItKeepsItsOwn) {
               0);
 }
 
-// Sends the signal from outside while a command waits for its reply.
+// Has the signal sent from outside while a command waits for its reply.
+bool handlerSeesOne(Database& db) {
+    const pid_t host = getpid();
+    const pid_t other = fork();
+    if (other == 0) {
+        usleep(300000);
+        _exit(kill(host, SIGPIPE) == 0 ? 0 : 1);
+    }
+    const bool held = holds(db.brpop("none", 1, nullptr) == 4, "a timeout");
+    waitpid(other, nullptr, 0);
+    return held && holds(signalsSeen == 1, "the signal is delivered, once");
+}
+
 TEST_F(DatabaseSignals, HandlerSeesThoseOfOthers) {
     EXPECT_EQ(runChild([] {
                   setDisposition(countSignal);
+                  RedisServer server;
+                  Database db;
+                  db.setup(server.socket(), 2);
+                  return handlerSeesOne(db);
+              }),
+              0);
+}
+
+TEST_F(DatabaseSignals, HandlerSeesThoseOfOthersAmongOurs) {
+    EXPECT_EQ(runChild([] {
+                  setDisposition(countSignal);
                   Broken broken;
-                  const pid_t host = getpid();
-                  const pid_t other = fork();
-                  if (other == 0) {
-                      usleep(300000);
-                      _exit(kill(host, SIGPIPE) == 0 ? 0 : 1);
-                  }
-                  bool held = holds(broken.db.brpop("none", 1, nullptr) == 4, "a timeout after the restart");
-                  waitpid(other, nullptr, 0);
-                  return held && holds(signalsSeen == 1, "delivered after the command");
+                  return handlerSeesOne(broken.db);
               }),
               0);
 }
@@ -321,6 +357,28 @@ TEST_F(DatabaseDescriptors, NoForeignOneIsClosedByTheLoop) {
     watch.stop();
     EXPECT_EQ(user.stop(), 0);
     EXPECT_GE(peer.connections(), 500U);
+}
+
+// Between the loop's closing of a lost connection and the reconnection its number can become somebody else's.
+TEST_F(DatabaseDescriptors, NumberIsForgottenWhenTheLoopLosesItsConnection) {
+    ScriptedRedis peer(answers({{{OK}, {OK}, {"*0\r\n", true}}, {{OK}, {OK}, {"*0\r\n"}}}));
+    std::vector<int> foreign;
+    onCommand() = [&](const redisContext* context) {
+        while (context->err != 0 && foreign.size() < 20)
+            foreign.push_back(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    };
+    Watch watch(peer.socket());
+    watch.start();
+    EXPECT_TRUE(peer.waitForCommands(6));
+    watch.stop();
+    onCommand() = nullptr;
+    EXPECT_EQ(foreign.size(), 20U);
+    for (const int descriptor : foreign) {
+        struct stat status {};
+        EXPECT_EQ(fstat(descriptor, &status), 0);
+        EXPECT_TRUE(S_ISCHR(status.st_mode)) << "still what it was";
+        close(descriptor);
+    }
 }
 
 TEST_F(DatabaseDescriptors, NoForeignOneIsClosedWhenTheyRunOut) {
