@@ -2,25 +2,48 @@
 
 #include <json/reader.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <array>
-#include <fstream>
+#include <cerrno>
 #include <memory>
 
 namespace Kelvra::SCADA {
 
-// With istream::read, which takes a directory, opening like a file but unreadable, for an empty one: buffer iterators
-// would throw.
+namespace {
+
+struct File {
+    int descriptor;
+    explicit File(int openDescriptor) : descriptor(openDescriptor) {}
+    ~File() {
+        if (descriptor >= 0)
+            close(descriptor);
+    }
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+};
+
+} // namespace
+
+// A directory opens like a file and fails to be read: it counts as an empty one, as does what fails half-way.
 bool readFile(const std::string& path, std::string* text) {
-    std::ifstream file(path, std::ios::in | std::ios::binary);
-    if (!file.is_open())
+    const File file{open(path.c_str(), O_RDONLY | O_CLOEXEC)};
+    if (file.descriptor < 0)
         return false;
     text->clear();
-    std::array<char, 16384> chunk{};
-    do {
-        file.read(chunk.data(), chunk.size());
-        text->append(chunk.data(), static_cast<std::size_t>(file.gcount()));
-    } while (file.good());
-    return true;
+    struct stat status {};
+    if (fstat(file.descriptor, &status) == 0 && S_ISREG(status.st_mode))
+        text->reserve(static_cast<std::size_t>(status.st_size));
+    std::array<char, 16384> chunk;
+    for (;;) {
+        const ssize_t count = read(file.descriptor, chunk.data(), chunk.size());
+        if (count > 0)
+            text->append(chunk.data(), static_cast<std::size_t>(count));
+        else if (count == 0 || errno != EINTR)
+            return true;
+    }
 }
 
 // The text must be NUL-terminated, as a string is: the reader looks one byte past the end.

@@ -8,6 +8,7 @@
 #include <scada/SensorMapEntry.h>
 
 #include <fstream>
+#include <utility>
 
 namespace Kelvra::SCADA {
 
@@ -59,12 +60,15 @@ void addElement(const std::string& file, const Json::Value& element, SensorTable
         SCADA_LOG(WARNING, "[MAP] Incorrect entry in the managed sensors list [%s]. %s", file.c_str(), error.c_str());
         return;
     }
-    const auto [added, isNew] = sensors->emplace(sensorKey(entry.src, entry.id), join(entry.src, '/', entry.sensor));
-    if (isNew)
-        SCADA_LOG(TRACE, "[MAP] Registered managed sensor: [%s] -> [%s]", added->first.c_str(), added->second.c_str());
-    else
+    std::string key = sensorKey(entry.src, entry.id);
+    if (sensors->find(key) != sensors->end()) {
         SCADA_LOG(WARNING, "[MAP] Incorrect entry in the  [%s]: duplicate key id=[%s] src=[%s]. Skipping.",
                   file.c_str(), entry.id.c_str(), entry.src.c_str());
+        return;
+    }
+    std::string definition = join(entry.src, '/', entry.sensor);
+    SCADA_LOG(TRACE, "[MAP] Registered managed sensor: [%s] -> [%s]", key.c_str(), definition.c_str());
+    sensors->emplace(std::move(key), std::move(definition));
 }
 
 } // namespace

@@ -240,7 +240,7 @@ TEST(ListingLimits, directoriesBeyondTheLongestPath) {
 // ---- random trees ----
 
 constexpr unsigned int SEED = 20231121;
-constexpr int TREES = 1500;
+constexpr int TREES = 1000;
 constexpr int NAMES_PER_TREE = 40;
 
 class RandomTree {

@@ -69,7 +69,7 @@ TEST_P(Log, levelObjectIsReadAtEachCall) {
 }
 
 TEST_P(Log, levelIsReadOnceAndTheLabelAfterwards) {
-    fake.onIsPrintable = [this](int) {
+    fake.onIsPrintable = [](int) {
         GetParam().level = 1234;
         GetParam().label = "new label";
     };

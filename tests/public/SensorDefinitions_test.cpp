@@ -11,10 +11,8 @@
 
 #include <gmock/gmock.h>
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cstdlib>
+#include <stdexcept>
 #include <type_traits>
 
 namespace {

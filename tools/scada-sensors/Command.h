@@ -38,5 +38,7 @@ Run declareShow(CLI::App& app);
 Run declareCheck(CLI::App& app);
 Run declareSensors(CLI::App& app);
 Run declareResolve(CLI::App& app);
+Run declareInstall(CLI::App& app);
+Run declareRemove(CLI::App& app);
 
 } // namespace Kelvra::SCADA::Tool

@@ -20,6 +20,7 @@ struct Fault {
     std::string text;
     Position position = {};
     std::optional<Json::ArrayIndex> element = std::nullopt; ///< of the managed-sensors list
+    bool refuses = true;                                    ///< whether it keeps a definition from being installed
 };
 
 using Faults = std::vector<Fault>;

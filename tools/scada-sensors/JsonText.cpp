@@ -7,24 +7,30 @@
 #include <cstring>
 #include <fstream>
 #include <memory>
-#include <regex>
 #include <sstream>
 
 namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-// The reader reports each error as "* Line L, Column C" with indented lines below it.
+// Reads "* Line L, Column C", the line with which the reader starts its report of each error.
+bool readHead(const std::string& line, Position* position) {
+    std::istringstream words(line);
+    std::string star;
+    std::string lineWord;
+    std::string columnWord;
+    char comma = '\0';
+    words >> star >> lineWord >> position->line >> comma >> columnWord >> position->column;
+    return !words.fail() && star == "*" && lineWord == "Line" && columnWord == "Column";
+}
+
 std::vector<JsonText::Error> splitReport(const std::string& report) {
-    static const std::regex HEAD("\\* Line ([0-9]+), Column ([0-9]+)");
     std::vector<JsonText::Error> errors;
     std::istringstream lines(report);
-    std::string line;
-    std::smatch match;
-    while (std::getline(lines, line)) {
-        if (std::regex_match(line, match, HEAD)) {
-            const auto number = [&match](std::size_t n) { return static_cast<unsigned int>(std::stoul(match[n])); };
-            errors.push_back({{number(1), number(2)}, ""});
+    for (std::string line; std::getline(lines, line);) {
+        Position position;
+        if (readHead(line, &position)) {
+            errors.push_back({position, ""});
             continue;
         }
         if (errors.empty())

@@ -12,6 +12,9 @@ const std::vector<Command>& commands() {
         {"sensors", "sensors", "The managed sensors and the definitions they use", declareSensors},
         {"resolve", "resolve SRC ID [PROPERTY]", "One sensor, from its list element to its definition's property",
          declareResolve},
+        {"install", "install SRC_DIR [--allow-overwrite] [--dry-run]",
+         "Install the definitions of a directory into the custom storage", declareInstall},
+        {"remove", "remove NAME... | --all [--yes]", "Remove custom definitions", declareRemove},
     };
     return TABLE;
 }

@@ -34,6 +34,9 @@ std::set<std::string> decodersOf(const std::string& dir, const std::set<std::str
 /// Inspects one storage directory.
 Inspection inspectStorage(const Storage& storage);
 
+/// Returns what keeps a source as a whole from being installed.
+Faults inspectSourceDirectory(const std::string& srcDir);
+
 /// Inspects the source directory of an installation.
 Inspection inspectSource(const std::string& srcDir);
 

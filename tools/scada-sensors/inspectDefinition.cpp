@@ -44,7 +44,7 @@ Faults inspectRules(const Definition& definition, const std::string& name, const
         if (!properties[property].isObject())
             faults.push_back({definition.file,
                               "Sensor definition [" + name + "] does not contain [" + property + "] property.",
-                              json.positionOf(properties[property])});
+                              json.positionOf(properties[property]), std::nullopt, false});
     }
     return faults;
 }

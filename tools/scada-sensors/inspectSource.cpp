@@ -12,20 +12,6 @@ bool isLorawan(const std::string& name) {
     return name.rfind("lora/", 0) == 0;
 }
 
-// The rules that keep a source as a whole from being installed.
-Faults inspectSourceDirectory(const std::string& srcDir) {
-    const std::string& staging = Env::inst().conf().getDfnStagingDir();
-    Faults faults;
-    if (staging == srcDir || staging == srcDir + "/")
-        faults.push_back({srcDir, "The source directory should not be the same as the staging directory."});
-    const FsNode::Mode mode = FsNode(srcDir).getMode();
-    if (mode == FsNode::MODE_NONE)
-        faults.push_back({srcDir, "No definition files provided."});
-    else if ((mode & FsNode::MODE_DIR) == 0)
-        faults.push_back({srcDir, "Source directory is not provided."});
-    return faults;
-}
-
 // The decoder must lie inside the source, both paths resolved; the library compares them as plain prefixes.
 void inspectDecoder(const std::string& srcDir, const std::string& name, const Definition& definition, Faults* faults) {
     if (definition.spec.decoderPath.empty()) {
@@ -43,6 +29,19 @@ void inspectDecoder(const std::string& srcDir, const std::string& name, const De
 }
 
 } // namespace
+
+Faults inspectSourceDirectory(const std::string& srcDir) {
+    const std::string& staging = Env::inst().conf().getDfnStagingDir();
+    Faults faults;
+    if (staging == srcDir || staging == srcDir + "/")
+        faults.push_back({srcDir, "The source directory should not be the same as the staging directory."});
+    const FsNode::Mode mode = FsNode(srcDir).getMode();
+    if (mode == FsNode::MODE_NONE)
+        faults.push_back({srcDir, "No definition files provided."});
+    else if ((mode & FsNode::MODE_DIR) == 0)
+        faults.push_back({srcDir, "Source directory is not provided."});
+    return faults;
+}
 
 Faults inspectSourceDefinition(const std::string& srcDir, const std::string& name) {
     Faults faults = inspectDefinition(srcDir, name);

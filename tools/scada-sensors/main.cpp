@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include <exception>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -29,6 +30,29 @@ ExitCode run(const Run& command, Output& output) {
     }
 }
 
+ExitCode refuse(const std::string& reason) {
+    writeMessage(reason);
+    writeMessage("try --help");
+    return ExitCode::BAD_USAGE;
+}
+
+// Returns how the program ends when it has nothing to run.
+std::optional<ExitCode> parse(CLI::App& app, int argc, const char* const* argv) {
+    try {
+        app.parse(argc, argv);
+        return std::nullopt;
+    } catch (const CLI::CallForHelp&) {
+        return writeText(app.help()) ? ExitCode::DONE : ExitCode::FAILED;
+    } catch (const CLI::CallForVersion& version) {
+        return writeText(std::string(version.what()) + "\n") ? ExitCode::DONE : ExitCode::FAILED;
+    } catch (const CLI::ParseError& e) {
+        if (!app.get_subcommands().empty() || e.get_exit_code() != static_cast<int>(CLI::ExitCodes::RequiredError))
+            return refuse(e.what());
+        const std::vector<std::string> rest = app.remaining();
+        return refuse(rest.empty() ? "no command given" : "unknown command or option: " + rest.front());
+    }
+}
+
 ExitCode runCommandLine(int argc, const char* const* argv) {
     CLI::App app{"Sensor definitions and managed sensors of this device.", "scada-sensors"};
     bool json = false;
@@ -42,17 +66,8 @@ ExitCode runCommandLine(int argc, const char* const* argv) {
         CLI::App* declared = app.add_subcommand(command.name, command.summary)->group("");
         runs.emplace_back(declared, command.declare(*declared));
     }
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::CallForHelp&) {
-        return writeText(app.help()) ? ExitCode::DONE : ExitCode::FAILED;
-    } catch (const CLI::CallForVersion& version) {
-        return writeText(std::string(version.what()) + "\n") ? ExitCode::DONE : ExitCode::FAILED;
-    } catch (const CLI::ParseError& e) {
-        writeMessage(e.what());
-        writeMessage("try --help");
-        return ExitCode::BAD_USAGE;
-    }
+    if (const std::optional<ExitCode> ended = parse(app, argc, argv))
+        return *ended;
     Output output(json);
     for (const auto& [declared, command] : runs) {
         if (declared->parsed())

@@ -1,0 +1,89 @@
+#include "Samples.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace Kelvra::SCADA::Bench {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int PROPERTIES = 18;
+constexpr int PER_DIRECTORY = 100;
+
+// About 3 KB, as definitions of real sensors are.
+std::string definitionText(int index) {
+    std::ostringstream text;
+    text << "{\n    \"title\": \"Sensor model " << index << "\",\n    \"maker\": \"maker" << index / PER_DIRECTORY
+         << "\",\n    \"version\": \"1.2\",\n    \"fPort\": 10,\n    \"reportInterval\": 600,\n    \"decoder\": \"model"
+         << index << ".js\",\n    \"properties\": {";
+    for (int i = 0; i < PROPERTIES; ++i)
+        text << (i == 0 ? "\n" : ",\n") << "        \"property" << i
+             << "\": {\n            \"name\": \"Property number " << i
+             << "\",\n            \"unit\": \"°C\",\n            \"type\": \"float\",\n            \"min\": -" << i * 10
+             << ",\n            \"max\": " << i * 100 << "\n        }";
+    text << "\n    }\n}\n";
+    return text.str();
+}
+
+void writeText(const std::string& path, const std::string& text) {
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    file << text;
+    file.close();
+    if (!file.good())
+        throw std::runtime_error("cannot write " + path);
+}
+
+} // namespace
+
+Samples::Samples() : root(fs::temp_directory_path() / "scada-bench-XXXXXX") {
+    if (mkdtemp(root.data()) == nullptr)
+        throw std::runtime_error("cannot make " + root);
+}
+
+Samples::~Samples() {
+    std::error_code ignored;
+    fs::remove_all(root, ignored);
+}
+
+void Samples::addStorage(const std::string& dir, int count) const {
+    for (int i = 0; i < count; ++i) {
+        const fs::path file = root + "/" + dir + "/" + definitionName(i) + ".json";
+        fs::create_directories(file.parent_path());
+        writeText(file, definitionText(i));
+        writeText(file.parent_path() / ("model" + std::to_string(i) + ".js"), "// decoder\n");
+    }
+}
+
+void Samples::addList(const std::string& file, int count, int definitions) const {
+    std::ostringstream text;
+    for (int i = 0; i < count; ++i)
+        text << (i == 0 ? "[\n" : ",\n") << "    { \"id\": \"" << sensorId(i) << "\", \"src\": \"lora\", \"sensor\": \""
+             << definitionName(i % definitions).substr(sizeof "lora") << "\", \"status\": \"active\" }";
+    text << "\n]\n";
+    writeText(root + "/" + file, text.str());
+}
+
+std::string definitionName(int index) {
+    return "lora/maker" + std::to_string(index / PER_DIRECTORY) + "/model" + std::to_string(index);
+}
+
+std::string sensorId(int index) {
+    char id[17];
+    std::snprintf(id, sizeof id, "24E12413%08X", static_cast<unsigned int>(index));
+    return id;
+}
+
+std::string readWhole(const std::string& path) {
+    const std::ifstream file(path, std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+} // namespace Kelvra::SCADA::Bench

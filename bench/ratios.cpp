@@ -1,0 +1,70 @@
+#include "ratios.h"
+
+#include <benchmark/benchmark.h>
+#include <kelvra/LoggerControl.h>
+
+#include <cstdio>
+#include <map>
+#include <string>
+
+namespace Kelvra::SCADA::Bench {
+
+namespace {
+
+// The console table, and the medians kept by benchmark name.
+class MedianReporter : public benchmark::ConsoleReporter {
+public:
+    MedianReporter() : ConsoleReporter(OO_Tabular) {}
+
+    void ReportRuns(const std::vector<Run>& runs) override {
+        ConsoleReporter::ReportRuns(runs);
+        for (const Run& run : runs)
+            if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median")
+                medians[run.run_name.function_name + slashed(run.run_name.args)] =
+                    timeOf(run) / benchmark::GetTimeUnitMultiplier(run.time_unit);
+    }
+
+    void printRatio(const Ratio& ratio) const {
+        const auto numerator = medians.find(ratio.numerator);
+        const auto denominator = medians.find(ratio.denominator);
+        if (numerator == medians.end() || denominator == medians.end())
+            std::printf("ratio %s not measured (goal <= %.1f)\n", ratio.name, ratio.goal);
+        else
+            std::printf("ratio %s %.2f (goal <= %.1f)\n", ratio.name,
+                        numerator->second / denominator->second / ratio.workOfNumerator, ratio.goal);
+    }
+
+private:
+    // A benchmark that takes its own time has added that of its child processes.
+    static double timeOf(const Run& run) {
+        return run.run_name.time_type == "manual_time" ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime();
+    }
+
+    static std::string slashed(const std::string& arguments) { return arguments.empty() ? "" : "/" + arguments; }
+
+    std::map<std::string, double> medians;
+};
+
+} // namespace
+
+int runWithRatios(int argc, char** argv, const std::vector<Ratio>& ratios) {
+    Logger::setLevel(Logger::LEVEL_OFF);
+    // In front of the caller's arguments, which therefore win.
+    std::string defaults[] = {"--benchmark_repetitions=15", "--benchmark_enable_random_interleaving=true",
+                              "--benchmark_min_time=0.1", "--benchmark_report_aggregates_only=true"};
+    std::vector<char*> arguments{argv[0]};
+    for (std::string& argument : defaults)
+        arguments.push_back(argument.data());
+    arguments.insert(arguments.end(), argv + 1, argv + argc);
+    int count = static_cast<int>(arguments.size());
+    benchmark::Initialize(&count, arguments.data());
+    if (benchmark::ReportUnrecognizedArguments(count, arguments.data()))
+        return 2;
+    MedianReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    for (const Ratio& ratio : ratios)
+        reporter.printRatio(ratio);
+    return 0;
+}
+
+} // namespace Kelvra::SCADA::Bench

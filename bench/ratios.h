@@ -1,0 +1,20 @@
+#pragma once
+
+#include <vector>
+
+namespace Kelvra::SCADA::Bench {
+
+/// The time of one benchmark divided by that of another, each over its amount of work, and what it may be at most.
+struct Ratio {
+    const char* name;
+    const char* numerator;
+    const char* denominator;
+    double goal;                ///< printed beside it
+    double workOfNumerator = 1; ///< in units of the work of the denominator
+};
+
+/// Runs the registered benchmarks with logging off, repeated and in mixed order, and prints the table and then, from
+/// the medians of the processor times, one line for each ratio. Returns the exit code: a missed goal is no failure.
+int runWithRatios(int argc, char** argv, const std::vector<Ratio>& ratios);
+
+} // namespace Kelvra::SCADA::Bench

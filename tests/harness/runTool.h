@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace Kelvra::SCADA::Test {
+
+struct ToolRun {
+    int status; ///< the exit status, or 128 and the number of the signal that ended it
+    std::string out;
+    std::string err;
+};
+
+/// Runs the host tool to its end. File permissions hold for it even when the tests run as root. With a `stdoutPath` its
+/// standard output goes there and `out` stays empty.
+ToolRun runTool(const std::vector<std::string>& arguments, const std::string& stdinText = "",
+                const std::string& stdoutPath = "");
+
+} // namespace Kelvra::SCADA::Test

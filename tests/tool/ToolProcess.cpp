@@ -1,0 +1,100 @@
+#include "ToolProcess.h"
+
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <stdexcept>
+#include <thread>
+
+namespace Kelvra::SCADA::Test {
+
+namespace {
+
+std::vector<std::string> commandLine(const std::vector<std::string>& arguments) {
+    std::vector<std::string> words;
+#ifdef SCADA_EMULATOR
+    words.emplace_back(SCADA_EMULATOR);
+#endif
+    words.emplace_back(SCADA_TOOL);
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    return words;
+}
+
+} // namespace
+
+ToolProcess::ToolProcess(const std::vector<std::string>& arguments) {
+    std::vector<std::string> words = commandLine(arguments);
+    std::vector<char*> pointers;
+    for (std::string& word : words)
+        pointers.push_back(word.data());
+    pointers.push_back(nullptr);
+    child = forkpty(&terminal, nullptr, nullptr, nullptr);
+    if (child == 0) {
+        execv(pointers[0], pointers.data());
+        _exit(127);
+    }
+    if (child < 0)
+        throw std::runtime_error("cannot run " + words.front());
+}
+
+ToolProcess::~ToolProcess() {
+    if (!hasEnded()) {
+        kill();
+        wait();
+    }
+    close(terminal);
+}
+
+void ToolProcess::type(const std::string& text) const {
+    if (write(terminal, text.data(), text.size()) != static_cast<ssize_t>(text.size()))
+        throw std::runtime_error("cannot type");
+}
+
+bool ToolProcess::collect(int options) {
+    int state = 0;
+    if (status >= 0)
+        return true;
+    if (waitpid(child, &state, options) != child)
+        return false;
+    status = WIFEXITED(state) ? WEXITSTATUS(state) : 128 + WTERMSIG(state);
+    return true;
+}
+
+bool ToolProcess::hasEnded() {
+    return collect(WNOHANG);
+}
+
+void ToolProcess::kill() {
+    ::kill(child, SIGKILL);
+}
+
+int ToolProcess::wait() {
+    collect(0);
+    return status;
+}
+
+std::string ToolProcess::screen() const {
+    std::string text;
+    std::array<char, 4096> buffer{};
+    // The end of the last process on the terminal shows as an error.
+    for (ssize_t count = 1; count > 0;) {
+        count = read(terminal, buffer.data(), buffer.size());
+        for (ssize_t at = 0; at < count; ++at) {
+            const char c = buffer[static_cast<std::size_t>(at)];
+            if (c == '\n' && !text.empty() && text.back() == '\r')
+                text.pop_back();
+            text += c;
+        }
+    }
+    return text;
+}
+
+void pauseBriefly() {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+}
+
+} // namespace Kelvra::SCADA::Test

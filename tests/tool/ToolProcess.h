@@ -1,0 +1,50 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+namespace Kelvra::SCADA::Test {
+
+/// A run of the host tool on a terminal of its own, while the test goes on. The terminal is read when the run has
+/// ended, so that it must not say more than a terminal holds.
+class ToolProcess {
+public:
+    explicit ToolProcess(const std::vector<std::string>& arguments);
+    /// Kills the tool when it still runs.
+    ~ToolProcess();
+    ToolProcess(const ToolProcess&) = delete;
+    ToolProcess& operator=(const ToolProcess&) = delete;
+
+    /// Types on the terminal.
+    void type(const std::string& text) const;
+    bool hasEnded();
+    void kill();
+    /// Waits for the end. Returns the exit status, or 128 and the number of the signal that ended it.
+    int wait();
+    /// Returns what the terminal shows, with "\r\n" as "\n". REQUIRES: the run has ended.
+    std::string screen() const;
+
+private:
+    bool collect(int options);
+
+    pid_t child;
+    int terminal = -1;
+    int status = -1;
+};
+
+void pauseBriefly();
+
+/// Returns whether the condition comes true within 20 seconds.
+template <typename Condition> bool becomesTrue(Condition condition) {
+    constexpr int PAUSES = 2000;
+    for (int left = PAUSES; left > 0; --left) {
+        if (condition())
+            return true;
+        pauseBriefly();
+    }
+    return false;
+}
+
+} // namespace Kelvra::SCADA::Test

@@ -1,0 +1,53 @@
+#include "ToolTest.h"
+
+namespace Kelvra::SCADA::Test {
+
+std::string replaced(std::string text, const std::string& part, const std::string& by) {
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + by.size()))
+        text.replace(at, part.size(), by);
+    return text;
+}
+
+ToolTest::ToolTest() : standard(temp / "default"), custom(temp / "custom") {
+    makeDir(temp / "default");
+    makeDir(temp / "custom");
+}
+
+ToolRun ToolTest::run(std::vector<std::string> arguments, const std::string& stdoutPath) const {
+    const auto has = [&arguments](const std::string& option) {
+        for (const std::string& argument : arguments) {
+            if (argument == option)
+                return true;
+        }
+        return false;
+    };
+    const std::vector<std::vector<std::string>> options = {{"--default-dir", temp / "default"},
+                                                           {"--custom-dir", temp / "custom"},
+                                                           {"--staging-dir", temp / "staging"},
+                                                           {"--map", temp / "list.json"},
+                                                           {"--log-level", "off"}};
+    for (const auto& option : options) {
+        if (!has(option[0]))
+            arguments.insert(arguments.begin(), option.begin(), option.end());
+    }
+    ToolRun result = runTool(arguments, "", stdoutPath);
+    result.out = replaced(result.out, temp.path(), "$T");
+    result.err = replaced(result.err, temp.path(), "$T");
+    return result;
+}
+
+void ToolTest::addDefinition(StorageBuilder& storage, const std::string& name, const std::string& title) {
+    const std::string decoder = name.substr(name.rfind('/') + 1) + ".js";
+    storage.definition(name, R"({"decoder": ")" + decoder + R"(", "properties": {"temperature": {"name": ")" + title +
+                                 R"("}}})");
+    storage.decoder(name, decoder);
+}
+
+void ToolTest::writeList(const std::vector<std::string>& elements) const {
+    std::string text;
+    for (const std::string& element : elements)
+        text += (text.empty() ? "[\n" : ",\n") + element;
+    writeFile(temp / "list.json", text.empty() ? "[]" : text + "\n]\n");
+}
+
+} // namespace Kelvra::SCADA::Test

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "StorageBuilder.h"
+#include "TempDir.h"
+#include "files.h"
+#include "runTool.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace Kelvra::SCADA::Test {
+
+/// Returns `text` with every `part` replaced.
+std::string replaced(std::string text, const std::string& part, const std::string& by);
+
+/// Two storages and a list in a temporary directory, and runs of the tool on them. In what a run returns, and in the
+/// texts that tests expect, "$T" stands for that directory. Log messages are off unless a run turns them on.
+class ToolTest : public ::testing::Test {
+protected:
+    ToolTest();
+
+    ToolRun run(std::vector<std::string> arguments, const std::string& stdoutPath = "") const;
+
+    /// Adds a good definition with one property "temperature" and a decoder beside it.
+    static void addDefinition(StorageBuilder& storage, const std::string& name, const std::string& title = "Air");
+
+    /// Writes the list with one element in each line, the first in line 2.
+    void writeList(const std::vector<std::string>& elements) const;
+
+    TempDir temp;
+    StorageBuilder standard;
+    StorageBuilder custom;
+};
+
+constexpr const char* GOOD_SENSOR = R"({"id": "AA", "src": "lora", "sensor": "demo/th1"})";
+
+} // namespace Kelvra::SCADA::Test

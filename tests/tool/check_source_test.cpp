@@ -1,0 +1,143 @@
+#include "ToolTest.h"
+#include "jsonText.h"
+#include "rowName.h"
+
+#include <functional>
+
+namespace {
+
+using namespace Kelvra::SCADA::Test;
+
+struct SourceRow {
+    const char* name;
+    std::function<void(const std::string& dir)> plant;
+    const char* out;
+};
+
+class CheckSource : public ToolTest, public ::testing::WithParamInterface<SourceRow> {};
+
+TEST_P(CheckSource, namesEveryFault) {
+    StorageBuilder source(temp / "source");
+    addDefinition(source, "lora/demo/good");
+    GetParam().plant(source.dir());
+    const ToolRun result = run({"check", source.dir()});
+    EXPECT_EQ(replaced(result.out, "$T/source", "$S"), GetParam().out);
+    EXPECT_EQ(result.status, result.out.rfind("0 faults", 0) == 0 ? 0 : 1);
+    EXPECT_EQ(result.err, "");
+}
+
+void nothing(const std::string& /*dir*/) {}
+
+void plantStray(const std::string& dir) {
+    writeFile(dir + "/lorax/demo/bad.json", "{}");
+    writeFile(dir + "/other/demo/good.json", R"({"properties": {}})");
+}
+
+void plantNoDecoder(const std::string& dir) {
+    writeFile(dir + "/lora/demo/a.json", R"({"properties": {}})");
+    writeFile(dir + "/lora/demo/b.json", R"({"properties": 7, "decoder": " "})");
+    writeFile(dir + "/lora/demo/c.json", R"({"properties": {}, "decoder": "nosuch"})");
+}
+
+void plantDecoderOutside(const std::string& dir) {
+    writeFile(dir + "/../outside/x.js", "");
+    makeLink("../../../outside/x.js", dir + "/lora/demo/x.js");
+    writeFile(dir + "/lora/demo/x.json", R"({"properties": {}, "decoder": "x.js"})");
+}
+
+// A decoder outside whose path starts with the letters of the source's path is accepted by an installation.
+void plantDecoderBesideThePrefix(const std::string& dir) {
+    writeFile(dir + "2/x.js", "");
+    makeLink("../../../source2/x.js", dir + "/lora/demo/x.js");
+    writeFile(dir + "/lora/demo/x.json", R"({"properties": {}, "decoder": "x.js"})");
+}
+
+void plantDecoderInside(const std::string& dir) {
+    writeFile(dir + "/shared/x.js", "");
+    makeLink("../../shared/x.js", dir + "/lora/demo/x.js");
+    writeFile(dir + "/lora/demo/x.json", R"({"properties": {}, "decoder": "x.js"})");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Tool, CheckSource,
+    ::testing::Values(
+        SourceRow{"good", nothing, "0 faults in 1 definition\n"},
+        SourceRow{"outside_the_family", plantStray,
+                  "$S/lorax/demo/bad.json:1:1: Invalid syntax of the sensor definition [lorax/demo/bad]: "
+                  "no [properties] section defined.\n"
+                  "$S/lorax/demo/bad.json: Only LoRaWAN sensors are currently supported.\n"
+                  "$S/other/demo/good.json: Only LoRaWAN sensors are currently supported.\n"
+                  "3 faults in 3 definitions\n"},
+        SourceRow{"without_decoder", plantNoDecoder,
+                  "$S/lora/demo/a.json: LoRaWAN decoder is not defined for [lora/demo/a] sensor definition.\n"
+                  "$S/lora/demo/b.json:1:16: Invalid syntax of the sensor definition [lora/demo/b]: "
+                  "no [properties] section defined.\n"
+                  "$S/lora/demo/b.json: LoRaWAN decoder is not defined for [lora/demo/b] sensor definition.\n"
+                  "$S/lora/demo/c.json:1:31: Invalid sensor definition [lora/demo/c]: no decoder file found.\n"
+                  "4 faults in 4 definitions\n"},
+        SourceRow{"decoder_outside", plantDecoderOutside,
+                  "$S/lora/demo/x.json: Invalid sensor definition [lora/demo/x]: bad decoder file location.\n"
+                  "1 fault in 2 definitions\n"},
+        SourceRow{"decoder_beside_the_prefix", plantDecoderBesideThePrefix, "0 faults in 2 definitions\n"},
+        SourceRow{"decoder_linked_inside", plantDecoderInside, "0 faults in 2 definitions\n"},
+        SourceRow{"not_listed", [](const std::string& dir) { writeFile(dir + "/lora/x.json", "{}"); },
+                  "$S/lora/x.json: Not listed: a definition lies exactly two directories below its storage.\n"
+                  "1 fault in 1 definition\n"}),
+    rowName);
+
+struct PlaceRow {
+    const char* name;
+    const char* source;
+    const char* out;
+};
+
+class CheckSourcePlace : public ToolTest, public ::testing::WithParamInterface<PlaceRow> {};
+
+TEST_P(CheckSourcePlace, isJudgedAsAnInstallationJudgesIt) {
+    makeDir(temp / "empty");
+    makeDir(temp / "staging");
+    writeFile(temp / "file", "");
+    const ToolRun result = run({"check", replaced(GetParam().source, "$T", temp.path())});
+    EXPECT_EQ(result.out, GetParam().out);
+    EXPECT_EQ(result.status, result.out.rfind("0 faults", 0) == 0 ? 0 : 1);
+    EXPECT_EQ(result.err, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Tool, CheckSourcePlace,
+    ::testing::Values(
+        PlaceRow{"missing", "$T/nosuch", "$T/nosuch: No definition files provided.\n1 fault in 0 definitions\n"},
+        PlaceRow{"no_name", "", ": No definition files provided.\n1 fault in 0 definitions\n"},
+        PlaceRow{"no_directory", "$T/file", "$T/file: Source directory is not provided.\n1 fault in 0 definitions\n"},
+        PlaceRow{"empty", "$T/empty", "0 faults in 0 definitions\n"},
+        PlaceRow{"staging", "$T/staging",
+                 "$T/staging: The source directory should not be the same as the staging directory.\n"
+                 "1 fault in 0 definitions\n"},
+        PlaceRow{"staging_with_a_slash", "$T/staging/", "0 faults in 0 definitions\n"}),
+    rowName);
+
+TEST_F(CheckSource, asJson) {
+    writeFile(temp / "source/lora/demo/a.json", R"({"properties": {}})");
+    const ToolRun result = run({"check", temp / "source", "--json"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, R"({
+  "error" : "1 fault in 1 definition",
+  "format_version" : 1,
+  "result" : 
+  {
+    "definitions" : 1,
+    "faults" : 
+    [
+      {
+        "file" : "$T/source/lora/demo/a.json",
+        "text" : "LoRaWAN decoder is not defined for [lora/demo/a] sensor definition."
+      }
+    ],
+    "notes" : []
+  },
+  "status" : "fail"
+}
+)");
+}
+
+} // namespace

@@ -1,0 +1,481 @@
+#include "ToolTest.h"
+#include "jsonText.h"
+#include "rowName.h"
+
+#include <scada/DefinitionsStorage.h>
+#include <scada/Env.h>
+#include <scada/SensorDefinitions.h>
+
+#include <gmock/gmock.h>
+
+#include <sys/stat.h>
+
+#include <functional>
+#include <numeric>
+#include <set>
+#include <sstream>
+
+namespace {
+
+using namespace Kelvra::SCADA::Test;
+using ::testing::HasSubstr;
+
+constexpr const char* GOOD = R"({"properties": {}})";
+
+// What is planted into the custom storage, and the lines that name it.
+struct PlantRow {
+    const char* name;
+    std::function<void(const std::string& dir)> plant;
+    std::vector<std::string> faults;
+};
+
+std::function<void(const std::string&)> file(const std::string& path, const std::string& text) {
+    return [path, text](const std::string& dir) { writeFile(dir + "/" + path, text); };
+}
+
+void plantClosedFile(const std::string& dir) {
+    writeFile(dir + "/lora/closed/file.json", GOOD);
+    chmod((dir + "/lora/closed/file.json").c_str(), 0);
+}
+
+void plantClosedDirectory(const std::string& dir) {
+    writeFile(dir + "/lora/shut/x.json", GOOD);
+    chmod((dir + "/lora/shut").c_str(), 0);
+}
+
+// A directory whose names can be read and whose entries cannot be looked at.
+void plantNamesOnly(const std::string& dir) {
+    writeFile(dir + "/lora/names/x.json", GOOD);
+    chmod((dir + "/lora/names").c_str(), S_IRUSR);
+}
+
+void plantLinkedDirectory(const std::string& dir) {
+    writeFile(dir + "/../elsewhere/m/x.json", GOOD);
+    writeFile(dir + "/../elsewhere/m/deeper/y.json", GOOD);
+    makeLink("../elsewhere", dir + "/linked");
+}
+
+void plantDecoders(const std::string& dir) {
+    writeFile(dir + "/lora/dec/a.json", R"({"properties": {}, "decoder": "sub/a.json"})");
+    writeFile(dir + "/lora/dec/sub/a.json", "{}");
+    writeFile(dir + "/lora/dec/b.json", R"({"properties": {}, "decoder": "./b.json.js"})");
+    writeFile(dir + "/lora/dec/b.json.js", "// decoder\n");
+    writeFile(dir + "/lora/dec/notes.txt", "{not json");
+    writeFile(dir + "/lora/dec/data", R"({"no": "properties"})");
+    writeFile(dir + "/readme", GOOD);
+}
+
+const std::vector<PlantRow>& plants() {
+    static const std::vector<PlantRow> ROWS = {
+        {"syntax_error",
+         file("lora/syn/one.json", "{\n  \"properties\": {}\n  \"decoder\": 1\n}"),
+         {"$C/lora/syn/one.json:3:3: Invalid syntax of the sensor definition [lora/syn/one]. "
+          "Missing ',' or '}' in object declaration"}},
+        {"syntax_error_seen_from_afar",
+         file("lora/syn/two.json", "{\"a\": 1,\r\n\"b\": \"x\\q\"}"),
+         {"$C/lora/syn/two.json:2:6: Invalid syntax of the sensor definition [lora/syn/two]. "
+          "Bad escape sequence in string See Line 2, Column 10 for detail."}},
+        {"empty_file",
+         file("lora/syn/empty.json", ""),
+         {"$C/lora/syn/empty.json:1:1: Invalid syntax of the sensor definition [lora/syn/empty]. "
+          "Syntax error: value, object or array expected."}},
+        {"root_is_array",
+         file("lora/syn/array.json", "\n []"),
+         {"$C/lora/syn/array.json:2:2: Invalid syntax of the sensor definition [lora/syn/array]."}},
+        {"nested_too_deep",
+         file("lora/syn/deep.json", nestedArrays(1001)),
+         {"$C/lora/syn/deep.json: Exceeded stackLimit in readValue()."}},
+        {"no_properties",
+         file("lora/rule/none.json", "{}"),
+         {"$C/lora/rule/none.json:1:1: Invalid syntax of the sensor definition [lora/rule/none]: "
+          "no [properties] section defined."}},
+        {"properties_hidden_behind_the_decoder",
+         file("lora/rule/both.json", "{\"decoder\": \"nosuch\",\n \"properties\": []}"),
+         {"$C/lora/rule/both.json:1:13: Invalid sensor definition [lora/rule/both]: no decoder file found.",
+          "$C/lora/rule/both.json:2:16: Invalid syntax of the sensor definition [lora/rule/both]: "
+          "no [properties] section defined."}},
+        {"decoder_climbs",
+         file("lora/rule/climb.json", R"({"properties": {}, "decoder": " ../x "})"),
+         {"$C/lora/rule/climb.json:1:31: Invalid sensor definition [lora/rule/climb]: bad decoder path [../x]."}},
+        {"properties_hidden_behind_each_other",
+         file("lora/rule/props.json", R"({"properties": {"a": 1, "b": {}, "c": null}, "decoder": "."})"),
+         {"$C/lora/rule/props.json:1:57: Invalid sensor definition [lora/rule/props]: no decoder file found.",
+          "$C/lora/rule/props.json:1:22: Sensor definition [lora/rule/props] does not contain [a] property.",
+          "$C/lora/rule/props.json:1:39: Sensor definition [lora/rule/props] does not contain [c] property."}},
+        {"closed_file",
+         plantClosedFile,
+         {"$C/lora/closed/file.json: Sensor definition [lora/closed/file] not found. Permission denied"}},
+        {"closed_directory", plantClosedDirectory, {"$C/lora/shut: The directory cannot be read: Permission denied"}},
+        {"directory_without_access",
+         plantNamesOnly,
+         {"$C/lora/names/x.json: The entry cannot be examined: Permission denied"}},
+        {"linked_file",
+         [](const std::string& dir) { makeLink("/dev/null", dir + "/lora/link/null.json"); },
+         {"$C/lora/link/null.json: Not listed: it lies behind the symbolic link [lora/link/null.json].",
+          "$C/lora/link/null.json: Not listed: it is not a regular file."}},
+        {"dangling_link",
+         [](const std::string& dir) { makeLink("nosuch", dir + "/lora/link/gone.json"); },
+         {"$C/lora/link/gone.json: Not listed: it lies behind the symbolic link [lora/link/gone.json].",
+          "$C/lora/link/gone.json: Not listed: it is not a regular file."}},
+        {"linked_directory",
+         plantLinkedDirectory,
+         {"$C/linked/m/x.json: Not listed: it lies behind the symbolic link [linked]."}},
+        {"loop_of_links", [](const std::string& dir) { makeLink(".", dir + "/lora/loop/self"); }, {}},
+        {"too_high",
+         file("top.json", GOOD),
+         {"$C/top.json: Not listed: a definition lies exactly two directories below its storage."}},
+        {"too_high_by_one",
+         file("lora/one.json", GOOD),
+         {"$C/lora/one.json: Not listed: a definition lies exactly two directories below its storage."}},
+        {"too_deep",
+         file("lora/a/b/c/three.json", GOOD),
+         {"$C/lora/a/b/c/three.json: Not listed: a definition lies exactly two directories below its storage."}},
+        {"suffix_in_upper_case",
+         file("lora/suffix/up.JSON", GOOD),
+         {"$C/lora/suffix/up.JSON: Not listed: its name does not end in [.json]."}},
+        {"suffix_of_a_backup",
+         file("lora/suffix/x.json.bak", "{"),
+         {"$C/lora/suffix/x.json.bak: Not listed: its name does not end in [.json]."}},
+        {"no_suffix",
+         file("lora/suffix/plain", GOOD),
+         {"$C/lora/suffix/plain: Not listed: its name does not end in [.json]."}},
+        {"wrong_suffix_and_depth",
+         file("lora/x.json~", GOOD),
+         {"$C/lora/x.json~: Not listed: a definition lies exactly two directories below its storage.",
+          "$C/lora/x.json~: Not listed: its name does not end in [.json]."}},
+        {"fifo",
+         [](const std::string& dir) { makeFifo(dir + "/lora/kind/pipe.json"); },
+         {"$C/lora/kind/pipe.json: Not listed: it is not a regular file."}},
+        {"directory",
+         [](const std::string& dir) { makeDir(dir + "/lora/kind/dir.json"); },
+         {"$C/lora/kind/dir.json: Not listed: it is not a regular file."}},
+        {"name_that_a_terminal_obeys",
+         file("lora/kind/a\nb.json", "[]"),
+         {"$C/lora/kind/a\\x0ab.json:1:1: Invalid syntax of the sensor definition [lora/kind/a\\x0ab]."}},
+        {"files_that_are_no_definitions", plantDecoders, {}},
+    };
+    return ROWS;
+}
+
+struct ElementRow {
+    const char* name;
+    const char* element;
+    std::vector<std::string> texts;
+};
+
+const std::vector<ElementRow>& elements() {
+    static const std::vector<ElementRow> ROWS = {
+        {"no_object", "[]", {"Corresponding json section is not an object."}},
+        {"everything_missing",
+         "{}",
+         {"Identifier of a managed sensor is not provided.", "Source value is not specified for the [?] sensor.",
+          "Sensor definition is not specified for the [?] sensor."}},
+        {"no_strings",
+         R"({"id": 1, "src": null, "sensor": []})",
+         {"Specified sensor identifier is not a string.", "Specified source value is not a string for the [?] sensor.",
+          "Sensor definition value is not a string for the [?] sensor."}},
+        {"blanks",
+         R"({"id": " B ", "src": " ", "sensor": ""})",
+         {"Specified source value is empty for the [b] sensor.",
+          "Specified sensor definition value is empty for the [b] sensor."}},
+        {"separators",
+         R"({"id": "X@y", "src": "s@t", "sensor": "d@e"})",
+         {"Invalid identifier [x@y] specified for a managed sensor sensor.",
+          "Invalid source value [s@t] specified for [?] the managed sensor sensor.",
+          "Invalid sensor definition [d@e] specified for the [?@?] managed sensor sensor."}},
+        {"separator_behind_a_missing_source",
+         R"({"id": "x@y", "sensor": "d@e"})",
+         {"Source value is not specified for the [x@y] sensor.",
+          "Invalid identifier [x@y] specified for a managed sensor sensor.",
+          "Invalid sensor definition [d@e] specified for the [?@?] managed sensor sensor."}},
+        {"definition_missing",
+         R"({"id": "1", "src": "lora", "sensor": "demo/nosuch"})",
+         {"Sensor definition [lora/demo/nosuch] not found."}},
+        {"definition_broken",
+         R"({"id": "2", "src": "lora", "sensor": "demo/broken"})",
+         {"Sensor definition [lora/demo/broken] not found. It is broken in the custom storage: "
+          "Invalid sensor definition [lora/demo/broken]: bad decoder path [../x]."}},
+        {"definition_nested_too_deep",
+         R"({"id": "3", "src": "lora", "sensor": "demo/deep"})",
+         {"Sensor definition [lora/demo/deep] not found. It is broken in the custom storage: "
+          "Exceeded stackLimit in readValue()."}},
+        {"definition_without_decoder",
+         R"({"id": "4", "src": "lora", "sensor": "demo/bare"})",
+         {"Sensor definition [lora/demo/bare] has no decoder."}},
+        {"duplicate_with_a_missing_definition",
+         R"({"id": "aA", "src": "lora", "sensor": "demo/nosuch"})",
+         {"duplicate key id=[aa] src=[lora]. Skipping. The first one is element [0].",
+          "Sensor definition [lora/demo/nosuch] not found."}},
+    };
+    return ROWS;
+}
+
+class Check : public ToolTest {
+protected:
+    Check() {
+        addDefinition(standard, "lora/demo/th1");
+        writeList({GOOD_SENSOR});
+    }
+
+    ToolRun check() const {
+        ToolRun result = run({"check"});
+        result.out = replaced(result.out, "$T/custom/", "$C/");
+        return result;
+    }
+
+    // The definitions that the rows of elements() name.
+    void plantDefinitions() {
+        custom.definition("lora/demo/broken", R"({"properties": {}, "decoder": "../x"})");
+        custom.definition("lora/demo/deep", nestedArrays(1001));
+        custom.definition("lora/demo/bare", GOOD);
+    }
+};
+
+std::string sortedLines(const std::string& text) {
+    std::multiset<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);)
+        lines.insert(line + "\n");
+    return std::accumulate(lines.begin(), lines.end(), std::string());
+}
+
+std::string summary(std::size_t faults) {
+    return std::to_string(faults) + (faults == 1 ? " fault in " : " faults in ");
+}
+
+class CheckStorage : public Check, public ::testing::WithParamInterface<PlantRow> {};
+
+TEST_P(CheckStorage, namesEveryFault) {
+    GetParam().plant(temp / "custom");
+    const ToolRun result = check();
+    std::string expected;
+    for (const std::string& fault : GetParam().faults)
+        expected += fault + "\n";
+    expected += summary(GetParam().faults.size());
+    EXPECT_EQ(result.out.substr(0, expected.size()), expected) << result.out;
+    EXPECT_EQ(result.status, GetParam().faults.empty() ? 0 : 1);
+    EXPECT_EQ(result.err, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Tool, CheckStorage, ::testing::ValuesIn(plants()), rowName);
+
+class CheckElement : public Check, public ::testing::WithParamInterface<ElementRow> {};
+
+TEST_P(CheckElement, namesEveryFaultInTheLibrarysWords) {
+    plantDefinitions();
+    writeList({GOOD_SENSOR, GetParam().element});
+    const ToolRun result = check();
+    for (const std::string& text : GetParam().texts)
+        EXPECT_THAT(result.out, HasSubstr("$T/list.json[1]:3:1: " + text + "\n"));
+    const std::size_t fromDefinitions = 2;
+    EXPECT_THAT(result.out, HasSubstr("\n" + summary(GetParam().texts.size() + fromDefinitions)));
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Tool, CheckElement, ::testing::ValuesIn(elements()), rowName);
+
+TEST_F(Check, hidesNoFaultBehindAnother) {
+    std::vector<std::string> faults = {
+        "$C/lora/demo/broken.json:1:31: Invalid sensor definition [lora/demo/broken]: bad decoder path [../x].",
+        "$C/lora/demo/deep.json: Exceeded stackLimit in readValue()."};
+    plantDefinitions();
+    for (const PlantRow& row : plants()) {
+        row.plant(temp / "custom");
+        faults.insert(faults.end(), row.faults.begin(), row.faults.end());
+    }
+    std::vector<std::string> list = {GOOD_SENSOR};
+    for (const ElementRow& row : elements()) {
+        const std::string place =
+            "$T/list.json[" + std::to_string(list.size()) + "]:" + std::to_string(list.size() + 2) + ":1: ";
+        for (const std::string& text : row.texts)
+            faults.push_back(place + text);
+        list.emplace_back(row.element);
+    }
+    writeList(list);
+    const ToolRun result = check();
+    std::string expected;
+    for (const std::string& fault : faults)
+        expected += fault + "\n";
+    expected += summary(faults.size()) + "17 definitions and " + std::to_string(list.size()) + " list elements\n";
+    EXPECT_EQ(sortedLines(result.out), sortedLines(expected));
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "");
+}
+
+struct ListFileRow {
+    const char* name;
+    std::string text;
+    const char* out;
+};
+
+class CheckListFile : public Check, public ::testing::WithParamInterface<ListFileRow> {};
+
+TEST_P(CheckListFile, namesEveryFault) {
+    writeFile(temp / "list.json", GetParam().text);
+    const ToolRun result = check();
+    EXPECT_EQ(result.out, GetParam().out);
+    EXPECT_EQ(result.status, result.out.rfind("0 faults", 0) == 0 ? 0 : 1);
+    EXPECT_EQ(result.err, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Tool, CheckListFile,
+    ::testing::Values(ListFileRow{"good", "[]", "0 faults in 1 definition and 0 list elements\n"},
+                      ListFileRow{"syntax_error", "[ [],\n  [1 2] ]",
+                                  "$T/list.json:2:6: Failed to parse the managed sensors list [$T/list.json]: "
+                                  "Missing ',' or ']' in array declaration\n"
+                                  "1 fault in 1 definition and 0 list elements\n"},
+                      ListFileRow{"no_array", " {}",
+                                  "$T/list.json:1:2: Failed to parse the managed sensors list [$T/list.json]: "
+                                  "json is not an array object\n"
+                                  "1 fault in 1 definition and 0 list elements\n"},
+                      ListFileRow{"nested_too_deep", nestedArrays(1001),
+                                  "$T/list.json: Failed to parse the managed sensors list [$T/list.json]: "
+                                  "Exceeded stackLimit in readValue().\n"
+                                  "1 fault in 1 definition and 0 list elements\n"}),
+    rowName);
+
+struct PlaceRow {
+    const char* name;
+    std::vector<std::string> options;
+    const char* out;
+    int status;
+};
+
+class CheckPlaces : public Check, public ::testing::WithParamInterface<PlaceRow> {};
+
+TEST_P(CheckPlaces, tellsWhatIsNotThere) {
+    writeFile(temp / "file", "");
+    writeList({});
+    std::vector<std::string> arguments = {"check"};
+    for (const std::string& option : GetParam().options)
+        arguments.push_back(replaced(option, "$T", temp.path()));
+    const ToolRun result = run(arguments);
+    EXPECT_EQ(result.out, GetParam().out);
+    EXPECT_EQ(result.status, GetParam().status);
+    EXPECT_EQ(result.err, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Tool, CheckPlaces,
+    ::testing::Values(
+        PlaceRow{"list_missing",
+                 {"--map", "$T/nosuch"},
+                 "$T/nosuch: Failed to open the managed sensors list [$T/nosuch]: No such file or directory\n"
+                 "1 fault in 1 definition and 0 list elements\n",
+                 1},
+        PlaceRow{"list_is_a_directory",
+                 {"--map", "$T"},
+                 "$T:1:1: Failed to parse the managed sensors list [$T]: "
+                 "Syntax error: value, object or array expected.\n"
+                 "1 fault in 1 definition and 0 list elements\n",
+                 1},
+        PlaceRow{"storage_missing",
+                 {"--custom-dir", "$T/nosuch"},
+                 "note: $T/nosuch: the custom storage does not exist\n"
+                 "0 faults in 1 definition and 0 list elements\n",
+                 0},
+        PlaceRow{"storage_not_configured",
+                 {"--default-dir", ""},
+                 "note: the default storage: has no directory and is not searched\n"
+                 "0 faults in 0 definitions and 0 list elements\n",
+                 0},
+        PlaceRow{"storage_is_a_file",
+                 {"--custom-dir", "$T/file"},
+                 "$T/file: the custom storage is not a directory\n"
+                 "1 fault in 1 definition and 0 list elements\n",
+                 1},
+        PlaceRow{"storage_below_a_file",
+                 {"--custom-dir", "$T/file/x"},
+                 "note: $T/file/x: the custom storage does not exist\n"
+                 "0 faults in 1 definition and 0 list elements\n",
+                 0}),
+    rowName);
+
+TEST_F(Check, aStorageOutOfReachIsAFault) {
+    makeDir(temp / "shut/custom");
+    chmod((temp / "shut").c_str(), 0);
+    const ToolRun result = run({"check", "--custom-dir", temp / "shut/custom"});
+    EXPECT_EQ(result.out, "$T/shut/custom: the custom storage cannot be reached: Permission denied\n"
+                          "1 fault in 1 definition and 1 list element\n");
+    EXPECT_EQ(result.status, 1);
+}
+
+TEST_F(Check, hidingIsNoFault) {
+    addDefinition(custom, "lora/demo/th1");
+    const ToolRun result = check();
+    EXPECT_EQ(result.out, "note: $C/lora/demo/th1.json: hides the default definition [lora/demo/th1]\n"
+                          "0 faults in 2 definitions and 1 list element\n");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "");
+}
+
+TEST_F(Check, asJson) {
+    custom.definition("lora/demo/th1", "{");
+    writeList({GOOD_SENSOR, "7"});
+    const ToolRun result = run({"check", "--json"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.out, R"({
+  "error" : "3 faults in 2 definitions and 2 list elements",
+  "format_version" : 1,
+  "result" : 
+  {
+    "definitions" : 2,
+    "elements" : 2,
+    "faults" : 
+    [
+      {
+        "column" : 2,
+        "file" : "$T/custom/lora/demo/th1.json",
+        "line" : 1,
+        "text" : "Invalid syntax of the sensor definition [lora/demo/th1]. Missing '}' or object member name"
+      },
+      {
+        "column" : 1,
+        "element" : 0,
+        "file" : "$T/list.json",
+        "line" : 2,
+        "text" : "Sensor definition [lora/demo/th1] not found. It is broken in the custom storage: Invalid syntax of the sensor definition [lora/demo/th1]."
+      },
+      {
+        "column" : 1,
+        "element" : 1,
+        "file" : "$T/list.json",
+        "line" : 3,
+        "text" : "Corresponding json section is not an object."
+      }
+    ],
+    "notes" : 
+    [
+      {
+        "file" : "$T/custom/lora/demo/th1.json",
+        "text" : "hides the default definition [lora/demo/th1]"
+      }
+    ]
+  },
+  "status" : "fail"
+}
+)");
+}
+
+// Where the library does not get to a rule the tool says it in its own copy of the library's words.
+TEST_F(Check, copiesTheLibrarysWords) {
+    using namespace Kelvra::SCADA;
+    custom.definition("lora/copy/one", "{}");
+    custom.definition("lora/copy/two", R"({"decoder": "nosuch"})");
+    custom.definition("lora/copy/three", R"({"properties": {"word": "x"}})");
+    std::string section;
+    ASSERT_FALSE(DefinitionsStorage{temp / "custom"}.getSpec("lora/copy/one", nullptr, &section));
+    std::string property;
+    Env::inst().conf().setDfnCustomDir(temp / "custom");
+    SensorDefinitions registry(STORAGE_CUSTOM);
+    ASSERT_TRUE(registry.getMeasurement("lora/copy/three", "word", &property).isNull());
+    Env::inst().conf().setDfnCustomDir(Conf::DFN_STORAGE_CUSTOM_DIR);
+    const std::string out = check().out;
+    EXPECT_THAT(out, HasSubstr("$C/lora/copy/two.json:1:1: " + replaced(section, "/one", "/two") + "\n"));
+    EXPECT_THAT(out, HasSubstr("$C/lora/copy/three.json:1:25: " + property + "\n"));
+}
+
+} // namespace

@@ -1,0 +1,134 @@
+#include "ToolProcess.h"
+#include "ToolTest.h"
+
+#include <sys/stat.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+
+namespace {
+
+using namespace Kelvra::SCADA::Test;
+
+/// Puts a "cp" before the real one, which stops before each copy to a directory until it may go on.
+class SlowCopies : public ToolTest {
+protected:
+    SlowCopies() : path(std::getenv("PATH")), source(temp / "source") {
+        for (const char* name : {"lora/demo/a", "lora/demo/b", "lora/demo/c"})
+            addDefinition(source, name);
+        addDefinition(custom, "lora/other/x");
+        setenv("PATH", ((temp / "bin:") + path).c_str(), 1);
+    }
+    ~SlowCopies() override { setenv("PATH", path.c_str(), 1); }
+
+    void stopCopiesTo(const std::string& target) const {
+        writeFile(temp / "bin/cp", "#!/bin/sh\ncase \"$3\" in " + (temp / target) + ")\n  echo $$ > " +
+                                       (temp / "waiting.new") + "\n  mv " + (temp / "waiting.new") + " " +
+                                       (temp / "waiting") + "\n  while [ ! -e " + (temp / "go") +
+                                       " ]; do sleep 0.02; done\nesac\nPATH='" + path + "' exec cp \"$@\"\n");
+        chmod((temp / "bin/cp").c_str(), 0755);
+    }
+    bool isWaiting() const {
+        return becomesTrue([this] { return std::filesystem::exists(temp / "waiting"); });
+    }
+    void goOn() const { writeFile(temp / "go", ""); }
+
+    std::unique_ptr<ToolProcess> start(std::vector<std::string> arguments) const {
+        const std::vector<std::string> options = {"--default-dir", temp / "default", "--custom-dir",
+                                                  temp / "custom", "--staging-dir",  temp / "staging"};
+        arguments.insert(arguments.begin(), options.begin(), options.end());
+        return std::make_unique<ToolProcess>(arguments);
+    }
+    std::unique_ptr<ToolProcess> startInstallation() const { return start({"install", temp / "source"}); }
+
+    std::string path;
+    StorageBuilder source;
+};
+
+TEST_F(SlowCopies, ofTwoInstallationsAtOnceOneIsRefused) {
+    stopCopiesTo("staging/lora/demo/a-decoder");
+    const auto one = startInstallation();
+    const auto two = startInstallation();
+    ASSERT_TRUE(becomesTrue([&] { return one->hasEnded() || two->hasEnded(); }));
+    ToolProcess& refused = one->hasEnded() ? *one : *two;
+    ToolProcess& running = one->hasEnded() ? *two : *one;
+    EXPECT_EQ(refused.wait(), 1);
+    EXPECT_EQ(replaced(refused.screen(), temp.path(), "$T"),
+              "scada-sensors: another installation or removal is running; it holds the lock file [$T/custom.lock]\n");
+    ASSERT_TRUE(isWaiting());
+    EXPECT_FALSE(running.hasEnded());
+    goOn();
+    EXPECT_EQ(running.wait(), 0);
+}
+
+TEST_F(SlowCopies, anInstallationKilledHalfWayIsCompletedByTheNext) {
+    const auto installed = snapshot(temp / "custom");
+    stopCopiesTo("none");
+    ASSERT_EQ(startInstallation()->wait(), 0);
+    const auto undisturbed = snapshot(temp / "custom");
+    std::filesystem::remove_all(temp / "custom/lora/demo");
+    ASSERT_EQ(snapshot(temp / "custom"), installed);
+
+    stopCopiesTo("custom/lora/demo/b-decoder");
+    const auto killed = startInstallation();
+    ASSERT_TRUE(isWaiting());
+    killed->kill();
+    EXPECT_EQ(killed->wait(), 128 + SIGKILL);
+    kill(std::stoi(readFile(temp / "waiting")), SIGKILL);
+    EXPECT_EQ(treeOf(temp / "custom/lora/demo"), (std::set<std::string>{"a-decoder", "a.json", "b.json"}));
+    EXPECT_EQ(treeOf(temp / "staging").count("lora/demo/c.json"), 1U);
+
+    stopCopiesTo("none");
+    const ToolRun again = run({"install", temp / "source", "--allow-overwrite"});
+    EXPECT_EQ(again.status, 0);
+    EXPECT_EQ(again.err, "");
+    EXPECT_EQ(snapshot(temp / "custom"), undisturbed);
+    EXPECT_EQ(treeOf(temp / "staging"), std::set<std::string>{});
+}
+
+TEST_F(SlowCopies, aTerminalShowsProgress) {
+    stopCopiesTo("custom/lora/demo/c-decoder");
+    const auto process = startInstallation();
+    ASSERT_TRUE(isWaiting());
+    // A line comes every 200 ms.
+    for (int left = 50; left > 0; --left)
+        pauseBriefly();
+    goOn();
+    EXPECT_EQ(process->wait(), 0);
+    const std::string screen = process->screen();
+    EXPECT_NE(screen.find("\r\x1b[K3 of 3 checked, 3 installed\r\x1b[K"), std::string::npos) << screen;
+    const std::string end = "\r\x1b[Kinstalled lora/demo/a\ninstalled lora/demo/b\ninstalled lora/demo/c\n";
+    ASSERT_GE(screen.size(), end.size());
+    EXPECT_EQ(screen.substr(screen.size() - end.size()), end);
+}
+
+TEST_F(SlowCopies, aPipeSeesNoProgress) {
+    writeFile(temp / "bin/cp", "#!/bin/sh\nsleep 0.3\nPATH='" + path + "' exec cp \"$@\"\n");
+    chmod((temp / "bin/cp").c_str(), 0755);
+    const ToolRun result = run({"install", temp / "source"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "installed lora/demo/a\ninstalled lora/demo/b\ninstalled lora/demo/c\n");
+    EXPECT_EQ(result.err, "");
+}
+
+TEST_F(SlowCopies, removalOfEverythingAsksOnATerminal) {
+    const auto before = snapshot(temp / "custom");
+    const std::string question = "Remove 1 custom definition and everything else in [$T/custom]? [y/N] ";
+    const auto refused = start({"remove", "--all"});
+    refused->type("no\n");
+    EXPECT_EQ(refused->wait(), 1);
+    // What was typed is echoed before or after the question.
+    EXPECT_EQ(replaced(replaced(refused->screen(), temp.path(), "$T"), "no\n", ""),
+              question + "scada-sensors: nothing has been removed\n");
+    EXPECT_EQ(snapshot(temp / "custom"), before);
+    const auto confirmed = start({"remove", "--all"});
+    confirmed->type("y\n");
+    EXPECT_EQ(confirmed->wait(), 0);
+    EXPECT_EQ(replaced(replaced(confirmed->screen(), temp.path(), "$T"), "y\n", ""),
+              question + "removed lora/other/x\n");
+    EXPECT_EQ(treeOf(temp / "custom"), std::set<std::string>{});
+}
+
+} // namespace

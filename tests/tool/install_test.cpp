@@ -1,0 +1,234 @@
+#include "ToolTest.h"
+#include "jsonText.h"
+#include "rowName.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <ostream>
+
+namespace {
+
+using namespace Kelvra::SCADA::Test;
+
+class Install : public ToolTest {
+protected:
+    Install() : source(temp / "source") { makeDir(temp / "source"); }
+
+    ToolRun install(std::vector<std::string> options = {}) const {
+        options.insert(options.begin(), {"install", temp / "source"});
+        return run(options);
+    }
+
+    StorageBuilder source;
+};
+
+TEST_F(Install, installsAndSaysSo) {
+    addDefinition(source, "lora/demo/th1");
+    addDefinition(source, "lora/demo/th2");
+    const ToolRun result = install();
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "installed lora/demo/th1\ninstalled lora/demo/th2\n");
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(treeOf(temp / "custom"),
+              (std::set<std::string>{"lora", "lora/demo", "lora/demo/th1-decoder", "lora/demo/th1.json",
+                                     "lora/demo/th2-decoder", "lora/demo/th2.json"}));
+    EXPECT_EQ(treeOf(temp / "staging"), std::set<std::string>{});
+}
+
+TEST_F(Install, answersPrograms) {
+    addDefinition(source, "lora/demo/th1");
+    const ToolRun result = install({"--json"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, R"({
+  "format_version" : 1,
+  "result" : 
+  {
+    "incomplete" : [],
+    "installed" : [ "lora/demo/th1" ],
+    "not_installed" : []
+  },
+  "status" : "success"
+}
+)");
+    EXPECT_EQ(result.err, "");
+}
+
+TEST_F(Install, installsNothingFromAnEmptySource) {
+    const ToolRun result = install();
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "");
+}
+
+TEST_F(Install, refusesWhatIsInstalledUnlessOverwritingIsAllowed) {
+    addDefinition(source, "lora/demo/th1", "Water");
+    addDefinition(custom, "lora/demo/th1", "Air");
+    const auto before = snapshot(temp / "custom");
+    const ToolRun refused = install();
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(refused.out, "not installed lora/demo/th1\nnothing has been changed; --dry-run shows every reason\n");
+    EXPECT_EQ(refused.err, "scada-sensors: Sensor definition [lora/demo/th1] is already installed. Please remove the "
+                           "custom sensor definition, or enable \"Allow Overwrite\" to replace it.\n");
+    EXPECT_EQ(snapshot(temp / "custom"), before);
+    const ToolRun allowed = install({"--allow-overwrite"});
+    EXPECT_EQ(allowed.status, 0);
+    EXPECT_EQ(allowed.out, "installed lora/demo/th1\n");
+    EXPECT_EQ(parsed(readFile(temp / "custom/lora/demo/th1.json"))["properties"]["temperature"]["name"], "Water");
+}
+
+TEST_F(Install, saysWhatAnInstallationThatFailedHalfWayLeft) {
+    for (const char* name : {"lora/demo/a", "lora/demo/b", "lora/demo/c"})
+        addDefinition(source, name);
+    makeDir(temp / "custom/lora/demo/b-decoder");
+    const ToolRun result = install();
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "installed lora/demo/a\nincomplete lora/demo/b\nnot installed lora/demo/c\n"
+                          "remove the cause, then install the same source with --allow-overwrite, which completes what "
+                          "was begun\n");
+    EXPECT_EQ(result.err,
+              "scada-sensors: File copying error while importing decoder for the [lora/demo/b] definition.\n");
+    std::filesystem::remove_all(temp / "custom/lora/demo/b-decoder");
+    EXPECT_EQ(install({"--allow-overwrite"}).out,
+              "installed lora/demo/a\ninstalled lora/demo/b\ninstalled lora/demo/c\n");
+}
+
+TEST_F(Install, refusesMoreThanThereIsRoomFor) {
+    addDefinition(source, "lora/demo/th1");
+    constexpr std::uintmax_t FOUR_TERABYTES = std::uintmax_t{1} << 42U;
+    std::filesystem::resize_file(temp / "source/lora/demo/th1.js", FOUR_TERABYTES);
+    const ToolRun result = install();
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err.rfind("scada-sensors: not enough free space for --staging-dir [$T/staging]: 4398046519296 "
+                               "bytes needed, ",
+                               0),
+              0U)
+        << result.err;
+    EXPECT_EQ(treeOf(temp / "custom"), std::set<std::string>{});
+}
+
+TEST_F(Install, waitsForNobodyWhoHoldsTheLock) {
+    addDefinition(source, "lora/demo/th1");
+    const int descriptor = open((temp / "custom.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    struct flock whole {};
+    whole.l_type = F_WRLCK;
+    ASSERT_EQ(fcntl(descriptor, F_SETLK, &whole), 0);
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{"install", temp / "source"},
+                                                      {"remove", "lora/demo/th1"},
+                                                      {"remove", "--all", "--yes"}}) {
+        const ToolRun result = run(arguments);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(result.err, "scada-sensors: another installation or removal is running; it holds the lock file "
+                              "[$T/custom.lock]\n");
+    }
+    close(descriptor);
+    EXPECT_EQ(install().status, 0);
+}
+
+TEST_F(Install, needsItsLockFile) {
+    makeDir(temp / "custom.lock");
+    const ToolRun result = install();
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "scada-sensors: cannot open the lock file [$T/custom.lock]: Is a directory\n");
+}
+
+struct UnsafeRow {
+    const char* name;
+    std::vector<std::string> arguments; ///< "$T" stands for the temporary directory
+    const char* err;
+};
+
+void PrintTo(const UnsafeRow& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class UnsafeDirectory : public ToolTest, public ::testing::WithParamInterface<UnsafeRow> {};
+
+TEST_P(UnsafeDirectory, isRefused) {
+    StorageBuilder source(temp / "source");
+    addDefinition(source, "lora/demo/th1");
+    addDefinition(custom, "lora/demo/old");
+    makeDir(temp / "source/inner");
+    makeLink(temp / "custom", temp / "link");
+    makeDir(temp / "standing");
+    std::vector<std::string> arguments;
+    for (const std::string& argument : GetParam().arguments)
+        arguments.push_back(replaced(argument, "$T", temp.path()));
+    const auto before = snapshot(temp.path());
+    const ToolRun result = run(arguments);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, std::string("scada-sensors: ") + GetParam().err + "\n");
+    EXPECT_EQ(snapshot(temp.path()), before);
+}
+
+constexpr const char* STAGING = "--staging-dir";
+constexpr const char* CUSTOM = "--custom-dir";
+
+INSTANTIATE_TEST_SUITE_P(
+    Tool, UnsafeDirectory,
+    ::testing::Values(
+        UnsafeRow{"staging_empty", {"install", "$T/source", STAGING, ""}, "--staging-dir [] is empty."},
+        UnsafeRow{"custom_empty", {"install", "$T/source", CUSTOM, ""}, "--custom-dir [] is empty."},
+        UnsafeRow{"staging_with_blank",
+                  {"install", "$T/source", STAGING, "$T/a b"},
+                  "--staging-dir [$T/a b] holds a blank or a character that a shell interprets."},
+        UnsafeRow{"custom_with_blank",
+                  {"remove", "--all", "--yes", CUSTOM, "$T/a b"},
+                  "--custom-dir [$T/a b] holds a blank or a character that a shell interprets."},
+        UnsafeRow{"custom_with_semicolon",
+                  {"remove", "lora/demo/old", CUSTOM, "$T/a;b"},
+                  "--custom-dir [$T/a;b] holds a blank or a character that a shell interprets."},
+        UnsafeRow{"staging_with_wildcard",
+                  {"install", "$T/source", STAGING, "$T/*"},
+                  "--staging-dir [$T/*] holds a blank or a character that a shell interprets."},
+        UnsafeRow{"staging_with_newline",
+                  {"install", "$T/source", STAGING, "$T/a\nb"},
+                  "--staging-dir [$T/a\\x0ab] holds a blank or a character that a shell interprets."},
+        UnsafeRow{"staging_with_dollar",
+                  {"install", "$T/source", STAGING, "/tmp/$HOME"},
+                  "--staging-dir [/tmp/$HOME] holds a blank or a character that a shell interprets."},
+        UnsafeRow{"staging_with_dash",
+                  {"install", "$T/source", STAGING, "-a"},
+                  "--staging-dir [-a] begins with a dash, which makes it an option of the tools that empty it."},
+        UnsafeRow{"staging_root", {"install", "$T/source", STAGING, "/"}, "--staging-dir [/] is the root directory."},
+        UnsafeRow{"custom_root_spelt_otherwise",
+                  {"remove", "--all", "--yes", CUSTOM, "/tmp/../."},
+                  "--custom-dir [/tmp/../.] is the root directory."},
+        UnsafeRow{"staging_is_custom",
+                  {"install", "$T/source", STAGING, "$T/custom"},
+                  "--staging-dir [$T/custom] is the same directory as --custom-dir [$T/custom]."},
+        UnsafeRow{"staging_is_custom_behind_link",
+                  {"install", "$T/source", STAGING, "$T/link"},
+                  "--staging-dir [$T/link] is the same directory as --custom-dir [$T/custom]."},
+        UnsafeRow{"staging_inside_custom_behind_link",
+                  {"remove", "--all", "--yes", STAGING, "$T/link/new"},
+                  "--staging-dir [$T/link/new] lies inside --custom-dir [$T/custom]."},
+        UnsafeRow{"staging_around_custom",
+                  {"install", "$T/source", STAGING, "$T/custom/.."},
+                  "--staging-dir [$T/custom/..] contains --custom-dir [$T/custom]."},
+        UnsafeRow{"staging_is_source_with_slash",
+                  {"install", "$T/source/", STAGING, "$T/source"},
+                  "--staging-dir [$T/source] is the same directory as SRC_DIR [$T/source/]."},
+        UnsafeRow{"staging_is_source_through_dots",
+                  {"install", "$T/source", STAGING, "$T//standing/../source"},
+                  "--staging-dir [$T//standing/../source] is the same directory as SRC_DIR [$T/source]."},
+        UnsafeRow{"staging_inside_source",
+                  {"install", "$T/source", STAGING, "$T/source/inner"},
+                  "--staging-dir [$T/source/inner] lies inside SRC_DIR [$T/source]."},
+        UnsafeRow{"staging_around_source",
+                  {"install", "$T/source/inner", STAGING, "$T/source"},
+                  "--staging-dir [$T/source] contains SRC_DIR [$T/source/inner]."},
+        UnsafeRow{"staging_is_default",
+                  {"install", "$T/source", STAGING, "$T/default"},
+                  "--staging-dir [$T/default] is the same directory as --default-dir [$T/default]."},
+        UnsafeRow{"dry_run_too",
+                  {"install", "$T/source", "--dry-run", STAGING, "$T/custom"},
+                  "--staging-dir [$T/custom] is the same directory as --custom-dir [$T/custom]."}),
+    rowName);
+
+} // namespace

@@ -1,0 +1,142 @@
+#include "ToolTest.h"
+#include "rowName.h"
+
+#include <ostream>
+
+namespace {
+
+using namespace Kelvra::SCADA::Test;
+
+struct RemoveRow {
+    const char* name;
+    std::vector<std::string> arguments;
+    int status;
+    const char* out;
+    const char* err;
+    std::set<std::string> left; ///< of the custom storage
+};
+
+void PrintTo(const RemoveRow& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class Remove : public ToolTest, public ::testing::WithParamInterface<RemoveRow> {};
+
+const std::set<std::string>& everything() {
+    static const std::set<std::string> ENTRIES = {
+        ".hidden", "lora", "lora/demo", "lora/demo/bare.json", "lora/demo/th1.js", "lora/demo/th1.json"};
+    return ENTRIES;
+}
+
+TEST_P(Remove, removes) {
+    addDefinition(custom, "lora/demo/th1");
+    addDefinition(standard, "lora/demo/th1");
+    custom.definition("lora/demo/bare", "{");
+    writeFile(temp / "custom/.hidden", "");
+    std::vector<std::string> arguments = {"remove"};
+    arguments.insert(arguments.end(), GetParam().arguments.begin(), GetParam().arguments.end());
+    const auto standardBefore = snapshot(temp / "default");
+    const ToolRun result = run(arguments);
+    EXPECT_EQ(result.status, GetParam().status);
+    EXPECT_EQ(result.out, GetParam().out);
+    EXPECT_EQ(result.err, GetParam().err);
+    EXPECT_EQ(treeOf(temp / "custom"), GetParam().left);
+    EXPECT_EQ(snapshot(temp / "default"), standardBefore);
+}
+
+constexpr const char* UNCOVERED = "removed lora/demo/th1; the default definition is in force again\n";
+constexpr const char* REMOVED_BARE_JSON = R"({
+  "format_version" : 1,
+  "result" : 
+  {
+    "failed" : [],
+    "removed" : 
+    [
+      {
+        "name" : "lora/demo/bare",
+        "uncovers" : null
+      }
+    ]
+  },
+  "status" : "success"
+}
+)";
+constexpr const char* NOT_FOUND_JSON = R"({
+  "error" : "1 definition not removed",
+  "format_version" : 1,
+  "result" : 
+  {
+    "failed" : 
+    [
+      {
+        "error" : "Sensor definition [th1] not found.",
+        "name" : "th1"
+      }
+    ],
+    "removed" : []
+  },
+  "status" : "fail"
+}
+)";
+
+INSTANTIATE_TEST_SUITE_P(
+    Tool, Remove,
+    ::testing::Values(
+        RemoveRow{"one", {"lora/demo/th1"}, 0, UNCOVERED, "", {".hidden", "lora", "lora/demo", "lora/demo/bare.json"}},
+        RemoveRow{"same_name_twice",
+                  {"lora/demo/th1", "lora/demo/th1"},
+                  0,
+                  UNCOVERED,
+                  "",
+                  {".hidden", "lora", "lora/demo", "lora/demo/bare.json"}},
+        RemoveRow{"goes_on_after_an_unknown_name",
+                  {"lora/demo/none", "lora/demo/th1"},
+                  1,
+                  "not removed lora/demo/none: Sensor definition [lora/demo/none] not found.\n"
+                  "removed lora/demo/th1; the default definition is in force again\n",
+                  "scada-sensors: 1 definition not removed\n",
+                  {".hidden", "lora", "lora/demo", "lora/demo/bare.json"}},
+        RemoveRow{"as_json",
+                  {"lora/demo/bare", "--json"},
+                  0,
+                  REMOVED_BARE_JSON,
+                  "",
+                  {".hidden", "lora", "lora/demo", "lora/demo/th1.js", "lora/demo/th1.json"}},
+        RemoveRow{"unknown_as_json", {"th1", "--json"}, 1, NOT_FOUND_JSON, "", everything()},
+        RemoveRow{"all",
+                  {"--all", "--yes"},
+                  0,
+                  "removed lora/demo/bare\nremoved lora/demo/th1; the default definition is in force again\n",
+                  "",
+                  {".hidden"}},
+        RemoveRow{"all_without_yes",
+                  {"--all"},
+                  2,
+                  "",
+                  "scada-sensors: remove --all asks on a terminal; elsewhere it needs --yes\n",
+                  everything()},
+        RemoveRow{"nothing_named", {}, 2, "", "scada-sensors: remove needs either names or --all\n", everything()},
+        RemoveRow{"all_and_names",
+                  {"--all", "--yes", "lora/demo/th1"},
+                  2,
+                  "",
+                  "scada-sensors: remove needs either names or --all\n",
+                  everything()},
+        RemoveRow{"yes_without_all",
+                  {"--yes", "lora/demo/th1"},
+                  2,
+                  "",
+                  "scada-sensors: --yes belongs to --all\n",
+                  everything()}),
+    rowName);
+
+// A directory with a leading dot is listed and not reached by the emptying.
+TEST_F(ToolTest, removeAllTellsWhatIsLeft) {
+    addDefinition(custom, ".lora/demo/th1");
+    const ToolRun result = run({"remove", "--all", "--yes"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "not removed .lora/demo/th1: It is still there.\n");
+    EXPECT_EQ(result.err, "scada-sensors: 1 definition not removed\n");
+}
+
+} // namespace

@@ -1,0 +1,224 @@
+#include "ToolTest.h"
+#include "jsonText.h"
+#include "rowName.h"
+
+namespace {
+
+using namespace Kelvra::SCADA::Test;
+
+struct ResolveRow {
+    const char* name;
+    std::vector<std::string> arguments;
+    int status;
+    const char* out;
+    const char* err;
+};
+
+class Resolve : public ToolTest, public ::testing::WithParamInterface<ResolveRow> {
+protected:
+    Resolve() {
+        addDefinition(standard, "lora/demo/th1");
+        addDefinition(custom, "lora/demo/th1", "Cellar");
+        addDefinition(standard, "lora/demo/z");
+        custom.definition("lora/demo/z", R"({"properties": {}, "decoder": "nosuch"})");
+        custom.definition("lora/demo/deep", nestedArrays(1001));
+        writeList({"7", GOOD_SENSOR, R"({"id": "aa", "src": "lora", "sensor": "demo/z"})",
+                   R"({"id": "z", "src": "lora", "sensor": "demo/z"})",
+                   R"({"id": "deep", "src": "lora", "sensor": "demo/deep"})",
+                   R"({"id": "gone", "src": "lora", "sensor": "demo/gone"})"});
+    }
+};
+
+TEST_P(Resolve, showsTheChainAsFarAsItGoes) {
+    std::vector<std::string> arguments = {"resolve"};
+    arguments.insert(arguments.end(), GetParam().arguments.begin(), GetParam().arguments.end());
+    const ToolRun result = run(arguments);
+    EXPECT_EQ(result.status, GetParam().status);
+    EXPECT_EQ(result.out, GetParam().out);
+    EXPECT_EQ(result.err, GetParam().err);
+}
+
+#define CHAIN_TO_SENSOR                                                                                                \
+    "list:       $T/list.json\n"                                                                                       \
+    "element:    [1] line 3: {\"id\":\"AA\",\"sensor\":\"demo/th1\",\"src\":\"lora\"}\n"                               \
+    "sensor:     lora@aa\n"                                                                                            \
+    "definition: lora/demo/th1\n"
+#define CHAIN_OVERRIDDEN                                                                                               \
+    "storage:    custom\n"                                                                                             \
+    "file:       $T/custom/lora/demo/th1.json\n"                                                                       \
+    "hides:      default\n"                                                                                            \
+    "decoder:    $T/custom/lora/demo/th1.js\n"                                                                         \
+    "state:      ok\n"
+
+INSTANTIATE_TEST_SUITE_P(
+    Tool, Resolve,
+    ::testing::Values(ResolveRow{"overridden_definition",
+                                 {"lora", "aa", "temperature"},
+                                 0,
+                                 "source:     lora\n"
+                                 "identifier: aa\n" CHAIN_TO_SENSOR CHAIN_OVERRIDDEN "property:   temperature\n"
+                                 "description:\n"
+                                 "{\n"
+                                 "  \"name\" : \"Cellar\"\n"
+                                 "}\n",
+                                 ""},
+                      ResolveRow{"normalised_without_property",
+                                 {" lora", "AA\t"},
+                                 0,
+                                 "source:     lora (given as [ lora])\n"
+                                 "identifier: aa (given as [AA\\x09])\n" CHAIN_TO_SENSOR CHAIN_OVERRIDDEN
+                                 "properties: [\"temperature\"]\n",
+                                 ""},
+                      ResolveRow{"default_definition",
+                                 {"lora", "aa", "--custom-dir", ""},
+                                 0,
+                                 "source:     lora\n"
+                                 "identifier: aa\n" CHAIN_TO_SENSOR "storage:    default\n"
+                                 "file:       $T/default/lora/demo/th1.json\n"
+                                 "hides:      -\n"
+                                 "decoder:    $T/default/lora/demo/th1.js\n"
+                                 "state:      ok\n"
+                                 "properties: [\"temperature\"]\n",
+                                 ""},
+                      ResolveRow{
+                          "missing_property",
+                          {"lora", "aa", "nosuch"},
+                          1,
+                          "source:     lora\n"
+                          "identifier: aa\n" CHAIN_TO_SENSOR CHAIN_OVERRIDDEN,
+                          "scada-sensors: Sensor definition [lora/demo/th1] does not contain [nosuch] property.\n"},
+                      ResolveRow{"empty_property",
+                                 {"lora", "aa", ""},
+                                 1,
+                                 "source:     lora\n"
+                                 "identifier: aa\n" CHAIN_TO_SENSOR CHAIN_OVERRIDDEN,
+                                 "scada-sensors: Sensor definition [lora/demo/th1] does not contain [] property.\n"},
+                      ResolveRow{"broken_custom_definition",
+                                 {"lora", "z"},
+                                 1,
+                                 "source:     lora\n"
+                                 "identifier: z\n"
+                                 "list:       $T/list.json\n"
+                                 "element:    [3] line 5: {\"id\":\"z\",\"sensor\":\"demo/z\",\"src\":\"lora\"}\n"
+                                 "sensor:     lora@z\n"
+                                 "definition: lora/demo/z\n"
+                                 "storage:    custom\n"
+                                 "file:       $T/custom/lora/demo/z.json\n"
+                                 "hides:      default\n"
+                                 "decoder:    -\n"
+                                 "state:      Invalid sensor definition [lora/demo/z]: no decoder file found.\n",
+                                 "scada-sensors: Sensor definition [lora/demo/z] not found.\n"},
+                      ResolveRow{"nested_too_deep",
+                                 {"lora", "deep", "temperature"},
+                                 1,
+                                 "source:     lora\n"
+                                 "identifier: deep\n"
+                                 "list:       $T/list.json\n"
+                                 "element:    [4] line 6: {\"id\":\"deep\",\"sensor\":\"demo/deep\",\"src\":\"lora\"}\n"
+                                 "sensor:     lora@deep\n"
+                                 "definition: lora/demo/deep\n"
+                                 "storage:    custom\n"
+                                 "file:       $T/custom/lora/demo/deep.json\n"
+                                 "hides:      -\n"
+                                 "decoder:    -\n"
+                                 "state:      Exceeded stackLimit in readValue().\n",
+                                 "scada-sensors: Exceeded stackLimit in readValue().\n"},
+                      ResolveRow{"definition_not_installed",
+                                 {"lora", "gone", "temperature"},
+                                 1,
+                                 "source:     lora\n"
+                                 "identifier: gone\n"
+                                 "list:       $T/list.json\n"
+                                 "element:    [5] line 7: {\"id\":\"gone\",\"sensor\":\"demo/gone\",\"src\":\"lora\"}\n"
+                                 "sensor:     lora@gone\n"
+                                 "definition: lora/demo/gone\n",
+                                 "scada-sensors: Sensor definition [lora/demo/gone] not found.\n"},
+                      ResolveRow{"unknown_sensor",
+                                 {"lora", "nosuch"},
+                                 1,
+                                 "source:     lora\n"
+                                 "identifier: nosuch\n",
+                                 "scada-sensors: Sensor [lora@nosuch] is not defined in the Managed Sensors list.\n"},
+                      ResolveRow{"source_in_other_case",
+                                 {"LORA", "aa"},
+                                 1,
+                                 "source:     LORA\n"
+                                 "identifier: aa\n",
+                                 "scada-sensors: Sensor [LORA@aa] is not defined in the Managed Sensors list.\n"}),
+    rowName);
+
+TEST_F(Resolve, asJson) {
+    const ToolRun result = run({"resolve", "lora", "AA", "temperature", "--json"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.out, R"({
+  "format_version" : 1,
+  "result" : 
+  {
+    "decoder" : "$T/custom/lora/demo/th1.js",
+    "definition" : "lora/demo/th1",
+    "description" : 
+    {
+      "name" : "Cellar"
+    },
+    "element" : 
+    {
+      "column" : 1,
+      "index" : 1,
+      "line" : 3,
+      "value" : 
+      {
+        "id" : "AA",
+        "sensor" : "demo/th1",
+        "src" : "lora"
+      }
+    },
+    "file" : "$T/custom/lora/demo/th1.json",
+    "hides" : "default",
+    "identifier" : "aa",
+    "list" : "$T/list.json",
+    "property" : "temperature",
+    "sensor" : "lora@aa",
+    "source" : "lora",
+    "state" : "ok",
+    "storage" : "custom"
+  },
+  "status" : "success"
+}
+)");
+}
+
+TEST_F(Resolve, failsAsJsonWithTheChainSoFar) {
+    const ToolRun result = run({"resolve", "lora", "nosuch", "--json"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.out, R"({
+  "error" : "Sensor [lora@nosuch] is not defined in the Managed Sensors list.",
+  "format_version" : 1,
+  "result" : 
+  {
+    "identifier" : "nosuch",
+    "source" : "lora"
+  },
+  "status" : "fail"
+}
+)");
+}
+
+TEST_F(Resolve, theSampleSensorThroughTheOverridingDefinition) {
+    const std::string examples = SCADA_EXAMPLES;
+    const ToolRun result = run({"resolve", "lora", "02A1F00000007411", "temperature", "--json", "--default-dir",
+                                examples + "/storages/default", "--custom-dir", examples + "/storages/custom", "--map",
+                                examples + "/sensors_map.json"});
+    EXPECT_EQ(result.status, 0);
+    const Json::Value chain = parsed(result.out)["result"];
+    EXPECT_EQ(chain["sensor"], "lora@02a1f00000007411");
+    EXPECT_EQ(chain["definition"], "lora/demo/th1");
+    EXPECT_EQ(chain["storage"], "custom");
+    EXPECT_EQ(chain["hides"], "default");
+    EXPECT_EQ(chain["decoder"], examples + "/storages/custom/lora/demo/th1-decoder");
+    EXPECT_EQ(chain["description"]["unit"], "\xc2\xb0"
+                                            "C");
+}
+
+} // namespace

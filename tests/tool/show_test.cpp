@@ -1,0 +1,155 @@
+#include "ToolTest.h"
+#include "jsonText.h"
+#include "rowName.h"
+
+namespace {
+
+using namespace Kelvra::SCADA::Test;
+
+struct ShowRow {
+    const char* name;
+    std::vector<std::string> arguments;
+    int status;
+    const char* out;
+    const char* err;
+};
+
+class Show : public ToolTest, public ::testing::WithParamInterface<ShowRow> {
+protected:
+    Show() {
+        addDefinition(standard, "lora/demo/th1");
+        addDefinition(standard, "lora/demo/z");
+        custom.definition("lora/demo/th1", R"(// comment
+            {"properties": {"temperature": {"unit": "\u00b0C\u009b"}, "word": "x"}})");
+        custom.definition("lora/demo/z", "{");
+        custom.definition("lora/demo/deep", nestedArrays(1001));
+    }
+};
+
+TEST_P(Show, tellsWhatIsKnown) {
+    std::vector<std::string> arguments = {"show"};
+    arguments.insert(arguments.end(), GetParam().arguments.begin(), GetParam().arguments.end());
+    const ToolRun result = run(arguments);
+    EXPECT_EQ(result.status, GetParam().status);
+    EXPECT_EQ(result.out, GetParam().out);
+    EXPECT_EQ(result.err, GetParam().err);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Tool, Show,
+    ::testing::Values(ShowRow{"whole_definition",
+                              {"lora/demo/th1"},
+                              0,
+                              "definition: lora/demo/th1\n"
+                              "storage:    custom\n"
+                              "file:       $T/custom/lora/demo/th1.json\n"
+                              "hides:      default\n"
+                              "decoder:    -\n"
+                              "state:      ok\n"
+                              "document:\n"
+                              "{\n"
+                              "  \"properties\" : \n"
+                              "  {\n"
+                              "    \"temperature\" : \n"
+                              "    {\n"
+                              "      \"unit\" : \"\xc2\xb0"
+                              "C\\xc2\\x9b\"\n"
+                              "    },\n"
+                              "    \"word\" : \"x\"\n"
+                              "  }\n"
+                              "}\n",
+                              ""},
+                      ShowRow{"one_property",
+                              {"lora/demo/z", "temperature", "--custom-dir", ""},
+                              0,
+                              "definition: lora/demo/z\n"
+                              "storage:    default\n"
+                              "file:       $T/default/lora/demo/z.json\n"
+                              "hides:      -\n"
+                              "decoder:    $T/default/lora/demo/z.js\n"
+                              "state:      ok\n"
+                              "property:   temperature\n"
+                              "description:\n"
+                              "{\n"
+                              "  \"name\" : \"Air\"\n"
+                              "}\n",
+                              ""},
+                      ShowRow{"property_that_is_no_object",
+                              {"lora/demo/th1", "word"},
+                              1,
+                              "definition: lora/demo/th1\n"
+                              "storage:    custom\n"
+                              "file:       $T/custom/lora/demo/th1.json\n"
+                              "hides:      default\n"
+                              "decoder:    -\n"
+                              "state:      ok\n",
+                              "scada-sensors: Sensor definition [lora/demo/th1] does not contain [word] property.\n"},
+                      ShowRow{"broken_definition_that_hides_a_good_one",
+                              {"lora/demo/z"},
+                              1,
+                              "definition: lora/demo/z\n"
+                              "storage:    custom\n"
+                              "file:       $T/custom/lora/demo/z.json\n"
+                              "hides:      default\n"
+                              "decoder:    -\n"
+                              "state:      Invalid syntax of the sensor definition [lora/demo/z].\n",
+                              "scada-sensors: Sensor definition [lora/demo/z] not found.\n"},
+                      ShowRow{"nested_too_deep",
+                              {"lora/demo/deep"},
+                              1,
+                              "definition: lora/demo/deep\n"
+                              "storage:    custom\n"
+                              "file:       $T/custom/lora/demo/deep.json\n"
+                              "hides:      -\n"
+                              "decoder:    -\n"
+                              "state:      Exceeded stackLimit in readValue().\n",
+                              "scada-sensors: Exceeded stackLimit in readValue().\n"},
+                      ShowRow{"unknown",
+                              {"lora/demo/nosuch"},
+                              1,
+                              "definition: lora/demo/nosuch\n",
+                              "scada-sensors: Sensor definition [lora/demo/nosuch] not found.\n"}),
+    rowName);
+
+TEST_F(Show, asJsonIsReadableByOthers) {
+    const ToolRun result = run({"show", "lora/demo/th1", "--json"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.out, R"({
+  "format_version" : 1,
+  "result" : 
+  {
+    "decoder" : null,
+    "definition" : "lora/demo/th1",
+    "document" : 
+    {
+      "properties" : 
+      {
+        "temperature" : 
+        {
+          "unit" : "\u00b0C\u009b"
+        },
+        "word" : "x"
+      }
+    },
+    "file" : "$T/custom/lora/demo/th1.json",
+    "hides" : "default",
+    "state" : "ok",
+    "storage" : "custom"
+  },
+  "status" : "success"
+}
+)");
+}
+
+TEST_F(Show, failsAsJsonWithTheLibrarysText) {
+    const ToolRun result = run({"show", "lora/demo/z", "temperature", "--json"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "");
+    const Json::Value answer = parsed(result.out);
+    EXPECT_EQ(answer["status"], "fail");
+    EXPECT_EQ(answer["error"], "Sensor definition [lora/demo/z] not found.");
+    EXPECT_EQ(answer["result"]["state"], "Invalid syntax of the sensor definition [lora/demo/z].");
+}
+
+} // namespace

@@ -1,0 +1,102 @@
+#include "directories.h"
+
+#include <scada/Env.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Directory {
+    std::string option;
+    std::string path;
+};
+
+std::string refusal(const Directory& directory, const std::string& reason) {
+    return directory.option + " [" + directory.path + "] " + reason;
+}
+
+// Letters, digits, a few marks that no shell interprets, and the bytes of other scripts.
+bool isPlain(char c) {
+    static const std::string MARKS = "/._-+,:@%=";
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+           static_cast<unsigned char>(c) >= 0x80 || MARKS.find(c) != std::string::npos;
+}
+
+std::string badSpelling(const Directory& directory) {
+    const std::string& path = directory.path;
+    if (path.empty())
+        return refusal(directory, "is empty.");
+    if (path.front() == '-')
+        return refusal(directory, "begins with a dash, which makes it an option of the tools that empty it.");
+    if (!std::all_of(path.begin(), path.end(), isPlain))
+        return refusal(directory, "holds a blank or a character that a shell interprets.");
+    if (canonicalPath(path) == "/")
+        return refusal(directory, "is the root directory.");
+    return "";
+}
+
+// Existing directories are compared by identity, so that a second mount is no way around.
+bool isSame(const fs::path& one, const fs::path& other) {
+    std::error_code error;
+    return one == other || fs::equivalent(one, other, error);
+}
+
+bool isWithin(const std::string& inner, const std::string& outer) {
+    const fs::path wanted = canonicalPath(outer);
+    fs::path path = canonicalPath(inner);
+    while (!isSame(path, wanted)) {
+        if (path == path.parent_path())
+            return false;
+        path = path.parent_path();
+    }
+    return true;
+}
+
+std::string overlap(const Directory& staging, const Directory& other) {
+    if (other.path.empty())
+        return "";
+    const std::string name = other.option + " [" + other.path + "].";
+    const bool inside = isWithin(staging.path, other.path);
+    const bool around = isWithin(other.path, staging.path);
+    if (inside && around)
+        return refusal(staging, "is the same directory as " + name);
+    if (inside)
+        return refusal(staging, "lies inside " + name);
+    return around ? refusal(staging, "contains " + name) : "";
+}
+
+} // namespace
+
+std::string canonicalPath(const std::string& path) {
+    fs::path canonical = fs::weakly_canonical(fs::absolute(path));
+    // A trailing "/" of what does not exist yet leaves an empty last component.
+    if (!canonical.has_filename() && canonical.has_relative_path())
+        canonical = canonical.parent_path();
+    return canonical.string();
+}
+
+std::string unsafeDirectories(const std::string* source) {
+    const Conf& conf = Env::inst().conf();
+    const Directory staging{"--staging-dir", conf.getDfnStagingDir()};
+    const Directory custom{"--custom-dir", conf.getDfnCustomDir()};
+    for (const Directory& directory : {staging, custom}) {
+        const std::string reason = badSpelling(directory);
+        if (!reason.empty())
+            return reason;
+    }
+    const Directory standard{"--default-dir", conf.getDfnDefaultDir()};
+    for (const Directory& other : {custom, Directory{"SRC_DIR", source == nullptr ? "" : *source}, standard}) {
+        const std::string reason = overlap(staging, other);
+        if (!reason.empty())
+            return reason;
+    }
+    return "";
+}
+
+} // namespace Kelvra::SCADA::Tool
