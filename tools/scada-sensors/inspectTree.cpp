@@ -78,11 +78,13 @@ private:
 
     // Adds each reason why a file that looks like a definition is not listed.
     void inspectFile(const std::string& relative, int depth, const std::string& link, const fs::file_status& target) {
+        if (isListed(relative) || isDecoder(relative))
+            return;
         const bool regular = fs::is_regular_file(target);
         const std::string name = fs::path(relative).filename().string();
         const bool looksLikeOne =
             hasSuffixSomewhere(name) || (depth == DEFINITION_DEPTH && regular && readsAsDefinition(pathOf(relative)));
-        if (!looksLikeOne || isListed(relative) || isDecoder(relative))
+        if (!looksLikeOne)
             return;
         if (!link.empty())
             add(relative, "Not listed: it lies behind the symbolic link [" + link + "].");
