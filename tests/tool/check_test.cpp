@@ -350,6 +350,9 @@ INSTANTIATE_TEST_SUITE_P(
                                   "$T/list.json:1:2: Failed to parse the managed sensors list [$T/list.json]: "
                                   "json is not an array object\n"
                                   "1 fault in 1 definition and 0 list elements\n"},
+                      ListFileRow{"element_behind_a_byte_order_mark", "\xef\xbb\xbf[\n 5]",
+                                  "$T/list.json[0]:2:2: Corresponding json section is not an object.\n"
+                                  "1 fault in 1 definition and 1 list element\n"},
                       ListFileRow{"nested_too_deep", nestedArrays(1001),
                                   "$T/list.json: Failed to parse the managed sensors list [$T/list.json]: "
                                   "Exceeded stackLimit in readValue().\n"
