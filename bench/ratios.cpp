@@ -21,7 +21,7 @@ public:
         for (const Run& run : runs)
             if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median")
                 medians[run.run_name.function_name + slashed(run.run_name.args)] =
-                    run.GetAdjustedCPUTime() / benchmark::GetTimeUnitMultiplier(run.time_unit);
+                    timeOf(run) / benchmark::GetTimeUnitMultiplier(run.time_unit);
     }
 
     void printRatio(const Ratio& ratio) const {
@@ -35,6 +35,11 @@ public:
     }
 
 private:
+    // A benchmark that takes its own time has added that of its child processes.
+    static double timeOf(const Run& run) {
+        return run.run_name.time_type == "manual_time" ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime();
+    }
+
     static std::string slashed(const std::string& arguments) { return arguments.empty() ? "" : "/" + arguments; }
 
     std::map<std::string, double> medians;

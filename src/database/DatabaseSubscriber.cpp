@@ -61,7 +61,8 @@ int DatabaseSubscriber::subscribe() {
     if (!isOkStatus(enabled))
         return toResult(enabled, false);
     std::array<char, 32> command{};
-    std::snprintf(command.data(), command.size(), "PSUBSCRIBE __keyspace@%u__:*", static_cast<unsigned int>(dbNumber));
+    static_cast<void>(std::snprintf(command.data(), command.size(), "PSUBSCRIBE __keyspace@%u__:*",
+                                    static_cast<unsigned int>(dbNumber)));
     const ReplyPtr confirmed(executeCommand(command.data()));
     return toResult(confirmed, isType(confirmed, REDIS_REPLY_ARRAY));
 }

@@ -6,8 +6,8 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <sstream>
+#include <system_error>
 
 namespace Kelvra::SCADA::Tool {
 
@@ -68,13 +68,13 @@ std::string readableJson(const Json::Value& value, const std::string& indentatio
 }
 
 void writeMessage(const std::string& message) {
-    std::fprintf(stderr, "scada-sensors: %s\n", printable(message).c_str());
+    (void)std::fprintf(stderr, "scada-sensors: %s\n", printable(message).c_str());
 }
 
 bool writeText(const std::string& text) {
     if (std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0)
         return true;
-    writeMessage(std::string("cannot write to standard output: ") + std::strerror(errno));
+    writeMessage("cannot write to standard output: " + std::generic_category().message(errno));
     return false;
 }
 

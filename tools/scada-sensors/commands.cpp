@@ -3,7 +3,7 @@
 namespace Kelvra::SCADA::Tool {
 
 const std::vector<Command>& commands() {
-    static const std::vector<Command> TABLE = {
+    static const std::vector<Command> rows = {
         {"list", "list [--storage both|default|custom]", "The definitions: storage, what they hide, decoder, state",
          declareList},
         {"show", "show NAME [PROPERTY]", "One definition, or one property of it", declareShow},
@@ -18,7 +18,7 @@ const std::vector<Command>& commands() {
         {"db", "db get|set|expire|push|pop ...", "Typed access to the database", declareDb},
         {"watch", "watch [--count N] [--timeout S]", "Changes of keys as they happen", declareWatch},
     };
-    return TABLE;
+    return rows;
 }
 
 } // namespace Kelvra::SCADA::Tool
