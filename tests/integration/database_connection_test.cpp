@@ -1,5 +1,6 @@
 #include "ScriptedRedis.h"
 #include "TempDir.h"
+#include "connectCall.h"
 #include "databaseHelpers.h"
 #include "files.h"
 #include "rowName.h"
@@ -56,36 +57,13 @@ struct Layout {
 };
 static_assert(sizeof(DatabaseBase) == sizeof(Layout), "");
 
-struct ConnectCall {
-    bool fails = false;
-    timeval timeout{-1, -1};
-};
-
-ConnectCall& connectCall() {
-    static ConnectCall call;
-    return call;
-}
-
-} // namespace
-
-// Stands before the client library's own, so that a test can have it allocate nothing.
-extern "C" __attribute__((visibility("default"))) redisContext* redisConnectUnixWithTimeout(const char* path,
-                                                                                            const timeval timeout) {
-    static auto* const real =
-        reinterpret_cast<decltype(&redisConnectUnixWithTimeout)>(dlsym(RTLD_NEXT, "redisConnectUnixWithTimeout"));
-    connectCall().timeout = timeout;
-    return connectCall().fails ? nullptr : real(path, timeout);
-}
-
-namespace {
-
 const char* const OK = "+OK\r\n";
 
 class DatabaseConnection : public SupportTest {
 protected:
-    void SetUp() override {
-        SupportTest::SetUp();
-        connectCall() = ConnectCall();
+    void TearDown() override {
+        connectCall().fails = false;
+        SupportTest::TearDown();
     }
 
     std::vector<FakeSupport::LogLine>& logs = FakeSupport::inst().logs;
@@ -173,8 +151,8 @@ TEST_F(DatabaseConnection, ConnectsOnDemandAndSelectsOnce) {
     EXPECT_EQ(base.ensureConnected(), 0);
     EXPECT_THAT(peer.received(), ElementsAre(selectBytes()));
     EXPECT_THAT(logs, ElementsAre(connectedLine()));
-    EXPECT_EQ(connectCall().timeout.tv_sec, 0);
-    EXPECT_EQ(connectCall().timeout.tv_usec, 500000);
+    EXPECT_EQ(connectCall().seconds, 0);
+    EXPECT_EQ(connectCall().microseconds, 500000);
 }
 
 TEST_F(DatabaseConnection, AsksBeforeEachMessageAndWritesNoneThatIsSwitchedOff) {

@@ -78,6 +78,8 @@ private:
 
     void count(int result, bool right) {
         ++(result == 3 ? unanswered : answered);
+        if (result == 3)
+            std::this_thread::sleep_for(500us);
         if (!right || (result != 0 && result != 3))
             ++wrong;
     }

@@ -310,6 +310,18 @@ private:
 
 class DatabaseDescriptors : public SupportTest {
 protected:
+    // A sanitizer wants a descriptor for its first look at the objects of a class.
+    void SetUp() override {
+        SupportTest::SetUp();
+        Opened<Database> db;
+        db.setup(dir / "none", 2);
+        ASSERT_EQ(db.hset("k", "f", "v"), 3);
+        Watch watch(dir / "none");
+        ASSERT_EQ(watch.subscriber.subscribe(), 3);
+        watch.subscriber.stop();
+        watch.start();
+    }
+
     TempDir dir;
 };
 
