@@ -60,7 +60,7 @@ bool store(const std::string& key, const Fields& fields) {
 struct Watch {
     DatabaseSubscriber subscriber;
     std::string key;
-    int left;
+    long left;
 };
 
 // The channel of a message is "__keyspace@N__:" and the key. The message is the loop's: nothing of it is kept.
@@ -76,7 +76,7 @@ void onChange(redisReply* message, void* user) {
         watch.subscriber.stop();
 }
 
-void watchKey(const std::string& key, int changes) {
+void watchKey(const std::string& key, long changes) {
     const Conf& conf = Kelvra::SCADA::Env::inst().conf();
     Watch watch{{}, key, changes};
     watch.subscriber.setup(conf.getDfnDatabaseSocket(), conf.getDfnDatabaseNumber());
@@ -86,7 +86,8 @@ void watchKey(const std::string& key, int changes) {
 } // namespace
 
 int main(int argc, char* argv[]) {
-    if (argc < 9 || std::atoi(argv[7]) < 1) {
+    const long changes = argc < 9 ? 0 : std::strtol(argv[7], nullptr, 10);
+    if (changes < 1) {
         std::cerr << "usage: uplink-host SOCKET DEFAULT_DIR CUSTOM_DIR MAP_FILE SRC ID CHANGES PROPERTY=VALUE...\n";
         return EXIT_BAD_USAGE;
     }
@@ -100,7 +101,7 @@ int main(int argc, char* argv[]) {
         Fields fields;
         if (!readFields(argv[5], argv[6], argv + 8, argv + argc, &fields) || !store(key, fields))
             return EXIT_FAILED;
-        watchKey(key, std::atoi(argv[7]));
+        watchKey(key, changes);
         return EXIT_DONE;
     } catch (const std::exception& exception) {
         std::cerr << exception.what() << '\n';

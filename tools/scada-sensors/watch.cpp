@@ -45,21 +45,25 @@ class EndingSignals {
 public:
     EndingSignals(DatabaseSubscriber& subscriber, unsigned int seconds) {
         watching = &subscriber;
-        struct sigaction action {};
-        action.sa_handler = stopWatching;
-        action.sa_flags = static_cast<int>(SA_RESETHAND);
-        for (const int signal : {SIGINT, SIGTERM, SIGALRM})
-            sigaction(signal, &action, nullptr);
+        handleBy(stopWatching);
         alarm(seconds);
     }
     ~EndingSignals() {
         alarm(0);
-        for (const int signal : {SIGINT, SIGTERM, SIGALRM})
-            std::signal(signal, SIG_DFL);
+        handleBy(SIG_DFL);
         watching = nullptr;
     }
     EndingSignals(const EndingSignals&) = delete;
     EndingSignals& operator=(const EndingSignals&) = delete;
+
+private:
+    static void handleBy(void (*handler)(int)) {
+        struct sigaction action {};
+        action.sa_handler = handler;
+        action.sa_flags = static_cast<int>(SA_RESETHAND);
+        for (const int signal : {SIGINT, SIGTERM, SIGALRM})
+            sigaction(signal, &action, nullptr);
+    }
 };
 
 std::string timeText(std::chrono::system_clock::time_point now) {
