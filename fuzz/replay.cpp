@@ -2,9 +2,11 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <stdexcept>
 #include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
@@ -18,6 +20,8 @@ void replayFile(const fs::path& path) {
     std::printf("%s\n", path.c_str());
     std::fflush(stdout);
     std::ifstream file(path, std::ios::binary);
+    if (!file.is_open())
+        throw std::runtime_error(path.string() + ": cannot be opened");
     const std::vector<char> bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
 }
@@ -30,15 +34,22 @@ int replay(const fs::path& path) {
     int count = 0;
     for (const fs::directory_entry& entry : fs::directory_iterator(path))
         count += replay(entry.path());
+    if (count == 0)
+        throw std::runtime_error(path.string() + ": holds no file");
     return count;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    int count = 0;
-    for (int i = 1; i < argc; ++i)
-        count += replay(argv[i]);
-    std::printf("%d inputs\n", count);
-    return count > 0 ? 0 : 1;
+    try {
+        int count = 0;
+        for (int i = 1; i < argc; ++i)
+            count += replay(argv[i]);
+        std::printf("%d inputs\n", count);
+        return count > 0 ? 0 : 1;
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "%s\n", e.what());
+        return 1;
+    }
 }

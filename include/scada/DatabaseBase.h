@@ -49,12 +49,12 @@ public:
     redisReply* executeCommandArgv(int argc, const char** argv, const unsigned int* argvlen);
 
 protected:
-    std::string socketPath;  ///< Unix socket of the server
-    unsigned char dbNumber;  ///< logical database
-    unsigned int keyTtl;     ///< default expiry, in seconds
-    redisContext* context;   ///< the connection; null before the first attempt
-    bool reconnectNeeded;    ///< to be re-established before the next command
-    std::string valueBuffer; ///< scratch for values before their conversion
+    std::string socketPath;          ///< Unix socket of the server
+    unsigned char dbNumber;          ///< logical database
+    unsigned int keyTtl;             ///< default expiry, in seconds
+    redisContext* context = nullptr; ///< the connection; null before the first attempt
+    bool reconnectNeeded = false;    ///< to be re-established before the next command
+    std::string valueBuffer;         ///< scratch for values before their conversion
 };
 
 } // namespace SCADA

@@ -38,7 +38,7 @@ public:
     void setResult(const Json::Value& value);
 
 private:
-    bool failed;
+    bool failed = true;
 };
 
 /// Kept for host programs; starts empty and the library neither reads nor writes it.

@@ -67,9 +67,9 @@ const std::string& Conf::getSensorMapFile() const {
     return sensorMapFile;
 }
 
-// By value and copy-assigned: the mangled name is what compiled host programs link against.
+// By value: the mangled name is what compiled host programs link against.
 void Conf::setSensorMapFile(std::string value) {
-    sensorMapFile = value;
-} // NOLINT(performance-unnecessary-value-param)
+    sensorMapFile = value; // NOLINT(performance-unnecessary-value-param)
+}
 
 } // namespace Kelvra::SCADA

@@ -11,7 +11,7 @@ const std::string Response::VALUE_STATUS_UNKNOWN = "unknown";
 
 std::string g_StrValue;
 
-Response::Response() : failed(true) {
+Response::Response() {
     (*this)[KEY_STATUS] = VALUE_STATUS_UNKNOWN;
     (*this)[KEY_ERROR] = VALUE_STATUS_UNKNOWN;
 }

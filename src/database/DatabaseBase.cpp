@@ -62,9 +62,29 @@ void closeSocket(redisContext* context) {
     context->fd = -1;
 }
 
+// Returns null only when memory has run out; a context that could not connect is kept for the reconnection.
+redisContext* connect(const std::string& path) {
+    redisContext* context = redisConnectUnixWithTimeout(path.c_str(), CONNECT_TIMEOUT);
+    if (context == nullptr)
+        SCADA_LOG(ERROR, "[DB ] Connection error: can't allocate redis context");
+    else if (context->err != 0)
+        completeAddress(context, path);
+    else
+        SCADA_LOG(DEBUG, "[DB ] Connected to the database");
+    return context;
+}
+
+bool reconnect(redisContext* context) {
+    closeSocket(context);
+    if (redisReconnect(context) != REDIS_OK)
+        return false;
+    SCADA_LOG(DEBUG, "[DB ] Reconnected to the database");
+    return true;
+}
+
 bool selectDatabase(redisContext* context, unsigned char number) {
     std::array<char, 32> command{};
-    std::snprintf(command.data(), command.size(), "SELECT %u", static_cast<unsigned int>(number));
+    static_cast<void>(std::snprintf(command.data(), command.size(), "SELECT %u", static_cast<unsigned int>(number)));
     return isOkStatus(ReplyPtr(static_cast<redisReply*>(redisCommand(context, command.data()))));
 }
 
@@ -87,7 +107,7 @@ template <typename Send> redisReply* sendTwice(DatabaseBase* database, bool* rec
 
 DatabaseBase::DatabaseBase()
     : socketPath(Conf::DFN_DATABASE_SOCKET), dbNumber(static_cast<unsigned char>(Conf::DFN_DATABASE_NUMBER)),
-      keyTtl(Conf::DFN_DATABASE_KEY_TTL), context(nullptr), reconnectNeeded(false) {}
+      keyTtl(Conf::DFN_DATABASE_KEY_TTL) {}
 
 // The connection stays open until the process ends: host programs rely on a destroyed object not closing it.
 DatabaseBase::~DatabaseBase() = default;
@@ -107,23 +127,12 @@ int DatabaseBase::ensureConnected() {
         return RESULT_OK;
     const SigpipeGuard guard;
     if (context == nullptr) {
-        context = redisConnectUnixWithTimeout(socketPath.c_str(), CONNECT_TIMEOUT);
-        if (context == nullptr) {
-            SCADA_LOG(ERROR, "[DB ] Connection error: can't allocate redis context");
+        context = connect(socketPath);
+        reconnectNeeded = context != nullptr && context->err != 0;
+        if (context == nullptr || reconnectNeeded)
             return RESULT_NO_REPLY;
-        }
-        if (context->err != 0) {
-            completeAddress(context, socketPath);
-            reconnectNeeded = true;
-            return RESULT_NO_REPLY;
-        }
-        SCADA_LOG(DEBUG, "[DB ] Connected to the database");
-    }
-    if (reconnectNeeded) {
-        closeSocket(context);
-        if (redisReconnect(context) != REDIS_OK)
-            return RESULT_NO_REPLY;
-        SCADA_LOG(DEBUG, "[DB ] Reconnected to the database");
+    } else if (!reconnect(context)) {
+        return RESULT_NO_REPLY;
     }
     keepFromChildren(context);
     reconnectNeeded = !selectDatabase(context, dbNumber);

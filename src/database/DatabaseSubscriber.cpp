@@ -34,7 +34,6 @@ bool isReceiveTimeout(const redisContext* context, int receiveErrno) {
 // Receives one message. Returns false when the connection is lost, and closes it; a timeout is no loss and no message.
 bool receive(redisContext* context, ReplyPtr* message) {
     void* received = nullptr;
-    errno = 0;
     const bool arrived = redisGetReply(context, &received) == REDIS_OK;
     const int receiveErrno = errno;
     message->reset(static_cast<redisReply*>(received));
@@ -62,7 +61,8 @@ int DatabaseSubscriber::subscribe() {
     if (!isOkStatus(enabled))
         return toResult(enabled, false);
     std::array<char, 32> command{};
-    std::snprintf(command.data(), command.size(), "PSUBSCRIBE __keyspace@%u__:*", static_cast<unsigned int>(dbNumber));
+    static_cast<void>(std::snprintf(command.data(), command.size(), "PSUBSCRIBE __keyspace@%u__:*",
+                                    static_cast<unsigned int>(dbNumber)));
     const ReplyPtr confirmed(executeCommand(command.data()));
     return toResult(confirmed, isType(confirmed, REDIS_REPLY_ARRAY));
 }

@@ -63,7 +63,8 @@ void FsNode::list(std::list<std::string>* out, const std::string& pattern, Mode 
     if (!directory)
         return;
     const mode_t types = acceptedTypes(kinds);
-    while (const dirent* entry = readdir(directory.get())) {
+    // The stream is this call's own, so that no other thread reads it.
+    while (const dirent* entry = readdir(directory.get())) { // NOLINT(concurrency-mt-unsafe)
         if (isEntryAccepted(path, entry->d_name, pattern, types))
             out->emplace_back(entry->d_name);
     }

@@ -69,7 +69,11 @@ bool ToolProcess::hasEnded() {
 }
 
 void ToolProcess::kill() {
-    ::kill(child, SIGKILL);
+    send(SIGKILL);
+}
+
+void ToolProcess::send(int signal) const {
+    ::kill(child, signal);
 }
 
 int ToolProcess::wait() {

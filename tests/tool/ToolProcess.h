@@ -21,6 +21,7 @@ public:
     void type(const std::string& text) const;
     bool hasEnded();
     void kill();
+    void send(int signal) const;
     /// Waits for the end. Returns the exit status, or 128 and the number of the signal that ended it.
     int wait();
     /// Returns what the terminal shows, with "\r\n" as "\n". REQUIRES: the run has ended.

@@ -1,5 +1,7 @@
 #include "ToolTest.h"
 
+#include <cstdlib>
+
 namespace Kelvra::SCADA::Test {
 
 std::string replaced(std::string text, const std::string& part, const std::string& by) {
@@ -9,6 +11,8 @@ std::string replaced(std::string text, const std::string& part, const std::strin
 }
 
 ToolTest::ToolTest() : standard(temp / "default"), custom(temp / "custom") {
+    // For a tool that was built with the leak sanitizer. The client library has no frame pointers to unwind by.
+    setenv("LSAN_OPTIONS", "fast_unwind_on_malloc=0:print_suppressions=0:suppressions=" SCADA_LSAN_SUPPRESSIONS, 0);
     makeDir(temp / "default");
     makeDir(temp / "custom");
 }

@@ -65,96 +65,116 @@ void plantDecoders(const std::string& dir) {
     writeFile(dir + "/readme", GOOD);
 }
 
-const std::vector<PlantRow>& plants() {
-    static const std::vector<PlantRow> ROWS = {
-        {"syntax_error",
-         file("lora/syn/one.json", "{\n  \"properties\": {}\n  \"decoder\": 1\n}"),
-         {"$C/lora/syn/one.json:3:3: Invalid syntax of the sensor definition [lora/syn/one]. "
-          "Missing ',' or '}' in object declaration"}},
-        {"syntax_error_seen_from_afar",
-         file("lora/syn/two.json", "{\"a\": 1,\r\n\"b\": \"x\\q\"}"),
-         {"$C/lora/syn/two.json:2:6: Invalid syntax of the sensor definition [lora/syn/two]. "
-          "Bad escape sequence in string See Line 2, Column 10 for detail."}},
-        {"empty_file",
-         file("lora/syn/empty.json", ""),
-         {"$C/lora/syn/empty.json:1:1: Invalid syntax of the sensor definition [lora/syn/empty]. "
-          "Syntax error: value, object or array expected."}},
-        {"root_is_array",
-         file("lora/syn/array.json", "\n []"),
-         {"$C/lora/syn/array.json:2:2: Invalid syntax of the sensor definition [lora/syn/array]."}},
-        {"nested_too_deep",
-         file("lora/syn/deep.json", nestedArrays(1001)),
-         {"$C/lora/syn/deep.json: Exceeded stackLimit in readValue()."}},
-        {"no_properties",
-         file("lora/rule/none.json", "{}"),
-         {"$C/lora/rule/none.json:1:1: Invalid syntax of the sensor definition [lora/rule/none]: "
-          "no [properties] section defined."}},
-        {"properties_hidden_behind_the_decoder",
-         file("lora/rule/both.json", "{\"decoder\": \"nosuch\",\n \"properties\": []}"),
-         {"$C/lora/rule/both.json:1:13: Invalid sensor definition [lora/rule/both]: no decoder file found.",
-          "$C/lora/rule/both.json:2:16: Invalid syntax of the sensor definition [lora/rule/both]: "
-          "no [properties] section defined."}},
-        {"decoder_climbs",
-         file("lora/rule/climb.json", R"({"properties": {}, "decoder": " ../x "})"),
-         {"$C/lora/rule/climb.json:1:31: Invalid sensor definition [lora/rule/climb]: bad decoder path [../x]."}},
-        {"properties_hidden_behind_each_other",
-         file("lora/rule/props.json", R"({"properties": {"a": 1, "b": {}, "c": null}, "decoder": "."})"),
-         {"$C/lora/rule/props.json:1:57: Invalid sensor definition [lora/rule/props]: no decoder file found.",
-          "$C/lora/rule/props.json:1:22: Sensor definition [lora/rule/props] does not contain [a] property.",
-          "$C/lora/rule/props.json:1:39: Sensor definition [lora/rule/props] does not contain [c] property."}},
-        {"closed_file",
-         plantClosedFile,
-         {"$C/lora/closed/file.json: Sensor definition [lora/closed/file] not found. Permission denied"}},
-        {"closed_directory", plantClosedDirectory, {"$C/lora/shut: The directory cannot be read: Permission denied"}},
-        {"directory_without_access",
-         plantNamesOnly,
-         {"$C/lora/names/x.json: The entry cannot be examined: Permission denied"}},
-        {"linked_file",
-         [](const std::string& dir) { makeLink("/dev/null", dir + "/lora/link/null.json"); },
-         {"$C/lora/link/null.json: Not listed: it lies behind the symbolic link [lora/link/null.json].",
-          "$C/lora/link/null.json: Not listed: it is not a regular file."}},
-        {"dangling_link",
-         [](const std::string& dir) { makeLink("nosuch", dir + "/lora/link/gone.json"); },
-         {"$C/lora/link/gone.json: Not listed: it lies behind the symbolic link [lora/link/gone.json].",
-          "$C/lora/link/gone.json: Not listed: it is not a regular file."}},
-        {"linked_directory",
-         plantLinkedDirectory,
-         {"$C/linked/m/x.json: Not listed: it lies behind the symbolic link [linked]."}},
-        {"loop_of_links", [](const std::string& dir) { makeLink(".", dir + "/lora/loop/self"); }, {}},
-        {"too_high",
-         file("top.json", GOOD),
-         {"$C/top.json: Not listed: a definition lies exactly two directories below its storage."}},
-        {"too_high_by_one",
-         file("lora/one.json", GOOD),
-         {"$C/lora/one.json: Not listed: a definition lies exactly two directories below its storage."}},
-        {"too_deep",
-         file("lora/a/b/c/three.json", GOOD),
-         {"$C/lora/a/b/c/three.json: Not listed: a definition lies exactly two directories below its storage."}},
-        {"suffix_in_upper_case",
-         file("lora/suffix/up.JSON", GOOD),
-         {"$C/lora/suffix/up.JSON: Not listed: its name does not end in [.json]."}},
-        {"suffix_of_a_backup",
-         file("lora/suffix/x.json.bak", "{"),
-         {"$C/lora/suffix/x.json.bak: Not listed: its name does not end in [.json]."}},
-        {"no_suffix",
-         file("lora/suffix/plain", GOOD),
-         {"$C/lora/suffix/plain: Not listed: its name does not end in [.json]."}},
-        {"wrong_suffix_and_depth",
-         file("lora/x.json~", GOOD),
-         {"$C/lora/x.json~: Not listed: a definition lies exactly two directories below its storage.",
-          "$C/lora/x.json~: Not listed: its name does not end in [.json]."}},
-        {"fifo",
-         [](const std::string& dir) { makeFifo(dir + "/lora/kind/pipe.json"); },
-         {"$C/lora/kind/pipe.json: Not listed: it is not a regular file."}},
-        {"directory",
-         [](const std::string& dir) { makeDir(dir + "/lora/kind/dir.json"); },
-         {"$C/lora/kind/dir.json: Not listed: it is not a regular file."}},
-        {"name_that_a_terminal_obeys",
-         file("lora/kind/a\nb.json", "[]"),
-         {"$C/lora/kind/a\\x0ab.json:1:1: Invalid syntax of the sensor definition [lora/kind/a\\x0ab]."}},
-        {"files_that_are_no_definitions", plantDecoders, {}},
-    };
-    return ROWS;
+// Files that are listed and cannot be used.
+const std::vector<PlantRow> FAULTY_FILES = {
+    {"syntax_error",
+     file("lora/syn/one.json", "{\n  \"properties\": {}\n  \"decoder\": 1\n}"),
+     {"$C/lora/syn/one.json:3:3: Invalid syntax of the sensor definition [lora/syn/one]. "
+      "Missing ',' or '}' in object declaration"}},
+    {"syntax_error_seen_from_afar",
+     file("lora/syn/two.json", "{\"a\": 1,\r\n\"b\": \"x\\q\"}"),
+     {"$C/lora/syn/two.json:2:6: Invalid syntax of the sensor definition [lora/syn/two]. "
+      "Bad escape sequence in string See Line 2, Column 10 for detail."}},
+    {"empty_file",
+     file("lora/syn/empty.json", ""),
+     {"$C/lora/syn/empty.json:1:1: Invalid syntax of the sensor definition [lora/syn/empty]. "
+      "Syntax error: value, object or array expected."}},
+    {"root_is_array",
+     file("lora/syn/array.json", "\n []"),
+     {"$C/lora/syn/array.json:2:2: Invalid syntax of the sensor definition [lora/syn/array]."}},
+    {"nested_too_deep",
+     file("lora/syn/deep.json", nestedArrays(1001)),
+     {"$C/lora/syn/deep.json: Exceeded stackLimit in readValue()."}},
+    {"no_properties",
+     file("lora/rule/none.json", "{}"),
+     {"$C/lora/rule/none.json:1:1: Invalid syntax of the sensor definition [lora/rule/none]: "
+      "no [properties] section defined."}},
+    {"properties_hidden_behind_the_decoder",
+     file("lora/rule/both.json", "{\"decoder\": \"nosuch\",\n \"properties\": []}"),
+     {"$C/lora/rule/both.json:1:13: Invalid sensor definition [lora/rule/both]: no decoder file found.",
+      "$C/lora/rule/both.json:2:16: Invalid syntax of the sensor definition [lora/rule/both]: "
+      "no [properties] section defined."}},
+    {"decoder_climbs",
+     file("lora/rule/climb.json", R"({"properties": {}, "decoder": " ../x "})"),
+     {"$C/lora/rule/climb.json:1:31: Invalid sensor definition [lora/rule/climb]: bad decoder path [../x]."}},
+    {"properties_hidden_behind_each_other",
+     file("lora/rule/props.json", R"({"properties": {"a": 1, "b": {}, "c": null}, "decoder": "."})"),
+     {"$C/lora/rule/props.json:1:57: Invalid sensor definition [lora/rule/props]: no decoder file found.",
+      "$C/lora/rule/props.json:1:22: Sensor definition [lora/rule/props] does not contain [a] property.",
+      "$C/lora/rule/props.json:1:39: Sensor definition [lora/rule/props] does not contain [c] property."}},
+    {"positions_behind_a_byte_order_mark",
+     file("lora/rule/mark.json", "\xef\xbb\xbf{\n\"properties\": {\"a\": 1}}"),
+     {"$C/lora/rule/mark.json:2:21: Sensor definition [lora/rule/mark] does not contain [a] property."}},
+    {"first_line_behind_a_byte_order_mark",
+     file("lora/rule/first.json", "\xef\xbb\xbf {\"properties\": 5}"),
+     {"$C/lora/rule/first.json:1:17: Invalid syntax of the sensor definition [lora/rule/first]: "
+      "no [properties] section defined."}},
+};
+
+// Files and directories that cannot be read.
+const std::vector<PlantRow> CLOSED_FILES = {
+    {"closed_file",
+     plantClosedFile,
+     {"$C/lora/closed/file.json: Sensor definition [lora/closed/file] not found. Permission denied"}},
+    {"closed_directory", plantClosedDirectory, {"$C/lora/shut: The directory cannot be read: Permission denied"}},
+    {"directory_without_access",
+     plantNamesOnly,
+     {"$C/lora/names/x.json: The entry cannot be examined: Permission denied"}},
+};
+
+// Files that are not listed.
+const std::vector<PlantRow> STRAY_FILES = {
+    {"linked_file",
+     [](const std::string& dir) { makeLink("/dev/null", dir + "/lora/link/null.json"); },
+     {"$C/lora/link/null.json: Not listed: it lies behind the symbolic link [lora/link/null.json].",
+      "$C/lora/link/null.json: Not listed: it is not a regular file."}},
+    {"dangling_link",
+     [](const std::string& dir) { makeLink("nosuch", dir + "/lora/link/gone.json"); },
+     {"$C/lora/link/gone.json: Not listed: it lies behind the symbolic link [lora/link/gone.json].",
+      "$C/lora/link/gone.json: Not listed: it is not a regular file."}},
+    {"linked_directory",
+     plantLinkedDirectory,
+     {"$C/linked/m/x.json: Not listed: it lies behind the symbolic link [linked]."}},
+    {"loop_of_links", [](const std::string& dir) { makeLink(".", dir + "/lora/loop/self"); }, {}},
+    {"too_high",
+     file("top.json", GOOD),
+     {"$C/top.json: Not listed: a definition lies exactly two directories below its storage."}},
+    {"too_high_by_one",
+     file("lora/one.json", GOOD),
+     {"$C/lora/one.json: Not listed: a definition lies exactly two directories below its storage."}},
+    {"too_deep",
+     file("lora/a/b/c/three.json", GOOD),
+     {"$C/lora/a/b/c/three.json: Not listed: a definition lies exactly two directories below its storage."}},
+    {"suffix_in_upper_case",
+     file("lora/suffix/up.JSON", GOOD),
+     {"$C/lora/suffix/up.JSON: Not listed: its name does not end in [.json]."}},
+    {"suffix_of_a_backup",
+     file("lora/suffix/x.json.bak", "{"),
+     {"$C/lora/suffix/x.json.bak: Not listed: its name does not end in [.json]."}},
+    {"no_suffix",
+     file("lora/suffix/plain", GOOD),
+     {"$C/lora/suffix/plain: Not listed: its name does not end in [.json]."}},
+    {"wrong_suffix_and_depth",
+     file("lora/x.json~", GOOD),
+     {"$C/lora/x.json~: Not listed: a definition lies exactly two directories below its storage.",
+      "$C/lora/x.json~: Not listed: its name does not end in [.json]."}},
+    {"fifo",
+     [](const std::string& dir) { makeFifo(dir + "/lora/kind/pipe.json"); },
+     {"$C/lora/kind/pipe.json: Not listed: it is not a regular file."}},
+    {"directory",
+     [](const std::string& dir) { makeDir(dir + "/lora/kind/dir.json"); },
+     {"$C/lora/kind/dir.json: Not listed: it is not a regular file."}},
+    {"name_that_a_terminal_obeys",
+     file("lora/kind/a\nb.json", "[]"),
+     {"$C/lora/kind/a\\x0ab.json:1:1: Invalid syntax of the sensor definition [lora/kind/a\\x0ab]."}},
+    {"files_that_are_no_definitions", plantDecoders, {}},
+};
+
+std::vector<PlantRow> plants() {
+    std::vector<PlantRow> rows;
+    for (const std::vector<PlantRow>* part : {&FAULTY_FILES, &CLOSED_FILES, &STRAY_FILES})
+        rows.insert(rows.end(), part->begin(), part->end());
+    return rows;
 }
 
 struct ElementRow {
@@ -297,7 +317,7 @@ TEST_F(Check, hidesNoFaultBehindAnother) {
     std::string expected;
     for (const std::string& fault : faults)
         expected += fault + "\n";
-    expected += summary(faults.size()) + "17 definitions and " + std::to_string(list.size()) + " list elements\n";
+    expected += summary(faults.size()) + "19 definitions and " + std::to_string(list.size()) + " list elements\n";
     EXPECT_EQ(sortedLines(result.out), sortedLines(expected));
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.err, "");
@@ -330,6 +350,9 @@ INSTANTIATE_TEST_SUITE_P(
                                   "$T/list.json:1:2: Failed to parse the managed sensors list [$T/list.json]: "
                                   "json is not an array object\n"
                                   "1 fault in 1 definition and 0 list elements\n"},
+                      ListFileRow{"element_behind_a_byte_order_mark", "\xef\xbb\xbf[\n 5]",
+                                  "$T/list.json[0]:2:2: Corresponding json section is not an object.\n"
+                                  "1 fault in 1 definition and 1 list element\n"},
                       ListFileRow{"nested_too_deep", nestedArrays(1001),
                                   "$T/list.json: Failed to parse the managed sensors list [$T/list.json]: "
                                   "Exceeded stackLimit in readValue().\n"

@@ -2,6 +2,11 @@
 #include "jsonText.h"
 #include "rowName.h"
 
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
 #include <ostream>
 
 namespace {
@@ -126,6 +131,122 @@ INSTANTIATE_TEST_SUITE_P(
                     "File copying error while importing decoder for the [$N] definition."},
         ObstacleRow{"backslash", "lora/demo/x\\y", "File copying error while importing [$N] definition."}),
     rowName);
+
+struct BlockedRow {
+    const char* name;
+    std::function<void(const std::string& dir)> block; ///< in the temporary directory
+    std::vector<std::string> texts;                    ///< "$T" stands for that directory
+};
+
+void PrintTo(const BlockedRow& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class Blocked : public DryRun, public ::testing::WithParamInterface<BlockedRow> {};
+
+TEST_P(Blocked, isForeseenWithEveryReason) {
+    addDefinition(source, "lora/demo/th1");
+    makeDir(temp / "custom/lora/demo");
+    GetParam().block(temp.path());
+    const Json::Value answer = parsed(dryRun({"--allow-overwrite", "--json"}).out);
+    EXPECT_EQ(answer["status"], "fail");
+    std::vector<std::string> texts;
+    for (const Json::Value& refusals : {answer["result"]["refusals"], answer["result"]["definitions"][0]["refusals"]}) {
+        for (const Json::Value& refusal : refusals)
+            texts.push_back(refusal["file"].asString() + ": " + refusal["text"].asString());
+    }
+    EXPECT_EQ(texts, GetParam().texts);
+    const ToolRun installation = run({"install", temp / "source", "--allow-overwrite"});
+    EXPECT_EQ(installation.status, 1);
+    EXPECT_EQ(installation.out.find("incomplete"), std::string::npos) << installation.out;
+}
+
+std::function<void(const std::string&)> closed(const std::string& path, mode_t mode) {
+    return [path, mode](const std::string& dir) { chmod((dir + "/" + path).c_str(), mode); };
+}
+
+constexpr const char* NO_DIRECTORY = "Failed to create a directory while importing [lora/demo/th1] definition.";
+constexpr const char* NO_DOCUMENT =
+    "$T/custom/lora/demo/th1.json: File saving error while importing [lora/demo/th1] definition.";
+constexpr const char* NO_DECODER = "$T/custom/lora/demo/th1-decoder: File copying error while importing decoder for "
+                                   "the [lora/demo/th1] definition.";
+
+INSTANTIATE_TEST_SUITE_P(
+    Tool, Blocked,
+    ::testing::Values(
+        BlockedRow{"two_directories",
+                   [](const std::string& dir) {
+                       makeDir(dir + "/custom/lora/demo/th1.json");
+                       makeDir(dir + "/custom/lora/demo/th1-decoder");
+                   },
+                   {NO_DOCUMENT, NO_DECODER}},
+        BlockedRow{"two_fifos",
+                   [](const std::string& dir) {
+                       makeFifo(dir + "/custom/lora/demo/th1.json");
+                       makeFifo(dir + "/custom/lora/demo/th1-decoder");
+                   },
+                   {NO_DOCUMENT, NO_DECODER}},
+        BlockedRow{"decoder_link_that_leads_nowhere",
+                   [](const std::string& dir) { makeLink("nosuch", dir + "/custom/lora/demo/th1-decoder"); },
+                   {NO_DECODER}},
+        BlockedRow{"link_on_the_way_and_directory_at_its_end",
+                   [](const std::string& dir) {
+                       makeDir(dir + "/custom/lora/demo/th1.json");
+                       std::filesystem::rename(dir + "/custom/lora", dir + "/custom/real");
+                       makeLink("real", dir + "/custom/lora");
+                   },
+                   {"$T/custom/lora: File copying error while importing [lora/demo/th1] definition.", NO_DOCUMENT}},
+        BlockedRow{"directory_of_the_name_closed", closed("custom/lora/demo", 0555), {NO_DOCUMENT, NO_DECODER}},
+        BlockedRow{"directory_above_closed",
+                   [](const std::string& dir) {
+                       std::filesystem::remove(dir + "/custom/lora/demo");
+                       chmod((dir + "/custom/lora").c_str(), 0555);
+                   },
+                   {std::string("$T/custom/lora/demo: ") + NO_DIRECTORY}},
+        BlockedRow{"document_closed",
+                   [](const std::string& dir) {
+                       writeFile(dir + "/custom/lora/demo/th1.json", "{}");
+                       chmod((dir + "/custom/lora/demo/th1.json").c_str(), 0444);
+                   },
+                   {NO_DOCUMENT}},
+        BlockedRow{"source_document_closed",
+                   closed("source/lora/demo/th1.json", 0),
+                   {"$T/source/lora/demo/th1.json: Sensor definition [lora/demo/th1] not found. Permission denied"}},
+        BlockedRow{"source_decoder_closed",
+                   closed("source/lora/demo/th1.js", 0),
+                   {"$T/source/lora/demo/th1.js: File copying error while importing decoder for the [lora/demo/th1] "
+                    "definition."}},
+        BlockedRow{"staging_is_a_file",
+                   [](const std::string& dir) { writeFile(dir + "/staging", ""); },
+                   {"$T/staging: The staging directory cannot be made or written."}},
+        BlockedRow{"staging_closed",
+                   [](const std::string& dir) {
+                       makeDir(dir + "/staging");
+                       chmod((dir + "/staging").c_str(), 0555);
+                   },
+                   {"$T/staging: The staging directory cannot be made or written."}}),
+    rowName);
+
+TEST_F(DryRun, overwritesADecoderThatMayNotBeWritten) {
+    addDefinition(source, "lora/demo/th1");
+    writeFile(temp / "custom/lora/demo/th1-decoder", "");
+    chmod((temp / "custom/lora/demo/th1-decoder").c_str(), 0444);
+    EXPECT_EQ(dryRun().status, 0);
+    EXPECT_EQ(run({"install", temp / "source"}).out, "installed lora/demo/th1\n");
+}
+
+TEST_F(DryRun, saysThatThereIsNoRoom) {
+    addDefinition(source, "lora/demo/th1");
+    constexpr std::uintmax_t FOUR_TERABYTES = std::uintmax_t{1} << 42U;
+    std::filesystem::resize_file(temp / "source/lora/demo/th1.js", FOUR_TERABYTES);
+    // No snapshot, which would read the file.
+    const ToolRun result = run({"install", temp / "source", "--dry-run"});
+    EXPECT_EQ(result.status, 1);
+    const std::string text = "$T/source: not enough free space for --staging-dir [$T/staging]: 4398046519296 bytes "
+                             "needed, ";
+    EXPECT_EQ(result.out.substr(0, text.size()), text);
+    EXPECT_EQ(treeOf(temp / "custom"), std::set<std::string>{});
+}
 
 TEST_F(DryRun, tellsTheEffectOnSensorsAndProperties) {
     const auto define = [](StorageBuilder& storage, const std::string& name, const std::string& properties) {

@@ -12,7 +12,7 @@ namespace {
 
 using namespace Kelvra::SCADA::Test;
 
-/// Puts a "cp" before the real one, which stops before each copy to a directory until it may go on.
+/// Puts a "cp" before the real one, which stops before the copy to a file until it may go on, or fails there.
 class SlowCopies : public ToolTest {
 protected:
     SlowCopies() : path(std::getenv("PATH")), source(temp / "source") {
@@ -28,6 +28,11 @@ protected:
                                        (temp / "waiting.new") + "\n  mv " + (temp / "waiting.new") + " " +
                                        (temp / "waiting") + "\n  while [ ! -e " + (temp / "go") +
                                        " ]; do sleep 0.02; done\nesac\nPATH='" + path + "' exec cp \"$@\"\n");
+        chmod((temp / "bin/cp").c_str(), 0755);
+    }
+    void failCopiesTo(const std::string& target) const {
+        writeFile(temp / "bin/cp",
+                  "#!/bin/sh\n[ \"$3\" != " + (temp / target) + " ] || exit 1\nPATH='" + path + "' exec cp \"$@\"\n");
         chmod((temp / "bin/cp").c_str(), 0755);
     }
     bool isWaiting() const {
@@ -86,6 +91,20 @@ TEST_F(SlowCopies, anInstallationKilledHalfWayIsCompletedByTheNext) {
     EXPECT_EQ(again.err, "");
     EXPECT_EQ(snapshot(temp / "custom"), undisturbed);
     EXPECT_EQ(treeOf(temp / "staging"), std::set<std::string>{});
+}
+
+TEST_F(SlowCopies, anInstallationThatFailedHalfWaySaysWhatItLeft) {
+    failCopiesTo("custom/lora/demo/b-decoder");
+    const ToolRun result = run({"install", temp / "source"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "installed lora/demo/a\nincomplete lora/demo/b\nnot installed lora/demo/c\n"
+                          "remove the cause, then install the same source with --allow-overwrite, which completes what "
+                          "was begun\n");
+    EXPECT_EQ(result.err,
+              "scada-sensors: File copying error while importing decoder for the [lora/demo/b] definition.\n");
+    failCopiesTo("none");
+    EXPECT_EQ(run({"install", temp / "source", "--allow-overwrite"}).out,
+              "installed lora/demo/a\ninstalled lora/demo/b\ninstalled lora/demo/c\n");
 }
 
 TEST_F(SlowCopies, aTerminalShowsProgress) {

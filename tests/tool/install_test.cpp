@@ -59,8 +59,20 @@ TEST_F(Install, answersPrograms) {
 TEST_F(Install, installsNothingFromAnEmptySource) {
     const ToolRun result = install();
     EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.out, "nothing to install\n");
     EXPECT_EQ(result.err, "");
+    EXPECT_EQ(install({"--json"}).out, R"({
+  "format_version" : 1,
+  "result" : 
+  {
+    "incomplete" : [],
+    "installed" : [],
+    "not_installed" : [],
+    "note" : "nothing to install"
+  },
+  "status" : "success"
+}
+)");
 }
 
 TEST_F(Install, refusesWhatIsInstalledUnlessOverwritingIsAllowed) {
@@ -79,20 +91,21 @@ TEST_F(Install, refusesWhatIsInstalledUnlessOverwritingIsAllowed) {
     EXPECT_EQ(parsed(readFile(temp / "custom/lora/demo/th1.json"))["properties"]["temperature"]["name"], "Water");
 }
 
-TEST_F(Install, saysWhatAnInstallationThatFailedHalfWayLeft) {
+TEST_F(Install, refusesWhatWouldStopItHalfWay) {
     for (const char* name : {"lora/demo/a", "lora/demo/b", "lora/demo/c"})
         addDefinition(source, name);
     makeDir(temp / "custom/lora/demo/b-decoder");
-    const ToolRun result = install();
+    makeFifo(temp / "custom/lora/demo/c.json");
+    const auto before = snapshot(temp / "custom");
+    const ToolRun result = install({"--allow-overwrite"});
     EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.out, "installed lora/demo/a\nincomplete lora/demo/b\nnot installed lora/demo/c\n"
-                          "remove the cause, then install the same source with --allow-overwrite, which completes what "
-                          "was begun\n");
+    EXPECT_EQ(result.out, "$T/custom/lora/demo/b-decoder: File copying error while importing decoder for the "
+                          "[lora/demo/b] definition.\n"
+                          "$T/custom/lora/demo/c.json: File saving error while importing [lora/demo/c] definition.\n"
+                          "nothing has been changed\n");
     EXPECT_EQ(result.err,
               "scada-sensors: File copying error while importing decoder for the [lora/demo/b] definition.\n");
-    std::filesystem::remove_all(temp / "custom/lora/demo/b-decoder");
-    EXPECT_EQ(install({"--allow-overwrite"}).out,
-              "installed lora/demo/a\ninstalled lora/demo/b\ninstalled lora/demo/c\n");
+    EXPECT_EQ(snapshot(temp / "custom"), before);
 }
 
 TEST_F(Install, refusesMoreThanThereIsRoomFor) {
@@ -154,6 +167,7 @@ TEST_P(UnsafeDirectory, isRefused) {
     addDefinition(custom, "lora/demo/old");
     makeDir(temp / "source/inner");
     makeLink(temp / "custom", temp / "link");
+    makeLink("loop", temp / "loop");
     makeDir(temp / "standing");
     std::vector<std::string> arguments;
     for (const std::string& argument : GetParam().arguments)
@@ -194,7 +208,25 @@ INSTANTIATE_TEST_SUITE_P(
                   "--staging-dir [/tmp/$HOME] holds a blank or a character that a shell interprets."},
         UnsafeRow{"staging_with_dash",
                   {"install", "$T/source", STAGING, "-a"},
-                  "--staging-dir [-a] begins with a dash, which makes it an option of the tools that empty it."},
+                  "--staging-dir [-a] begins with a dash, which makes it an option of the tools that work on it."},
+        UnsafeRow{"custom_with_dash",
+                  {"remove", "lora/demo/old", CUSTOM, "-a"},
+                  "--custom-dir [-a] begins with a dash, which makes it an option of the tools that work on it."},
+        UnsafeRow{"source_with_dash",
+                  {"install", "--", "-u"},
+                  "SRC_DIR [-u] begins with a dash, which makes it an option of the tools that work on it."},
+        UnsafeRow{"staging_in_loop_of_links",
+                  {"install", "$T/source", STAGING, "$T/loop/staging"},
+                  "--staging-dir [$T/loop/staging] cannot be resolved: Too many levels of symbolic links"},
+        UnsafeRow{"custom_is_loop_of_links",
+                  {"remove", "--all", "--yes", CUSTOM, "$T/loop"},
+                  "--custom-dir [$T/loop] cannot be resolved: Too many levels of symbolic links"},
+        UnsafeRow{"source_is_loop_of_links",
+                  {"install", "$T/loop"},
+                  "SRC_DIR [$T/loop] cannot be resolved: Too many levels of symbolic links"},
+        UnsafeRow{"default_is_loop_of_links",
+                  {"install", "$T/source", "--dry-run", "--default-dir", "$T/loop"},
+                  "--default-dir [$T/loop] cannot be resolved: Too many levels of symbolic links"},
         UnsafeRow{"staging_root", {"install", "$T/source", STAGING, "/"}, "--staging-dir [/] is the root directory."},
         UnsafeRow{"custom_root_spelt_otherwise",
                   {"remove", "--all", "--yes", CUSTOM, "/tmp/../."},

@@ -1,4 +1,5 @@
 #include "ToolTest.h"
+#include "jsonText.h"
 #include "rowName.h"
 
 #include <ostream>
@@ -129,6 +130,19 @@ INSTANTIATE_TEST_SUITE_P(
                   "scada-sensors: --yes belongs to --all\n",
                   everything()}),
     rowName);
+
+TEST_F(ToolTest, removeGoesOnAfterADefinitionThatIsNestedTooDeeply) {
+    custom.definition("lora/demo/deep", nestedArrays(1001));
+    addDefinition(custom, "lora/demo/a");
+    addDefinition(custom, "lora/demo/z");
+    const ToolRun result = run({"remove", "lora/demo/a", "lora/demo/deep", "lora/demo/z"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "removed lora/demo/a\n"
+                          "not removed lora/demo/deep: Exceeded stackLimit in readValue().\n"
+                          "removed lora/demo/z\n");
+    EXPECT_EQ(result.err, "scada-sensors: 1 definition not removed\n");
+    EXPECT_EQ(treeOf(temp / "custom"), (std::set<std::string>{"lora", "lora/demo", "lora/demo/deep.json"}));
+}
 
 // A directory with a leading dot is listed and not reached by the emptying.
 TEST_F(ToolTest, removeAllTellsWhatIsLeft) {

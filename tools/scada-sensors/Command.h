@@ -38,6 +38,8 @@ Run declareShow(CLI::App& app);
 Run declareCheck(CLI::App& app);
 Run declareSensors(CLI::App& app);
 Run declareResolve(CLI::App& app);
+Run declareDb(CLI::App& app);
+Run declareWatch(CLI::App& app);
 Run declareInstall(CLI::App& app);
 Run declareRemove(CLI::App& app);
 

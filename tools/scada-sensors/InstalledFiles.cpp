@@ -16,8 +16,11 @@ namespace Kelvra::SCADA::Tool {
 namespace {
 
 std::optional<std::string> bytesOf(const std::string& file) {
+    // A FIFO would be waited for.
+    if (FsNode(file).getMode() != FsNode::MODE_FILE)
+        return std::nullopt;
     const std::ifstream stream(file, std::ios::in | std::ios::binary);
-    if (FsNode(file).getMode() != FsNode::MODE_FILE || !stream.is_open())
+    if (!stream.is_open())
         return std::nullopt;
     std::ostringstream content;
     if (stream.rdbuf()->in_avail() != 0)

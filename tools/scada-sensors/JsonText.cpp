@@ -4,10 +4,11 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <fstream>
 #include <memory>
 #include <sstream>
+#include <string_view>
+#include <system_error>
 
 namespace Kelvra::SCADA::Tool {
 
@@ -42,6 +43,12 @@ std::vector<JsonText::Error> splitReport(const std::string& report) {
     return errors;
 }
 
+// The reader passes over a byte order mark and counts from behind it.
+std::string behindByteOrderMark(const std::string& text) {
+    static constexpr std::string_view MARK = "\xef\xbb\xbf";
+    return text.compare(0, MARK.size(), MARK) == 0 ? text.substr(MARK.size()) : text;
+}
+
 // Lines end as the reader counts them: with LF, CR or both.
 std::vector<std::size_t> startsOfLines(const std::string& text) {
     std::vector<std::size_t> starts = {0};
@@ -59,7 +66,7 @@ JsonText::JsonText(const std::string& file) {
     const std::ifstream stream(file, std::ios::in | std::ios::binary);
     opened = stream.is_open();
     if (!opened) {
-        found.push_back({{}, std::strerror(errno)});
+        found.push_back({{}, std::generic_category().message(errno)});
         return;
     }
     std::ostringstream content;
@@ -68,7 +75,7 @@ JsonText::JsonText(const std::string& file) {
 }
 
 void JsonText::parse(const std::string& text) {
-    lineStarts = startsOfLines(text);
+    lineStarts = startsOfLines(behindByteOrderMark(text));
     const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
     std::string report;
     try {

@@ -6,8 +6,8 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <sstream>
+#include <system_error>
 
 namespace Kelvra::SCADA::Tool {
 
@@ -31,10 +31,23 @@ std::string writeJson(const Json::Value& value, const std::string& indentation, 
     return Json::writeString(builder, value);
 }
 
+Response success(const Json::Value& result) {
+    Response response;
+    response.setResult(result);
+    response.setSuccess();
+    return response;
+}
+
+Json::Value envelopeOf(const Response& response) {
+    Json::Value envelope = response;
+    envelope["format_version"] = FORMAT_VERSION;
+    return envelope;
+}
+
 } // namespace
 
-std::string jsonText(const Json::Value& value) {
-    const std::string written = writeJson(value, "  ", false);
+std::string jsonText(const Json::Value& value, const std::string& indentation) {
+    const std::string written = writeJson(value, indentation, false);
     // The one control character that the writer leaves as it is; it can only stand inside a string.
     std::string text;
     for (const char c : written) {
@@ -55,23 +68,20 @@ std::string readableJson(const Json::Value& value, const std::string& indentatio
 }
 
 void writeMessage(const std::string& message) {
-    std::fprintf(stderr, "scada-sensors: %s\n", printable(message).c_str());
+    (void)std::fprintf(stderr, "scada-sensors: %s\n", printable(message).c_str());
 }
 
 bool writeText(const std::string& text) {
     if (std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0)
         return true;
-    writeMessage(std::string("cannot write to standard output: ") + std::strerror(errno));
+    writeMessage("cannot write to standard output: " + std::generic_category().message(errno));
     return false;
 }
 
 Output::Output(bool forPrograms) : json(forPrograms) {}
 
 ExitCode Output::done(const Json::Value& result, const std::string& text) {
-    Response response;
-    response.setResult(result);
-    response.setSuccess();
-    return write(response, text);
+    return write(success(result), text);
 }
 
 ExitCode Output::failed(const std::string& error, const Json::Value& result, const std::string& text) {
@@ -85,10 +95,17 @@ ExitCode Output::failedAsTold(const std::string& error, const Json::Value& resul
     return write(failure(error, result), text);
 }
 
+ExitCode Output::noDatabase(const std::string& error) {
+    failed(error);
+    return ExitCode::NO_DATABASE;
+}
+
+bool Output::item(const Json::Value& result, const std::string& text) {
+    return writeText(json ? jsonText(envelopeOf(success(result)), "") + "\n" : text);
+}
+
 ExitCode Output::write(const Response& response, const std::string& text) const {
-    Json::Value envelope = response;
-    envelope["format_version"] = FORMAT_VERSION;
-    const bool written = writeText(json ? jsonText(envelope) + "\n" : text);
+    const bool written = writeText(json ? jsonText(envelopeOf(response)) + "\n" : text);
     return written && response.isSuccess() ? ExitCode::DONE : ExitCode::FAILED;
 }
 

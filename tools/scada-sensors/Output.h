@@ -10,8 +10,9 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// Returns a value as JSON text for programs, in ASCII and without comments, which other readers refuse.
-std::string jsonText(const Json::Value& value);
+/// Returns a value as JSON text for programs, in ASCII and without comments, which other readers refuse. With an empty
+/// indentation the text is one line.
+std::string jsonText(const Json::Value& value, const std::string& indentation = "  ");
 
 /// Returns a value as JSON text for people: printable, with its letters as they are. With an empty indentation the text
 /// is one line.
@@ -34,6 +35,9 @@ public:
     ExitCode failed(const std::string& error, const Json::Value& result = Json::Value(), const std::string& text = "");
     /// A failure that `text` tells completely, so that people get no further message.
     ExitCode failedAsTold(const std::string& error, const Json::Value& result, const std::string& text);
+    ExitCode noDatabase(const std::string& error);
+    /// One answer of many: a line of its own for programs too, written at once. Returns whether it could be written.
+    bool item(const Json::Value& result, const std::string& text);
 
 private:
     ExitCode write(const Response& response, const std::string& text) const;

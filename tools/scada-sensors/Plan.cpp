@@ -3,47 +3,17 @@
 #include "InstalledFiles.h"
 #include "Output.h"
 #include "inspect.h"
+#include "obstacles.h"
 #include "text.h"
-
-#include <scada/Env.h>
-
-#include <filesystem>
-#include <system_error>
 
 namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-namespace fs = std::filesystem;
-
 constexpr std::size_t LONGEST_NAME = 255;
 
 std::string stemOf(const std::string& name) {
     return name.substr(name.rfind('/') + 1);
-}
-
-// What the import would meet in the custom storage, in the library's words; nothing when the way is free. A link is
-// followed when it is written to and not when the storage is listed.
-std::string obstacle(const std::string& name) {
-    const std::string custom = Env::inst().conf().getDfnCustomDir() + "/";
-    const std::string definition = " while importing [" + name + "] definition.";
-    std::error_code error;
-    for (std::size_t end = name.find('/'); end != std::string::npos; end = name.find('/', end + 1)) {
-        const std::string level = custom + name.substr(0, end);
-        const fs::file_status own = fs::symlink_status(level, error);
-        if (fs::exists(own) && !fs::is_directory(fs::status(level, error)))
-            return "Failed to create a directory" + definition;
-        if (fs::is_symlink(own))
-            return "File copying error" + definition;
-    }
-    const std::string file = custom + name + ".json";
-    if (fs::is_symlink(fs::symlink_status(file, error)))
-        return "File copying error" + definition;
-    if (fs::exists(file, error) && !fs::is_regular_file(file, error))
-        return "File saving error" + definition;
-    return fs::is_directory(installedDecoder(name), error)
-               ? "File copying error while importing decoder for the [" + name + "] definition."
-               : "";
 }
 
 // An import cuts a name at a "\" too, and gives the decoder a longer name than the definition's own.
@@ -59,10 +29,11 @@ void addRefusals(const std::string& srcDir, bool allowOverwrite, const Storages&
     const std::string& name = planned->name;
     for (const Fault& fault : inspectSourceDefinition(srcDir, name))
         (fault.refuses ? planned->refusals : planned->notes).push_back(fault);
-    for (const std::string& text : {badName(name), obstacle(name)}) {
-        if (!text.empty())
-            planned->refusals.push_back({definitionFile(srcDir, name), text});
-    }
+    const std::string bad = badName(name);
+    if (!bad.empty())
+        planned->refusals.push_back({definitionFile(srcDir, name), bad});
+    for (const Fault& fault : obstacles(name))
+        planned->refusals.push_back(fault);
     const Storage& custom = storages.of(STORAGE_CUSTOM);
     if (custom.names.count(name) == 0)
         return;

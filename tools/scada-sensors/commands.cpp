@@ -3,7 +3,7 @@
 namespace Kelvra::SCADA::Tool {
 
 const std::vector<Command>& commands() {
-    static const std::vector<Command> TABLE = {
+    static const std::vector<Command> rows = {
         {"list", "list [--storage both|default|custom]", "The definitions: storage, what they hide, decoder, state",
          declareList},
         {"show", "show NAME [PROPERTY]", "One definition, or one property of it", declareShow},
@@ -15,8 +15,10 @@ const std::vector<Command>& commands() {
         {"install", "install SRC_DIR [--allow-overwrite] [--dry-run]",
          "Install the definitions of a directory into the custom storage", declareInstall},
         {"remove", "remove NAME... | --all [--yes]", "Remove custom definitions", declareRemove},
+        {"db", "db get|set|expire|push|pop ...", "Typed access to the database", declareDb},
+        {"watch", "watch [--count N] [--timeout S]", "Changes of keys as they happen", declareWatch},
     };
-    return TABLE;
+    return rows;
 }
 
 } // namespace Kelvra::SCADA::Tool

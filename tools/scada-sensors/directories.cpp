@@ -2,9 +2,13 @@
 
 #include <scada/Env.h>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <system_error>
+#include <vector>
 
 namespace Kelvra::SCADA::Tool {
 
@@ -28,12 +32,32 @@ bool isPlain(char c) {
            static_cast<unsigned char>(c) >= 0x80 || MARKS.find(c) != std::string::npos;
 }
 
+std::string resolved(const std::string& path, std::error_code& error) {
+    const fs::path absolute = fs::absolute(path, error);
+    fs::path canonical = error ? fs::path() : fs::weakly_canonical(absolute, error);
+    if (error)
+        return path;
+    // A trailing "/" of what does not exist yet leaves an empty last component.
+    if (!canonical.has_filename() && canonical.has_relative_path())
+        canonical = canonical.parent_path();
+    return canonical.string();
+}
+
+std::string badPath(const Directory& directory) {
+    if (directory.path.empty())
+        return "";
+    if (directory.path.front() == '-')
+        return refusal(directory, "begins with a dash, which makes it an option of the tools that work on it.");
+    std::error_code error;
+    resolved(directory.path, error);
+    return error ? refusal(directory, "cannot be resolved: " + error.message()) : "";
+}
+
+// What the emptying of a directory asks of its path.
 std::string badSpelling(const Directory& directory) {
     const std::string& path = directory.path;
     if (path.empty())
         return refusal(directory, "is empty.");
-    if (path.front() == '-')
-        return refusal(directory, "begins with a dash, which makes it an option of the tools that empty it.");
     if (!std::all_of(path.begin(), path.end(), isPlain))
         return refusal(directory, "holds a blank or a character that a shell interprets.");
     if (canonicalPath(path) == "/")
@@ -74,25 +98,42 @@ std::string overlap(const Directory& staging, const Directory& other) {
 } // namespace
 
 std::string canonicalPath(const std::string& path) {
-    fs::path canonical = fs::weakly_canonical(fs::absolute(path));
-    // A trailing "/" of what does not exist yet leaves an empty last component.
-    if (!canonical.has_filename() && canonical.has_relative_path())
-        canonical = canonical.parent_path();
-    return canonical.string();
+    std::error_code error;
+    return resolved(path, error);
+}
+
+std::string nearestExisting(const std::string& path) {
+    std::error_code error;
+    fs::path existing = canonicalPath(path);
+    while (!fs::exists(existing, error) && existing != existing.parent_path())
+        existing = existing.parent_path();
+    return existing.string();
+}
+
+bool isWritable(const std::string& path) {
+    std::error_code error;
+    const int mode = fs::is_directory(path, error) ? W_OK | X_OK : W_OK;
+    return faccessat(AT_FDCWD, path.c_str(), mode, AT_EACCESS) == 0;
+}
+
+bool isReadable(const std::string& path) {
+    return faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) == 0;
 }
 
 std::string unsafeDirectories(const std::string* source) {
     const Conf& conf = Env::inst().conf();
     const Directory staging{"--staging-dir", conf.getDfnStagingDir()};
     const Directory custom{"--custom-dir", conf.getDfnCustomDir()};
-    for (const Directory& directory : {staging, custom}) {
-        const std::string reason = badSpelling(directory);
-        if (!reason.empty())
-            return reason;
-    }
+    const Directory srcDir{"SRC_DIR", source == nullptr ? "" : *source};
     const Directory standard{"--default-dir", conf.getDfnDefaultDir()};
-    for (const Directory& other : {custom, Directory{"SRC_DIR", source == nullptr ? "" : *source}, standard}) {
-        const std::string reason = overlap(staging, other);
+    std::vector<std::string> reasons;
+    for (const Directory& directory : {staging, custom, srcDir, standard})
+        reasons.push_back(badPath(directory));
+    for (const Directory& directory : {staging, custom})
+        reasons.push_back(badSpelling(directory));
+    for (const Directory& other : {custom, srcDir, standard})
+        reasons.push_back(overlap(staging, other));
+    for (const std::string& reason : reasons) {
         if (!reason.empty())
             return reason;
     }

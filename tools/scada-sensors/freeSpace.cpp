@@ -37,22 +37,14 @@ std::uint64_t sizeOf(const std::string& srcDir, const std::set<std::string>& nam
     return size;
 }
 
-// The directory itself, or the nearest one above it that exists.
-fs::path existing(const std::string& dir) {
-    fs::path path = canonicalPath(dir);
-    while (!fs::exists(path) && path != path.parent_path())
-        path = path.parent_path();
-    return path;
-}
-
-dev_t deviceOf(const fs::path& path) {
+dev_t deviceOf(const std::string& path) {
     struct stat status {};
     return stat(path.c_str(), &status) == 0 ? status.st_dev : 0;
 }
 
 std::string shortage(const std::string& option, const std::string& dir, std::uint64_t needed) {
     std::error_code error;
-    const fs::space_info space = fs::space(existing(dir), error);
+    const fs::space_info space = fs::space(nearestExisting(dir), error);
     if (error || space.available >= needed)
         return "";
     return "not enough free space for " + option + " [" + dir + "]: " + std::to_string(needed) + " bytes needed, " +
@@ -66,7 +58,7 @@ std::string missingSpace(const std::string& srcDir, const std::set<std::string>&
     const std::string staging = conf.getDfnStagingDir();
     const std::string custom = conf.getDfnCustomDir();
     const std::uint64_t size = sizeOf(srcDir, names);
-    const bool shared = deviceOf(existing(staging)) == deviceOf(existing(custom));
+    const bool shared = deviceOf(nearestExisting(staging)) == deviceOf(nearestExisting(custom));
     const std::string reason = shortage("--staging-dir", staging, size);
     return reason.empty() ? shortage("--custom-dir", custom, shared ? 2 * size : size) : reason;
 }

@@ -28,7 +28,7 @@ Position positionOfMember(const JsonText& json, const std::string& member) {
 Faults inspectRules(const Definition& definition, const std::string& name, const JsonText& json) {
     const std::string section = DefinitionsStorage::JSON_PROPERTIES_SECTION;
     const Json::Value& properties = json.root()[section];
-    // The storage fills the specification unless a decoder fault came first.
+    // The storage fills the spec object unless a decoder fault came first.
     const bool decoderFault = !definition.valid && definition.spec.json.isNull();
     Faults faults;
     if (decoderFault)
@@ -40,10 +40,10 @@ Faults inspectRules(const Definition& definition, const std::string& name, const
         faults.push_back({definition.file, decoderFault ? text : definition.state, positionOfMember(json, section)});
         return faults;
     }
+    const std::string verdict = "Sensor definition [" + name + "] does not contain [";
     for (const std::string& property : properties.getMemberNames()) {
         if (!properties[property].isObject())
-            faults.push_back({definition.file,
-                              "Sensor definition [" + name + "] does not contain [" + property + "] property.",
+            faults.push_back({definition.file, verdict + property + "] property.",
                               json.positionOf(properties[property]), std::nullopt, false});
     }
     return faults;

@@ -1,3 +1,4 @@
+#include "directories.h"
 #include "inspect.h"
 
 #include <scada/DefinitionsStorage.h>
@@ -26,6 +27,9 @@ void inspectDecoder(const std::string& srcDir, const std::string& name, const De
         faults->push_back({definition.file, "Invalid sensor definition [" + name + "]: no decoder file found."});
     else if (decoder.rfind(source, 0) != 0)
         faults->push_back({definition.file, "Invalid sensor definition [" + name + "]: bad decoder file location."});
+    if (!isReadable(definition.spec.decoderPath))
+        faults->push_back({definition.spec.decoderPath,
+                           "File copying error while importing decoder for the [" + name + "] definition."});
 }
 
 } // namespace

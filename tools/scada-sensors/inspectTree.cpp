@@ -54,8 +54,9 @@ private:
             entries.insert(at->path().filename().string());
         if (error)
             add(relative, "The directory cannot be read: " + error.message());
+        const std::string prefix = relative.empty() ? "" : relative + "/";
         for (const std::string& entry : entries)
-            inspectEntry(relative.empty() ? entry : relative + "/" + entry, depth, link);
+            inspectEntry(prefix + entry, depth, link);
     }
 
     void inspectEntry(const std::string& relative, int depth, const std::string& outerLink) {
@@ -77,11 +78,13 @@ private:
 
     // Adds each reason why a file that looks like a definition is not listed.
     void inspectFile(const std::string& relative, int depth, const std::string& link, const fs::file_status& target) {
+        if (isListed(relative) || isDecoder(relative))
+            return;
         const bool regular = fs::is_regular_file(target);
         const std::string name = fs::path(relative).filename().string();
         const bool looksLikeOne =
             hasSuffixSomewhere(name) || (depth == DEFINITION_DEPTH && regular && readsAsDefinition(pathOf(relative)));
-        if (!looksLikeOne || isListed(relative) || isDecoder(relative))
+        if (!looksLikeOne)
             return;
         if (!link.empty())
             add(relative, "Not listed: it lies behind the symbolic link [" + link + "].");

@@ -7,10 +7,13 @@
 #include "directories.h"
 #include "freeSpace.h"
 #include "inspect.h"
+#include "obstacles.h"
 #include "text.h"
 
 #include <scada/DefinitionsDeployment.h>
 #include <scada/DefinitionsStorage.h>
+#include <scada/Env.h>
+#include <scada/FsNode.h>
 
 #include <CLI/CLI.hpp>
 
@@ -20,6 +23,8 @@
 namespace Kelvra::SCADA::Tool {
 
 namespace {
+
+constexpr const char* NOTHING = "nothing to install";
 
 struct Arguments {
     std::string srcDir;
@@ -54,13 +59,33 @@ std::string summaryOf(const std::map<std::string, std::size_t>& counts, std::siz
     return text;
 }
 
+// What keeps the source as a whole from being installed.
+Faults refusalsOfSource(const std::string& srcDir, const std::set<std::string>& names) {
+    Faults refusals = inspectSourceDirectory(srcDir);
+    const std::string shortage = missingSpace(srcDir, names);
+    if (!shortage.empty())
+        refusals.push_back({srcDir, shortage});
+    const std::string staging = Env::inst().conf().getDfnStagingDir();
+    const std::string standing = nearestExisting(staging);
+    if ((FsNode(standing).getMode() & FsNode::MODE_DIR) == 0 || !isWritable(standing))
+        refusals.push_back({staging, "The staging directory cannot be made or written."});
+    return refusals;
+}
+
+// An import that met one would leave a part of the source installed, or wait for ever.
+ExitCode refuseObstacles(const Faults& found, Output& output) {
+    Json::Value result(Json::objectValue);
+    const std::string text = addFaults(found, "refusals", "", &result);
+    return output.failed(found.front().text, result, text + "nothing has been changed\n");
+}
+
 ExitCode dryRun(const Arguments& asked, Output& output) {
     Json::Value result(Json::objectValue);
-    const Faults refusals = inspectSourceDirectory(asked.srcDir);
+    const std::set<std::string> names = namesOf(asked.srcDir);
+    const Faults refusals = refusalsOfSource(asked.srcDir, names);
     std::string text = addFaults(refusals, "refusals", "", &result);
     const Storages storages;
     const ManagedList list;
-    const std::set<std::string> names = namesOf(asked.srcDir);
     std::map<std::string, std::size_t> counts;
     result["definitions"] = Json::arrayValue;
     for (const std::string& name : names) {
@@ -70,7 +95,7 @@ ExitCode dryRun(const Arguments& asked, Output& output) {
         text += toText(planned);
     }
     Faults notes;
-    if (refusals.empty())
+    if ((FsNode(asked.srcDir).getMode() & FsNode::MODE_DIR) != 0)
         notes = inspectTree(asked.srcDir, names, decodersOf(asked.srcDir, names));
     notes.insert(notes.end(), list.faults().begin(), list.faults().end());
     text += addFaults(notes, "notes", "note: ", &result);
@@ -81,6 +106,35 @@ ExitCode dryRun(const Arguments& asked, Output& output) {
     return output.failed("the installation would be refused; " + summary, result, text);
 }
 
+bool deploySource(const Arguments& asked, const std::set<std::string>& names, std::string* error) {
+    try {
+        const Progress progress(names);
+        return DefinitionsDeployment().deploy(asked.srcDir, asked.allowOverwrite, error);
+    } catch (const std::exception& e) {
+        *error = e.what();
+        return false;
+    }
+}
+
+ExitCode installLocked(const Arguments& asked, const std::set<std::string>& names, Output& output) {
+    Outcome outcome(asked.srcDir, names);
+    std::string error;
+    const bool deployed = deploySource(asked, names, &error);
+    outcome.look();
+    Json::Value result = outcome.result();
+    if (deployed && names.empty()) {
+        result["note"] = NOTHING;
+        return output.done(result, std::string(NOTHING) + "\n");
+    }
+    if (deployed && outcome.isComplete())
+        return output.done(result, outcome.text());
+    // A staged copy that does not read back is passed over without a failure.
+    if (deployed)
+        error = "some definitions have not been installed" + (error.empty() ? "" : ": " + error);
+    result["advice"] = outcome.advice();
+    return output.failed(error, result, outcome.text() + outcome.advice() + "\n");
+}
+
 ExitCode deploy(const Arguments& asked, Output& output) {
     const OperationLock lock;
     if (!lock.failure().empty())
@@ -89,24 +143,12 @@ ExitCode deploy(const Arguments& asked, Output& output) {
     const std::string shortage = missingSpace(asked.srcDir, names);
     if (!shortage.empty())
         return output.failed(shortage);
-    Outcome outcome(asked.srcDir, names);
-    std::string error;
-    bool deployed = false;
-    try {
-        const Progress progress(names);
-        deployed = DefinitionsDeployment().deploy(asked.srcDir, asked.allowOverwrite, &error);
-    } catch (const std::exception& e) {
-        error = e.what();
+    Faults found;
+    for (const std::string& name : names) {
+        const Faults ofName = obstacles(name);
+        found.insert(found.end(), ofName.begin(), ofName.end());
     }
-    outcome.look();
-    if (deployed && outcome.isComplete())
-        return output.done(outcome.result(), outcome.text());
-    // A staged copy that does not read back is passed over without a failure.
-    if (deployed)
-        error = "some definitions have not been installed" + (error.empty() ? "" : ": " + error);
-    Json::Value result = outcome.result();
-    result["advice"] = outcome.advice();
-    return output.failed(error, result, outcome.text() + outcome.advice() + "\n");
+    return found.empty() ? installLocked(asked, names, output) : refuseObstacles(found, output);
 }
 
 ExitCode install(const Arguments& asked, Output& output) {

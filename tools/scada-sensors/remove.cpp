@@ -12,6 +12,7 @@
 
 #include <unistd.h>
 
+#include <exception>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -66,12 +67,22 @@ bool isConfirmed(std::size_t definitions) {
     return answer == "y" || answer == "Y" || answer == "yes";
 }
 
+// What is thrown about one definition must not take the report on the others along.
+bool removeOne(const std::string& name, std::string* error) {
+    try {
+        return DefinitionsDeployment().deleteOne(name, error);
+    } catch (const std::exception& e) {
+        *error = e.what();
+        return false;
+    }
+}
+
 ExitCode removeNames(const std::vector<std::string>& names, Output& output) {
     const std::set<std::string> defaults = Storages().of(STORAGE_DEFAULT).names;
     Removal removal;
     for (const std::string& name : std::set<std::string>(names.begin(), names.end())) {
         std::string error;
-        if (DefinitionsDeployment().deleteOne(name, &error))
+        if (removeOne(name, &error))
             removal.removed(name, defaults.count(name) != 0);
         else
             removal.failed(name, error);

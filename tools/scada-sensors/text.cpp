@@ -40,7 +40,7 @@ std::size_t widthOf(const std::string& text) {
 } // namespace
 
 std::string printable(const std::string& text) {
-    static const char DIGITS[] = "0123456789abcdef";
+    static constexpr char DIGITS[] = "0123456789abcdef";
     std::string shown;
     for (std::size_t at = 0; at < text.size();) {
         const std::size_t length = printableLength(text, at);

@@ -1,0 +1,103 @@
+#pragma once
+
+#include "FakeSupport.h"
+#include "RedisServer.h"
+
+#include <kelvra/Logger.h>
+#include <scada/Database.h>
+#include <scada/DatabaseSubscriber.h>
+
+#include <hiredis/hiredis.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace Kelvra::SCADA::Test {
+
+struct FreeReply {
+    void operator()(redisReply* reply) const { freeReplyObject(reply); }
+};
+using OwnedReply = std::unique_ptr<redisReply, FreeReply>;
+
+/// Shows what a database object otherwise keeps to itself.
+template <typename Object> class Opened : public Object {
+public:
+    using Object::context;
+    using Object::dbNumber;
+    using Object::keyTtl;
+    using Object::reconnectNeeded;
+    using Object::socketPath;
+    using Object::valueBuffer;
+
+    int descriptor() const { return this->context->fd; }
+};
+
+inline FakeSupport::LogLine debugLine(const std::string& text) {
+    return {Logger::PrintLevel::DEBUG_LEVEL, Logger::PrintLevel::DEBUG_LABEL, text};
+}
+
+inline const FakeSupport::LogLine connectedLine() {
+    return debugLine("[DB ] Connected to the database");
+}
+
+inline const FakeSupport::LogLine reconnectedLine() {
+    return debugLine("[DB ] Reconnected to the database");
+}
+
+inline std::chrono::milliseconds since(std::chrono::steady_clock::time_point start) {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
+}
+
+/// A subscriber whose loop runs on a thread of its own and keeps the messages; stopped and joined at the end.
+class Watch {
+public:
+    explicit Watch(const std::string& socket, unsigned char number = 2);
+    ~Watch();
+    Watch(const Watch&) = delete;
+    Watch& operator=(const Watch&) = delete;
+
+    Opened<DatabaseSubscriber> subscriber;
+
+    void start();
+    /// Stops the loop, unless it has ended, and waits for its end; returns what it returned and how long that took.
+    int stop();
+    int join();
+    std::chrono::milliseconds stopTime() const { return lastStopTime; }
+    std::thread& thread() { return runner; }
+
+    /// Returns whether so many messages are there within ten seconds.
+    bool waitFor(std::size_t count);
+    /// Returns whether one that reads `wanted` is there within ten seconds.
+    bool waitFor(const std::string& wanted);
+    std::vector<std::string> messages();
+
+    /// Run on the loop's thread after each message.
+    std::function<void()> onMessage;
+
+private:
+    static void receive(redisReply* reply, void* self);
+
+    std::thread runner;
+    std::mutex mutex;
+    std::condition_variable arrival;
+    std::vector<std::string> texts;
+    std::chrono::milliseconds lastStopTime{0};
+    int result = -1;
+};
+
+/// Runs `body` in a child process; returns its wait status: 0 when `body` returned true.
+int runChild(const std::function<bool()>& body);
+
+/// Ends the condition of a child's `body` visibly: writes `what` to stderr when it does not hold, and returns it.
+bool holds(bool condition, const char* what);
+
+/// The descriptors that this process has open, with what they lead to.
+std::vector<std::string> openDescriptors();
+
+} // namespace Kelvra::SCADA::Test

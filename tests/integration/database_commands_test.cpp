@@ -1,0 +1,523 @@
+#include "ScriptedRedis.h"
+#include "databaseHelpers.h"
+#include "rowName.h"
+
+#include <gmock/gmock.h>
+
+#include <cerrno>
+#include <cmath>
+#include <limits>
+#include <map>
+#include <ostream>
+#include <type_traits>
+#include <utility>
+
+namespace {
+
+using namespace Kelvra::SCADA;
+using namespace Kelvra::SCADA::Test;
+using namespace std::string_literals;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using Answer = ScriptedRedis::Answer;
+using Text = const std::string&;
+
+static_assert(std::is_base_of<DatabaseBase, Database>::value, "");
+static_assert(std::is_same<decltype(&Database::hget), int (Database::*)(Text, Text, std::string*)>::value, "");
+static_assert(std::is_same<decltype(&Database::hgetFloat), int (Database::*)(Text, Text, float*)>::value, "");
+static_assert(std::is_same<decltype(&Database::hgetBool), int (Database::*)(Text, Text, bool*)>::value, "");
+static_assert(std::is_same<decltype(&Database::hgetUint32), int (Database::*)(Text, Text, unsigned int*)>::value, "");
+static_assert(std::is_same<decltype(&Database::hgetInt32), int (Database::*)(Text, Text, int*)>::value, "");
+static_assert(std::is_same<decltype(&Database::hset), int (Database::*)(Text, Text, Text)>::value, "");
+static_assert(std::is_same<decltype(&Database::lpush), int (Database::*)(Text, Text)>::value, "");
+static_assert(std::is_same<decltype(&Database::brpop), int (Database::*)(Text, unsigned int, std::string*)>::value, "");
+static_assert(std::is_same<decltype(&Database::hmset),
+                           int (Database::*)(Text, const std::vector<std::pair<std::string, std::string>>&)>::value,
+              "");
+static_assert(std::is_same<decltype(&Database::hdel), int (Database::*)(Text, const std::vector<std::string>&)>::value,
+              "");
+constexpr int (Database::*EXPIRE_IN)(Text, unsigned int) = &Database::expire;
+constexpr int (Database::*EXPIRE)(Text) = &Database::expire;
+
+const char* const OK = "+OK\r\n";
+
+// What the operations write to, holding what must stay untouched.
+struct Outputs {
+    std::string text = "untouched";
+    float real = -1.5F;
+    bool truth = true;
+    unsigned int positive = 4711;
+    int number = -4711;
+};
+
+bool operator==(const Outputs& left, const Outputs& right) {
+    const bool sameReal = std::isnan(left.real)
+                              ? std::isnan(right.real)
+                              : left.real == right.real && std::signbit(left.real) == std::signbit(right.real);
+    return left.text == right.text && sameReal && left.truth == right.truth && left.positive == right.positive &&
+           left.number == right.number;
+}
+
+std::ostream& operator<<(std::ostream& out, const Outputs& outputs) {
+    return out << '"' << outputs.text << "\" " << outputs.real << ' ' << outputs.truth << ' ' << outputs.positive << ' '
+               << outputs.number;
+}
+
+struct Operation {
+    std::string name;
+    std::vector<std::string> command;
+    std::function<int(Database&, Outputs&)> run;
+    std::map<std::string, int> results; ///< by reply; those not named give 255
+};
+
+struct Reply {
+    std::string name;
+    Answer answer;
+};
+
+using Row = std::pair<Operation, Reply>;
+
+const std::map<std::string, int> INTEGERS{{"Zero", 0}, {"One", 0}, {"Negative", 0}};
+const std::map<std::string, int> OKS{{"StatusOk", 0}, {"StatusOkInLowerCase", 0}};
+
+// A read that gives nothing but codes here: no text of the replies is a number.
+std::map<std::string, int> readResults(std::map<std::string, int> strings) {
+    for (const char* const other :
+         {"StatusOk", "StatusOkInLowerCase", "OtherStatus", "Error", "Zero", "One", "Negative", "EmptyArray",
+          "ArrayOfOne", "ArrayOfTwo", "ArrayOfThree", "ArrayWithNil", "ArrayWithInteger", "ArrayWithArray"})
+        strings[other] = 2;
+    strings["Nil"] = 1;
+    strings["NilArray"] = 1;
+    return strings;
+}
+
+std::vector<Operation> readOperations() {
+    const std::vector<std::string> command{"HGET", "the key", "a %s field"};
+    const auto noNumber = readResults({{"String", 2}, {"EmptyString", 2}});
+    return {{"Hget", command, [](Database& db, Outputs& out) { return db.hget("the key", "a %s field", &out.text); },
+             readResults({{"String", 0}, {"EmptyString", 0}})},
+            {"HgetNowhere", command, [](Database& db, Outputs&) { return db.hget("the key", "a %s field", nullptr); },
+             readResults({{"String", 0}, {"EmptyString", 0}})},
+            {"HgetFloat", command,
+             [](Database& db, Outputs& out) { return db.hgetFloat("the key", "a %s field", &out.real); }, noNumber},
+            {"HgetBool", command,
+             [](Database& db, Outputs& out) { return db.hgetBool("the key", "a %s field", &out.truth); }, noNumber},
+            {"HgetUint32", command,
+             [](Database& db, Outputs& out) { return db.hgetUint32("the key", "a %s field", &out.positive); },
+             noNumber},
+            {"HgetInt32", command,
+             [](Database& db, Outputs& out) { return db.hgetInt32("the key", "a %s field", &out.number); }, noNumber}};
+}
+
+std::vector<Operation> writeOperations() {
+    const std::map<std::string, int> pops{{"ArrayOfTwo", 0}, {"Nil", 4}, {"NilArray", 4}};
+    return {
+        {"Hset",
+         {"HSET", "k", "f", "v %d w"},
+         [](Database& db, Outputs&) { return db.hset("k", "f", "v %d w"); },
+         INTEGERS},
+        {"HsetEmpty", {"HSET", "", "", ""}, [](Database& db, Outputs&) { return db.hset("", "", ""); }, INTEGERS},
+        {"ExpireIn",
+         {"EXPIRE", "k", "4294967295"},
+         [](Database& db, Outputs&) { return (db.*EXPIRE_IN)("k", 4294967295U); },
+         INTEGERS},
+        {"ExpireAtOnce", {"EXPIRE", "k", "0"}, [](Database& db, Outputs&) { return db.expire("k", 0); }, INTEGERS},
+        {"Expire", {"EXPIRE", "k", "60"}, [](Database& db, Outputs&) { return (db.*EXPIRE)("k"); }, INTEGERS},
+        {"Lpush", {"LPUSH", "k", "v w"}, [](Database& db, Outputs&) { return db.lpush("k", "v w"); }, INTEGERS},
+        {"Brpop", {"BRPOP", "k", "7"}, [](Database& db, Outputs& out) { return db.brpop("k", 7, &out.text); }, pops},
+        {"BrpopNowhere",
+         {"BRPOP", "k", "4294967295"},
+         [](Database& db, Outputs&) { return db.brpop("k", 4294967295U, nullptr); },
+         pops},
+        {"Hmset",
+         {"HMSET", "k", "f1", "v1 w", "f2", "", "f1", "%s"},
+         [](Database& db, Outputs&) {
+             return db.hmset("k", {{"f1", "v1 w"}, {"f2", ""}, {"f1", "%s"}});
+         },
+         OKS},
+        {"HmsetNothing", {"HMSET", "k"}, [](Database& db, Outputs&) { return db.hmset("k", {}); }, OKS},
+        {"Hdel",
+         {"HDEL", "k", "f1", "", "f 2"},
+         [](Database& db, Outputs&) {
+             return db.hdel("k", {"f1", "", "f 2"});
+         },
+         INTEGERS},
+        {"HdelNothing", {"HDEL", "k"}, [](Database& db, Outputs&) { return db.hdel("k", {}); }, INTEGERS}};
+}
+
+std::vector<Reply> replies() {
+    return {{"StatusOk", {OK}},
+            {"StatusOkInLowerCase", {"+ok\r\n"}},
+            {"OtherStatus", {"+QUEUED\r\n"}},
+            {"Error", {"-WRONGTYPE of key\r\n"}},
+            {"Zero", {":0\r\n"}},
+            {"One", {":1\r\n"}},
+            {"Negative", {":-1\r\n"}},
+            {"Nil", {"$-1\r\n"}},
+            {"NilArray", {"*-1\r\n"}},
+            {"String", {"$2\r\nOK\r\n"}},
+            {"EmptyString", {"$0\r\n\r\n"}},
+            {"EmptyArray", {"*0\r\n"}},
+            {"ArrayOfOne", {"*1\r\n$1\r\nk\r\n"}},
+            {"ArrayOfTwo", {"*2\r\n$1\r\nk\r\n$3\r\nv\0w\r\n"s}},
+            {"ArrayOfThree", {"*3\r\n$1\r\nk\r\n$1\r\nv\r\n$1\r\nw\r\n"}},
+            {"ArrayWithNil", {"*2\r\n$1\r\nk\r\n$-1\r\n"}},
+            {"ArrayWithInteger", {"*2\r\n$1\r\nk\r\n:7\r\n"}},
+            {"ArrayWithArray", {"*2\r\n$1\r\nk\r\n*1\r\n$1\r\nv\r\n"}},
+            {"Garbage", {"?\r\n"}},
+            {"ClosedWithoutReply", {"", true}},
+            {"ClosedInTheMiddle", {"*2\r\n$1\r\nk\r\n$3\r\nv", true}}};
+}
+
+std::vector<Row> rows() {
+    std::vector<Row> all;
+    for (const auto& operations : {readOperations(), writeOperations()})
+        for (const Operation& operation : operations)
+            for (const Reply& reply : replies())
+                all.emplace_back(operation, reply);
+    return all;
+}
+
+// No reply at all comes out of these, after two attempts.
+bool fails(const Reply& reply) {
+    return reply.name == "Garbage" || reply.answer.thenClose;
+}
+
+int expectedResult(const Row& row) {
+    if (fails(row.second))
+        return 3;
+    const auto found = row.first.results.find(row.second.name);
+    return found == row.first.results.end() ? 255 : found->second;
+}
+
+Outputs expectedOutputs(const Row& row) {
+    Outputs outputs;
+    if (row.first.name == "Hget" && row.second.name == "String")
+        outputs.text = "OK";
+    if (row.first.name == "Hget" && row.second.name == "EmptyString")
+        outputs.text = "";
+    if (row.first.name == "Brpop" && row.second.name == "ArrayOfTwo")
+        outputs.text = "v";
+    return outputs;
+}
+
+class Command : public SupportTest, public ::testing::WithParamInterface<Row> {};
+
+TEST_P(Command, GivesItsCode) {
+    ScriptedRedis peer(answers({{{OK}, GetParam().second.answer, {":7\r\n"}}}));
+    Opened<Database> db;
+    db.setup(peer.socket(), 2, 60);
+    Outputs outputs;
+    EXPECT_EQ(GetParam().first.run(db, outputs), expectedResult(GetParam()));
+    EXPECT_EQ(outputs, expectedOutputs(GetParam()));
+
+    const std::string once = encoded({"SELECT", "2"}) + encoded(GetParam().first.command);
+    const bool failed = fails(GetParam().second);
+    EXPECT_EQ(peer.received(), std::vector<std::string>(failed ? 2 : 1, once));
+    EXPECT_EQ(db.reconnectNeeded, failed);
+    std::vector<FakeSupport::LogLine> lines{connectedLine()};
+    if (failed)
+        lines.push_back(reconnectedLine());
+    EXPECT_EQ(FakeSupport::inst().logs, lines);
+    if (!failed) {
+        EXPECT_EQ(text(OwnedReply(db.executeCommand("NEXT")).get()), "(integer 7)") << "the connection is in step";
+    }
+}
+
+std::string commandName(const ::testing::TestParamInfo<Row>& info) {
+    return info.param.first.name + "_" + info.param.second.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(, Command, ::testing::ValuesIn(rows()), commandName);
+
+struct Operations : SupportTest, ::testing::WithParamInterface<Operation> {};
+
+TEST_P(Operations, GiveThreeWithoutAServer) {
+    Database db;
+    db.setup("/nowhere/at/all", 2);
+    Outputs outputs;
+    EXPECT_EQ(GetParam().run(db, outputs), 3);
+    EXPECT_EQ(GetParam().run(db, outputs), 3);
+    EXPECT_EQ(outputs, Outputs());
+    EXPECT_THAT(FakeSupport::inst().logs, IsEmpty());
+}
+
+std::string operationName(const ::testing::TestParamInfo<Operation>& info) {
+    return info.param.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Read, Operations, ::testing::ValuesIn(readOperations()), operationName);
+INSTANTIATE_TEST_SUITE_P(Write, Operations, ::testing::ValuesIn(writeOperations()), operationName);
+
+// One connection for all conversions: the peer answers each command with the value.
+class Conversion : public SupportTest {
+protected:
+    void SetUp() override {
+        SupportTest::SetUp();
+        db.setup(peer.socket(), 2);
+        ASSERT_EQ(db.ensureConnected(), 0);
+    }
+
+    std::string value;
+    ScriptedRedis peer{[this](std::size_t, std::size_t command) -> Answer {
+        return {command == 0 ? OK : "$" + std::to_string(value.size()) + "\r\n" + value + "\r\n"};
+    }};
+    Database db;
+};
+
+struct FloatRow {
+    const char* name;
+    const char* text;
+    int result;
+    float number;
+};
+
+constexpr float FLOAT_INF = std::numeric_limits<float>::infinity();
+constexpr float FLOAT_NAN = std::numeric_limits<float>::quiet_NaN();
+constexpr float UNTOUCHED = -1.5F;
+
+class FloatConversion : public Conversion, public ::testing::WithParamInterface<FloatRow> {};
+
+TEST_P(FloatConversion, ReadsTheBeginning) {
+    value = GetParam().text;
+    Outputs outputs;
+    Outputs expected;
+    expected.real = GetParam().number;
+    errno = 77;
+    EXPECT_EQ(db.hgetFloat("k", "f", &outputs.real), GetParam().result);
+    EXPECT_EQ(errno, 77);
+    EXPECT_EQ(outputs, expected);
+    EXPECT_EQ(db.hgetFloat("k", "f", nullptr), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , FloatConversion,
+    ::testing::Values(FloatRow{"Plain", "2.5", 0, 2.5F}, FloatRow{"TextBehind", "2.5abc", 0, 2.5F},
+                      FloatRow{"Word", "abc", 2, UNTOUCHED}, FloatRow{"Empty", "", 2, UNTOUCHED},
+                      FloatRow{"Blank", " ", 2, UNTOUCHED}, FloatRow{"Point", ".", 2, UNTOUCHED},
+                      FloatRow{"Sign", "-", 2, UNTOUCHED}, FloatRow{"Comma", "1,5", 0, 1.0F},
+                      FloatRow{"NoExponent", "1e", 0, 1.0F}, FloatRow{"Exponent", "25e-1", 0, 2.5F},
+                      FloatRow{"LeadingBlanks", " \t\n7", 0, 7.0F}, FloatRow{"Plus", "+7", 0, 7.0F},
+                      FloatRow{"MinusZero", "-0", 0, -0.0F}, FloatRow{"Hexadecimal", "0x10", 0, 16.0F},
+                      FloatRow{"HexadecimalExponent", "0x1.8p1", 0, 3.0F}, FloatRow{"HexadecimalPrefix", "0x", 0, 0.0F},
+                      FloatRow{"Infinity", "inf", 0, FLOAT_INF}, FloatRow{"MinusInfinity", "-INFINITY", 0, -FLOAT_INF},
+                      FloatRow{"NotANumber", "nan", 0, FLOAT_NAN},
+                      FloatRow{"NotANumberTagged", "NaN(1)x", 0, FLOAT_NAN},
+                      FloatRow{"Overflow", "1e999", 2, UNTOUCHED}, FloatRow{"OverflowBelow", "-1e999", 2, UNTOUCHED},
+                      FloatRow{"Largest", "3.4028235e38", 0, 3.4028235e38F},
+                      FloatRow{"AboveLargest", "3.5e38", 2, UNTOUCHED}, FloatRow{"Underflow", "1e-999", 2, UNTOUCHED},
+                      FloatRow{"Denormal", "1e-40", 2, UNTOUCHED},
+                      FloatRow{"ExactDenormal", "0x1p-149", 0, std::numeric_limits<float>::denorm_min()},
+                      FloatRow{"SmallestNormal", "1.17549435e-38", 0, std::numeric_limits<float>::min()},
+                      FloatRow{"ManyDigits", "0.1000000000000000000000000000000000000001", 0, 0.1F}),
+    rowName);
+
+struct BoolRow {
+    const char* name;
+    const char* text;
+    int result;
+    bool truth;
+};
+
+class BoolConversion : public Conversion, public ::testing::WithParamInterface<BoolRow> {};
+
+TEST_P(BoolConversion, ReadsTheBeginningWithinThirtyTwoBits) {
+    value = GetParam().text;
+    for (const bool before : {false, true}) {
+        bool truth = before;
+        errno = 77;
+        EXPECT_EQ(db.hgetBool("k", "f", &truth), GetParam().result);
+        EXPECT_EQ(errno, 77);
+        EXPECT_EQ(truth, GetParam().result == 0 ? GetParam().truth : before);
+    }
+    EXPECT_EQ(db.hgetBool("k", "f", nullptr), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , BoolConversion,
+    ::testing::Values(BoolRow{"Zero", "0", 0, false}, BoolRow{"One", "1", 0, true}, BoolRow{"Negative", "-3", 0, true},
+                      BoolRow{"MinusZero", "-0", 0, false}, BoolRow{"Word", "true", 2, false},
+                      BoolRow{"OtherWord", "yes", 2, false}, BoolRow{"Empty", "", 2, false},
+                      BoolRow{"Blank", " ", 2, false}, BoolRow{"Sign", "-", 2, false},
+                      BoolRow{"Largest", "2147483647", 0, true}, BoolRow{"AboveLargest", "2147483648", 2, false},
+                      BoolRow{"Smallest", "-2147483648", 0, true}, BoolRow{"BelowSmallest", "-2147483649", 2, false},
+                      BoolRow{"ThirtyTwoBits", "3000000000", 2, false},
+                      BoolRow{"NoBitsOfAnInt", "4294967296", 2, false},
+                      BoolRow{"BeyondALong", "99999999999999999999", 2, false},
+                      BoolRow{"BelowALong", "-99999999999999999999", 2, false},
+                      BoolRow{"Hexadecimal", "0x10", 0, false}, BoolRow{"LeadingZero", "010", 0, true},
+                      BoolRow{"LeadingBlanks", " \t\n1", 0, true}, BoolRow{"Plus", "+1", 0, true},
+                      BoolRow{"TextBehindZero", "0abc", 0, false}, BoolRow{"TextBehind", "7 of 9", 0, true},
+                      BoolRow{"Fraction", "1.5", 0, true}, BoolRow{"FractionBelowOne", "0.9", 0, false}),
+    rowName);
+
+struct IntegerRow {
+    const char* name;
+    const char* text;
+    int signedResult;
+    int number;
+    int unsignedResult;
+    unsigned int positive;
+};
+
+class IntegerConversion : public Conversion, public ::testing::WithParamInterface<IntegerRow> {};
+
+TEST_P(IntegerConversion, IsThatOfTheSupportLibrary) {
+    const IntegerRow& row = GetParam();
+    value = row.text;
+    Outputs outputs;
+    EXPECT_EQ(db.hgetInt32("k", "f", &outputs.number), row.signedResult);
+    EXPECT_EQ(db.hgetUint32("k", "f", &outputs.positive), row.unsignedResult);
+    if (row.signedResult == 0) {
+        EXPECT_EQ(outputs.number, row.number);
+    }
+    if (row.unsignedResult == 0) {
+        EXPECT_EQ(outputs.positive, row.positive);
+    }
+    EXPECT_EQ(db.hgetInt32("k", "f", nullptr), 0) << "nothing is converted into nothing";
+    EXPECT_EQ(db.hgetUint32("k", "f", nullptr), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(, IntegerConversion,
+                         ::testing::Values(IntegerRow{"Zero", "0", 0, 0, 0, 0},
+                                           IntegerRow{"Negative", "-7", 0, -7, 2, 0},
+                                           IntegerRow{"LargestSigned", "2147483647", 0, 2147483647, 0, 2147483647U},
+                                           IntegerRow{"AboveSigned", "2147483648", 2, 0, 0, 2147483648U},
+                                           IntegerRow{"LargestUnsigned", "4294967295", 2, 0, 0, 4294967295U},
+                                           IntegerRow{"AboveUnsigned", "4294967296", 2, 0, 2, 0},
+                                           IntegerRow{"Word", "abc", 2, 0, 2, 0}, IntegerRow{"Empty", "", 2, 0, 2, 0},
+                                           IntegerRow{"TextBehind", "7abc", 2, 0, 2, 0},
+                                           IntegerRow{"Fraction", "7.5", 2, 0, 2, 0}),
+                         rowName);
+
+TEST_F(Conversion, TextsEndAtTheirFirstZeroByte) {
+    value = std::string("2\0003", 3);
+    Outputs outputs;
+    EXPECT_EQ(db.hget("k", "f", &outputs.text), 0);
+    EXPECT_EQ(outputs.text, "2");
+    EXPECT_EQ(db.hgetInt32("k", "f", &outputs.number), 0);
+    EXPECT_EQ(outputs.number, 2);
+}
+
+class DatabaseCommands : public SupportTest {
+protected:
+    void SetUp() override {
+        SupportTest::SetUp();
+        db.setup(server.socket(), 2, 60);
+    }
+
+    RedisServer server;
+    Database db;
+    Outputs outputs;
+};
+
+TEST_F(DatabaseCommands, WriteAndReadHashes) {
+    EXPECT_EQ(db.hget("k", "f", &outputs.text), 1);
+    EXPECT_EQ(outputs, Outputs());
+    EXPECT_EQ(db.hset("k", "f", "a value with %s and\r\nlines"), 0);
+    EXPECT_EQ(db.hset("k", "f", "a value with %s and\r\nlines"), 0) << "also when it is there";
+    EXPECT_EQ(db.hget("k", "f", &outputs.text), 0);
+    EXPECT_EQ(outputs.text, "a value with %s and\r\nlines");
+    EXPECT_EQ(db.hmset("k", {{"f", "21.5"}, {"g", "1"}, {"h", "-7"}, {"g", "0"}}), 0);
+    EXPECT_EQ(db.hgetFloat("k", "f", &outputs.real), 0);
+    EXPECT_EQ(outputs.real, 21.5F);
+    EXPECT_EQ(db.hgetBool("k", "g", &outputs.truth), 0);
+    EXPECT_FALSE(outputs.truth);
+    EXPECT_EQ(db.hgetInt32("k", "h", &outputs.number), 0);
+    EXPECT_EQ(outputs.number, -7);
+    EXPECT_EQ(db.hgetUint32("k", "h", nullptr), 0);
+    EXPECT_EQ(db.hdel("k", {"g", "h", "none"}), 0);
+    EXPECT_EQ(db.hdel("k", {"none"}), 0);
+    EXPECT_EQ(server.run({"HGETALL", "k"}), R"(["f", "21.5"])");
+}
+
+TEST_F(DatabaseCommands, AreRefusedByTheServer) {
+    EXPECT_EQ(db.hmset("k", {}), 255);
+    EXPECT_EQ(db.hdel("k", {}), 255);
+    EXPECT_EQ(db.lpush("list", "v"), 0);
+    EXPECT_EQ(db.hset("list", "f", "v"), 255);
+    EXPECT_EQ(db.hget("list", "f", &outputs.text), 2);
+    EXPECT_EQ(db.hset("hash", "f", "v"), 0);
+    EXPECT_EQ(db.lpush("hash", "v"), 255);
+    EXPECT_EQ(db.brpop("hash", 1, &outputs.text), 255);
+    EXPECT_EQ(outputs, Outputs());
+    EXPECT_THAT(FakeSupport::inst().logs, ElementsAre(connectedLine())) << "one connection, not broken by refusals";
+}
+
+TEST_F(DatabaseCommands, PushInFrontAndPopFromBehind) {
+    EXPECT_EQ(db.lpush("k", "first"), 0);
+    EXPECT_EQ(db.lpush("k", "second"), 0);
+    EXPECT_EQ(db.brpop("k", 1, &outputs.text), 0);
+    EXPECT_EQ(outputs.text, "first");
+    EXPECT_EQ(db.brpop("k", 1, nullptr), 0) << "popped, and thrown away";
+    outputs = Outputs();
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(db.brpop("k", 1, &outputs.text), 4);
+    EXPECT_GE(since(start).count(), 900);
+    EXPECT_EQ(outputs, Outputs());
+}
+
+TEST_F(DatabaseCommands, LetKeysExpire) {
+    EXPECT_EQ(db.expire("k"), 0) << "no such key";
+    EXPECT_EQ(db.hset("k", "f", "v"), 0);
+    EXPECT_EQ(db.expire("k"), 0);
+    EXPECT_EQ(server.run({"TTL", "k"}), "(integer 60)");
+    EXPECT_EQ(db.expire("k", 500), 0);
+    EXPECT_EQ(server.run({"TTL", "k"}), "(integer 500)");
+    db.setup(server.socket(), 2);
+    EXPECT_EQ(db.expire("k"), 0);
+    EXPECT_EQ(server.run({"TTL", "k"}), "(integer 129600)");
+    EXPECT_EQ(db.expire("k", 0), 0);
+    EXPECT_EQ(server.run({"EXISTS", "k"}), "(integer 0)");
+}
+
+TEST_F(DatabaseCommands, CutTextsAtAZeroByte) {
+    const std::string withZero("ab\0cd", 5);
+    EXPECT_EQ(db.hset(withZero, withZero, withZero), 0);
+    EXPECT_EQ(db.hmset("m" + withZero, {{withZero, withZero}}), 0);
+    EXPECT_EQ(server.run({"HGETALL", "ab"}), R"(["ab", "ab"])");
+    EXPECT_EQ(server.run({"HGETALL", "mab"}), R"(["ab", "ab"])");
+    EXPECT_EQ(db.hdel("m" + withZero, {withZero}), 0);
+    EXPECT_EQ(server.run({"EXISTS", "mab"}), "(integer 0)");
+}
+
+TEST_F(DatabaseCommands, CarryLargeValuesAndManyFields) {
+    const std::string large(3 << 20, 'x');
+    EXPECT_EQ(db.hset("large", "f", large), 0);
+    EXPECT_EQ(db.hget("large", "f", &outputs.text), 0);
+    EXPECT_EQ(outputs.text, large);
+    std::vector<std::pair<std::string, std::string>> fields;
+    std::vector<std::string> names;
+    for (int i = 0; i < 10000; ++i) {
+        names.push_back("field" + std::to_string(i));
+        fields.emplace_back(names.back(), std::to_string(i));
+    }
+    EXPECT_EQ(db.hmset("many", fields), 0);
+    EXPECT_EQ(server.run({"HLEN", "many"}), "(integer 10000)");
+    EXPECT_EQ(db.hdel("many", names), 0);
+    EXPECT_EQ(server.run({"EXISTS", "many"}), "(integer 0)");
+}
+
+TEST_F(DatabaseCommands, LiveThroughARestart) {
+    EXPECT_EQ(db.hset("k", "f", "v"), 0);
+    server.restart();
+    EXPECT_EQ(db.hmset("k", {{"f", "w"}}), 0);
+    server.restart();
+    EXPECT_EQ(db.hget("k", "f", &outputs.text), 1) << "connected anew, and empty";
+    server.kill();
+    EXPECT_EQ(db.hget("k", "f", &outputs.text), 3);
+    EXPECT_EQ(outputs, Outputs());
+    server.start();
+    EXPECT_EQ(db.hset("k", "f", "x"), 0);
+    EXPECT_THAT(FakeSupport::inst().logs,
+                ElementsAre(connectedLine(), reconnectedLine(), reconnectedLine(), reconnectedLine()));
+}
+
+TEST_F(DatabaseCommands, LeaveNothingBehindInTheOutputsOfAnUnreadableField) {
+    EXPECT_EQ(db.hset("k", "f", "no number"), 0);
+    EXPECT_EQ(db.hgetFloat("k", "f", &outputs.real), 2);
+    EXPECT_EQ(db.hgetBool("k", "f", &outputs.truth), 2);
+    EXPECT_EQ(outputs, Outputs());
+}
+
+} // namespace

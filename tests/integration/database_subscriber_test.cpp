@@ -1,0 +1,457 @@
+#include "ScriptedRedis.h"
+#include "databaseHelpers.h"
+#include "rowName.h"
+
+#include <gmock/gmock.h>
+
+#include <pthread.h>
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <type_traits>
+
+namespace {
+
+using namespace Kelvra::SCADA;
+using namespace Kelvra::SCADA::Test;
+using namespace std::chrono_literals;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using Answer = ScriptedRedis::Answer;
+
+static_assert(std::is_base_of<DatabaseBase, DatabaseSubscriber>::value, "");
+static_assert(std::is_same<decltype(&DatabaseSubscriber::subscribe), int (DatabaseSubscriber::*)()>::value, "");
+static_assert(std::is_same<decltype(&DatabaseSubscriber::loop),
+                           int (DatabaseSubscriber::*)(void (*)(redisReply*, void*), void*)>::value,
+              "");
+static_assert(std::is_same<decltype(&DatabaseSubscriber::stop), void (DatabaseSubscriber::*)()>::value, "");
+
+// One flag behind the fields of the base.
+struct Flagged : DatabaseBase {
+    std::atomic<bool> flag;
+};
+static_assert(sizeof(DatabaseSubscriber) == sizeof(Flagged), "");
+
+const char* const OK = "+OK\r\n";
+
+std::string subscription(int number = 2) {
+    return "__keyspace@" + std::to_string(number) + "__:*";
+}
+
+std::string confirmation(int number = 2) {
+    return "*3\r\n$10\r\npsubscribe\r\n$" + std::to_string(subscription(number).size()) + "\r\n" +
+           subscription(number) + "\r\n:1\r\n";
+}
+
+std::string handshake(int number = 2) {
+    return encoded({"SELECT", std::to_string(number)}) + encoded({"CONFIG", "SET", "notify-keyspace-events", "KA"}) +
+           encoded({"PSUBSCRIBE", subscription(number)});
+}
+
+// A reconnection happens on the first command.
+std::vector<Answer> welcome(const Answer& afterwards = {confirmation()}) {
+    return {{OK}, {OK}, afterwards};
+}
+
+std::string notification(const std::string& key, const std::string& event) {
+    return encoded({"pmessage", subscription(), "__keyspace@2__:" + key, event});
+}
+
+std::string notificationText(const std::string& key, const std::string& event, int number = 2) {
+    return "[\"pmessage\", \"" + subscription(number) + "\", \"__keyspace@" + std::to_string(number) + "__:" + key +
+           "\", \"" + event + "\"]";
+}
+
+class Subscriber : public SupportTest {};
+
+struct SubscribeRow {
+    const char* name;
+    std::vector<std::vector<Answer>> script;
+    int result;
+    std::vector<std::vector<std::string>> commands;
+};
+
+class Subscribe : public Subscriber, public ::testing::WithParamInterface<SubscribeRow> {};
+
+TEST_P(Subscribe, GivesItsCode) {
+    ScriptedRedis peer(answers(GetParam().script));
+    DatabaseSubscriber subscriber;
+    subscriber.setup(peer.socket(), 2);
+    EXPECT_EQ(subscriber.subscribe(), GetParam().result);
+    std::vector<std::string> expected;
+    for (const auto& connection : GetParam().commands) {
+        expected.emplace_back();
+        for (const std::string& word : connection) {
+            if (word == "SELECT")
+                expected.back() += encoded({"SELECT", "2"});
+            else if (word == "CONFIG")
+                expected.back() += encoded({"CONFIG", "SET", "notify-keyspace-events", "KA"});
+            else
+                expected.back() += encoded({"PSUBSCRIBE", subscription()});
+        }
+    }
+    EXPECT_EQ(peer.received(), expected);
+}
+
+const std::vector<std::vector<std::string>> WHOLE{{"SELECT", "CONFIG", "PSUBSCRIBE"}};
+const std::vector<std::vector<std::string>> ONLY_CONFIG{{"SELECT", "CONFIG"}};
+
+INSTANTIATE_TEST_SUITE_P(
+    , Subscribe,
+    ::testing::Values(SubscribeRow{"Confirmed", {welcome()}, 0, WHOLE},
+                      SubscribeRow{"OkInLowerCase", {{{OK}, {"+ok\r\n"}, {confirmation()}}}, 0, WHOLE},
+                      SubscribeRow{"AnyArray", {welcome({"*0\r\n"})}, 0, WHOLE},
+                      SubscribeRow{"ConfigError", {{{OK}, {"-ERR unknown\r\n"}}}, 255, ONLY_CONFIG},
+                      SubscribeRow{"ConfigOtherStatus", {{{OK}, {"+QUEUED\r\n"}}}, 255, ONLY_CONFIG},
+                      SubscribeRow{"ConfigString", {{{OK}, {"$2\r\nOK\r\n"}}}, 255, ONLY_CONFIG},
+                      SubscribeRow{"ConfigInteger", {{{OK}, {":1\r\n"}}}, 255, ONLY_CONFIG},
+                      SubscribeRow{"ConfigNil", {{{OK}, {"$-1\r\n"}}}, 255, ONLY_CONFIG},
+                      SubscribeRow{"ConfigArray", {{{OK}, {"*1\r\n+OK\r\n"}}}, 255, ONLY_CONFIG},
+                      SubscribeRow{"SubscriptionError", {welcome({"-ERR no\r\n"})}, 255, WHOLE},
+                      SubscribeRow{"SubscriptionStatus", {welcome({OK})}, 255, WHOLE},
+                      SubscribeRow{"SubscriptionInteger", {welcome({":1\r\n"})}, 255, WHOLE},
+                      SubscribeRow{"SubscriptionString", {welcome({"$1\r\nx\r\n"})}, 255, WHOLE},
+                      SubscribeRow{"SubscriptionNil", {welcome({"$-1\r\n"})}, 255, WHOLE},
+                      SubscribeRow{"ConfigClosedOnce",
+                                   {{{OK}, {"", true}}, welcome()},
+                                   0,
+                                   {{"SELECT", "CONFIG"}, {"SELECT", "CONFIG", "PSUBSCRIBE"}}},
+                      SubscribeRow{
+                          "ConfigClosedTwice", {{{OK}, {"", true}}}, 3, {{"SELECT", "CONFIG"}, {"SELECT", "CONFIG"}}},
+                      SubscribeRow{"SubscriptionClosedOnce",
+                                   {welcome({"*3\r\n$10\r\npsub", true}), {{OK}, {confirmation()}}},
+                                   0,
+                                   {{"SELECT", "CONFIG", "PSUBSCRIBE"}, {"SELECT", "PSUBSCRIBE"}}},
+                      SubscribeRow{"SubscriptionClosedTwice",
+                                   {welcome({"", true}), {{OK}, {"", true}}},
+                                   3,
+                                   {{"SELECT", "CONFIG", "PSUBSCRIBE"}, {"SELECT", "PSUBSCRIBE"}}},
+                      SubscribeRow{"SelectionRefused", {{{"-ERR no\r\n"}}}, 3, {{"SELECT"}}}),
+    rowName);
+
+TEST_F(Subscriber, GivesThreeWithoutAServer) {
+    DatabaseSubscriber subscriber;
+    subscriber.setup("/nowhere/at/all", 2);
+    EXPECT_EQ(subscriber.subscribe(), 3);
+}
+
+TEST_F(Subscriber, SubscribesToTheLargestDatabase) {
+    ScriptedRedis peer(answers({welcome({confirmation(255)})}));
+    DatabaseSubscriber subscriber;
+    subscriber.setup(peer.socket(), 255);
+    EXPECT_EQ(subscriber.subscribe(), 0);
+    EXPECT_THAT(peer.received(), ElementsAre(handshake(255)));
+}
+
+TEST_F(Subscriber, HandsOutTheMessagesAsTheyArrive) {
+    ScriptedRedis peer(answers({welcome()}));
+    Watch watch(peer.socket());
+    watch.start();
+    ASSERT_TRUE(peer.waitForCommands(3));
+    peer.send(notification("a key", "hset") + notification("b", "expire") + "+status\r\n:7\r\n$-1\r\n-ERR e\r\n*0\r\n");
+    ASSERT_TRUE(watch.waitFor(std::size_t{7}));
+    EXPECT_EQ(watch.stop(), 0);
+    EXPECT_THAT(watch.messages(), ElementsAre(notificationText("a key", "hset"), notificationText("b", "expire"),
+                                              "(status status)", "(integer 7)", "(nil)", "(error ERR e)", "[]"));
+    EXPECT_THAT(peer.received(), ElementsAre(handshake()));
+    EXPECT_THAT(FakeSupport::inst().logs, ElementsAre(connectedLine()));
+}
+
+TEST_F(Subscriber, ReceivesWithoutACallback) {
+    ScriptedRedis peer(answers({welcome()}));
+    DatabaseSubscriber subscriber;
+    subscriber.setup(peer.socket(), 2);
+    std::thread stopper([&] {
+        EXPECT_TRUE(peer.waitForCommands(3));
+        peer.send(notification("a", "set"));
+        std::this_thread::sleep_for(50ms);
+        subscriber.stop();
+    });
+    EXPECT_EQ(subscriber.loop(nullptr, nullptr), 0);
+    stopper.join();
+    EXPECT_EQ(peer.connections(), 1U);
+}
+
+TEST_F(Subscriber, SubscribesAgainWhenTheConnectionIsLost) {
+    ScriptedRedis peer(answers({welcome()}));
+    Watch watch(peer.socket());
+    watch.start();
+    for (std::size_t round = 1; round <= 3; ++round) {
+        ASSERT_TRUE(peer.waitForCommands(3 * round));
+        peer.send(notification("k", "set"));
+        ASSERT_TRUE(watch.waitFor(round));
+        peer.drop();
+    }
+    ASSERT_TRUE(peer.waitForCommands(12));
+    EXPECT_EQ(watch.stop(), 0);
+    EXPECT_LT(watch.stopTime(), 1400ms) << "the receive timeout is set after each subscription";
+    EXPECT_THAT(peer.received(), ElementsAre(handshake(), handshake(), handshake(), handshake()));
+    EXPECT_THAT(FakeSupport::inst().logs,
+                ElementsAre(connectedLine(), reconnectedLine(), reconnectedLine(), reconnectedLine()));
+}
+
+TEST_F(Subscriber, SubscribesAgainAfterGarbage) {
+    ScriptedRedis peer(answers({welcome({confirmation() + "?garbage\r\n"}), welcome()}));
+    Watch watch(peer.socket());
+    watch.start();
+    ASSERT_TRUE(peer.waitForCommands(6));
+    peer.send(notification("k", "set"));
+    EXPECT_TRUE(watch.waitFor(std::size_t{1}));
+    EXPECT_EQ(watch.stop(), 0);
+    EXPECT_EQ(watch.messages(), std::vector<std::string>{notificationText("k", "set")});
+}
+
+// An end of file does not set errno: what a timeout has left there must not look like another timeout.
+TEST_F(Subscriber, TakesAnEndForAnEndAfterATimeout) {
+    ScriptedRedis peer(answers({welcome()}));
+    Watch watch(peer.socket());
+    watch.start();
+    ASSERT_TRUE(peer.waitForCommands(3));
+    std::this_thread::sleep_for(1200ms);
+    peer.drop();
+    EXPECT_TRUE(peer.waitForCommands(6));
+    EXPECT_EQ(watch.stop(), 0);
+}
+
+TEST_F(Subscriber, TakesAnEndForAnEndWhateverTheCallbackLeavesInErrno) {
+    ScriptedRedis peer(answers({welcome({confirmation() + notification("k", "set"), true}), welcome()}));
+    Watch watch(peer.socket());
+    watch.onMessage = [] { errno = EAGAIN; };
+    watch.start();
+    EXPECT_TRUE(peer.waitForCommands(6));
+    EXPECT_EQ(watch.stop(), 0);
+    EXPECT_EQ(watch.messages().size(), 1U);
+}
+
+TEST_F(Subscriber, KeepsHalfAMessageThroughTheTimeout) {
+    const std::string message = notification("k", "set");
+    ScriptedRedis peer(answers({welcome({confirmation() + message, false, confirmation().size() + 20, 2300ms})}));
+    Watch watch(peer.socket());
+    watch.start();
+    ASSERT_TRUE(watch.waitFor(std::size_t{1}));
+    EXPECT_EQ(watch.stop(), 0);
+    EXPECT_THAT(watch.messages(), ElementsAre(notificationText("k", "set")));
+    EXPECT_EQ(peer.connections(), 1U);
+}
+
+TEST_F(Subscriber, StopBeforeTheLoopContactsNobody) {
+    ScriptedRedis peer(answers({welcome()}));
+    Watch watch(peer.socket());
+    watch.subscriber.stop();
+    watch.start();
+    EXPECT_EQ(watch.join(), 0);
+    EXPECT_EQ(peer.connections(), 0U);
+    EXPECT_EQ(watch.subscriber.context, nullptr);
+}
+
+TEST_F(Subscriber, StopLastsForAllLaterLoops) {
+    ScriptedRedis peer(answers({welcome()}));
+    Watch watch(peer.socket());
+    watch.start();
+    ASSERT_TRUE(peer.waitForCommands(3));
+    EXPECT_EQ(watch.stop(), 0);
+    const auto start = std::chrono::steady_clock::now();
+    watch.start();
+    EXPECT_EQ(watch.join(), 0);
+    EXPECT_LT(since(start), 500ms);
+    EXPECT_THAT(peer.received(), ElementsAre(handshake()));
+}
+
+TEST_F(Subscriber, StopFromTheCallbackActsAtOnce) {
+    ScriptedRedis peer(answers({welcome({confirmation() + notification("a", "set") + notification("b", "set")})}));
+    Watch watch(peer.socket());
+    const auto start = std::chrono::steady_clock::now();
+    watch.onMessage = [&] { watch.subscriber.stop(); };
+    watch.start();
+    EXPECT_EQ(watch.join(), 0);
+    EXPECT_LT(since(start), 800ms);
+    EXPECT_THAT(watch.messages(), ElementsAre(notificationText("a", "set"))) << "the next one is not handed out";
+}
+
+TEST_F(Subscriber, StopFromAnotherThreadActsWithinTheReceiveTimeout) {
+    ScriptedRedis peer(answers({welcome()}));
+    Watch watch(peer.socket());
+    watch.start();
+    ASSERT_TRUE(peer.waitForCommands(3));
+    std::this_thread::sleep_for(100ms);
+    EXPECT_EQ(watch.stop(), 0);
+    EXPECT_LT(watch.stopTime(), 1400ms);
+}
+
+TEST_F(Subscriber, StopDuringThePauseActsWithinIt) {
+    Watch watch("/nowhere/at/all");
+    watch.start();
+    std::this_thread::sleep_for(100ms);
+    EXPECT_EQ(watch.stop(), 0);
+    EXPECT_LT(watch.stopTime(), 450ms);
+    EXPECT_THAT(FakeSupport::inst().logs, IsEmpty());
+}
+
+TEST_F(Subscriber, StopDuringASubscriptionActsAfterIt) {
+    ScriptedRedis peer(answers({{{OK}, {OK, false, 0, 500ms}, {confirmation()}}}));
+    Watch watch(peer.socket());
+    watch.start();
+    ASSERT_TRUE(peer.waitForCommands(1));
+    EXPECT_EQ(watch.stop(), 0);
+    EXPECT_THAT(peer.received(), ElementsAre(handshake())) << "the attempt was finished, and nothing received";
+    EXPECT_LT(watch.stopTime(), 900ms);
+}
+
+TEST_F(Subscriber, TriesAgainEveryTwoHundredMilliseconds) {
+    ScriptedRedis peer(answers({{{"-ERR no\r\n"}}}));
+    Watch watch(peer.socket());
+    watch.start();
+    std::this_thread::sleep_for(1050ms);
+    EXPECT_EQ(watch.stop(), 0);
+    EXPECT_GE(peer.connections(), 3U);
+    EXPECT_LE(peer.connections(), 6U);
+}
+
+TEST_F(Subscriber, TriesAgainOnTheSameConnectionWhenRefused) {
+    ScriptedRedis peer(answers({{{OK}, {"-ERR no\r\n"}, {OK}, {":1\r\n"}, {OK}, {confirmation()}}}));
+    Watch watch(peer.socket());
+    watch.start();
+    ASSERT_TRUE(peer.waitForCommands(6));
+    EXPECT_EQ(watch.stop(), 0);
+    EXPECT_EQ(peer.connections(), 1U);
+}
+
+class Signalled : public Subscriber {
+protected:
+    void SetUp() override {
+        Subscriber::SetUp();
+        struct sigaction action {};
+        action.sa_handler = [](int) { ++handled; };
+        sigaction(SIGUSR1, &action, &previous);
+        handled = 0;
+    }
+
+    void TearDown() override {
+        sigaction(SIGUSR1, &previous, nullptr);
+        Subscriber::TearDown();
+    }
+
+    // Interrupts whatever the loop waits for.
+    static void pester(Watch& watch, std::chrono::milliseconds time) {
+        const auto start = std::chrono::steady_clock::now();
+        while (since(start) < time) {
+            pthread_kill(watch.thread().native_handle(), SIGUSR1);
+            std::this_thread::sleep_for(10ms);
+        }
+    }
+
+    static std::atomic<int> handled;
+
+private:
+    struct sigaction previous {};
+};
+
+std::atomic<int> Signalled::handled{0};
+
+TEST_F(Signalled, PausesGoOnWithWhatIsLeft) {
+    ScriptedRedis peer(answers({{{"-ERR no\r\n"}}}));
+    Watch watch(peer.socket());
+    watch.start();
+    pester(watch, 1050ms);
+    EXPECT_EQ(watch.stop(), 0);
+    EXPECT_GT(handled, 20);
+    EXPECT_GE(peer.connections(), 3U);
+    EXPECT_LE(peer.connections(), 6U) << "neither cut short nor begun anew";
+}
+
+TEST_F(Signalled, ReceivingGoesOn) {
+    ScriptedRedis peer(answers({welcome()}));
+    Watch watch(peer.socket());
+    watch.start();
+    ASSERT_TRUE(peer.waitForCommands(3));
+    pester(watch, 300ms);
+    peer.send(notification("k", "set"));
+    EXPECT_TRUE(watch.waitFor(std::size_t{1}));
+    pester(watch, 100ms);
+    EXPECT_EQ(watch.stop(), 0);
+    EXPECT_LT(watch.stopTime(), 1400ms);
+    EXPECT_GT(handled, 10);
+    EXPECT_EQ(peer.connections(), 1U);
+}
+
+TEST_F(Signalled, SubscribingGoesOn) {
+    ScriptedRedis peer(answers({{{OK, false, 1, 200ms}, {OK, false, 2, 200ms}, {confirmation(), false, 9, 200ms}}}));
+    Watch watch(peer.socket());
+    watch.start();
+    pester(watch, 700ms);
+    ASSERT_TRUE(peer.waitForCommands(3));
+    EXPECT_EQ(watch.stop(), 0);
+    EXPECT_THAT(peer.received(), ElementsAre(handshake()));
+}
+
+class SubscriberOfAServer : public Subscriber {
+protected:
+    // Subscriptions take a moment: changes are made until the first is seen.
+    bool makeVisible(Watch& watch, const std::string& key) const {
+        for (int i = 0; i < 1000; ++i) {
+            server.run({"SET", key, "v"});
+            for (const std::string& message : watch.messages())
+                if (message == notificationText(key, "set"))
+                    return true;
+            std::this_thread::sleep_for(5ms);
+        }
+        return false;
+    }
+
+    RedisServer server;
+};
+
+TEST_F(SubscriberOfAServer, SeesTheChangesOfItsDatabaseOnly) {
+    Watch watch(server.socket());
+    watch.start();
+    ASSERT_TRUE(makeVisible(watch, "first"));
+    server.run({"SET", "k", "v"}, 3);
+    server.run({"HSET", "k", "f", "v"});
+    server.run({"EXPIRE", "k", "100"});
+    server.run({"LPUSH", "list", "v"});
+    server.run({"DEL", "k"});
+    ASSERT_TRUE(watch.waitFor(notificationText("k", "del")));
+    EXPECT_EQ(watch.stop(), 0);
+    std::vector<std::string> messages = watch.messages();
+    messages.erase(messages.begin(), messages.end() - 4);
+    EXPECT_THAT(messages, ElementsAre(notificationText("k", "hset"), notificationText("k", "expire"),
+                                      notificationText("list", "lpush"), notificationText("k", "del")));
+    EXPECT_EQ(server.run({"CONFIG", "GET", "notify-keyspace-events"}), R"(["notify-keyspace-events", "AK"])")
+        << "the setting stays, for the whole server";
+}
+
+TEST_F(SubscriberOfAServer, SeesChangesAfterARestart) {
+    Watch watch(server.socket());
+    watch.start();
+    ASSERT_TRUE(makeVisible(watch, "before"));
+    server.kill();
+    std::this_thread::sleep_for(300ms);
+    server.start();
+    EXPECT_EQ(server.run({"GET", "before"}), "(nil)");
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_TRUE(makeVisible(watch, "after"));
+    EXPECT_LT(since(start), 1000ms);
+    EXPECT_EQ(watch.stop(), 0);
+}
+
+TEST_F(SubscriberOfAServer, SeesChangesOnceThereIsAServer) {
+    server.kill();
+    Watch watch(server.socket());
+    watch.start();
+    std::this_thread::sleep_for(300ms);
+    server.start();
+    EXPECT_TRUE(makeVisible(watch, "k"));
+    EXPECT_EQ(watch.stop(), 0);
+}
+
+TEST_F(SubscriberOfAServer, IsNoLongerFitForCommandsAfterwards) {
+    Watch watch(server.socket());
+    watch.start();
+    ASSERT_TRUE(makeVisible(watch, "k"));
+    EXPECT_EQ(watch.stop(), 0);
+    const OwnedReply reply(watch.subscriber.executeCommand("GET k"));
+    EXPECT_NE(text(reply.get()), "\"v\"") << "still in subscription mode";
+}
+
+} // namespace

@@ -1,0 +1,514 @@
+#include "ScriptedRedis.h"
+#include "TempDir.h"
+#include "databaseHelpers.h"
+#include "files.h"
+#include "rowName.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdarg>
+
+namespace {
+
+using namespace Kelvra::SCADA;
+using namespace Kelvra::SCADA::Test;
+using namespace std::chrono_literals;
+using ::testing::ElementsAre;
+
+// Run when the library begins a command, with its connection.
+std::function<void(redisContext*)>& onCommand() {
+    static std::function<void(redisContext*)> hook;
+    return hook;
+}
+
+} // namespace
+
+// Stands before the client library's own.
+extern "C" __attribute__((visibility("default"))) void* redisvCommand(redisContext* context, const char* format,
+                                                                      va_list arguments) {
+    static auto* const real = reinterpret_cast<decltype(&redisvCommand)>(dlsym(RTLD_NEXT, "redisvCommand"));
+    if (onCommand())
+        onCommand()(context);
+    return real(context, format, arguments);
+}
+
+namespace {
+
+const char* const OK = "+OK\r\n";
+
+class DatabaseSignals : public SupportTest {};
+
+std::atomic<int> signalsSeen{0};
+
+void setDisposition(void (*handler)(int)) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    sigaction(SIGPIPE, &action, nullptr);
+}
+
+void countSignal(int) {
+    ++signalsSeen;
+}
+
+sigset_t sigpipeOnly() {
+    sigset_t set{};
+    sigemptyset(&set);
+    sigaddset(&set, SIGPIPE);
+    return set;
+}
+
+bool isPending() {
+    sigset_t pending{};
+    sigpending(&pending);
+    return sigismember(&pending, SIGPIPE) == 1;
+}
+
+bool isBlocked() {
+    sigset_t mask{};
+    pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+    return sigismember(&mask, SIGPIPE) == 1;
+}
+
+void block(int how) {
+    const sigset_t set = sigpipeOnly();
+    pthread_sigmask(how, &set, nullptr);
+}
+
+// A connected object whose server has been restarted: the next command writes to a closed connection.
+struct Broken {
+    Broken() {
+        db.setup(server.socket(), 2);
+        connected = db.hset("k", "f", "v") == 0;
+        server.restart();
+    }
+
+    RedisServer server;
+    Opened<Database> db;
+    bool connected = false;
+};
+
+TEST_F(DatabaseSignals, BareClientDiesOfIt) {
+    const int status = runChild([] {
+        setDisposition(SIG_DFL);
+        Broken broken;
+        redisCommand(broken.db.context, "PING");
+        return true;
+    });
+    ASSERT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(WTERMSIG(status), SIGPIPE) << "without this the tests below would show nothing";
+}
+
+TEST_F(DatabaseSignals, HostWithTheDefaultDispositionLives) {
+    EXPECT_EQ(runChild([] {
+                  setDisposition(SIG_DFL);
+                  Broken broken;
+                  return holds(broken.connected, "connected") &&
+                         holds(broken.db.hset("k", "f", "v") == 0, "a command after the restart") &&
+                         holds(!isBlocked() && !isPending(), "nothing is left blocked or pending");
+              }),
+              0);
+}
+
+TEST_F(DatabaseSignals, HostWithTheDefaultDispositionLivesWithoutAServer) {
+    EXPECT_EQ(runChild([] {
+                  setDisposition(SIG_DFL);
+                  Broken broken;
+                  broken.server.kill();
+                  bool held = holds(broken.db.lpush("k", "v") == 3, "no reply");
+                  errno = 0;
+                  held = held && holds(broken.db.lpush("k", "v") == 3, "still none");
+                  return held && holds(errno == ECONNREFUSED, "errno is that of the failed connection") &&
+                         holds(!isBlocked() && !isPending(), "nothing is left blocked or pending");
+              }),
+              0);
+}
+
+TEST_F(DatabaseSignals, HostWithAHandlerSeesNoneOfOurs) {
+    EXPECT_EQ(runChild([] {
+                  setDisposition(countSignal);
+                  Broken broken;
+                  bool held = holds(broken.db.hset("k", "f", "v") == 0, "a command after the restart") &&
+                              holds(signalsSeen == 0, "the handler has not run");
+                  raise(SIGPIPE);
+                  return held && holds(signalsSeen == 1, "the handler is still there and runs");
+              }),
+              0);
+}
+
+TEST_F(DatabaseSignals, HostThatIgnoresItGoesOnIgnoring) {
+    EXPECT_EQ(runChild([] {
+                  setDisposition(SIG_IGN);
+                  Broken broken;
+                  struct sigaction action {};
+                  const bool held = holds(broken.db.hset("k", "f", "v") == 0, "a command after the restart");
+                  sigaction(SIGPIPE, nullptr, &action);
+                  return held && holds(action.sa_handler == SIG_IGN, "still ignored") &&
+                         holds(!isBlocked() && !isPending(), "nothing is left blocked or pending");
+              }),
+              0);
+}
+
+TEST_F(DatabaseSignals, HostThatBlocksItFindsNonePending) {
+    EXPECT_EQ(runChild([] {
+                  setDisposition(SIG_DFL);
+                  block(SIG_BLOCK);
+                  Broken broken;
+                  return holds(broken.db.hset("k", "f", "v") == 0, "a command after the restart") &&
+                         holds(isBlocked() && !isPending(), "still blocked, and ours taken off");
+              }),
+              0);
+}
+
+TEST_F(DatabaseSignals, HostThatBlocksItKeepsItsOwn) {
+    EXPECT_EQ(runChild([] {
+                  setDisposition(countSignal);
+                  block(SIG_BLOCK);
+                  Broken broken;
+                  raise(SIGPIPE);
+                  bool held = holds(broken.db.hset("k", "f", "v") == 0, "a command after the restart") &&
+                              holds(isBlocked() && isPending(), "still blocked, still pending");
+                  block(SIG_UNBLOCK);
+                  return held && holds(signalsSeen == 1, "and delivered once");
+              }),
+              0);
+}
+
+// Has the signal sent from outside while a command waits for its reply.
+bool handlerSeesOne(Database& db) {
+    const pid_t host = getpid();
+    const pid_t other = fork();
+    if (other == 0) {
+        usleep(300000);
+        _exit(kill(host, SIGPIPE) == 0 ? 0 : 1);
+    }
+    const bool held = holds(db.brpop("none", 1, nullptr) == 4, "a timeout");
+    waitpid(other, nullptr, 0);
+    return held && holds(signalsSeen == 1, "the signal is delivered, once");
+}
+
+TEST_F(DatabaseSignals, HandlerSeesThoseOfOthers) {
+    EXPECT_EQ(runChild([] {
+                  setDisposition(countSignal);
+                  RedisServer server;
+                  Database db;
+                  db.setup(server.socket(), 2);
+                  return handlerSeesOne(db);
+              }),
+              0);
+}
+
+TEST_F(DatabaseSignals, HandlerSeesThoseOfOthersAmongOurs) {
+    EXPECT_EQ(runChild([] {
+                  setDisposition(countSignal);
+                  Broken broken;
+                  return handlerSeesOne(broken.db);
+              }),
+              0);
+}
+
+TEST_F(DatabaseSignals, MaskAndErrnoAreTheHostsOwnAfterACommand) {
+    EXPECT_EQ(runChild([] {
+                  Broken broken;
+                  sigset_t mine{};
+                  sigemptyset(&mine);
+                  sigaddset(&mine, SIGUSR1);
+                  sigaddset(&mine, SIGTERM);
+                  pthread_sigmask(SIG_SETMASK, &mine, nullptr);
+                  bool held = holds(broken.db.hset("k", "f", "v") == 0, "a command after the restart");
+                  errno = 77;
+                  held = held && holds(broken.db.hset("k", "f", "v") == 0, "one more") && holds(errno == 77, "errno");
+                  sigset_t after{};
+                  pthread_sigmask(SIG_BLOCK, nullptr, &after);
+                  for (int number = 1; number < SIGRTMIN; ++number)
+                      held = held && holds(sigismember(&after, number) == sigismember(&mine, number), "the mask");
+                  return held;
+              }),
+              0);
+}
+
+TEST_F(DatabaseSignals, SubscriberLivesThroughRestartsWithTheDefaultDisposition) {
+    EXPECT_EQ(runChild([] {
+                  setDisposition(SIG_DFL);
+                  RedisServer server;
+                  Watch watch(server.socket());
+                  watch.start();
+                  for (int i = 0; i < 5; ++i) {
+                      std::this_thread::sleep_for(50ms);
+                      server.restart();
+                  }
+                  std::this_thread::sleep_for(400ms);
+                  server.run({"SET", "k", "v"});
+                  const bool held = holds(watch.waitFor(std::size_t{1}), "a notification after the restarts");
+                  return held && holds(watch.stop() == 0, "the loop ends");
+              }),
+              0);
+}
+
+// Opens and closes descriptors all the time, and finds out when somebody else has closed or taken one of them.
+class DescriptorUser {
+public:
+    explicit DescriptorUser(const std::string& path) : file(path) {
+        writeFile(file, "");
+        struct stat status {};
+        stat(file.c_str(), &status);
+        inode = status.st_ino;
+        thread = std::thread([this] { run(); });
+    }
+
+    ~DescriptorUser() { stop(); }
+
+    /// Returns how many were not its own any more when it closed them.
+    int stop() {
+        ended = true;
+        if (thread.joinable())
+            thread.join();
+        return lost;
+    }
+
+    int rounds() const { return opened; }
+
+private:
+    bool isMine(int descriptor) const {
+        struct stat status {};
+        return fstat(descriptor, &status) == 0 && status.st_ino == inode;
+    }
+
+    void run() {
+        while (!ended) {
+            std::array<int, 4> held{};
+            for (int& descriptor : held)
+                descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+            ++opened;
+            std::this_thread::yield();
+            for (const int descriptor : held) {
+                if (descriptor < 0)
+                    continue; // none was left
+                lost += isMine(descriptor) ? 0 : 1;
+                close(descriptor);
+            }
+        }
+    }
+
+    std::string file;
+    ino_t inode = 0;
+    std::atomic<bool> ended{false};
+    std::atomic<int> opened{0};
+    std::atomic<int> lost{0};
+    std::thread thread;
+};
+
+class DatabaseDescriptors : public SupportTest {
+protected:
+    // A sanitizer wants a descriptor for its first look at the objects of a class.
+    void SetUp() override {
+        SupportTest::SetUp();
+        Opened<Database> db;
+        db.setup(dir / "none", 2);
+        ASSERT_EQ(db.hset("k", "f", "v"), 3);
+        Watch watch(dir / "none");
+        ASSERT_EQ(watch.subscriber.subscribe(), 3);
+        watch.subscriber.stop();
+        watch.start();
+    }
+
+    TempDir dir;
+};
+
+// The limit on the numbers of new descriptors for the life of the object; open ones stay open.
+class DescriptorLimit {
+public:
+    explicit DescriptorLimit(rlim_t limit) {
+        getrlimit(RLIMIT_NOFILE, &previous);
+        rlimit wanted = previous;
+        wanted.rlim_cur = limit;
+        setrlimit(RLIMIT_NOFILE, &wanted);
+    }
+    ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &previous); }
+    DescriptorLimit(const DescriptorLimit&) = delete;
+    DescriptorLimit& operator=(const DescriptorLimit&) = delete;
+
+private:
+    rlimit previous{};
+};
+
+TEST_F(DatabaseDescriptors, NoForeignOneIsClosedByCommands) {
+    RedisServer server;
+    DescriptorUser user(dir / "file");
+    Database db;
+    db.setup(server.socket(), 2);
+    for (int i = 0; i < 30; ++i) {
+        EXPECT_EQ(db.hset("k", "f", "v"), 0);
+        server.kill();
+        for (int j = 0; j < 20; ++j)
+            EXPECT_EQ(db.hset("k", "f", "v"), 3);
+        server.start();
+    }
+    EXPECT_EQ(user.stop(), 0);
+    EXPECT_GT(user.rounds(), 100);
+}
+
+TEST_F(DatabaseDescriptors, NoForeignOneIsClosedByTheLoop) {
+    ScriptedRedis peer([](std::size_t, std::size_t command) -> ScriptedRedis::Answer {
+        return {command == 2 ? "*0\r\n" : OK, command == 2};
+    });
+    Watch watch(peer.socket());
+    DescriptorUser user(dir / "file");
+    watch.start();
+    ASSERT_TRUE(peer.waitForCommands(1500));
+    watch.stop();
+    EXPECT_EQ(user.stop(), 0);
+    EXPECT_GE(peer.connections(), 500U);
+}
+
+// Between the loop's closing of a lost connection and the reconnection its number can become somebody else's.
+TEST_F(DatabaseDescriptors, NumberIsForgottenWhenTheLoopLosesItsConnection) {
+    ScriptedRedis peer(answers({{{OK}, {OK}, {"*0\r\n", true}}, {{OK}, {OK}, {"*0\r\n"}}}));
+    std::vector<int> foreign;
+    onCommand() = [&](const redisContext* context) {
+        while (context->err != 0 && foreign.size() < 20)
+            foreign.push_back(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    };
+    Watch watch(peer.socket());
+    watch.start();
+    EXPECT_TRUE(peer.waitForCommands(6));
+    watch.stop();
+    onCommand() = nullptr;
+    EXPECT_EQ(foreign.size(), 20U);
+    for (const int descriptor : foreign) {
+        struct stat status {};
+        EXPECT_EQ(fstat(descriptor, &status), 0);
+        EXPECT_TRUE(S_ISCHR(status.st_mode)) << "still what it was";
+        close(descriptor);
+    }
+}
+
+TEST_F(DatabaseDescriptors, NoForeignOneIsClosedWhenTheyRunOut) {
+    RedisServer server;
+    Database db;
+    db.setup(server.socket(), 2);
+    ASSERT_EQ(db.ensureConnected(), 0);
+    server.kill();
+    DescriptorUser user(dir / "file");
+    {
+        // Enough for a few of the user's, so that both run out in turn.
+        const DescriptorLimit limit(static_cast<rlim_t>(open("/dev/null", O_RDONLY | O_CLOEXEC) + 3));
+        for (int i = 0; i < 20000; ++i)
+            ASSERT_EQ(db.hset("k", "f", "v"), 3);
+    }
+    EXPECT_EQ(user.stop(), 0);
+    server.start();
+    EXPECT_EQ(db.hset("k", "f", "v"), 0);
+}
+
+// When no new socket can be made, the number of the old one is anybody's.
+TEST_F(DatabaseDescriptors, NumberIsForgottenWhenAReconnectionGetsNoSocket) {
+    RedisServer server;
+    Opened<Database> db;
+    db.setup(server.socket(), 2);
+    ASSERT_EQ(db.ensureConnected(), 0);
+    const int number = db.descriptor();
+    server.kill();
+    {
+        const DescriptorLimit none(0);
+        EXPECT_EQ(db.hset("k", "f", "v"), 3);
+    }
+    const int foreign = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(foreign, number) << "the old socket is closed, and its number used again";
+    EXPECT_EQ(db.hset("k", "f", "v"), 3);
+    EXPECT_NE(fcntl(foreign, F_GETFD), -1);
+    server.start();
+    EXPECT_EQ(db.hset("k", "f", "v"), 0);
+    EXPECT_NE(fcntl(foreign, F_GETFD), -1);
+    close(foreign);
+}
+
+TEST_F(DatabaseDescriptors, FirstConnectionWithoutAnyIsMadeUpForLater) {
+    RedisServer server;
+    Opened<Database> db;
+    db.setup(server.socket(), 2);
+    {
+        const DescriptorLimit none(0);
+        EXPECT_EQ(db.hset("k", "f", "v"), 3);
+        EXPECT_EQ(db.hset("k", "f", "v"), 3);
+        EXPECT_EQ(db.descriptor(), -1) << "not 0, which is the host's standard input";
+    }
+    const int standard = fcntl(0, F_GETFD);
+    EXPECT_EQ(db.hset("k", "f", "v"), 0);
+    EXPECT_EQ(fcntl(0, F_GETFD), standard);
+    EXPECT_THAT(FakeSupport::inst().logs, ElementsAre(reconnectedLine()));
+    server.restart();
+    EXPECT_EQ(db.hset("k", "f", "v"), 0);
+}
+
+TEST_F(DatabaseDescriptors, SubscriberWithoutAnyAtFirstComesUpLater) {
+    ScriptedRedis peer(answers({{{OK}, {OK}, {"*0\r\n"}}}));
+    Watch watch(peer.socket());
+    {
+        const DescriptorLimit none(0);
+        watch.start();
+        std::this_thread::sleep_for(300ms);
+        EXPECT_EQ(peer.connections(), 0U);
+    }
+    EXPECT_TRUE(peer.waitForCommands(3));
+    EXPECT_EQ(watch.stop(), 0);
+}
+
+TEST_F(DatabaseDescriptors, AreNotInheritedByPrograms) {
+    RedisServer server;
+    Opened<Database> db;
+    db.setup(server.socket(), 2);
+    ASSERT_EQ(db.ensureConnected(), 0);
+    EXPECT_EQ(fcntl(db.descriptor(), F_GETFD), FD_CLOEXEC);
+    server.restart();
+    ASSERT_EQ(db.hset("k", "f", "v"), 0);
+    EXPECT_EQ(fcntl(db.descriptor(), F_GETFD), FD_CLOEXEC) << "the second socket neither";
+    server.kill();
+    EXPECT_EQ(db.ensureConnected(), 0);
+    EXPECT_EQ(db.hset("k", "f", "v"), 3);
+    server.start();
+    EXPECT_EQ(db.ensureConnected(), 0);
+    EXPECT_EQ(fcntl(db.descriptor(), F_GETFD), FD_CLOEXEC);
+}
+
+TEST_F(DatabaseDescriptors, MayBeTheStandardNumbers) {
+    EXPECT_EQ(runChild([] {
+                  RedisServer server;
+                  for (const int standard : {0, 1, 2})
+                      close(standard);
+                  Opened<Database> db;
+                  db.setup(server.socket(), 2);
+                  bool held = db.hset("k", "f", "v") == 0 && db.descriptor() == 0;
+                  server.restart();
+                  held = held && db.hset("k", "f", "v") == 0 && db.descriptor() == 0;
+                  server.kill();
+                  held = held && db.hset("k", "f", "v") == 3;
+                  const int foreign = open("/dev/null", O_RDONLY);
+                  held = held && foreign == 0 && db.hset("k", "f", "v") == 3 && fcntl(foreign, F_GETFD) != -1;
+                  server.start();
+                  return held && db.hset("k", "f", "v") == 0 && db.descriptor() == 1 && fcntl(foreign, F_GETFD) != -1;
+              }),
+              0);
+}
+
+TEST_F(DatabaseDescriptors, FailedConnectionsLeaveNoneOpen) {
+    Database db;
+    db.setup(dir / "none", 2);
+    EXPECT_EQ(db.ensureConnected(), 3);
+    const auto before = openDescriptors();
+    for (int i = 0; i < 1000; ++i)
+        ASSERT_EQ(db.hset("k", "f", "v"), 3);
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+} // namespace

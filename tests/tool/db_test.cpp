@@ -1,0 +1,317 @@
+#include "RedisServer.h"
+#include "ToolTest.h"
+#include "jsonText.h"
+#include "rowName.h"
+
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace Kelvra::SCADA::Test;
+using Words = std::vector<std::string>;
+
+class Db : public ToolTest {
+protected:
+    ToolRun db(Words arguments) const {
+        arguments.insert(arguments.begin(), {"--socket", server.socket(), "db"});
+        return run(arguments);
+    }
+
+    RedisServer server;
+};
+
+struct GetRow {
+    const char* name;
+    const char* type;  ///< null: none asked for
+    const char* value; ///< null: the field is missing
+    int status;
+    const char* out;
+    const char* err;
+    const char* json; ///< the value in the answer for programs
+};
+
+class DbGet : public Db, public ::testing::WithParamInterface<GetRow> {
+protected:
+    Words arguments() const {
+        Words words = {"get", "lora@aa", "field"};
+        if (GetParam().type != nullptr)
+            words.insert(words.end(), {"--as", GetParam().type});
+        return words;
+    }
+    void store() const {
+        if (GetParam().value != nullptr)
+            server.run({"HSET", "lora@aa", "field", GetParam().value});
+    }
+};
+
+TEST_P(DbGet, forPeople) {
+    store();
+    const ToolRun result = db(arguments());
+    EXPECT_EQ(result.status, GetParam().status);
+    EXPECT_EQ(result.out, GetParam().out);
+    EXPECT_EQ(result.err, GetParam().err);
+}
+
+TEST_P(DbGet, forPrograms) {
+    store();
+    Words words = arguments();
+    words.emplace_back("--json");
+    const ToolRun result = db(words);
+    EXPECT_EQ(result.status, GetParam().status);
+    EXPECT_EQ(result.err, "");
+    std::string text = GetParam().err;
+    if (text.empty()) {
+        Json::Value answer = parsed(result.out);
+        EXPECT_EQ(answer["result"]["value"], parsed(GetParam().json));
+        answer.removeMember("result");
+        EXPECT_EQ(answer, parsed(R"({"format_version": 1, "status": "success"})"));
+        return;
+    }
+    text = text.substr(std::string("scada-sensors: ").size());
+    text.pop_back();
+    Json::Value expected = parsed(R"({"format_version": 1, "status": "fail"})");
+    expected["error"] = text;
+    EXPECT_EQ(parsed(result.out), expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Tool, DbGet,
+    ::testing::Values(GetRow{"text", nullptr, "a b", 0, "a b\n", "", R"("a b")"},
+                      GetRow{"empty_text", nullptr, "", 0, "\n", "", R"("")"},
+                      GetRow{"escaped_text", nullptr, "\x1b[2J", 0, "\\x1b[2J\n", "", R"("\u001b[2J")"},
+                      GetRow{"missing", nullptr, nullptr, 1, "",
+                             "scada-sensors: There is no field [field] of [lora@aa].\n", nullptr},
+                      GetRow{"missing_as_float", "float", nullptr, 1, "",
+                             "scada-sensors: There is no field [field] of [lora@aa].\n", nullptr},
+                      GetRow{"float_shortest", "float", "21.1", 0, "21.1\n", "", "21.100000381469727"},
+                      GetRow{"float_with_rest", "float", "2.5abc", 0, "2.5\n", "", "2.5"},
+                      GetRow{"float_infinite", "float", "-inf", 0, "-inf\n", "", R"("-inf")"},
+                      GetRow{"float_out_of_range", "float", "1e999", 1, "",
+                             "scada-sensors: Field [field] of [lora@aa] is no float: [1e999].\n", nullptr},
+                      GetRow{"bool_false", "bool", "0", 0, "false\n", "", "false"},
+                      GetRow{"bool_true", "bool", "-3", 0, "true\n", "", "true"},
+                      GetRow{"bool_is_a_word", "bool", "true", 1, "",
+                             "scada-sensors: Field [field] of [lora@aa] is no bool: [true].\n", nullptr},
+                      GetRow{"int32_lowest", "int32", "-2147483648", 0, "-2147483648\n", "", "-2147483648"},
+                      GetRow{"int32_out_of_range", "int32", "2147483648", 1, "",
+                             "scada-sensors: Field [field] of [lora@aa] is no int32: [2147483648].\n", nullptr},
+                      GetRow{"uint32_highest", "uint32", "4294967295", 0, "4294967295\n", "", "4294967295"},
+                      GetRow{"uint32_is_a_word", "uint32", "x", 1, "",
+                             "scada-sensors: Field [field] of [lora@aa] is no uint32: [x].\n", nullptr}),
+    rowName);
+
+struct WriteRow {
+    const char* name;
+    Words arguments;
+    const char* result; ///< for programs
+    Words question;
+    const char* answer; ///< of the server afterwards
+};
+
+class DbWrite : public Db, public ::testing::WithParamInterface<WriteRow> {
+protected:
+    DbWrite() { server.run({"HSET", "hash", "a", "1"}); }
+};
+
+TEST_P(DbWrite, saysNothingToPeople) {
+    const ToolRun result = db(GetParam().arguments);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(server.run(GetParam().question), GetParam().answer);
+}
+
+TEST_P(DbWrite, repeatsToPrograms) {
+    Words words = GetParam().arguments;
+    words.insert(words.begin(), "--json");
+    const ToolRun result = db(words);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(parsed(result.out)["result"], parsed(GetParam().result));
+    EXPECT_EQ(server.run(GetParam().question), GetParam().answer);
+}
+
+INSTANTIATE_TEST_SUITE_P(Tool, DbWrite,
+                         ::testing::Values(WriteRow{"set",
+                                                    {"set", "hash", "a", "2 3"},
+                                                    R"({"key": "hash", "field": "a", "value": "2 3"})",
+                                                    {"HGETALL", "hash"},
+                                                    R"(["a", "2 3"])"},
+                                           WriteRow{"set_empty",
+                                                    {"set", "hash", "b", ""},
+                                                    R"({"key": "hash", "field": "b", "value": ""})",
+                                                    {"HGET", "hash", "b"},
+                                                    R"("")"},
+                                           WriteRow{"set_negative",
+                                                    {"set", "hash", "b", "--", "-5"},
+                                                    R"({"key": "hash", "field": "b", "value": "-5"})",
+                                                    {"HGET", "hash", "b"},
+                                                    R"("-5")"},
+                                           WriteRow{"push",
+                                                    {"push", "list", "x"},
+                                                    R"({"key": "list", "value": "x"})",
+                                                    {"LRANGE", "list", "0", "-1"},
+                                                    R"(["x"])"},
+                                           WriteRow{"expire_at_once",
+                                                    {"expire", "hash", "0"},
+                                                    R"({"key": "hash", "seconds": 0})",
+                                                    {"EXISTS", "hash"},
+                                                    "(integer 0)"},
+                                           WriteRow{"expire_of_a_missing_key",
+                                                    {"expire", "nosuch", "5"},
+                                                    R"({"key": "nosuch", "seconds": 5})",
+                                                    {"TTL", "nosuch"},
+                                                    "(integer -2)"}),
+                         rowName);
+
+struct ExpireRow {
+    const char* name;
+    Words arguments;
+    int seconds;
+};
+
+class DbExpire : public Db, public ::testing::WithParamInterface<ExpireRow> {};
+
+TEST_P(DbExpire, setsTheTimeLeft) {
+    server.run({"HSET", "hash", "a", "1"});
+    EXPECT_EQ(db(GetParam().arguments).status, 0);
+    const std::string left = server.run({"TTL", "hash"});
+    const int seconds = std::stoi(left.substr(std::string("(integer ").size()));
+    EXPECT_LE(seconds, GetParam().seconds);
+    EXPECT_GT(seconds, GetParam().seconds - 60);
+}
+
+INSTANTIATE_TEST_SUITE_P(Tool, DbExpire,
+                         ::testing::Values(ExpireRow{"by_default", {"expire", "hash"}, 129600},
+                                           ExpireRow{"given", {"expire", "hash", "1000"}, 1000}),
+                         rowName);
+
+TEST_F(Db, popTakesTheValueThatWasPushedFirst) {
+    db({"push", "list", "first"});
+    db({"push", "list", "second"});
+    const ToolRun result = db({"pop", "list"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "first\n");
+    EXPECT_EQ(result.err, "");
+    const ToolRun json = db({"pop", "list", "--json"});
+    EXPECT_EQ(json.status, 0);
+    EXPECT_EQ(parsed(json.out)["result"], parsed(R"({"key": "list", "value": "second"})"));
+}
+
+TEST_F(Db, popOfAnEmptyListFailsAfterItsTime) {
+    const ToolRun result = db({"pop", "list", "--timeout", "1"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "scada-sensors: Nothing came into list [list] within 1 second.\n");
+}
+
+TEST_F(Db, databaseNumberCounts) {
+    EXPECT_EQ(db({"set", "hash", "a", "1", "--db", "7"}).status, 0);
+    EXPECT_EQ(server.run({"HGET", "hash", "a"}, 7), R"("1")");
+    EXPECT_EQ(server.run({"HGET", "hash", "a"}), "(nil)");
+}
+
+struct FailureRow {
+    const char* name;
+    Words arguments;
+    int status;
+    const char* message;
+};
+
+class DbFailure : public Db, public ::testing::WithParamInterface<FailureRow> {
+protected:
+    DbFailure() { server.run({"SET", "text", "1"}); }
+};
+
+TEST_P(DbFailure, isTold) {
+    const ToolRun result = db(GetParam().arguments);
+    EXPECT_EQ(result.status, GetParam().status);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(replaced(result.err, server.socket(), "$S"), std::string("scada-sensors: ") + GetParam().message + "\n");
+}
+
+constexpr const char* REFUSED = "The server refused the command for key [text].";
+
+INSTANTIATE_TEST_SUITE_P(
+    Tool, DbFailure,
+    ::testing::Values(FailureRow{"get_from_no_hash", {"get", "text", "a"}, 1, "Key [text] is not readable as a hash."},
+                      FailureRow{"get_typed_from_no_hash",
+                                 {"get", "text", "a", "--as", "int32"},
+                                 1,
+                                 "Key [text] is not readable as a hash."},
+                      FailureRow{"set_in_no_hash", {"set", "text", "a", "1"}, 1, REFUSED},
+                      FailureRow{"push_to_no_list", {"push", "text", "1"}, 1, REFUSED},
+                      FailureRow{"pop_from_no_list", {"pop", "text"}, 1, REFUSED},
+                      FailureRow{
+                          "database_that_the_server_lacks",
+                          {"get", "text", "a", "--db", "200"},
+                          3,
+                          "No reply from database 200 at [$S]; is a server with that many databases listening there?"}),
+    rowName);
+
+struct CommandRow {
+    const char* name;
+    Words arguments;
+};
+
+class NoServer : public ToolTest, public ::testing::WithParamInterface<CommandRow> {};
+
+constexpr const char* NO_REPLY =
+    "No reply from database 2 at [/nosuch/redis.sock]; is a server with that many databases listening there?";
+
+TEST_P(NoServer, hasItsOwnExitCode) {
+    Words words = GetParam().arguments;
+    words.insert(words.begin(), {"--socket", "/nosuch/redis.sock"});
+    const ToolRun result = run(words);
+    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, std::string("scada-sensors: ") + NO_REPLY + "\n");
+    words.insert(words.begin(), "--json");
+    const ToolRun json = run(words);
+    EXPECT_EQ(json.status, 3);
+    EXPECT_EQ(json.err, "");
+    Json::Value expected = parsed(R"({"format_version": 1, "status": "fail"})");
+    expected["error"] = NO_REPLY;
+    EXPECT_EQ(parsed(json.out), expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(Tool, NoServer,
+                         ::testing::Values(CommandRow{"get", {"db", "get", "k", "f"}},
+                                           CommandRow{"get_typed", {"db", "get", "k", "f", "--as", "bool"}},
+                                           CommandRow{"set", {"db", "set", "k", "f", "v"}},
+                                           CommandRow{"expire", {"db", "expire", "k"}},
+                                           CommandRow{"push", {"db", "push", "k", "v"}},
+                                           CommandRow{"pop", {"db", "pop", "k"}}, CommandRow{"watch", {"watch"}}),
+                         rowName);
+
+struct UsageRow {
+    const char* name;
+    Words arguments;
+    const char* message;
+};
+
+class DbUsage : public ToolTest, public ::testing::WithParamInterface<UsageRow> {};
+
+TEST_P(DbUsage, isToldOnStderr) {
+    const ToolRun result = runTool(GetParam().arguments);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, std::string("scada-sensors: ") + GetParam().message + "\nscada-sensors: try --help\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Tool, DbUsage,
+    ::testing::Values(
+        UsageRow{"no_operation", {"db"}, "A subcommand is required"},
+        UsageRow{"get_without_field", {"db", "get", "k"}, "FIELD is required"},
+        UsageRow{"set_without_value", {"db", "set", "k", "f"}, "VALUE is required"},
+        UsageRow{
+            "unknown_type", {"db", "get", "k", "f", "--as", "double"}, "--as: double not in {float,bool,int32,uint32}"},
+        UsageRow{"negative_seconds", {"db", "pop", "k", "--timeout", "-1"}, "Could not convert: --timeout = -1"},
+        UsageRow{"seconds_are_a_word", {"db", "expire", "k", "x"}, "Could not convert: SECONDS = x"},
+        UsageRow{"watch_for_no_change", {"watch", "--count", "0"}, "--count: Value 0 not in range 1 to 4294967295"},
+        UsageRow{"watch_for_no_time", {"watch", "--timeout", "0"}, "--timeout: Value 0 not in range 1 to 4294967295"}),
+    rowName);
+
+} // namespace
