@@ -27,9 +27,9 @@ std::string refusal(const Directory& directory, const std::string& reason) {
 
 // Letters, digits, a few marks that no shell interprets, and the bytes of other scripts.
 bool isPlain(char c) {
-    static const std::string MARKS = "/._-+,:@%=";
+    static const std::string marks = "/._-+,:@%=";
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-           static_cast<unsigned char>(c) >= 0x80 || MARKS.find(c) != std::string::npos;
+           static_cast<unsigned char>(c) >= 0x80 || marks.find(c) != std::string::npos;
 }
 
 std::string resolved(const std::string& path, std::error_code& error) {
