@@ -28,16 +28,17 @@ public:
         const auto numerator = medians.find(ratio.numerator);
         const auto denominator = medians.find(ratio.denominator);
         if (numerator == medians.end() || denominator == medians.end())
-            std::printf("ratio %s not measured (goal <= %.1f)\n", ratio.name, ratio.goal);
+            std::printf("ratio %s not measured (goal <= %.2f)\n", ratio.name, ratio.goal);
         else
-            std::printf("ratio %s %.2f (goal <= %.1f)\n", ratio.name,
+            std::printf("ratio %s %.3f (goal <= %.2f)\n", ratio.name,
                         numerator->second / denominator->second / ratio.workOfNumerator, ratio.goal);
     }
 
 private:
-    // A benchmark that takes its own time has added that of its child processes.
+    // A benchmark that waits for another process, or takes its own time, says so; of the others the processor time
+    // counts.
     static double timeOf(const Run& run) {
-        return run.run_name.time_type == "manual_time" ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime();
+        return run.run_name.time_type.empty() ? run.GetAdjustedCPUTime() : run.GetAdjustedRealTime();
     }
 
     static std::string slashed(const std::string& arguments) { return arguments.empty() ? "" : "/" + arguments; }

@@ -28,6 +28,7 @@ public:
     int loop(void (*callback)(redisReply*, void*), void* user);
 
     /// Asks the loop to end, for good: within a receive timeout of 1 s or a pause of 200 ms, at once from the callback.
+    /// A subscription in progress is finished first. A signal handled on the loop's thread starts the timeout anew.
     void stop();
 
 private:

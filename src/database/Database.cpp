@@ -113,11 +113,15 @@ int Database::brpop(const std::string& key, unsigned int timeout, std::string* o
     const ReplyPtr reply(executeCommand("BRPOP %s %s", key.c_str(), std::to_string(timeout).c_str()));
     if (isType(reply, REDIS_REPLY_NIL))
         return RESULT_TIMEOUT;
-    // An element that is no text, which no server sends here, has no text to hand out.
-    const bool popped = isType(reply, REDIS_REPLY_ARRAY) && reply->elements == 2 && reply->element[1]->str != nullptr;
-    if (popped && out != nullptr)
-        out->assign(reply->element[1]->str);
-    return toResult(reply, popped);
+    const bool isPair = isType(reply, REDIS_REPLY_ARRAY) && reply->elements == 2;
+    if (!isPair || out == nullptr)
+        return toResult(reply, isPair);
+    // A value that is no text, which no server sends here, cannot be handed out.
+    const char* value = reply->element[1]->str;
+    if (value == nullptr)
+        return RESULT_UNEXPECTED;
+    out->assign(value);
+    return RESULT_OK;
 }
 
 int Database::hmset(const std::string& key, const std::vector<std::pair<std::string, std::string>>& fields) {

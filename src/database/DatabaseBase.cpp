@@ -128,12 +128,15 @@ int DatabaseBase::ensureConnected() {
     const SigpipeGuard guard;
     if (context == nullptr) {
         context = connect(socketPath);
-        reconnectNeeded = context != nullptr && context->err != 0;
-        if (context == nullptr || reconnectNeeded)
+        if (context == nullptr)
             return RESULT_NO_REPLY;
-    } else if (!reconnect(context)) {
-        return RESULT_NO_REPLY;
+        if (context->err != 0) {
+            reconnectNeeded = true;
+            return RESULT_NO_REPLY;
+        }
     }
+    if (reconnectNeeded && !reconnect(context))
+        return RESULT_NO_REPLY;
     keepFromChildren(context);
     reconnectNeeded = !selectDatabase(context, dbNumber);
     return reconnectNeeded ? RESULT_NO_REPLY : RESULT_OK;

@@ -111,6 +111,9 @@ std::vector<Operation> readOperations() {
 
 std::vector<Operation> writeOperations() {
     const std::map<std::string, int> pops{{"ArrayOfTwo", 0}, {"Nil", 4}, {"NilArray", 4}};
+    std::map<std::string, int> popsNowhere = pops;
+    for (const char* const pair : {"ArrayWithNil", "ArrayWithInteger", "ArrayWithArray"})
+        popsNowhere[pair] = 0;
     return {
         {"Hset",
          {"HSET", "k", "f", "v %d w"},
@@ -128,7 +131,7 @@ std::vector<Operation> writeOperations() {
         {"BrpopNowhere",
          {"BRPOP", "k", "4294967295"},
          [](Database& db, Outputs&) { return db.brpop("k", 4294967295U, nullptr); },
-         pops},
+         popsNowhere},
         {"Hmset",
          {"HMSET", "k", "f1", "v1 w", "f2", "", "f1", "%s"},
          [](Database& db, Outputs&) {

@@ -74,7 +74,7 @@ protected:
     // In a namespace of its own, so that the mount goes with the process.
     static bool mountSmall(const std::string& place, const std::string& options) {
         makeDir(place);
-        return unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+        return unshare(CLONE_NEWNS) == 0 && mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) == 0 &&
                mount("tmpfs", place.c_str(), "tmpfs", 0, options.c_str()) == 0;
     }
 
