@@ -100,15 +100,21 @@ TEST_F(Watch, endsWhenItsTimeIsUp) {
 }
 
 TEST_F(Watch, survivesRestartsOfTheServer) {
-    const ToolRun result = watch({"--count", "2", "--timeout", "60"}, [this] {
-        server.run({"SET", "before", "1"});
-        server.restart();
-        EXPECT_TRUE(becomesTrue([this] { return isSubscribed(); }));
-        server.run({"SET", "after", "1"});
+    const std::string out = temp / "out";
+    auto result = std::async(std::launch::async, [&] {
+        return runTool(commandLine({"--count", "2", "--timeout", "60"}), "", out);
     });
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.err, "scada-sensors: 2 changes\n");
-    EXPECT_THAT(result.out, MatchesRegex(std::string(TIME) + "  2  before  set\n" + TIME + "  2  after  set\n"));
+    ASSERT_TRUE(becomesTrue([this] { return isSubscribed(); }));
+    server.run({"SET", "before", "1"});
+    // A server that is killed takes with it what it has not yet sent.
+    EXPECT_TRUE(becomesTrue([&] { return !readFile(out).empty(); }));
+    server.restart();
+    EXPECT_TRUE(becomesTrue([this] { return isSubscribed(); }));
+    server.run({"SET", "after", "1"});
+    const ToolRun ended = result.get();
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(ended.err, "scada-sensors: 2 changes\n");
+    EXPECT_THAT(readFile(out), MatchesRegex(std::string(TIME) + "  2  before  set\n" + TIME + "  2  after  set\n"));
 }
 
 TEST_F(Watch, failsWhenItCannotWrite) {
