@@ -1,5 +1,8 @@
-// The first byte chooses an operation, the others are what the peer answers it with, on every attempt. Whatever they
-// are, the operation returns one of its codes, and on failure leaves its output as it was.
+// The bytes are what a server answers: to one command, over at most two connections, or to a subscriber. What comes out
+// must be what the client library's own parser makes of them.
+//
+// Byte 0 chooses the operation, byte 1 how much of the rest goes to the first connection; the second one has what is
+// left. Both end there. Unless byte 0 is 128 or more, the selection of the database is answered well beforehand.
 
 #include "Workspace.h"
 
@@ -7,175 +10,271 @@
 #include <scada/Database.h>
 #include <scada/DatabaseSubscriber.h>
 
+#include <dlfcn.h>
+#include <hiredis/hiredis.h>
+#include <strings.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <cstring>
-#include <initializer_list>
-#include <mutex>
-#include <string>
-#include <thread>
-#include <utility>
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <ctime>
+#include <functional>
+#include <memory>
 
 namespace {
 
 using namespace Kelvra::SCADA;
 using Fuzz::require;
 
-// Lets every connection select its database, sends the answer at once and then nothing more.
+struct FreeReply {
+    void operator()(redisReply* reply) const { freeReplyObject(reply); }
+};
+using ReplyPtr = std::unique_ptr<redisReply, FreeReply>;
+
+// The server's side. Its answers lie ready in each connection before the client sends anything.
 class Peer {
 public:
-    Peer() : listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    Peer() {
+        Kelvra::Logger::setLevel(Kelvra::Logger::LEVEL_OFF);
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
-        require(path.size() < sizeof address.sun_path, "the path of the socket is short");
-        std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
-        require(bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
-                    listen(listener, 8) == 0,
-                "the peer listens");
-        thread = std::thread([this] { serve(); });
-    }
-    ~Peer() {
-        shutdown(listener, SHUT_RDWR);
-        thread.join();
-        close(listener);
-    }
-    Peer(const Peer&) = delete;
-    Peer& operator=(const Peer&) = delete;
-
-    void answerWith(std::string bytes) {
-        const std::lock_guard<std::mutex> lock(mutex);
-        answer = "+OK\r\n" + std::move(bytes);
+        path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+        listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        require(bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0 &&
+                    listen(listener, 10) == 0,
+                "a listening socket");
     }
 
-    const std::string& socketPath() const { return path; }
-
-private:
-    // The connection before is kept until the next one, so that what the client still writes meets an open socket.
-    void serve() {
-        int previous = -1;
-        for (int connection = accept(listener, nullptr, nullptr); connection >= 0;
-             connection = accept(listener, nullptr, nullptr)) {
-            sendAnswer(connection);
-            if (previous >= 0)
-                close(previous);
-            previous = connection;
-        }
-        if (previous >= 0)
-            close(previous);
+    void begin(std::array<std::string, 2> answers) {
+        bytes = std::move(answers);
+        connections = 0;
+        onThird = nullptr;
     }
 
-    void sendAnswer(int connection) {
-        const std::lock_guard<std::mutex> lock(mutex);
-        const ssize_t sent = send(connection, answer.data(), answer.size(), MSG_NOSIGNAL);
-        require(sent == static_cast<ssize_t>(answer.size()), "the answer fits the socket's buffer");
-        shutdown(connection, SHUT_WR);
+    // To be called after each connection of the client.
+    void welcome() {
+        if (ending >= 0)
+            close(ending);
+        ending = accept(listener, nullptr, nullptr);
+        require(ending >= 0, "an accepted connection");
+        const std::string answer = connections < bytes.size() ? bytes[connections] : "";
+        require(send(ending, answer.data(), answer.size(), 0) == static_cast<ssize_t>(answer.size()), "sent answers");
+        shutdown(ending, SHUT_WR);
+        if (++connections > bytes.size() && onThird)
+            onThird();
     }
 
     Fuzz::Workspace workspace;
-    const std::string path = workspace / "redis.sock";
-    int listener;
-    std::mutex mutex;
-    std::string answer;
-    std::thread thread;
+    const std::string path = workspace / "peer.sock";
+    std::function<void()> onThird;
+
+private:
+    int listener = -1;
+    int ending = -1;
+    std::array<std::string, 2> bytes;
+    std::size_t connections = 0;
 };
 
-// Starts every input with a new connection.
-class Client : public Database {
-public:
-    void disconnect() { reconnectNeeded = context != nullptr; }
-};
+Peer& peer() {
+    static Peer instance;
+    return instance;
+}
 
-class Subscriber : public DatabaseSubscriber {
-public:
-    void disconnect() { reconnectNeeded = context != nullptr; }
-};
+template <typename Function> Function* next(const char* symbol) {
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, symbol));
+}
 
-struct Setting {
-    Setting() {
-        Kelvra::Logger::setLevel(Kelvra::Logger::LEVEL_OFF);
-        client.setup(peer.socketPath(), 2);
-        subscriber.setup(peer.socketPath(), 2);
+} // namespace
+
+// These stand before the client library's own.
+
+extern "C" __attribute__((visibility("default"))) redisContext* redisConnectUnixWithTimeout(const char* path,
+                                                                                            const timeval timeout) {
+    static auto* const real = next<redisContext*(const char*, timeval)>("redisConnectUnixWithTimeout");
+    redisContext* const context = real(path, timeout);
+    require(context != nullptr && context->err == 0, "a connection");
+    peer().welcome();
+    return context;
+}
+
+extern "C" __attribute__((visibility("default"))) int redisReconnect(redisContext* context) {
+    static auto* const real = next<int(redisContext*)>("redisReconnect");
+    require(real(context) == REDIS_OK, "a reconnection");
+    peer().welcome();
+    return REDIS_OK;
+}
+
+// A subscriber pauses before it tries again; nothing is to be waited for here.
+extern "C" __attribute__((visibility("default"))) int nanosleep(const timespec*, timespec*) {
+    return 0;
+}
+
+namespace {
+
+// The connection, which the library leaves open, ends with the run.
+template <typename Object> struct Ending : Object {
+    Ending() { this->setup(peer().path, 2, 60); }
+    ~Ending() override {
+        if (this->context != nullptr)
+            redisFree(this->context);
     }
-    Peer peer;
-    Client client;
-    Subscriber subscriber;
 };
 
-bool isOneOf(int result, std::initializer_list<int> codes) {
-    for (const int code : codes)
-        if (result == code)
+struct Outputs {
+    std::string text = "untouched";
+    float real = -1.5F;
+    bool truth = true;
+    unsigned int positive = 7;
+    int number = -7;
+};
+
+bool isOk(const redisReply& reply) {
+    return reply.type == REDIS_REPLY_STATUS && strcasecmp(reply.str, "ok") == 0;
+}
+
+int resultOfRead(const redisReply& reply) {
+    if (reply.type == REDIS_REPLY_NIL)
+        return 1;
+    return reply.type == REDIS_REPLY_STRING ? 0 : 2;
+}
+
+int resultOfCount(const redisReply& reply) {
+    return reply.type == REDIS_REPLY_INTEGER ? 0 : 255;
+}
+
+int resultOfPop(const redisReply& reply) {
+    if (reply.type == REDIS_REPLY_NIL)
+        return 4;
+    const bool pair = reply.type == REDIS_REPLY_ARRAY && reply.elements == 2 && reply.element[1]->str != nullptr;
+    return pair ? 0 : 255;
+}
+
+int resultOfStatus(const redisReply& reply) {
+    return isOk(reply) ? 0 : 255;
+}
+
+struct Operation {
+    int (*run)(Database& db, Outputs& out);
+    int (*result)(const redisReply& reply);
+    bool converts; ///< success may still turn into 2
+};
+
+const std::array<Operation, 12> OPERATIONS{{
+    {[](Database& db, Outputs& out) { return db.hget("k", "f", &out.text); }, resultOfRead, false},
+    {[](Database& db, Outputs&) { return db.hget("k", "f", nullptr); }, resultOfRead, false},
+    {[](Database& db, Outputs& out) { return db.hgetFloat("k", "f", &out.real); }, resultOfRead, true},
+    {[](Database& db, Outputs& out) { return db.hgetBool("k", "f", &out.truth); }, resultOfRead, true},
+    {[](Database& db, Outputs& out) { return db.hgetUint32("k", "f", &out.positive); }, resultOfRead, true},
+    {[](Database& db, Outputs& out) { return db.hgetInt32("k", "f", &out.number); }, resultOfRead, true},
+    {[](Database& db, Outputs&) { return db.hset("k", "f", "v"); }, resultOfCount, false},
+    {[](Database& db, Outputs&) { return db.expire("k"); }, resultOfCount, false},
+    {[](Database& db, Outputs&) { return db.lpush("k", "v"); }, resultOfCount, false},
+    {[](Database& db, Outputs&) { return db.hdel("k", {"f"}); }, resultOfCount, false},
+    {[](Database& db, Outputs& out) { return db.brpop("k", 1, &out.text); }, resultOfPop, false},
+    {[](Database& db, Outputs&) {
+         return db.hmset("k", {{"f", "v"}});
+     },
+     resultOfStatus, false},
+}};
+
+struct FreeReader {
+    void operator()(redisReader* reader) const { redisReaderFree(reader); }
+};
+
+// What one connection gives: a selection, and the reply to the command after a good one.
+struct Exchange {
+    bool selected = false;
+    ReplyPtr reply;
+};
+
+Exchange exchangeIn(const std::string& bytes) {
+    const std::unique_ptr<redisReader, FreeReader> reader(redisReaderCreate());
+    redisReaderFeed(reader.get(), bytes.data(), bytes.size());
+    void* reply = nullptr;
+    Exchange exchange;
+    if (redisReaderGetReply(reader.get(), &reply) != REDIS_OK || reply == nullptr)
+        return exchange;
+    exchange.selected = isOk(*ReplyPtr(static_cast<redisReply*>(reply)));
+    reply = nullptr;
+    if (exchange.selected)
+        redisReaderGetReply(reader.get(), &reply);
+    exchange.reply.reset(static_cast<redisReply*>(reply));
+    return exchange;
+}
+
+void checkOutputs(int result, const Outputs& out) {
+    require(out.text.find('\0') == std::string::npos, "texts end at their first zero byte");
+    require(result == 0 || (out.text == "untouched" && out.real == -1.5F && out.truth),
+            "outputs stay untouched on failure");
+}
+
+void runCommand(const Operation& operation, const std::array<std::string, 2>& bytes) {
+    Exchange exchange = exchangeIn(bytes[0]);
+    // A command is tried again, a first selection is not.
+    if (!exchange.reply && exchange.selected)
+        exchange = exchangeIn(bytes[1]);
+    const int expected = exchange.reply ? operation.result(*exchange.reply) : 3;
+
+    Ending<Database> db;
+    Outputs out;
+    const int result = operation.run(db, out);
+    require(result == expected || (operation.converts && expected == 0 && result == 2), "the code of the reply");
+    checkOutputs(result, out);
+}
+
+std::size_t lengthOfAll(const redisReply& reply) {
+    std::size_t length = reply.str == nullptr ? 0 : std::string(reply.str, static_cast<std::size_t>(reply.len)).size();
+    for (std::size_t i = 0; i < reply.elements; ++i)
+        length += lengthOfAll(*reply.element[i]);
+    return length;
+}
+
+void readMessage(redisReply* reply, void* total) {
+    require(reply != nullptr, "a message");
+    *static_cast<std::size_t*>(total) += lengthOfAll(*reply);
+}
+
+void runSubscriber(const std::array<std::string, 2>& bytes) {
+    Ending<DatabaseSubscriber> subscriber;
+    std::size_t total = 0;
+    peer().onThird = [&] { subscriber.stop(); };
+    require(subscriber.loop(readMessage, &total) == 0, "the loop's result");
+    require(total <= bytes[0].size() + bytes[1].size(), "no message is read twice");
+}
+
+// An array is allocated when its length is read: those beyond a server's own say nothing about this library.
+bool asksForTooMuch(const std::string& bytes) {
+    for (std::size_t at = bytes.find('*'); at != std::string::npos; at = bytes.find('*', at + 1)) {
+        std::size_t end = at + 1;
+        while (end < bytes.size() && (std::isdigit(static_cast<unsigned char>(bytes[end])) != 0 || bytes[end] == '+'))
+            ++end;
+        if (end - at > 6)
             return true;
-    return false;
-}
-
-template <typename Value, typename Read> void readTyped(Value untouched, Read read) {
-    Value value = untouched;
-    const int result = read(&value);
-    require(isOneOf(result, {0, 1, 2, 3}), "a read returns one of its codes");
-    require(result == 0 || value == untouched, "a failed read leaves its output as it was");
-}
-
-void runOperation(unsigned int operation, Client* client, Subscriber* subscriber) {
-    switch (operation % 13) {
-    case 0:
-        return readTyped<std::string>("untouched", [&](auto* out) { return client->hget("k", "f", out); });
-    case 1:
-        return readTyped<float>(-1.5F, [&](auto* out) { return client->hgetFloat("k", "f", out); });
-    case 2:
-        return readTyped<bool>(true, [&](auto* out) { return client->hgetBool("k", "f", out); });
-    case 3: {
-        unsigned int value = 0;
-        return require(isOneOf(client->hgetUint32("k", "f", &value), {0, 1, 2, 3}), "hgetUint32 returns its codes");
     }
-    case 4: {
-        int value = 0;
-        return require(isOneOf(client->hgetInt32("k", "f", &value), {0, 1, 2, 3}), "hgetInt32 returns its codes");
-    }
-    case 5:
-        return require(isOneOf(client->hset("k", "f", "v"), {0, 3, 255}), "hset returns its codes");
-    case 6:
-        return require(isOneOf(client->expire("k", 5), {0, 3, 255}), "expire returns its codes");
-    case 7:
-        return require(isOneOf(client->expire("k"), {0, 3, 255}), "expire returns its codes");
-    case 8:
-        return require(isOneOf(client->lpush("k", "v"), {0, 3, 255}), "lpush returns its codes");
-    case 9: {
-        std::string value = "untouched";
-        const int result = client->brpop("k", 1, &value);
-        require(isOneOf(result, {0, 3, 4, 255}), "brpop returns its codes");
-        return require(result == 0 || value == "untouched", "a failed brpop leaves its output as it was");
-    }
-    case 10:
-        return require(isOneOf(client->hmset("k", {{"f", "v"}}), {0, 3, 255}), "hmset returns its codes");
-    case 11:
-        return require(isOneOf(client->hdel("k", {"f"}), {0, 3, 255}), "hdel returns its codes");
-    default:
-        return require(isOneOf(subscriber->subscribe(), {0, 3, 255}), "subscribe returns its codes");
-    }
-}
-
-// hiredis allocates an array of whatever length the peer announces: out of memory is no finding about us.
-bool announcesHugeArray(const std::string& answer) {
-    for (std::string::size_type star = answer.find('*'); star != std::string::npos; star = answer.find('*', star + 1))
-        if (answer.find_first_not_of("+0123456789", star + 1) - star > 5)
-            return true;
     return false;
 }
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static Setting setting;
-    if (size == 0)
+    if (size < 2 || size > 65536)
         return 0;
-    std::string answer(reinterpret_cast<const char*>(data) + 1, size - 1);
-    if (announcesHugeArray(answer))
+    const std::string rest(reinterpret_cast<const char*>(data) + 2, size - 2);
+    const std::size_t cut = rest.size() * data[1] / 255;
+    std::array<std::string, 2> bytes{rest.substr(0, cut), rest.substr(cut)};
+    if (asksForTooMuch(rest) || asksForTooMuch(bytes[1]))
         return 0;
-    setting.peer.answerWith(std::move(answer));
-    setting.client.disconnect();
-    setting.subscriber.disconnect();
-    runOperation(data[0], &setting.client, &setting.subscriber);
+    if (data[0] < 128)
+        for (std::string& connection : bytes)
+            connection.insert(0, "+OK\r\n");
+    peer().begin(bytes);
+    const std::size_t operation = data[0] % (OPERATIONS.size() + 1);
+    if (operation < OPERATIONS.size())
+        runCommand(OPERATIONS[operation], bytes);
+    else
+        runSubscriber(bytes);
     return 0;
 }

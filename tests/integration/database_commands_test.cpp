@@ -41,6 +41,11 @@ constexpr int (Database::*EXPIRE)(Text) = &Database::expire;
 
 const char* const OK = "+OK\r\n";
 
+// Rows are shown by their name.
+template <typename Row> auto operator<<(std::ostream& out, const Row& row) -> decltype(out << row.name) {
+    return out << row.name;
+}
+
 // What the operations write to, holding what must stay untouched.
 struct Outputs {
     std::string text = "untouched";

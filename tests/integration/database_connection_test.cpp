@@ -16,6 +16,7 @@
 #include <gmock/gmock.h>
 
 #include <array>
+#include <ostream>
 #include <type_traits>
 
 namespace {
@@ -68,6 +69,11 @@ protected:
 
     std::vector<FakeSupport::LogLine>& logs = FakeSupport::inst().logs;
 };
+
+// Rows are shown by their name.
+template <typename Row> auto operator<<(std::ostream& out, const Row& row) -> decltype(out << row.name) {
+    return out << row.name;
+}
 
 std::string selectBytes(int number = 2) {
     return encoded({"SELECT", std::to_string(number)});

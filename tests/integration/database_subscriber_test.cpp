@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <ostream>
 #include <type_traits>
 
 namespace {
@@ -34,6 +35,11 @@ struct Flagged : DatabaseBase {
 static_assert(sizeof(DatabaseSubscriber) == sizeof(Flagged), "");
 
 const char* const OK = "+OK\r\n";
+
+// Rows are shown by their name.
+template <typename Row> auto operator<<(std::ostream& out, const Row& row) -> decltype(out << row.name) {
+    return out << row.name;
+}
 
 std::string subscription(int number = 2) {
     return "__keyspace@" + std::to_string(number) + "__:*";
