@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <set>
 #include <system_error>
@@ -50,15 +49,17 @@ bool OperationLock::take(const std::string& file) {
     std::filesystem::create_directories(std::filesystem::path(file).parent_path(), error);
     const int descriptor = open(file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644);
     if (descriptor < 0) {
-        reason = "cannot open the lock file [" + file + "]: " + std::strerror(errno);
+        const std::error_code fault(errno, std::generic_category());
+        reason = "cannot open the lock file [" + file + "]: " + fault.message();
         return false;
     }
     descriptors.push_back(descriptor);
     if (!lockForProcess(descriptor)) {
-        if (errno == EACCES || errno == EAGAIN)
+        const std::error_code fault(errno, std::generic_category());
+        if (fault == std::errc::permission_denied || fault == std::errc::resource_unavailable_try_again)
             reason = "another installation or removal is running; it holds the lock file [" + file + "]";
         else
-            reason = "cannot lock the file [" + file + "]: " + std::strerror(errno);
+            reason = "cannot lock the file [" + file + "]: " + fault.message();
         return false;
     }
     return true;

@@ -51,7 +51,7 @@ Progress::~Progress() {
     }
     stopped.notify_one();
     watcher.join();
-    std::fputs(CLEAR_LINE, stderr);
+    (void)std::fputs(CLEAR_LINE, stderr);
 }
 
 void Progress::watch() {
@@ -65,9 +65,9 @@ void Progress::show() const {
                                       [](const std::string& file) { return !isSame(changeOf(file), timespec{}); });
     const auto installed = std::count_if(customFiles.begin(), customFiles.end(),
                                          [](const auto& file) { return !isSame(changeOf(file.first), file.second); });
-    std::fprintf(stderr, "%s%lld of %llu checked, %lld installed", CLEAR_LINE, static_cast<long long>(staged),
-                 static_cast<unsigned long long>(stagedFiles.size()), static_cast<long long>(installed));
-    std::fflush(stderr);
+    (void)std::fprintf(stderr, "%s%lld of %llu checked, %lld installed", CLEAR_LINE, static_cast<long long>(staged),
+                       static_cast<unsigned long long>(stagedFiles.size()), static_cast<long long>(installed));
+    (void)std::fflush(stderr);
 }
 
 } // namespace Kelvra::SCADA::Tool

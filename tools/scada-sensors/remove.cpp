@@ -95,7 +95,7 @@ std::string leftBehind() {
     std::error_code error;
     for (std::filesystem::directory_iterator at(Env::inst().conf().getDfnCustomDir(), error);
          !error && at != std::filesystem::directory_iterator(); at.increment(error)) {
-        const std::string entry = at->path().filename().string();
+        std::string entry = at->path().filename().string();
         if (entry.front() != '.')
             return entry;
     }
