@@ -36,16 +36,6 @@ std::string contentOf(std::FILE* file) {
     return text;
 }
 
-std::vector<std::string> commandLine(const std::vector<std::string>& arguments) {
-    std::vector<std::string> words;
-#ifdef SCADA_EMULATOR
-    words.emplace_back(SCADA_EMULATOR);
-#endif
-    words.emplace_back(SCADA_TOOL);
-    words.insert(words.end(), arguments.begin(), arguments.end());
-    return words;
-}
-
 // In the child. Root keeps its identity and loses what lets it pass over permissions.
 [[noreturn]] void become(char* const* words, int in, int out, int err) {
     prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0);
@@ -57,6 +47,16 @@ std::vector<std::string> commandLine(const std::vector<std::string>& arguments) 
 
 } // namespace
 
+std::vector<std::string> toolCommand(const std::vector<std::string>& arguments) {
+    std::vector<std::string> words;
+#ifdef SCADA_EMULATOR
+    words.emplace_back(SCADA_EMULATOR);
+#endif
+    words.emplace_back(SCADA_TOOL);
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    return words;
+}
+
 ToolRun runTool(const std::vector<std::string>& arguments, const std::string& stdinText,
                 const std::string& stdoutPath) {
     const File in = required(std::tmpfile(), "a temporary file");
@@ -65,7 +65,7 @@ ToolRun runTool(const std::vector<std::string>& arguments, const std::string& st
     const File err = required(std::tmpfile(), "a temporary file");
     std::fwrite(stdinText.data(), 1, stdinText.size(), in.get());
     std::rewind(in.get());
-    std::vector<std::string> words = commandLine(arguments);
+    std::vector<std::string> words = toolCommand(arguments);
     std::vector<char*> pointers;
     for (std::string& word : words)
         pointers.push_back(word.data());

@@ -11,6 +11,9 @@ struct ToolRun {
     std::string err;
 };
 
+/// Returns the words that start the host tool: an emulator where one is needed, the tool, the arguments.
+std::vector<std::string> toolCommand(const std::vector<std::string>& arguments);
+
 /// Runs the host tool to its end. File permissions hold for it even when the tests run as root. With a `stdoutPath` its
 /// standard output goes there and `out` stays empty.
 ToolRun runTool(const std::vector<std::string>& arguments, const std::string& stdinText = "",

@@ -6,10 +6,12 @@
 
 #include <sys/prctl.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <functional>
 #include <random>
 #include <thread>
 
@@ -21,15 +23,17 @@ using Clock = std::chrono::steady_clock;
 using Microseconds = std::chrono::microseconds;
 
 constexpr unsigned int SEED = 20240229;
-constexpr int KILLS = 100;
+constexpr int SHARES = 4; // so that they can run side by side
+constexpr int KILLS = 100 / SHARES;
 constexpr int ATTEMPTS = 20 * KILLS;
+constexpr int TIMED_RUNS = 5;
 
 class KilledInstallation : public InstallationTest {
 protected:
     void SetUp() override {
         InstallationTest::SetUp();
-        // Commands outlive the process that ran them: they are waited for here before the next installation starts.
-        ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0), 0);
+        // Commands outlive the process that ran them. They come to this one, or to init where that cannot be had.
+        prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0);
         otherDefinitions = others();
     }
 
@@ -38,12 +42,23 @@ protected:
         InstallationTest::TearDown();
     }
 
-    // Returns whether a signal ended the child, and leaves no process behind.
+    // In a process group of its own, which its commands share.
+    static pid_t startGroup(const std::function<bool()>& body) {
+        return startChild([&body] { return setpgid(0, 0) == 0 && body(); });
+    }
+
+    static void waitForGroup(pid_t group) {
+        while (kill(-group, 0) == 0 || errno != ESRCH) {
+            waitpid(-group, nullptr, WNOHANG);
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    }
+
+    // Returns whether the signal ended the child, after its last command has ended too.
     static bool wasKilled(pid_t child) {
         int status = 0;
         EXPECT_EQ(waitpid(child, &status, 0), child);
-        while (waitpid(-1, nullptr, 0) > 0 || errno == EINTR)
-            continue;
+        waitForGroup(child);
         EXPECT_TRUE(WIFSIGNALED(status) || WEXITSTATUS(status) == EXIT_SUCCESS);
         return WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
     }
@@ -67,12 +82,16 @@ protected:
         return count;
     }
 
+    // The shortest of several: one that the machine held up would put most moments behind the end.
     Microseconds undisturbedTime() {
-        const Clock::time_point start = Clock::now();
-        EXPECT_TRUE(endsWell(startChild([this] { return deploy(); })));
-        const auto time = std::chrono::duration_cast<Microseconds>(Clock::now() - start);
-        restore();
-        return time;
+        Microseconds shortest = Microseconds::max();
+        for (int run = 0; run < TIMED_RUNS; ++run) {
+            const Clock::time_point start = Clock::now();
+            EXPECT_TRUE(endsWell(startChild([this] { return deploy(); })));
+            shortest = std::min(shortest, std::chrono::duration_cast<Microseconds>(Clock::now() - start));
+            restore();
+        }
+        return shortest;
     }
 
     Snapshot otherDefinitions;
@@ -82,12 +101,12 @@ TEST_F(KilledInstallation, beforeAndAfterEachCommand) {
     const std::size_t count = commandCount();
     for (std::size_t wanted = 0; wanted < count; ++wanted) {
         SCOPED_TRACE(wanted);
-        EXPECT_TRUE(wasKilled(startChild([&] {
+        EXPECT_TRUE(wasKilled(startGroup([&] {
             FakeSupport::inst().beforeCommand = [wanted](std::size_t index) { killMyselfAt(wanted, index); };
             return deploy();
         })));
         expectRecovery();
-        EXPECT_TRUE(wasKilled(startChild([&] {
+        EXPECT_TRUE(wasKilled(startGroup([&] {
             FakeSupport::inst().afterCommand = [wanted](std::size_t index) { killMyselfAt(wanted, index); };
             return deploy();
         })));
@@ -97,21 +116,24 @@ TEST_F(KilledInstallation, beforeAndAfterEachCommand) {
     std::printf("%zu kills before and after %zu commands\n", 2 * count, count);
 }
 
-TEST_F(KilledInstallation, atRandomMoments) {
+class KilledAtRandom : public KilledInstallation, public ::testing::WithParamInterface<unsigned int> {};
+INSTANTIATE_TEST_SUITE_P(Seeds, KilledAtRandom, ::testing::Range(SEED, SEED + SHARES));
+
+TEST_P(KilledAtRandom, nextInstallationSucceeds) {
     const auto time = static_cast<unsigned long>(undisturbedTime().count());
-    std::mt19937 random(SEED);
+    std::mt19937 random(GetParam());
     int kills = 0;
     int attempts = 0;
     for (; kills < KILLS && attempts < ATTEMPTS && !HasFailure(); ++attempts) {
         const Microseconds moment(random() % time);
-        const pid_t child = startChild([this] { return deploy(); });
+        const pid_t child = startGroup([this] { return deploy(); });
         std::this_thread::sleep_for(moment);
         kill(child, SIGKILL);
         kills += wasKilled(child) ? 1 : 0;
         expectRecovery();
     }
     EXPECT_EQ(kills, KILLS);
-    std::printf("%d kills in %d installations of %lu us, seed %u\n", kills, attempts, time, SEED);
+    std::printf("%d kills in %d installations of %lu us, seed %u\n", kills, attempts, time, GetParam());
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "ToolProcess.h"
 
+#include "runTool.h"
+
 #include <pty.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,22 +14,8 @@
 
 namespace Kelvra::SCADA::Test {
 
-namespace {
-
-std::vector<std::string> commandLine(const std::vector<std::string>& arguments) {
-    std::vector<std::string> words;
-#ifdef SCADA_EMULATOR
-    words.emplace_back(SCADA_EMULATOR);
-#endif
-    words.emplace_back(SCADA_TOOL);
-    words.insert(words.end(), arguments.begin(), arguments.end());
-    return words;
-}
-
-} // namespace
-
 ToolProcess::ToolProcess(const std::vector<std::string>& arguments) {
-    std::vector<std::string> words = commandLine(arguments);
+    std::vector<std::string> words = toolCommand(arguments);
     std::vector<char*> pointers;
     for (std::string& word : words)
         pointers.push_back(word.data());

@@ -40,6 +40,15 @@ ToolRun ToolTest::run(std::vector<std::string> arguments, const std::string& std
     return result;
 }
 
+void ToolTest::expectRun(const std::string& command, const RunRow& row) const {
+    std::vector<std::string> arguments = {command};
+    arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
+    const ToolRun result = run(arguments);
+    EXPECT_EQ(result.status, row.status);
+    EXPECT_EQ(result.out, row.out);
+    EXPECT_EQ(result.err, row.err);
+}
+
 void ToolTest::addDefinition(StorageBuilder& storage, const std::string& name, const std::string& title) {
     const std::string decoder = name.substr(name.rfind('/') + 1) + ".js";
     storage.definition(name, R"({"decoder": ")" + decoder + R"(", "properties": {"temperature": {"name": ")" + title +

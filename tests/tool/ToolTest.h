@@ -15,6 +15,15 @@ namespace Kelvra::SCADA::Test {
 /// Returns `text` with every `part` replaced.
 std::string replaced(std::string text, const std::string& part, const std::string& by);
 
+/// A run of one of the commands, and all that it says.
+struct RunRow {
+    const char* name;
+    std::vector<std::string> arguments;
+    int status;
+    const char* out;
+    const char* err;
+};
+
 /// Two storages and a list in a temporary directory, and runs of the tool on them. In what a run returns, and in the
 /// texts that tests expect, "$T" stands for that directory. Log messages are off unless a run turns them on.
 class ToolTest : public ::testing::Test {
@@ -22,6 +31,8 @@ protected:
     ToolTest();
 
     ToolRun run(std::vector<std::string> arguments, const std::string& stdoutPath = "") const;
+
+    void expectRun(const std::string& command, const RunRow& row) const;
 
     /// Adds a good definition with one property "temperature" and a decoder beside it.
     static void addDefinition(StorageBuilder& storage, const std::string& name, const std::string& title = "Air");

@@ -6,15 +6,7 @@ namespace {
 
 using namespace Kelvra::SCADA::Test;
 
-struct ResolveRow {
-    const char* name;
-    std::vector<std::string> arguments;
-    int status;
-    const char* out;
-    const char* err;
-};
-
-class Resolve : public ToolTest, public ::testing::WithParamInterface<ResolveRow> {
+class Resolve : public ToolTest, public ::testing::WithParamInterface<RunRow> {
 protected:
     Resolve() {
         addDefinition(standard, "lora/demo/th1");
@@ -30,12 +22,7 @@ protected:
 };
 
 TEST_P(Resolve, showsTheChainAsFarAsItGoes) {
-    std::vector<std::string> arguments = {"resolve"};
-    arguments.insert(arguments.end(), GetParam().arguments.begin(), GetParam().arguments.end());
-    const ToolRun result = run(arguments);
-    EXPECT_EQ(result.status, GetParam().status);
-    EXPECT_EQ(result.out, GetParam().out);
-    EXPECT_EQ(result.err, GetParam().err);
+    expectRun("resolve", GetParam());
 }
 
 #define CHAIN_TO_SENSOR                                                                                                \
@@ -52,99 +39,98 @@ TEST_P(Resolve, showsTheChainAsFarAsItGoes) {
 
 INSTANTIATE_TEST_SUITE_P(
     Tool, Resolve,
-    ::testing::Values(ResolveRow{"overridden_definition",
-                                 {"lora", "aa", "temperature"},
-                                 0,
-                                 "source:     lora\n"
-                                 "identifier: aa\n" CHAIN_TO_SENSOR CHAIN_OVERRIDDEN "property:   temperature\n"
-                                 "description:\n"
-                                 "{\n"
-                                 "  \"name\" : \"Cellar\"\n"
-                                 "}\n",
-                                 ""},
-                      ResolveRow{"normalised_without_property",
-                                 {" lora", "AA\t"},
-                                 0,
-                                 "source:     lora (given as [ lora])\n"
-                                 "identifier: aa (given as [AA\\x09])\n" CHAIN_TO_SENSOR CHAIN_OVERRIDDEN
-                                 "properties: [\"temperature\"]\n",
-                                 ""},
-                      ResolveRow{"default_definition",
-                                 {"lora", "aa", "--custom-dir", ""},
-                                 0,
-                                 "source:     lora\n"
-                                 "identifier: aa\n" CHAIN_TO_SENSOR "storage:    default\n"
-                                 "file:       $T/default/lora/demo/th1.json\n"
-                                 "hides:      -\n"
-                                 "decoder:    $T/default/lora/demo/th1.js\n"
-                                 "state:      ok\n"
-                                 "properties: [\"temperature\"]\n",
-                                 ""},
-                      ResolveRow{
-                          "missing_property",
-                          {"lora", "aa", "nosuch"},
-                          1,
-                          "source:     lora\n"
-                          "identifier: aa\n" CHAIN_TO_SENSOR CHAIN_OVERRIDDEN,
-                          "scada-sensors: Sensor definition [lora/demo/th1] does not contain [nosuch] property.\n"},
-                      ResolveRow{"empty_property",
-                                 {"lora", "aa", ""},
-                                 1,
-                                 "source:     lora\n"
-                                 "identifier: aa\n" CHAIN_TO_SENSOR CHAIN_OVERRIDDEN,
-                                 "scada-sensors: Sensor definition [lora/demo/th1] does not contain [] property.\n"},
-                      ResolveRow{"broken_custom_definition",
-                                 {"lora", "z"},
-                                 1,
-                                 "source:     lora\n"
-                                 "identifier: z\n"
-                                 "list:       $T/list.json\n"
-                                 "element:    [3] line 5: {\"id\":\"z\",\"sensor\":\"demo/z\",\"src\":\"lora\"}\n"
-                                 "sensor:     lora@z\n"
-                                 "definition: lora/demo/z\n"
-                                 "storage:    custom\n"
-                                 "file:       $T/custom/lora/demo/z.json\n"
-                                 "hides:      default\n"
-                                 "decoder:    -\n"
-                                 "state:      Invalid sensor definition [lora/demo/z]: no decoder file found.\n",
-                                 "scada-sensors: Sensor definition [lora/demo/z] not found.\n"},
-                      ResolveRow{"nested_too_deep",
-                                 {"lora", "deep", "temperature"},
-                                 1,
-                                 "source:     lora\n"
-                                 "identifier: deep\n"
-                                 "list:       $T/list.json\n"
-                                 "element:    [4] line 6: {\"id\":\"deep\",\"sensor\":\"demo/deep\",\"src\":\"lora\"}\n"
-                                 "sensor:     lora@deep\n"
-                                 "definition: lora/demo/deep\n"
-                                 "storage:    custom\n"
-                                 "file:       $T/custom/lora/demo/deep.json\n"
-                                 "hides:      -\n"
-                                 "decoder:    -\n"
-                                 "state:      Exceeded stackLimit in readValue().\n",
-                                 "scada-sensors: Exceeded stackLimit in readValue().\n"},
-                      ResolveRow{"definition_not_installed",
-                                 {"lora", "gone", "temperature"},
-                                 1,
-                                 "source:     lora\n"
-                                 "identifier: gone\n"
-                                 "list:       $T/list.json\n"
-                                 "element:    [5] line 7: {\"id\":\"gone\",\"sensor\":\"demo/gone\",\"src\":\"lora\"}\n"
-                                 "sensor:     lora@gone\n"
-                                 "definition: lora/demo/gone\n",
-                                 "scada-sensors: Sensor definition [lora/demo/gone] not found.\n"},
-                      ResolveRow{"unknown_sensor",
-                                 {"lora", "nosuch"},
-                                 1,
-                                 "source:     lora\n"
-                                 "identifier: nosuch\n",
-                                 "scada-sensors: Sensor [lora@nosuch] is not defined in the Managed Sensors list.\n"},
-                      ResolveRow{"source_in_other_case",
-                                 {"LORA", "aa"},
-                                 1,
-                                 "source:     LORA\n"
-                                 "identifier: aa\n",
-                                 "scada-sensors: Sensor [LORA@aa] is not defined in the Managed Sensors list.\n"}),
+    ::testing::Values(RunRow{"overridden_definition",
+                             {"lora", "aa", "temperature"},
+                             0,
+                             "source:     lora\n"
+                             "identifier: aa\n" CHAIN_TO_SENSOR CHAIN_OVERRIDDEN "property:   temperature\n"
+                             "description:\n"
+                             "{\n"
+                             "  \"name\" : \"Cellar\"\n"
+                             "}\n",
+                             ""},
+                      RunRow{"normalised_without_property",
+                             {" lora", "AA\t"},
+                             0,
+                             "source:     lora (given as [ lora])\n"
+                             "identifier: aa (given as [AA\\x09])\n" CHAIN_TO_SENSOR CHAIN_OVERRIDDEN
+                             "properties: [\"temperature\"]\n",
+                             ""},
+                      RunRow{"default_definition",
+                             {"lora", "aa", "--custom-dir", ""},
+                             0,
+                             "source:     lora\n"
+                             "identifier: aa\n" CHAIN_TO_SENSOR "storage:    default\n"
+                             "file:       $T/default/lora/demo/th1.json\n"
+                             "hides:      -\n"
+                             "decoder:    $T/default/lora/demo/th1.js\n"
+                             "state:      ok\n"
+                             "properties: [\"temperature\"]\n",
+                             ""},
+                      RunRow{"missing_property",
+                             {"lora", "aa", "nosuch"},
+                             1,
+                             "source:     lora\n"
+                             "identifier: aa\n" CHAIN_TO_SENSOR CHAIN_OVERRIDDEN,
+                             "scada-sensors: Sensor definition [lora/demo/th1] does not contain [nosuch] property.\n"},
+                      RunRow{"empty_property",
+                             {"lora", "aa", ""},
+                             1,
+                             "source:     lora\n"
+                             "identifier: aa\n" CHAIN_TO_SENSOR CHAIN_OVERRIDDEN,
+                             "scada-sensors: Sensor definition [lora/demo/th1] does not contain [] property.\n"},
+                      RunRow{"broken_custom_definition",
+                             {"lora", "z"},
+                             1,
+                             "source:     lora\n"
+                             "identifier: z\n"
+                             "list:       $T/list.json\n"
+                             "element:    [3] line 5: {\"id\":\"z\",\"sensor\":\"demo/z\",\"src\":\"lora\"}\n"
+                             "sensor:     lora@z\n"
+                             "definition: lora/demo/z\n"
+                             "storage:    custom\n"
+                             "file:       $T/custom/lora/demo/z.json\n"
+                             "hides:      default\n"
+                             "decoder:    -\n"
+                             "state:      Invalid sensor definition [lora/demo/z]: no decoder file found.\n",
+                             "scada-sensors: Sensor definition [lora/demo/z] not found.\n"},
+                      RunRow{"nested_too_deep",
+                             {"lora", "deep", "temperature"},
+                             1,
+                             "source:     lora\n"
+                             "identifier: deep\n"
+                             "list:       $T/list.json\n"
+                             "element:    [4] line 6: {\"id\":\"deep\",\"sensor\":\"demo/deep\",\"src\":\"lora\"}\n"
+                             "sensor:     lora@deep\n"
+                             "definition: lora/demo/deep\n"
+                             "storage:    custom\n"
+                             "file:       $T/custom/lora/demo/deep.json\n"
+                             "hides:      -\n"
+                             "decoder:    -\n"
+                             "state:      Exceeded stackLimit in readValue().\n",
+                             "scada-sensors: Exceeded stackLimit in readValue().\n"},
+                      RunRow{"definition_not_installed",
+                             {"lora", "gone", "temperature"},
+                             1,
+                             "source:     lora\n"
+                             "identifier: gone\n"
+                             "list:       $T/list.json\n"
+                             "element:    [5] line 7: {\"id\":\"gone\",\"sensor\":\"demo/gone\",\"src\":\"lora\"}\n"
+                             "sensor:     lora@gone\n"
+                             "definition: lora/demo/gone\n",
+                             "scada-sensors: Sensor definition [lora/demo/gone] not found.\n"},
+                      RunRow{"unknown_sensor",
+                             {"lora", "nosuch"},
+                             1,
+                             "source:     lora\n"
+                             "identifier: nosuch\n",
+                             "scada-sensors: Sensor [lora@nosuch] is not defined in the Managed Sensors list.\n"},
+                      RunRow{"source_in_other_case",
+                             {"LORA", "aa"},
+                             1,
+                             "source:     LORA\n"
+                             "identifier: aa\n",
+                             "scada-sensors: Sensor [LORA@aa] is not defined in the Managed Sensors list.\n"}),
     rowName);
 
 TEST_F(Resolve, asJson) {

@@ -6,15 +6,7 @@ namespace {
 
 using namespace Kelvra::SCADA::Test;
 
-struct ShowRow {
-    const char* name;
-    std::vector<std::string> arguments;
-    int status;
-    const char* out;
-    const char* err;
-};
-
-class Show : public ToolTest, public ::testing::WithParamInterface<ShowRow> {
+class Show : public ToolTest, public ::testing::WithParamInterface<RunRow> {
 protected:
     Show() {
         addDefinition(standard, "lora/demo/th1");
@@ -27,88 +19,83 @@ protected:
 };
 
 TEST_P(Show, tellsWhatIsKnown) {
-    std::vector<std::string> arguments = {"show"};
-    arguments.insert(arguments.end(), GetParam().arguments.begin(), GetParam().arguments.end());
-    const ToolRun result = run(arguments);
-    EXPECT_EQ(result.status, GetParam().status);
-    EXPECT_EQ(result.out, GetParam().out);
-    EXPECT_EQ(result.err, GetParam().err);
+    expectRun("show", GetParam());
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Tool, Show,
-    ::testing::Values(ShowRow{"whole_definition",
-                              {"lora/demo/th1"},
-                              0,
-                              "definition: lora/demo/th1\n"
-                              "storage:    custom\n"
-                              "file:       $T/custom/lora/demo/th1.json\n"
-                              "hides:      default\n"
-                              "decoder:    -\n"
-                              "state:      ok\n"
-                              "document:\n"
-                              "{\n"
-                              "  \"properties\" : \n"
-                              "  {\n"
-                              "    \"temperature\" : \n"
-                              "    {\n"
-                              "      \"unit\" : \"\xc2\xb0"
-                              "C\\xc2\\x9b\"\n"
-                              "    },\n"
-                              "    \"word\" : \"x\"\n"
-                              "  }\n"
-                              "}\n",
-                              ""},
-                      ShowRow{"one_property",
-                              {"lora/demo/z", "temperature", "--custom-dir", ""},
-                              0,
-                              "definition: lora/demo/z\n"
-                              "storage:    default\n"
-                              "file:       $T/default/lora/demo/z.json\n"
-                              "hides:      -\n"
-                              "decoder:    $T/default/lora/demo/z.js\n"
-                              "state:      ok\n"
-                              "property:   temperature\n"
-                              "description:\n"
-                              "{\n"
-                              "  \"name\" : \"Air\"\n"
-                              "}\n",
-                              ""},
-                      ShowRow{"property_that_is_no_object",
-                              {"lora/demo/th1", "word"},
-                              1,
-                              "definition: lora/demo/th1\n"
-                              "storage:    custom\n"
-                              "file:       $T/custom/lora/demo/th1.json\n"
-                              "hides:      default\n"
-                              "decoder:    -\n"
-                              "state:      ok\n",
-                              "scada-sensors: Sensor definition [lora/demo/th1] does not contain [word] property.\n"},
-                      ShowRow{"broken_definition_that_hides_a_good_one",
-                              {"lora/demo/z"},
-                              1,
-                              "definition: lora/demo/z\n"
-                              "storage:    custom\n"
-                              "file:       $T/custom/lora/demo/z.json\n"
-                              "hides:      default\n"
-                              "decoder:    -\n"
-                              "state:      Invalid syntax of the sensor definition [lora/demo/z].\n",
-                              "scada-sensors: Sensor definition [lora/demo/z] not found.\n"},
-                      ShowRow{"nested_too_deep",
-                              {"lora/demo/deep"},
-                              1,
-                              "definition: lora/demo/deep\n"
-                              "storage:    custom\n"
-                              "file:       $T/custom/lora/demo/deep.json\n"
-                              "hides:      -\n"
-                              "decoder:    -\n"
-                              "state:      Exceeded stackLimit in readValue().\n",
-                              "scada-sensors: Exceeded stackLimit in readValue().\n"},
-                      ShowRow{"unknown",
-                              {"lora/demo/nosuch"},
-                              1,
-                              "definition: lora/demo/nosuch\n",
-                              "scada-sensors: Sensor definition [lora/demo/nosuch] not found.\n"}),
+    ::testing::Values(RunRow{"whole_definition",
+                             {"lora/demo/th1"},
+                             0,
+                             "definition: lora/demo/th1\n"
+                             "storage:    custom\n"
+                             "file:       $T/custom/lora/demo/th1.json\n"
+                             "hides:      default\n"
+                             "decoder:    -\n"
+                             "state:      ok\n"
+                             "document:\n"
+                             "{\n"
+                             "  \"properties\" : \n"
+                             "  {\n"
+                             "    \"temperature\" : \n"
+                             "    {\n"
+                             "      \"unit\" : \"\xc2\xb0"
+                             "C\\xc2\\x9b\"\n"
+                             "    },\n"
+                             "    \"word\" : \"x\"\n"
+                             "  }\n"
+                             "}\n",
+                             ""},
+                      RunRow{"one_property",
+                             {"lora/demo/z", "temperature", "--custom-dir", ""},
+                             0,
+                             "definition: lora/demo/z\n"
+                             "storage:    default\n"
+                             "file:       $T/default/lora/demo/z.json\n"
+                             "hides:      -\n"
+                             "decoder:    $T/default/lora/demo/z.js\n"
+                             "state:      ok\n"
+                             "property:   temperature\n"
+                             "description:\n"
+                             "{\n"
+                             "  \"name\" : \"Air\"\n"
+                             "}\n",
+                             ""},
+                      RunRow{"property_that_is_no_object",
+                             {"lora/demo/th1", "word"},
+                             1,
+                             "definition: lora/demo/th1\n"
+                             "storage:    custom\n"
+                             "file:       $T/custom/lora/demo/th1.json\n"
+                             "hides:      default\n"
+                             "decoder:    -\n"
+                             "state:      ok\n",
+                             "scada-sensors: Sensor definition [lora/demo/th1] does not contain [word] property.\n"},
+                      RunRow{"broken_definition_that_hides_a_good_one",
+                             {"lora/demo/z"},
+                             1,
+                             "definition: lora/demo/z\n"
+                             "storage:    custom\n"
+                             "file:       $T/custom/lora/demo/z.json\n"
+                             "hides:      default\n"
+                             "decoder:    -\n"
+                             "state:      Invalid syntax of the sensor definition [lora/demo/z].\n",
+                             "scada-sensors: Sensor definition [lora/demo/z] not found.\n"},
+                      RunRow{"nested_too_deep",
+                             {"lora/demo/deep"},
+                             1,
+                             "definition: lora/demo/deep\n"
+                             "storage:    custom\n"
+                             "file:       $T/custom/lora/demo/deep.json\n"
+                             "hides:      -\n"
+                             "decoder:    -\n"
+                             "state:      Exceeded stackLimit in readValue().\n",
+                             "scada-sensors: Exceeded stackLimit in readValue().\n"},
+                      RunRow{"unknown",
+                             {"lora/demo/nosuch"},
+                             1,
+                             "definition: lora/demo/nosuch\n",
+                             "scada-sensors: Sensor definition [lora/demo/nosuch] not found.\n"}),
     rowName);
 
 TEST_F(Show, asJsonIsReadableByOthers) {
