@@ -1,0 +1,39 @@
+include(CMakePackageConfigHelpers)
+
+set(package-dir ${CMAKE_INSTALL_LIBDIR}/cmake/scada-sensors)
+set(pkgconfig-dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+install(TARGETS scada-sensors EXPORT scada-sensors-targets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev)
+install(EXPORT scada-sensors-targets NAMESPACE scada-sensors:: DESTINATION ${package-dir} COMPONENT dev)
+install(DIRECTORY include/scada DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev)
+configure_package_config_file(cmake/scada-sensors-config.cmake.in scada-sensors-config.cmake
+  INSTALL_DESTINATION ${package-dir})
+write_basic_package_version_file(scada-sensors-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES
+  ${CMAKE_CURRENT_BINARY_DIR}/scada-sensors-config.cmake
+  ${CMAKE_CURRENT_BINARY_DIR}/scada-sensors-config-version.cmake
+  DESTINATION ${package-dir} COMPONENT dev)
+configure_file(cmake/scada-sensors.pc.in scada-sensors.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/scada-sensors.pc DESTINATION ${pkgconfig-dir} COMPONENT dev)
+
+# The stand-in is a package of its own: a device that brings its own support library leaves it out.
+if(SCADA_BUILD_SUPPORT)
+  install(TARGETS kelvra-support EXPORT kelvra-support-targets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev)
+  install(EXPORT kelvra-support-targets NAMESPACE scada-sensors:: DESTINATION ${package-dir} COMPONENT dev)
+  install(DIRECTORY support/include/kelvra DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev)
+  configure_file(cmake/kelvra-support.pc.in kelvra-support.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kelvra-support.pc DESTINATION ${pkgconfig-dir} COMPONENT dev)
+endif()
+
+if(SCADA_BUILD_TOOL)
+  install(TARGETS scada-sensors-tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
+  install(FILES man/scada-sensors.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
+  install(FILES man/scada-sensors-definition.5 man/scada-sensors-map.5
+    DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT tool)
+  install(FILES tools/scada-sensors/completion.bash
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME scada-sensors COMPONENT tool)
+  install(DIRECTORY schemas DESTINATION ${CMAKE_INSTALL_DATADIR}/scada-sensors COMPONENT tool)
+  install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tool)
+endif()
