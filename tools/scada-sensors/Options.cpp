@@ -26,17 +26,19 @@ int levelOf(const std::string& word) {
 
 void declareConfiguration(CLI::App& app) {
     Conf& conf = Env::inst().conf();
-    const auto text = [&app](const char* name, const char* value, const char* help, const auto& assign) {
-        app.add_option_function<std::string>(name, assign, help)->type_name(value)->group(GROUP);
+    const auto text = [&app](const char* name, const char* value, const char* help, const std::string& standard,
+                             const auto& assign) {
+        app.add_option_function<std::string>(name, assign, help)->type_name(value)->default_str(standard)->group(GROUP);
     };
-    text("--default-dir", "DIR", "Default definition storage",
+    text("--default-dir", "DIR", "Default definition storage", conf.getDfnDefaultDir(),
          [&conf](const std::string& dir) { conf.setDfnDefaultDir(dir); });
-    text("--custom-dir", "DIR", "Custom definition storage",
+    text("--custom-dir", "DIR", "Custom definition storage", conf.getDfnCustomDir(),
          [&conf](const std::string& dir) { conf.setDfnCustomDir(dir); });
-    text("--staging-dir", "DIR", "Scratch directory of installations",
+    text("--staging-dir", "DIR", "Scratch directory of installations", conf.getDfnStagingDir(),
          [&conf](const std::string& dir) { conf.setDfnStagingDir(dir); });
-    text("--map", "FILE", "Managed-sensors list", [&conf](const std::string& file) { conf.setSensorMapFile(file); });
-    text("--socket", "PATH", "Unix socket of the database",
+    text("--map", "FILE", "Managed-sensors list", conf.getSensorMapFile(),
+         [&conf](const std::string& file) { conf.setSensorMapFile(file); });
+    text("--socket", "PATH", "Unix socket of the database", conf.getDfnDatabaseSocket(),
          [&conf](const std::string& path) { conf.setDfnDatabaseSocket(path); });
     app.add_option_function<unsigned int>(
            "--db",
@@ -44,6 +46,7 @@ void declareConfiguration(CLI::App& app) {
            "Number of the database")
         ->check(CLI::Range(0U, 255U))
         ->type_name("N")
+        ->default_str(std::to_string(conf.getDfnDatabaseNumber()))
         ->group(GROUP);
 }
 
@@ -54,9 +57,10 @@ void declareOptions(CLI::App& app, bool* json) {
     app.add_flag("--json", *json, "Answer with one JSON object")->group(GROUP);
     app.add_option_function<std::string>(
            "--log-level", [](const std::string& word) { Logger::setLevel(levelOf(word)); },
-           "Log messages on standard error: off, error, warning (default), debug or trace")
+           "Log messages on standard error")
         ->check(CLI::IsMember({"off", "error", "warning", "debug", "trace"}))
         ->type_name("LEVEL")
+        ->default_str("warning")
         ->group(GROUP);
     Logger::setLevel(Logger::PrintLevel::WARNING_LEVEL);
 }

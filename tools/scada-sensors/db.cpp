@@ -155,7 +155,7 @@ public:
     void declareAccess() {
         CLI::App& getting = add("get", "Print a field of a hash", get);
         getting.add_option("FIELD", given->field, "Field of the hash")->required();
-        getting.add_option("--as", given->type, "Type to convert to: float, bool, int32 or uint32; without it: text")
+        getting.add_option("--as", given->type, "Type to convert to; without it: text")
             ->check(CLI::IsMember({"float", "bool", "int32", "uint32"}))
             ->type_name("TYPE");
         CLI::App& setting = add("set", "Write a field of a hash", set);
@@ -174,11 +174,13 @@ public:
                     arguments->seconds = seconds;
                     arguments->hasSeconds = true;
                 },
-                "Seconds from now on; 129600 (36 hours) unless given")
-            ->type_name("");
+                "Seconds from now on")
+            ->type_name("")
+            ->default_str(std::to_string(Env::inst().conf().getDfnDatabaseKeyTtl()));
         CLI::App& popping = add("pop", "Take the last value of a list", pop);
-        popping.add_option("--timeout", given->seconds, "Seconds to wait for a value; 0 (default): for ever")
-            ->type_name("S");
+        popping.add_option("--timeout", given->seconds, "Seconds to wait for a value; 0: for ever")
+            ->type_name("S")
+            ->capture_default_str();
     }
 
     Run run() const {

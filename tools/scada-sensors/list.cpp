@@ -53,9 +53,10 @@ ExitCode list(const std::string& searched, Output& output) {
 
 Run declareList(CLI::App& app) {
     const auto searched = std::make_shared<std::string>("both");
-    app.add_option("--storage", *searched, "Which storages: both (default), default or custom")
+    app.add_option("--storage", *searched, "Which storages")
         ->check(CLI::IsMember({"both", "default", "custom"}))
-        ->type_name("STORAGE");
+        ->type_name("STORAGE")
+        ->capture_default_str();
     return [searched](Output& output) { return list(*searched, output); };
 }
 

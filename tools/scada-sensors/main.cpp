@@ -15,11 +15,23 @@ using namespace Kelvra::SCADA::Tool;
 
 namespace {
 
+std::string exitCodeHelp() {
+    std::string help = "Exit status:";
+    for (const auto& [code, meaning] : {
+             std::make_pair(ExitCode::DONE, "Done"),
+             std::make_pair(ExitCode::FAILED, "The operation failed, or a check found faults"),
+             std::make_pair(ExitCode::BAD_USAGE, "Bad usage"),
+             std::make_pair(ExitCode::NO_DATABASE, "No database"),
+         })
+        help += "\n  " + std::to_string(static_cast<int>(code)) + "  " + meaning;
+    return help;
+}
+
 std::string commandHelp() {
     std::vector<std::vector<std::string>> rows;
     for (const Command& command : commands())
         rows.push_back({std::string("  ") + command.synopsis, command.summary});
-    return "Commands:\n" + table(rows) + "\nEach command explains its own arguments with --help.";
+    return "Commands:\n" + table(rows) + "\nEach command explains its own arguments with --help.\n\n" + exitCodeHelp();
 }
 
 ExitCode run(const Run& command, Output& output) {

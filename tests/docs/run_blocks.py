@@ -1,0 +1,153 @@
+#!/usr/bin/python3
+"""Runs the shell blocks of a document in order, in one shell, and compares the text blocks behind them with the output.
+
+The shell starts in a copy of what a checkout has after a build, and the command scada-sensors is that of a device: the paths
+that are fixed on a device lead to the examples, and a database server answers.
+"""
+
+import os
+import re
+import shutil
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+
+# These build and test the tree, this test included, so that they are not run from within; .ci/run has a gate for each.
+GATES = {
+    "README.md": ["scripts/demo", "scripts/test"],
+    "docs/first-sensor.md": ["scripts/demo"],
+}
+
+LANGUAGES = {"sh", "text", "json", "cpp", "js"}
+
+MARK = "@@@ block "
+
+DEVICE_TOOL = """#!/bin/sh
+given=" $* "
+for option in --default-dir={root}/default --custom-dir={root}/custom --staging-dir={root}/staging \\
+  --map={root}/sensors_map.json --socket={root}/redis.sock; do
+  case $given in *" ${{option%%=*}} "*) ;; *) set -- "$option" "$@" ;; esac
+done
+exec {tool} "$@"
+"""
+
+
+def fail(text):
+    sys.exit("run_blocks: " + text)
+
+
+def blocks_of(path):
+    """Returns (language, text, follows) for each fenced block; follows: nothing but blank lines since the one before."""
+    blocks, fence, text, follows, before = [], None, "", False, ""
+    for number, line in enumerate(open(path, encoding="utf-8"), 1):
+        if fence is not None and line.startswith("```"):
+            blocks.append((fence, text, follows))
+            fence, follows = None, True
+        elif fence is not None:
+            text += line
+        elif line.startswith("```"):
+            fence, text = line[3:].strip(), ""
+            if fence not in LANGUAGES:
+                fail(f"{path}:{number}: a block of the language [{fence}]")
+        elif line.startswith("    ") and not before.strip():
+            fail(f"{path}:{number}: an indented block; fence it")
+        elif line.strip():
+            follows = False
+        before = line
+    return blocks
+
+
+def without_gates(document, script, source):
+    """Returns the script without the commands that are gates; each of them must occur and be one."""
+    gates = open(os.path.join(source, ".ci/run"), encoding="utf-8").read()
+    for command in GATES.get(document, []):
+        script, count = re.subn(rf"^{command}( +#.*)?$", ":", script, flags=re.MULTILINE)
+        if count == 0:
+            fail(f"{command} is listed as a gate, but {document} does not run it")
+        if not re.search(rf"^gate \S+ {command}$", gates, flags=re.MULTILINE):
+            fail(f"{command} is no gate of .ci/run")
+    return script
+
+
+def write_program(path, text):
+    os.makedirs(os.path.dirname(path), exist_ok=True)
+    with open(path, "w", encoding="utf-8") as program:
+        program.write(text)
+    os.chmod(path, 0o755)
+
+
+def make_device(root, source, tool):
+    examples = os.path.join(source, "examples")
+    shutil.copytree(f"{examples}/storages/default", f"{root}/default")
+    shutil.copytree(f"{examples}/storages/custom", f"{root}/custom")
+    shutil.copy(f"{examples}/sensors_map.json", root)
+    write_program(f"{root}/bin/scada-sensors", DEVICE_TOOL.format(root=root, tool=tool))
+
+
+def make_checkout(root, source, tool, example):
+    shutil.copytree(os.path.join(source, "examples"), f"{root}/checkout/examples")
+    for build in ("dev", "demo"):
+        programs = f"{root}/checkout/build/{build}"
+        write_program(f"{programs}/tools/scada-sensors/scada-sensors", f'#!/bin/sh\nexec {tool} "$@"\n')
+        write_program(f"{programs}/examples/resolve-sensor", f'#!/bin/sh\nexec {example} "$@"\n')
+
+
+def start_server(root):
+    server = subprocess.Popen(
+        ["redis-server", "--port", "0", "--unixsocket", f"{root}/redis.sock", "--dir", root, "--save", ""],
+        stdout=subprocess.DEVNULL)
+    for _ in range(200):
+        with socket.socket(socket.AF_UNIX) as probe:
+            if probe.connect_ex(f"{root}/redis.sock") == 0:
+                return server
+        time.sleep(0.05)
+    server.kill()
+    fail("no database server")
+
+
+def outputs_of(root, script):
+    """Runs the script; returns what each of its parts printed."""
+    environment = dict(os.environ, PATH=f"{root}/bin:" + os.environ["PATH"], HOME=root, LC_ALL="C.UTF-8")
+    shell = subprocess.run(["sh", "-eu", "-c", script], cwd=f"{root}/checkout", env=environment, text=True,
+                           stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+    if shell.returncode != 0:
+        fail(f"exit status {shell.returncode} after\n{shell.stdout}")
+    return re.split(f"^{MARK}.*\n", shell.stdout.replace(root, "/tmp/device"), flags=re.MULTILINE)[1:]
+
+
+def compare(document, blocks, outputs):
+    """Compares each text block that directly follows a shell block with that block's output; returns how many."""
+    compared, shells = 0, iter(outputs)
+    for (language, text, _), after in zip(blocks, blocks[1:] + [("", "", False)]):
+        if language != "sh":
+            continue
+        output = next(shells)
+        if after[0] != "text" or not after[2]:
+            continue
+        compared += 1
+        if output != after[1]:
+            fail(f"{document}: after\n{text}was printed\n{output}where the document has\n{after[1]}")
+    return compared
+
+
+def main():
+    source, document, tool, example = sys.argv[1:]
+    blocks = blocks_of(os.path.join(source, document))
+    scripts = [text for language, text, _ in blocks if language == "sh"]
+    script = without_gates(document, "".join(f"echo '{MARK}{i}'\n{text}" for i, text in enumerate(scripts)), source)
+    with tempfile.TemporaryDirectory() as root:
+        make_device(root, source, tool)
+        make_checkout(root, source, tool, example)
+        server = start_server(root)
+        try:
+            outputs = outputs_of(root, script)
+        finally:
+            server.terminate()
+            server.wait()
+        compared = compare(document, blocks, outputs)
+    print(f"{document}: {len(scripts)} shell blocks ran, {compared} outputs compared")
+
+
+main()
