@@ -1,0 +1,100 @@
+#!/usr/bin/python3
+"""Holds the JSON Schemas against the library: both judge every sample of tests/data, and where they differ the table says why."""
+
+import glob
+import json
+import os
+import shlex
+import shutil
+import subprocess
+import sys
+import tempfile
+
+import jsonschema
+
+LENIENT = "the library's reader takes what is no strict JSON"
+FILES = "a schema does not see whether the decoder is a file"
+KEYS = "a schema does not compare the keys of elements"
+
+# Each sample that one of the two accepts and the other does not.
+DIFFERENCES = {
+    "invalid/definition-decoder-file-missing.json": FILES,
+    "invalid/definition-decoder-is-directory.json": FILES,
+    "invalid/list-sensor-twice-in-other-case.json": KEYS,
+    "invalid/list-sensor-twice.json": KEYS,
+    "valid/definition-with-byte-order-mark.json": LENIENT,
+    "valid/definition-with-comments.json": LENIENT,
+    "valid/definition-with-text-after-the-value.json": LENIENT,
+    "valid/definition-with-trailing-comma.json": LENIENT,
+    "valid/list-with-byte-order-mark.json": LENIENT,
+    "valid/list-with-comments.json": LENIENT,
+    "valid/list-with-text-after-the-value.json": LENIENT,
+    "valid/list-with-trailing-comma.json": LENIENT,
+}
+
+
+def schema_of(source, name):
+    schema = json.load(open(f"{source}/schemas/{name}.schema.json", encoding="utf-8"))
+    jsonschema.Draft202012Validator.check_schema(schema)
+    return jsonschema.Draft202012Validator(schema)
+
+
+def schema_accepts(schema, path):
+    try:
+        return schema.is_valid(json.load(open(path, encoding="utf-8")))
+    except json.JSONDecodeError:
+        return False
+
+
+def run(tool, *arguments):
+    return subprocess.run([*shlex.split(tool), *arguments], text=True, capture_output=True)
+
+
+def definition_accepted(tool, storage, path):
+    name = "lora/" + os.path.basename(os.path.dirname(path)) + "/" + os.path.basename(path)[:-len(".json")]
+    return run(tool, "--default-dir", storage, "--custom-dir", "", "show", name).returncode == 0
+
+
+def list_accepted(tool, path):
+    result = run(tool, "--default-dir", "", "--custom-dir", "", "--map", path, "sensors")
+    return result.returncode == 0 and "[MAP]" not in result.stderr
+
+
+def verdicts(source, tool, storage):
+    """Returns for each sample whether the schema and whether the library accepts it."""
+    definition, sensors = schema_of(source, "definition"), schema_of(source, "sensors-map")
+    for path in sorted(glob.glob(f"{source}/tests/data/*/*.json")):
+        sample = os.path.relpath(path, f"{source}/tests/data")
+        if os.path.basename(path).startswith("definition-"):
+            yield sample, schema_accepts(definition, path), definition_accepted(tool, storage, path)
+        else:
+            yield sample, schema_accepts(sensors, path), list_accepted(tool, path)
+
+
+def faults_of(samples):
+    """Returns what is wrong with the verdicts and with the table of differences, one text each."""
+    differing = set()
+    for sample, by_schema, by_library in samples:
+        if by_library != sample.startswith("valid/"):
+            yield f"{sample}: the library {'accepts' if by_library else 'refuses'} it"
+        if by_schema != by_library:
+            differing.add(sample)
+    for sample in sorted(differing - set(DIFFERENCES)):
+        yield f"{sample}: schema and library differ"
+    for sample in sorted(set(DIFFERENCES) - differing):
+        yield f"{sample}: listed as a difference, but there is none"
+
+
+def main():
+    source, tool = sys.argv[1:]
+    sys.setrecursionlimit(10000)  # samples are nested as deep as the library reads
+    with tempfile.TemporaryDirectory() as storage:
+        for folder in ("valid", "invalid"):
+            shutil.copytree(f"{source}/tests/data/{folder}", f"{storage}/lora/{folder}")
+        samples = list(verdicts(source, tool, storage))
+    faults = list(faults_of(samples))
+    print(*faults, f"{len(samples)} samples, {len(DIFFERENCES)} differences listed", sep="\n")
+    sys.exit(1 if faults or not samples else 0)
+
+
+main()
