@@ -4,7 +4,9 @@
 
 #include <string>
 
+/// The outer namespace, of the library and of the support contract.
 namespace Kelvra {
+/// The library: sensor definitions, managed sensors, installation, and access to the database.
 namespace SCADA {
 
 /// The configuration record: paths and database settings, with compiled-in defaults.

@@ -18,6 +18,7 @@ class SCADA_EXPORT Database : public DatabaseBase {
 public:
     /// Makes no connection yet.
     Database();
+    /// Leaves the connection open, as DatabaseBase does.
     ~Database() override;
 
     /// Reads a hash field. Returns RESULT_NOT_FOUND when there is none, RESULT_BAD_VALUE when the reply is no string.

@@ -28,6 +28,7 @@ public:
 
     /// Makes no connection yet.
     DatabaseBase();
+    /// Leaves the connection open until the process ends.
     virtual ~DatabaseBase();
     DatabaseBase(const DatabaseBase&) = delete;
     DatabaseBase& operator=(const DatabaseBase&) = delete;

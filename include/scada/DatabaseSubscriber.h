@@ -16,6 +16,7 @@ class SCADA_EXPORT DatabaseSubscriber : public DatabaseBase {
 public:
     /// Makes no connection yet.
     DatabaseSubscriber();
+    /// Leaves the connection open, as DatabaseBase does. REQUIRES: loop() has returned.
     ~DatabaseSubscriber() override;
 
     /// Switches notifications on and subscribes to those of every key. Returns RESULT_OK, RESULT_NO_REPLY or

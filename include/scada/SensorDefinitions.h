@@ -37,6 +37,7 @@ public:
 
     /// An empty registry over `searched`; reads nothing.
     explicit SensorDefinitions(STORAGE_TYPE searched);
+    /// Ends the life of every record and of what refers into it.
     ~SensorDefinitions();
     SensorDefinitions(const SensorDefinitions&) = delete;
     SensorDefinitions& operator=(const SensorDefinitions&) = delete;

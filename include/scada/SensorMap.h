@@ -19,6 +19,7 @@ class SCADA_EXPORT SensorMap {
 public:
     /// An empty map; reads nothing.
     SensorMap();
+    /// Ends the life of the registry behind it too.
     ~SensorMap();
     SensorMap(const SensorMap&) = delete;
     SensorMap& operator=(const SensorMap&) = delete;

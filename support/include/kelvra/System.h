@@ -4,6 +4,7 @@
 #include <vector>
 
 namespace Kelvra {
+/// How the library runs programs.
 namespace System {
 
 /// Runs a command line through the shell, wildcards expanded, and returns after it has ended, with what it printed in
