@@ -2,6 +2,8 @@ include(CMakePackageConfigHelpers)
 
 set(package-dir ${CMAKE_INSTALL_LIBDIR}/cmake/scada-sensors)
 set(pkgconfig-dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+# The pkg-config files find the tree that they stand in, wherever it is installed.
+string(REGEX REPLACE "[^/]+" ".." prefix-from-pkgconfig ${pkgconfig-dir})
 
 install(TARGETS scada-sensors EXPORT scada-sensors-targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev)
