@@ -20,6 +20,12 @@ namespace Kelvra::SCADA {
 
 namespace {
 
+// The client library takes and keeps this structure, and was built with the system's own time.
+#if defined(_TIME_BITS) && _TIME_BITS == 64
+#error "_TIME_BITS=64 changes timeval, which the client library shares"
+#endif
+static_assert(sizeof(timeval) == 2 * sizeof(long), "timeval is the client library's");
+
 constexpr timeval CONNECT_TIMEOUT{0, 500000};
 
 timeval*& connectTimeout(redisContext* context) {

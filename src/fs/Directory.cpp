@@ -10,6 +10,9 @@
 
 namespace Kelvra::SCADA {
 
+static_assert(sizeof(off_t) == 8 && sizeof(ino_t) == 8,
+              "smaller ones make lstat() fail on large files and inode numbers");
+
 mode_t acceptedTypes(unsigned int kinds) {
     static_assert(FsNode::MODE_DIR << 14U == S_IFDIR && FsNode::MODE_FILE << 14U == S_IFREG,
                   "the kinds are the type bits shifted");

@@ -316,7 +316,7 @@ INSTANTIATE_TEST_SUITE_P(
                       FloatRow{"AboveLargest", "3.5e38", 2, UNTOUCHED}, FloatRow{"Underflow", "1e-999", 2, UNTOUCHED},
                       FloatRow{"Denormal", "1e-40", 2, UNTOUCHED},
                       FloatRow{"ExactDenormal", "0x1p-149", 0, std::numeric_limits<float>::denorm_min()},
-                      FloatRow{"SmallestNormal", "1.17549435e-38", 0, std::numeric_limits<float>::min()},
+                      FloatRow{"SmallestNormal", "0x1p-126", 0, std::numeric_limits<float>::min()},
                       FloatRow{"ManyDigits", "0.1000000000000000000000000000000000000001", 0, 0.1F}),
     rowName);
 

@@ -4,15 +4,16 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/prctl.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <random>
+#include <sstream>
+#include <string>
 #include <thread>
 
 namespace {
@@ -32,14 +33,7 @@ class KilledInstallation : public InstallationTest {
 protected:
     void SetUp() override {
         InstallationTest::SetUp();
-        // Commands outlive the process that ran them. They come to this one, or to init where that cannot be had.
-        prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0);
         otherDefinitions = others();
-    }
-
-    void TearDown() override {
-        prctl(PR_SET_CHILD_SUBREAPER, 0, 0, 0, 0);
-        InstallationTest::TearDown();
     }
 
     // In a process group of its own, which its commands share.
@@ -47,11 +41,25 @@ protected:
         return startChild([&body] { return setpgid(0, 0) == 0 && body(); });
     }
 
+    // Commands outlive the process that ran them. Ended ones stay in the group for as long as init leaves them there.
     static void waitForGroup(pid_t group) {
-        while (kill(-group, 0) == 0 || errno != ESRCH) {
-            waitpid(-group, nullptr, WNOHANG);
+        while (kill(-group, 0) == 0 && runsInGroup(group))
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
+    }
+
+    static bool runsInGroup(pid_t group) {
+        const std::filesystem::directory_iterator processes("/proc");
+        return std::any_of(begin(processes), end(processes), [group](const std::filesystem::directory_entry& process) {
+            std::ifstream file(process.path() / "stat");
+            std::string text;
+            std::getline(file, text);
+            // Behind the name, which may hold anything: state, parent, group.
+            std::istringstream fields(text.substr(text.rfind(')') + 1));
+            char state = 0;
+            pid_t parent = 0;
+            pid_t itsGroup = 0;
+            return fields >> state >> parent >> itsGroup && itsGroup == group && state != 'Z' && state != 'X';
+        });
     }
 
     // Returns whether the signal ended the child, after its last command has ended too.

@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <cstring>
+#include <string>
 #include <type_traits>
 
 namespace {
@@ -38,6 +41,41 @@ static_assert(sizeof(Conf::DFN_DATABASE_NUMBER) == 4 && sizeof(Conf::DFN_DATABAS
 
 static_assert(std::is_copy_constructible<Conf>::value && std::is_copy_assignable<Conf>::value, "");
 static_assert(!std::is_polymorphic<Conf>::value, "");
+
+// The fields as compiled host programs know them.
+struct Layout {
+    std::string databaseSocket;
+    unsigned char databaseNumber;
+    unsigned int databaseKeyTtl;
+    std::string defaultDir;
+    std::string customDir;
+    std::string stagingDir;
+    std::string sensorMapFile;
+};
+static_assert(sizeof(Conf) == sizeof(Layout) && alignof(Conf) == alignof(Layout), "");
+
+std::size_t offsetIn(const Conf& conf, const std::string& field) {
+    return static_cast<std::size_t>(reinterpret_cast<const char*>(&field) - reinterpret_cast<const char*>(&conf));
+}
+
+template <typename Number> Number numberIn(const Conf& conf, std::size_t offset) {
+    Number number{};
+    std::memcpy(&number, reinterpret_cast<const char*>(&conf) + offset, sizeof number);
+    return number;
+}
+
+TEST(ConfLayout, keepsTheOrderOfItsFields) {
+    Conf conf;
+    conf.setDfnDatabaseNumber(201);
+    conf.setDfnDatabaseKeyTtl(4000000001U);
+    EXPECT_EQ(offsetIn(conf, conf.getDfnDatabaseSocket()), offsetof(Layout, databaseSocket));
+    EXPECT_EQ(numberIn<unsigned char>(conf, offsetof(Layout, databaseNumber)), 201);
+    EXPECT_EQ(numberIn<unsigned int>(conf, offsetof(Layout, databaseKeyTtl)), 4000000001U);
+    EXPECT_EQ(offsetIn(conf, conf.getDfnDefaultDir()), offsetof(Layout, defaultDir));
+    EXPECT_EQ(offsetIn(conf, conf.getDfnCustomDir()), offsetof(Layout, customDir));
+    EXPECT_EQ(offsetIn(conf, conf.getDfnStagingDir()), offsetof(Layout, stagingDir));
+    EXPECT_EQ(offsetIn(conf, conf.getSensorMapFile()), offsetof(Layout, sensorMapFile));
+}
 
 struct StringField {
     const char* name;

@@ -17,6 +17,13 @@ static_assert(std::is_copy_constructible<DefinitionSpec>::value && std::is_copy_
 static_assert(std::is_move_constructible<DefinitionSpec>::value && std::is_move_assignable<DefinitionSpec>::value, "");
 static_assert(!std::is_polymorphic<DefinitionSpec>::value, "");
 
+// The fields as compiled host programs know them.
+struct Layout {
+    Json::Value json;
+    std::string decoderPath;
+};
+static_assert(sizeof(DefinitionSpec) == sizeof(Layout), "");
+
 Json::Value document() {
     Json::Value json;
     json["properties"]["temperature"]["unit"] = "C";

@@ -18,6 +18,10 @@ static_assert(std::is_same<decltype(&Response::getResult), const Json::Value& (R
 static_assert(std::is_same<decltype(&Response::setError), void (Response::*)(const std::string&)>::value, "");
 static_assert(std::is_same<decltype(&Response::setResult), void (Response::*)(const Json::Value&)>::value, "");
 static_assert(std::is_convertible<Response*, Json::Value*>::value, "the envelope is the JSON value");
+struct Flagged : Json::Value {
+    bool failed;
+};
+static_assert(sizeof(Response) == sizeof(Flagged), "one flag behind the value");
 static_assert(std::is_same<decltype(Response::KEY_STATUS), const std::string>::value, "");
 static_assert(std::is_same<decltype(Kelvra::SCADA::g_StrValue), std::string>::value, "");
 

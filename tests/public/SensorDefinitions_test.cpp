@@ -11,6 +11,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <stdexcept>
 #include <type_traits>
@@ -48,6 +49,22 @@ static_assert(std::is_same<decltype(Info::definition), Json::Value>::value, "");
 static_assert(std::is_same<decltype(Info::decoderPath), std::string>::value, "");
 static_assert(std::is_same<decltype(Info::storage), STORAGE_TYPE>::value, "");
 static_assert(!std::is_polymorphic<Registry>::value, "");
+
+// The fields as compiled host programs know them.
+struct InfoLayout {
+    Json::Value definition;
+    std::string decoderPath;
+    STORAGE_TYPE storage;
+};
+static_assert(sizeof(Info) == sizeof(InfoLayout), "");
+static_assert(offsetof(Info, definition) == offsetof(InfoLayout, definition), "");
+static_assert(offsetof(Info, decoderPath) == offsetof(InfoLayout, decoderPath), "");
+static_assert(offsetof(Info, storage) == offsetof(InfoLayout, storage), "");
+struct Layout {
+    STORAGE_TYPE storage;
+    std::unordered_map<std::string, std::unique_ptr<Info>> cache;
+};
+static_assert(sizeof(Registry) == sizeof(Layout), "");
 
 const char* const NAME = "lora/demo/th1";
 const char* const NOT_FOUND = "Sensor definition [lora/demo/th1] not found.";

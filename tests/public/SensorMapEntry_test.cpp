@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <string>
 #include <type_traits>
 
 namespace {
@@ -25,6 +27,9 @@ static_assert(std::is_same<decltype(SensorMapEntry::JSON_ATTR_SENSOR), const std
 static_assert(std::is_same<decltype(SensorMapEntry::JSON_ATTR_STATUS), const std::string>::value, "");
 static_assert(std::is_aggregate<SensorMapEntry>::value && !std::is_polymorphic<SensorMapEntry>::value, "");
 static_assert(sizeof(SensorMapEntry) == 3 * sizeof(std::string), "three strings and nothing else");
+static_assert(offsetof(SensorMapEntry, id) == 0 && offsetof(SensorMapEntry, sensor) == sizeof(std::string) &&
+                  offsetof(SensorMapEntry, src) == 2 * sizeof(std::string),
+              "in the order of their names");
 static_assert(std::is_copy_constructible<SensorMapEntry>::value && std::is_copy_assignable<SensorMapEntry>::value, "");
 
 TEST(SensorMapEntry, constants) {

@@ -38,6 +38,13 @@ static_assert(std::is_same<decltype(&SensorMap::getMeasurement),
               "");
 static_assert(std::is_same<decltype(&SensorMap::getDecoderPath), TextQuery>::value, "");
 
+// The fields as compiled host programs know them.
+struct Layout {
+    SensorDefinitions definitions;
+    std::unordered_map<std::string, std::string> sensors;
+};
+static_assert(sizeof(SensorMap) == sizeof(Layout), "");
+
 const char* const OLD_TEXT = "old text";
 const char* const ONE_SENSOR = R"([{"id": "AbC", "src": "Net", "sensor": "demo/th1"}])";
 
