@@ -451,6 +451,18 @@ TEST_F(SubscriberOfAServer, SeesChangesOnceThereIsAServer) {
     EXPECT_EQ(watch.stop(), 0);
 }
 
+TEST_F(SubscriberOfAServer, LoopOnASubscribedConnectionHandsOutNothing) {
+    Watch watch(server.socket());
+    ASSERT_EQ(watch.subscriber.subscribe(), 0);
+    watch.start();
+    for (int i = 0; i < 50; ++i) {
+        server.run({"SET", "k", "v"});
+        std::this_thread::sleep_for(10ms);
+    }
+    EXPECT_EQ(watch.stop(), 0);
+    EXPECT_THAT(watch.messages(), ElementsAre());
+}
+
 TEST_F(SubscriberOfAServer, IsNoLongerFitForCommandsAfterwards) {
     Watch watch(server.socket());
     watch.start();
