@@ -51,6 +51,8 @@ def check_words():
     check(["resolve", "remove"], "re")
     check(["--dry-run"], "install", "upload", "--dr")
     check(["--storage"], "--db", "7", "list", "--sto")
+    check(["list"], "--custom-dir", "=", "custom", "li")
+    check(["custom"], "list", "--storage", "=", "cu")
     check(["set"], "--json", "db", "--db", "7", "s")
     check([], "--db", "")
     check([], "show", "")

@@ -2,10 +2,12 @@
 source /usr/share/bash-completion/bash_completion
 source "$1"
 shift
+compopt() { :; } # no completion is in progress that it could tell
 read -r _ _ function _ < <(complete -p scada-sensors)
 COMP_WORDS=(scada-sensors "$@")
 COMP_CWORD=$#
 COMP_LINE=${COMP_WORDS[*]}
+COMP_LINE=${COMP_LINE// = /=}
 COMP_POINT=${#COMP_LINE}
-"$function" scada-sensors "${COMP_WORDS[COMP_CWORD]}" "${COMP_WORDS[COMP_CWORD - 1]}" 2>/dev/null
+"$function" scada-sensors "${COMP_WORDS[COMP_CWORD]}" "${COMP_WORDS[COMP_CWORD - 1]}"
 [ ${#COMPREPLY[@]} -eq 0 ] || printf '%s\n' "${COMPREPLY[@]}"

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <type_traits>
 #include <utility>
 
@@ -23,6 +24,8 @@ struct Layout {
     std::string decoderPath;
 };
 static_assert(sizeof(DefinitionSpec) == sizeof(Layout), "");
+static_assert(offsetof(DefinitionSpec, json) == offsetof(Layout, json), "");
+static_assert(offsetof(DefinitionSpec, decoderPath) == offsetof(Layout, decoderPath), "");
 
 Json::Value document() {
     Json::Value json;

@@ -31,8 +31,8 @@ _scada_sensors_options() {
 }
 
 _scada_sensors() {
-    local cur prev words cword command offered
-    _init_completion || return
+    local cur prev words cword split command offered
+    _init_completion -s || return
     _scada_sensors_command
     case $prev in
         --default-dir | --custom-dir | --staging-dir) _filedir -d && return ;;
