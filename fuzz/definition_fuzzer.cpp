@@ -45,7 +45,7 @@ void checkInvalid(const DefinitionSpec& spec, const std::string& error) {
     require(!error.empty() && error.size() <= 255, "a refusal has its text");
     const bool onlyPropertiesMissing = error == NO_PROPERTIES;
     require(onlyPropertiesMissing ? spec.json.isObject() : spec.json.isNull() && spec.decoderPath.empty(),
-            "the spec of a refused definition is empty, or lacks nothing but its properties");
+            "what is read of a refused definition is empty, or lacks nothing but its properties");
 }
 
 Answer readSpec(const Storage& storage, DefinitionSpec* spec) {
@@ -55,7 +55,7 @@ Answer readSpec(const Storage& storage, DefinitionSpec* spec) {
         valid ? checkValid(*spec) : checkInvalid(*spec, error);
         return valid ? Answer::Valid : Answer::Invalid;
     } catch (const Json::Exception&) {
-        require(spec->json.isNull() && spec->decoderPath.empty(), "an exception leaves the spec empty");
+        require(spec->json.isNull() && spec->decoderPath.empty(), "an exception leaves nothing read");
         return Answer::Exception;
     }
 }

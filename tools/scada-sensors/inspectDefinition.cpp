@@ -28,7 +28,7 @@ Position positionOfMember(const JsonText& json, const std::string& member) {
 Faults inspectRules(const Definition& definition, const std::string& name, const JsonText& json) {
     const std::string section = DefinitionsStorage::JSON_PROPERTIES_SECTION;
     const Json::Value& properties = json.root()[section];
-    // The storage fills the spec object unless a decoder fault came first.
+    // The storage hands the document out unless a decoder fault came first.
     const bool decoderFault = !definition.valid && definition.spec.json.isNull();
     Faults faults;
     if (decoderFault)
