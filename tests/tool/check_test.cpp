@@ -222,6 +222,14 @@ const std::vector<ElementRow>& elements() {
         {"definition_without_decoder",
          R"({"id": "4", "src": "lora", "sensor": "demo/bare"})",
          {"Sensor definition [lora/demo/bare] has no decoder."}},
+        {"definition_missing_behind_a_fault",
+         R"({"id": "c@d", "src": "lora", "sensor": "demo/nosuch"})",
+         {"Invalid identifier [c@d] specified for a managed sensor sensor.",
+          "Sensor definition [lora/demo/nosuch] not found."}},
+        {"duplicate_behind_a_fault",
+         R"({"id": "aa", "src": "lora", "sensor": "n@m"})",
+         {"Invalid sensor definition [n@m] specified for the [lora@aa] managed sensor sensor.",
+          "duplicate key id=[aa] src=[lora]. Skipping. The first one is element [0]."}},
         {"duplicate_with_a_missing_definition",
          R"({"id": "aA", "src": "lora", "sensor": "demo/nosuch"})",
          {"duplicate key id=[aa] src=[lora]. Skipping. The first one is element [0].",
@@ -353,6 +361,14 @@ INSTANTIATE_TEST_SUITE_P(
                       ListFileRow{"element_behind_a_byte_order_mark", "\xef\xbb\xbf[\n 5]",
                                   "$T/list.json[0]:2:2: Corresponding json section is not an object.\n"
                                   "1 fault in 1 definition and 1 list element\n"},
+                      ListFileRow{"key_first_in_a_faulty_element",
+                                  R"([{"id": "x", "src": "lora", "sensor": "n@m"},)"
+                                  "\n"
+                                  R"({"id": "X", "src": "lora", "sensor": "demo/th1"}])",
+                                  "$T/list.json[0]:1:2: Invalid sensor definition [n@m] specified for the [lora@x] "
+                                  "managed sensor sensor.\n"
+                                  "$T/list.json[0]:1:2: duplicate key id=[x] src=[lora]. It is in element [1], too.\n"
+                                  "2 faults in 1 definition and 2 list elements\n"},
                       ListFileRow{"nested_too_deep", nestedArrays(1001),
                                   "$T/list.json: Failed to parse the managed sensors list [$T/list.json]: "
                                   "Exceeded stackLimit in readValue().\n"

@@ -43,6 +43,27 @@ std::vector<std::string> faultyMembers(const Json::Value& element) {
     return members;
 }
 
+void readElement(ListElement* element) {
+    const Json::Value& value = *element->value;
+    std::vector<std::string> faulty;
+    element->valid = element->entry.LoadJson(value, nullptr);
+    if (!element->valid) {
+        if (!value.isObject())
+            return;
+        Json::Value mended = value;
+        faulty = faultyMembers(value);
+        for (const std::string& member : faulty)
+            mended[member] = PLACEHOLDER;
+        element->entry.LoadJson(mended, nullptr);
+    }
+    const auto isSound = [&faulty](const std::string& member) {
+        return std::find(faulty.begin(), faulty.end(), member) == faulty.end();
+    };
+    const bool hasSource = isSound(SensorMapEntry::JSON_ATTR_SRC);
+    element->hasKey = hasSource && isSound(SensorMapEntry::JSON_ATTR_ID);
+    element->hasDefinition = hasSource && isSound(SensorMapEntry::JSON_ATTR_SENSOR);
+}
+
 } // namespace
 
 ManagedList::ManagedList() : path(Env::inst().conf().getSensorMapFile()), json(path) {
@@ -59,17 +80,25 @@ ManagedList::ManagedList() : path(Env::inst().conf().getSensorMapFile()), json(p
 }
 
 void ManagedList::readElements() {
-    std::map<std::string, Json::ArrayIndex> firsts;
+    // A key belongs to the first element that the library takes, else to the first one that has it.
+    std::map<std::string, Json::ArrayIndex> owners;
     for (Json::ArrayIndex index = 0; index < json.root().size(); ++index) {
         const Json::Value& value = json.root()[index];
-        ListElement element{index, json.positionOf(value), &value, {}, false, std::nullopt};
-        element.valid = element.entry.LoadJson(value, nullptr);
-        if (element.valid) {
-            const auto [first, isNew] = firsts.emplace(element.sensorKey(), index);
-            if (!isNew)
-                element.repeats = first->second;
+        ListElement element{};
+        element.index = index;
+        element.position = json.positionOf(value);
+        element.value = &value;
+        readElement(&element);
+        if (element.hasKey) {
+            Json::ArrayIndex& owner = owners.emplace(element.sensorKey(), index).first->second;
+            if (element.valid && owner != index && !entries[owner].valid)
+                owner = index;
         }
         entries.push_back(element);
+    }
+    for (ListElement& element : entries) {
+        if (element.hasKey && owners[element.sensorKey()] != element.index)
+            element.repeats = owners[element.sensorKey()];
     }
 }
 

@@ -16,10 +16,12 @@ namespace Kelvra::SCADA::Tool {
 struct ListElement {
     Json::ArrayIndex index;
     Position position;
-    const Json::Value* value; ///< as written; valid as long as the list
-    SensorMapEntry entry;
-    bool valid;
-    std::optional<Json::ArrayIndex> repeats; ///< the valid element before it that has the same sensor key
+    const Json::Value* value;                ///< as written; valid as long as the list
+    SensorMapEntry entry;                    ///< the members that are without fault; the others hold a placeholder
+    bool valid;                              ///< whether the library takes it; it has a key and a definition name then
+    bool hasKey;                             ///< whether identifier and source are without fault
+    bool hasDefinition;                      ///< whether source and definition are without fault
+    std::optional<Json::ArrayIndex> repeats; ///< the element to which the same sensor key belongs
 
     std::string sensorKey() const { return entry.src + "@" + entry.id; }
     std::string definitionName() const { return entry.src + "/" + entry.sensor; }

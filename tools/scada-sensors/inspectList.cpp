@@ -17,6 +17,14 @@ std::string definitionFault(const Storages& storages, const std::string& name) {
     return notFoundText(name) + " It is broken in the " + wordOf(storage->type) + " storage: " + definition.state;
 }
 
+// In the library's words, which skips whatever comes after the first one.
+std::string duplicateFault(const ListElement& element) {
+    const std::string owner = "element [" + std::to_string(*element.repeats) + "]";
+    return "duplicate key id=[" + element.entry.id + "] src=[" + element.entry.src + "]. " +
+           (*element.repeats < element.index ? "Skipping. The first one is " + owner + "."
+                                             : "It is in " + owner + ", too.");
+}
+
 } // namespace
 
 Faults inspectList(const ManagedList& list, const Storages& storages) {
@@ -28,11 +36,10 @@ Faults inspectList(const ManagedList& list, const Storages& storages) {
         };
         for (const std::string& text : faultsOfElement(*element.value))
             add(text);
-        if (!element.valid)
-            continue;
         if (element.repeats)
-            add("duplicate key id=[" + element.entry.id + "] src=[" + element.entry.src +
-                "]. Skipping. The first one is element [" + std::to_string(*element.repeats) + "].");
+            add(duplicateFault(element));
+        if (!element.hasDefinition)
+            continue;
         const std::string name = element.definitionName();
         const auto [known, isNew] = definitionFaults.emplace(name, "");
         if (isNew)
