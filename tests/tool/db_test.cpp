@@ -1,4 +1,5 @@
 #include "RedisServer.h"
+#include "ScriptedRedis.h"
 #include "ToolTest.h"
 #include "jsonText.h"
 #include "rowName.h"
@@ -249,6 +250,53 @@ INSTANTIATE_TEST_SUITE_P(
                           3,
                           "No reply from database 200 at [$S]; is a server with that many databases listening there?"}),
     rowName);
+
+using Answers = std::vector<std::vector<ScriptedRedis::Answer>>;
+
+struct AnswersRow {
+    const char* name;
+    Answers answers;
+    int status;
+    const char* message;
+    std::size_t commands; ///< that the peer got, the selections of the database included
+};
+
+class DbGetFromAPeer : public ToolTest, public ::testing::WithParamInterface<AnswersRow> {};
+
+const char* const OK = "+OK\r\n";
+const char* const LOADING = "-LOADING\r\n";
+const char* const TEXT = "$1\r\nx\r\n";
+
+// A value that does not convert is read once more for the message, and much can have changed by then.
+TEST_P(DbGetFromAPeer, saysWhatItKnows) {
+    ScriptedRedis peer(answers(GetParam().answers));
+    const ToolRun result = run({"--socket", peer.socket(), "db", "get", "k", "f", "--as", "int32"});
+    EXPECT_EQ(result.status, GetParam().status);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(replaced(result.err, peer.socket(), "$S"), std::string("scada-sensors: ") + GetParam().message + "\n");
+    EXPECT_TRUE(peer.waitForCommands(GetParam().commands));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Tool, DbGetFromAPeer,
+    ::testing::Values(AnswersRow{"still_there", {{{OK}, {TEXT}, {TEXT}}}, 1, "Field [f] of [k] is no int32: [x].", 3},
+                      AnswersRow{"gone", {{{OK}, {TEXT}, {"$-1\r\n"}}}, 1, "There is no field [f] of [k].", 3},
+                      AnswersRow{"no_text", {{{OK}, {TEXT}, {LOADING}}}, 1, "Key [k] is not readable as a hash.", 3},
+                      AnswersRow{
+                          "server_gone",
+                          {{{OK}, {TEXT, true}}, {{"-ERR no\r\n"}}},
+                          3,
+                          "No reply from database 2 at [$S]; is a server with that many databases listening there?",
+                          3}),
+    rowName);
+
+TEST_F(ToolTest, dbGetReadsATextOnce) {
+    ScriptedRedis peer(answers({{{OK}, {LOADING}, {TEXT}}}));
+    const ToolRun result = run({"--socket", peer.socket(), "db", "get", "k", "f"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "scada-sensors: Key [k] is not readable as a hash.\n");
+    EXPECT_EQ(peer.received(), std::vector<std::string>{encoded({"SELECT", "2"}) + encoded({"HGET", "k", "f"})});
+}
 
 struct CommandRow {
     const char* name;

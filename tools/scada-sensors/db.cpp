@@ -69,26 +69,32 @@ int readAs(Database& database, const Arguments& given, Value* value) {
     return result;
 }
 
-// The library tells a value of another type and a key that holds no hash by the same code.
-std::string badValueText(Database& database, const Arguments& given) {
+ExitCode notRead(int code, const Arguments& given, Output& output) {
+    if (code == DatabaseBase::RESULT_NOT_FOUND)
+        return output.failed("There is no field [" + given.field + "] of [" + given.key + "].");
+    if (code == DatabaseBase::RESULT_NO_REPLY)
+        return output.noDatabase(noReplyText());
+    return output.failed("Key [" + given.key + "] is not readable as a hash.");
+}
+
+// The library tells a value of another type and a key that holds no hash by the same code: the text makes the
+// difference.
+ExitCode badValue(Database& database, const Arguments& given, Output& output) {
     std::string text;
-    if (database.hget(given.key, given.field, &text) == DatabaseBase::RESULT_OK)
-        return "Field [" + given.field + "] of [" + given.key + "] is no " + given.type + ": [" + text + "].";
-    return "Key [" + given.key + "] is not readable as a hash.";
+    const int code = database.hget(given.key, given.field, &text);
+    if (code != DatabaseBase::RESULT_OK)
+        return notRead(code, given, output);
+    return output.failed("Field [" + given.field + "] of [" + given.key + "] is no " + given.type + ": [" + text +
+                         "].");
 }
 
 ExitCode get(Database& database, const Arguments& given, Output& output) {
     Value value;
-    switch (readAs(database, given, &value)) {
-    case DatabaseBase::RESULT_OK:
-        break;
-    case DatabaseBase::RESULT_NOT_FOUND:
-        return output.failed("There is no field [" + given.field + "] of [" + given.key + "].");
-    case DatabaseBase::RESULT_NO_REPLY:
-        return output.noDatabase(noReplyText());
-    default:
-        return output.failed(badValueText(database, given));
-    }
+    const int code = readAs(database, given, &value);
+    if (code == DatabaseBase::RESULT_BAD_VALUE && !given.type.empty())
+        return badValue(database, given, output);
+    if (code != DatabaseBase::RESULT_OK)
+        return notRead(code, given, output);
     Json::Value result;
     result["key"] = given.key;
     result["field"] = given.field;
