@@ -38,10 +38,15 @@ void SensorDefinitions::findNames(std::set<std::string>* names) {
     if (names == nullptr)
         return;
     const Conf& conf = Env::inst().conf();
-    if (storage != STORAGE_DEFAULT)
-        DefinitionsStorage{conf.getDfnCustomDir()}.findNames(names);
+    std::set<std::string> standard;
+    std::set<std::string> custom;
     if (storage == STORAGE_DEFAULT || storage == STORAGE_BOTH)
-        DefinitionsStorage{conf.getDfnDefaultDir()}.findNames(names);
+        DefinitionsStorage{conf.getDfnDefaultDir()}.findNames(&standard);
+    if (storage != STORAGE_DEFAULT)
+        DefinitionsStorage{conf.getDfnCustomDir()}.findNames(&custom);
+    // Moves the names without an allocation, which could fail half-way.
+    names->merge(custom);
+    names->merge(standard);
 }
 
 bool SensorDefinitions::loadDefinition(const std::string& name, std::string* error) {

@@ -9,6 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <memory>
+#include <new>
 
 namespace Kelvra::SCADA {
 
@@ -25,6 +26,13 @@ struct File {
     File& operator=(const File&) = delete;
 };
 
+// Room for the whole at once. What is longer than any string counts as what no memory can hold.
+void reserveFor(off_t size, std::string* text) {
+    if (static_cast<unsigned long long>(size) > text->max_size())
+        throw std::bad_alloc();
+    text->reserve(static_cast<std::size_t>(size));
+}
+
 } // namespace
 
 // A directory opens like a file and fails to be read: it counts as an empty one, as does what fails half-way.
@@ -35,7 +43,7 @@ bool readFile(const std::string& path, std::string* text) {
     text->clear();
     struct stat status {};
     if (fstat(file.descriptor, &status) == 0 && S_ISREG(status.st_mode))
-        text->reserve(static_cast<std::size_t>(status.st_size));
+        reserveFor(status.st_size, text);
     std::array<char, 16384> chunk;
     for (;;) {
         const ssize_t count = read(file.descriptor, chunk.data(), chunk.size());

@@ -8,9 +8,12 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
+#include <sys/mman.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <functional>
+#include <new>
 #include <vector>
 
 namespace {
@@ -103,6 +106,15 @@ TEST(ReadFileOther, permissionsDecide) {
         std::string text = "before";
         return !readFile(dir / "file", &text) && text == "before";
     }));
+}
+
+// A file without blocks, of a size that no string can have.
+TEST(ReadFileOther, whatNoMemoryCanHoldIsAFailedAllocation) {
+    const int file = memfd_create("huge", MFD_CLOEXEC);
+    ASSERT_EQ(ftruncate(file, off_t{5} << 60), 0);
+    std::string text;
+    EXPECT_THROW(readFile("/proc/self/fd/" + std::to_string(file), &text), std::bad_alloc);
+    close(file);
 }
 
 struct ParseRow {
