@@ -107,6 +107,10 @@ bool AllocationFault::hit() const {
     return failedOnce;
 }
 
+bool AllocationFault::inSystem() const {
+    return false;
+}
+
 long liveAllocations() {
     return live;
 }
