@@ -40,7 +40,7 @@ public:
     int hset(const std::string& key, const std::string& field, const std::string& value);
     /// Lets the key expire in so many seconds; RESULT_OK also when there is no such key.
     int expire(const std::string& key, unsigned int seconds);
-    /// Lets the key expire in the seconds given to setup().
+    /// Lets the key expire in the object's default expiry: what setup() set, else Conf::DFN_DATABASE_KEY_TTL seconds.
     int expire(const std::string& key);
 
     /// Puts a value in front of a list.

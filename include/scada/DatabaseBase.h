@@ -34,12 +34,13 @@ public:
     DatabaseBase& operator=(const DatabaseBase&) = delete;
 
     /// Sets the socket path, the logical database and the default expiry in seconds. An existing connection stays: a
-    /// new number counts from the next reconnection on, a new path only before the first connection.
+    /// new number counts from the next reconnection on, a new path only before the first attempt to connect.
     void setup(const std::string& socket, unsigned char number, unsigned int ttl);
     /// The same with the expiry Conf::DFN_DATABASE_KEY_TTL, whatever it was before.
     void setup(const std::string& socket, unsigned char number);
 
     /// Makes sure that there is a connection with the right database selected. Returns RESULT_OK or RESULT_NO_REPLY.
+    /// A connection that is there is not asked: that its server has gone shows only with the next command.
     int ensureConnected();
 
     /// Runs a command given as a hiredis format with its arguments, twice if need be. Returns the reply, which may be

@@ -11,7 +11,7 @@ namespace SCADA {
 
 /// One storage directory: a definition named first/second/stem is its file DIR/first/second/stem.json.
 /// An aggregate made on the spot for each operation, as in DefinitionsStorage{directory}; it caches and logs nothing.
-/// Reading from several threads is safe; the host program keeps writers of one directory apart.
+/// Any thread may call findNames and getSpec; the host program keeps writers of one directory apart.
 /// Every `error` may be null; texts are cut at 255 bytes and replace the previous content.
 struct SCADA_EXPORT DefinitionsStorage {
     std::string dir; ///< the storage directory, used as given
@@ -21,11 +21,12 @@ struct SCADA_EXPORT DefinitionsStorage {
 
     /// Adds the name of every listed definition to `*names`, which is not cleared: regular files exactly two directory
     /// levels down that end in ".json". Symbolic links are neither descended nor listed. What cannot be read
-    /// contributes nothing. REQUIRES: `names` is not null.
+    /// contributes nothing. An empty `dir` is read as "/". REQUIRES: `names` is not null.
     void findNames(std::set<std::string>* names);
 
-    /// Reads and checks the definition `name`; any path below the storage can be read, listed or not. On success
-    /// returns true and fills `*spec` (unless null). On failure returns false and puts the reason into `*error`;
+    /// Reads and checks the definition `name`, listed or not. The name is put into the path as it is, "../" included:
+    /// check names that come from outside first. On success returns true and fills `*spec` (unless null). On failure
+    /// returns false and puts the reason into `*error`;
     /// `*spec` is then empty, except that a document whose only fault is a missing "properties" object stays in it
     /// with its decoder path. Exceptions of the JSON library (nesting beyond its limit) pass through.
     bool getSpec(const std::string& name, DefinitionSpec* spec, std::string* error);
@@ -33,11 +34,13 @@ struct SCADA_EXPORT DefinitionsStorage {
     /// Writes a definition under `name` and copies its decoder beside it as STEM-decoder, whatever it was called, then
     /// reads both back. Here "\" separates like "/". Returns whether the definition is listed and reads back valid; an
     /// older file that could not be overwritten counts as well. On failure puts the reason into `*error`; what had been
-    /// written stays. A document that is no object and comes with a decoder makes the JSON library throw.
+    /// written stays. A document that is no object and comes with a decoder makes the JSON library throw; exceptions of
+    /// the reading back pass through as those of getSpec.
     bool importSpec(const std::string& name, const DefinitionSpec& spec, std::string* error);
 
     /// Removes a listed definition, and its decoder when that lies in this storage. On failure returns false with the
-    /// reason, which says so when the decoder has already gone, in `*error`.
+    /// reason, which says so when the decoder has already gone, in `*error`. Exceptions of the JSON library pass
+    /// through; nothing has been removed then.
     bool deleteOne(const std::string& name, std::string* error);
 
     /// Empties the directory, as FsNode::ensureCleanDir does and with its requirement. Returns true even on failure.

@@ -22,8 +22,9 @@ enum STORAGE_TYPE {
 /// The registry of sensor definitions: loads a definition on first use and keeps it for the registry's life.
 /// A custom definition hides a default one of the same name, even when the custom one cannot be read. The directories
 /// are read from Env at each load; failures are not cached. Owns all records. Every query may load, so a registry
-/// serves one thread at a time; separate registries are independent. Every `error` may be null. Exceptions of the JSON
-/// library and of memory allocation pass through and leave the registry as it was.
+/// serves one thread at a time; separate registries are independent. Every `error` may be null; texts are cut at 255
+/// bytes and replace the previous content. Exceptions of the JSON library and of memory allocation pass through and
+/// leave the registry as it was.
 class SCADA_EXPORT SensorDefinitions {
 public:
     static const std::string JSON_PROPERTIES_SECTION; ///< "properties"
@@ -43,12 +44,12 @@ public:
     SensorDefinitions& operator=(const SensorDefinitions&) = delete;
 
     /// Adds the names that the registry's storages list to `*names`, which is not cleared; does nothing when it is
-    /// null.
+    /// null. An empty directory, which a load passes over, is read as "/".
     void findNames(std::set<std::string>* names);
 
-    /// Loads one definition from storage into the cache; a record that is there already stays. On failure returns false
-    /// and puts "Sensor definition [NAME] not found." into `*error`, whatever the reason; the reason itself of a
-    /// definition that is there but broken appears in the warning log only.
+    /// Loads one definition from storage into the cache; a record that is there already stays. On success returns true.
+    /// On failure returns false and puts "Sensor definition [NAME] not found." into `*error`, whatever the reason; the
+    /// reason itself of a definition that is there but broken appears in the warning log only.
     bool loadDefinition(const std::string& name, std::string* error);
 
     /// Returns the record, loading it on first use; null, with a text in `*error`, when there is none.

@@ -14,7 +14,7 @@ namespace SCADA {
 /// The managed sensors: which physical sensor uses which definition, with a registry over both storages behind it.
 /// A sensor is named by its source and its identifier, compared byte for byte: pass the source as the list has it and
 /// the identifier in lower case. Serves one thread at a time; isSensorPresent and getSensorDefinitionName may run
-/// together with each other. Every `error` may be null.
+/// together with each other. Every `error` may be null; texts are cut at 255 bytes and replace the previous content.
 class SCADA_EXPORT SensorMap {
 public:
     /// An empty map; reads nothing.
@@ -25,7 +25,8 @@ public:
     SensorMap& operator=(const SensorMap&) = delete;
 
     /// Adds the valid, new elements of the list file that Env names; entries already in the map stay as they are, even
-    /// when they have left the file. Faulty and duplicate elements are logged and skipped. On failure, when the file as
+    /// when they have left the file. Faulty and duplicate elements are logged and skipped. On success returns true,
+    /// even when every element was faulty. On failure, when the file as
     /// a whole cannot be used, returns false, logs the reason and changes nothing. Exceptions of the JSON library and
     /// of memory allocation pass through; entries added before stay.
     bool Load();

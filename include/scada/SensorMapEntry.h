@@ -21,7 +21,8 @@ struct SCADA_EXPORT SensorMapEntry {
     static const std::string JSON_ATTR_STATUS; ///< "status"; reserved for the list's writers, never read
 
     /// Checks one element and takes its three strings over. On success returns true. On failure returns false with the
-    /// first fault in `*error` (unless null); the members hold what had been read before the fault.
+    /// first fault in `*error` (unless null), cut at 255 bytes and replacing the previous content; the members hold
+    /// what had been read before the fault.
     bool LoadJson(const Json::Value& value, std::string* error);
 };
 
