@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <csignal>
 #include <cstdio>
 #include <random>
 
@@ -20,7 +21,13 @@ using namespace Kelvra::SCADA::Test;
 using namespace std::chrono_literals;
 using Answer = ScriptedRedis::Answer;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(__has_feature)
+#define SCADA_HAS_FEATURE(feature) __has_feature(feature)
+#else
+#define SCADA_HAS_FEATURE(feature) 0
+#endif
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || SCADA_HAS_FEATURE(address_sanitizer) ||           \
+    SCADA_HAS_FEATURE(thread_sanitizer)
 constexpr int SLOWNESS = 5;
 #else
 constexpr int SLOWNESS = 1;
@@ -33,7 +40,15 @@ constexpr std::size_t RECONNECTIONS = 10000;
 
 class DatabaseFault : public ::testing::Test {
 protected:
-    void SetUp() override { Kelvra::Logger::setLevel(Kelvra::Logger::LEVEL_OFF); }
+    void SetUp() override {
+        Kelvra::Logger::setLevel(Kelvra::Logger::LEVEL_OFF);
+        // A signal that whoever started this ignores or blocks would kill nobody.
+        sigset_t sigpipe{};
+        sigemptyset(&sigpipe);
+        sigaddset(&sigpipe, SIGPIPE);
+        pthread_sigmask(SIG_UNBLOCK, &sigpipe, nullptr);
+        ASSERT_NE(std::signal(SIGPIPE, SIG_DFL), SIG_ERR);
+    }
 };
 
 const char* const OK = "+OK\r\n";
