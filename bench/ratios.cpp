@@ -24,14 +24,17 @@ public:
                     timeOf(run) / benchmark::GetTimeUnitMultiplier(run.time_unit);
     }
 
-    void printRatio(const Ratio& ratio) const {
+    /// Returns whether there was something to print.
+    bool printRatio(const Ratio& ratio) const {
         const auto numerator = medians.find(ratio.numerator);
         const auto denominator = medians.find(ratio.denominator);
-        if (numerator == medians.end() || denominator == medians.end())
+        if (numerator == medians.end() || denominator == medians.end()) {
             std::printf("ratio %s not measured (goal <= %.2f)\n", ratio.name, ratio.goal);
-        else
-            std::printf("ratio %s %.3f (goal <= %.2f)\n", ratio.name,
-                        numerator->second / denominator->second / ratio.workOfNumerator, ratio.goal);
+            return false;
+        }
+        std::printf("ratio %s %.3f (goal <= %.2f)\n", ratio.name,
+                    numerator->second / denominator->second / ratio.workOfNumerator, ratio.goal);
+        return true;
     }
 
 private:
@@ -63,9 +66,10 @@ int runWithRatios(int argc, char** argv, const std::vector<Ratio>& ratios) {
         return 2;
     MedianReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
+    bool measured = true;
     for (const Ratio& ratio : ratios)
-        reporter.printRatio(ratio);
-    return 0;
+        measured = reporter.printRatio(ratio) && measured;
+    return measured ? 0 : 1;
 }
 
 } // namespace Kelvra::SCADA::Bench
