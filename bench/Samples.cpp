@@ -75,7 +75,7 @@ std::string definitionName(int index) {
 
 std::string sensorId(int index) {
     char id[17];
-    std::snprintf(id, sizeof id, "24E12413%08X", static_cast<unsigned int>(index));
+    std::snprintf(id, sizeof id, "02A1F000%08X", static_cast<unsigned int>(index));
     return id;
 }
 

@@ -6,7 +6,6 @@
 #include <kelvra/System.h>
 #include <kelvra/Text.h>
 
-#include <atomic>
 #include <functional>
 #include <memory>
 #include <ostream>
@@ -75,7 +74,7 @@ TEST_P(ToLowerCase, lowersLetters) {
 INSTANTIATE_TEST_SUITE_P(Rows, ToLowerCase,
                          testing::Values(TextRow{"empty", "", ""}, TextRow{"lowerKept", "abc", "abc"},
                                          TextRow{"upper", "ABCXYZ", "abcxyz"},
-                                         TextRow{"identifier", "0018B20000021F2A", "0018b20000021f2a"},
+                                         TextRow{"identifier", "02A1F00000021F2A", "02a1f00000021f2a"},
                                          TextRow{"othersKept", " @[`{-_.:/0189", " @[`{-_.:/0189"}),
                          rowName<TextRow>);
 
@@ -158,19 +157,14 @@ void logAtEveryLevel(int number) {
     }
 }
 
-TEST(LoggerContract, takesMessagesOfEveryLevelFromSeveralThreads) {
-    std::atomic<int> done{0};
-    onThreads(4, [&done](int index) {
-        logAtEveryLevel(index);
-        ++done;
-    });
-    EXPECT_EQ(4, done);
+TEST(LoggerContract, survivesMessagesOfEveryLevelFromSeveralThreads) {
+    onThreads(4, logAtEveryLevel);
 }
 
-TEST(LoggerContract, takesALongMessage) {
+// What a provider does with a message is its own affair: a crash is the one thing that can be seen from here.
+TEST(LoggerContract, survivesALongMessage) {
     const std::string text(10000, 'x');
     Logger::printfGeneric(Logger::PrintLevel::TRACE_LEVEL, Logger::PrintLevel::TRACE_LABEL, "[MAP] %s", text.c_str());
-    EXPECT_EQ(std::string(10000, 'x'), text);
 }
 
 struct ArgumentRow {

@@ -7,12 +7,14 @@
 #include <scada/FsNode.h>
 
 #include <dirent.h>
+#include <dlfcn.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <stdexcept>
@@ -45,6 +47,23 @@ static_assert(!std::is_polymorphic<FsNode>::value, "");
 FsNode::Mode kindsOf(int bits) {
     return static_cast<FsNode::Mode>(bits);
 }
+
+// How often this program's code has opened a directory.
+std::atomic<long>& directoriesOpened() {
+    static std::atomic<long> count{0};
+    return count;
+}
+
+} // namespace
+
+// Stands before the system's own.
+extern "C" __attribute__((visibility("default"))) DIR* opendir(const char* path) {
+    static auto* const real = reinterpret_cast<decltype(&opendir)>(dlsym(RTLD_NEXT, "opendir"));
+    ++directoriesOpened();
+    return real(path);
+}
+
+namespace {
 
 struct DeviceNode {
     std::string directory;
@@ -361,9 +380,14 @@ TEST(FsNodeList, keepsTheDirectorysOrder) {
     EXPECT_EQ(out.size(), 200U);
 }
 
-TEST(FsNodeList, withoutOutputDoesNothing) {
+TEST(FsNodeList, withoutOutputOpensNothing) {
+    std::list<std::string> out;
+    FsNode("/").list(&out, "*", kindsOf(7));
+    const long before = directoriesOpened();
+    ASSERT_GT(before, 0) << "they are not counted";
     FsNode("/").list(nullptr, "*", kindsOf(7));
     FsNode("/missing").list(nullptr, "*", kindsOf(7));
+    EXPECT_EQ(directoriesOpened(), before);
 }
 
 TEST(FsNodeList, linksAreJudgedThemselves) {

@@ -12,6 +12,7 @@
 #include <gmock/gmock.h>
 
 #include <map>
+#include <new>
 #include <type_traits>
 
 namespace {
@@ -103,7 +104,7 @@ std::string nameOf(const SensorMap& map, const std::string& src, const std::stri
 
 struct List {
     const char* name;
-    const char* text;
+    std::string text;
     bool loaded;
     std::vector<Message> messages;
     std::map<std::string, std::string> sensors; ///< sensor key to definition name
@@ -115,6 +116,8 @@ const char* const NO_ARRAY = "[MAP] Failed to parse the managed sensors list [FI
 const char* const BAD_ELEMENT = "[MAP] Incorrect entry in the managed sensors list [FILE]. ";
 
 const char* const PARSE_FAILED = "[MAP] Failed to parse the managed sensors list [FILE]: ";
+
+const std::string NUL(1, '\0');
 
 const std::vector<List> LISTS = {
     {"emptyFile",
@@ -184,6 +187,26 @@ const std::vector<List> LISTS = {
      true,
      {{Trace, "[MAP] Registered managed sensor: [s@a] -> [s/d]"}},
      {{"s@a", "s/d"}}},
+    {"nulBefore",
+     NUL + ONE_SENSOR,
+     false,
+     {{Error, PARSE_FAILED + std::string("* Line 1, Column 1\n  Syntax error: value, object or array expected.\n")}},
+     {}},
+    {"nulBetweenElements",
+     "[1" + NUL + ", 2]",
+     false,
+     {{Error, PARSE_FAILED + std::string("* Line 1, Column 3\n  Missing ',' or ']' in array declaration\n")}},
+     {}},
+    {"nulAndTextAfter",
+     ONE_SENSOR + NUL + "x",
+     true,
+     {{Trace, "[MAP] Registered managed sensor: [Net@abc] -> [Net/demo/th1]"}},
+     {{"Net@abc", "Net/demo/th1"}}},
+    {"nulInTheIdentifier",
+     R"([{"id": "A)" + NUL + R"(b", "src": "s", "sensor": "d"}])",
+     true,
+     {{Trace, "[MAP] Registered managed sensor: [s@a] -> [s/d]"}},
+     {{"s@a" + NUL + "b", "s/d"}}},
     {"formatCharacters",
      R"([{"id": "%s", "src": "%n", "sensor": "%d"}])",
      true,
@@ -521,6 +544,19 @@ TEST_F(SensorMapTest, levelIsReadOnceAndTheLabelWhenPrinting) {
     EXPECT_THAT(logs(), ElementsAre(FakeSupport::LogLine{
                             level, "later label", "[MAP] Failed to open the managed sensors list [" + file + "]"}));
     EXPECT_THAT(FakeSupport::inst().asked, ElementsAre(level));
+}
+
+TEST_F(SensorMapTest, exceptionKeepsTheEntriesBeforeIt) {
+    writeList(R"([{"id": "a", "src": "s", "sensor": "d"}, {"id": "b", "src": "s", "sensor": "d"}])");
+    SensorMap map;
+    int asked = 0;
+    FakeSupport::inst().onIsPrintable = [&](int) {
+        if (++asked == 2)
+            throw std::bad_alloc();
+    };
+    EXPECT_THROW(map.Load(), std::bad_alloc);
+    EXPECT_TRUE(map.isSensorPresent("s", "a"));
+    EXPECT_FALSE(map.isSensorPresent("s", "b"));
 }
 
 // A host may ask the map from within its logging: the message stands before the entry.
