@@ -219,6 +219,15 @@ INSTANTIATE_TEST_SUITE_P(
         BlockedRow{"staging_is_a_file",
                    [](const std::string& dir) { writeFile(dir + "/staging", ""); },
                    {"$T/staging: The staging directory cannot be made or written."}},
+        BlockedRow{"staging_with_hidden_definitions",
+                   [](const std::string& dir) {
+                       writeFile(dir + "/staging/.old/v/m.json", "{}");
+                       writeFile(dir + "/staging/.old/v/n.json", "{}");
+                   },
+                   {"$T/staging/.old/v/m.json: --staging-dir [$T/staging] holds the hidden definition [.old/v/m], "
+                    "which is not emptied and would be installed too.",
+                    "$T/staging/.old/v/n.json: --staging-dir [$T/staging] holds the hidden definition [.old/v/n], "
+                    "which is not emptied and would be installed too."}},
         BlockedRow{"staging_closed",
                    [](const std::string& dir) {
                        makeDir(dir + "/staging");

@@ -108,6 +108,31 @@ TEST_F(Install, refusesWhatWouldStopItHalfWay) {
     EXPECT_EQ(snapshot(temp / "custom"), before);
 }
 
+TEST_F(Install, refusesToInstallWhatIsHiddenInStagingToo) {
+    addDefinition(source, "lora/demo/th1");
+    StorageBuilder staging(temp / "staging");
+    addDefinition(staging, ".old/v/m");
+    const auto before = snapshot(temp / "staging");
+    const ToolRun result = install();
+    EXPECT_EQ(result.status, 1);
+    const std::string text = "--staging-dir [$T/staging] holds the hidden definition [.old/v/m], which is not emptied "
+                             "and would be installed too.\n";
+    EXPECT_EQ(result.out, "$T/staging/.old/v/m.json: " + text + "nothing has been changed\n");
+    EXPECT_EQ(result.err, "scada-sensors: " + text);
+    EXPECT_EQ(treeOf(temp / "custom"), std::set<std::string>{});
+    EXPECT_EQ(snapshot(temp / "staging"), before);
+}
+
+TEST_F(Install, passesOverHiddenEntriesInStagingThatAreNoDefinitions) {
+    addDefinition(source, "lora/demo/th1");
+    writeFile(temp / "staging/.keep", "");
+    writeFile(temp / "staging/.old/m.json", "{}");
+    writeFile(temp / "staging/lora/.left/m.json", "{}");
+    EXPECT_EQ(run({"install", temp / "source", "--dry-run"}).status, 0);
+    EXPECT_EQ(install().out, "installed lora/demo/th1\n");
+    EXPECT_EQ(treeOf(temp / "staging"), (std::set<std::string>{".keep", ".old", ".old/m.json"}));
+}
+
 TEST_F(Install, refusesMoreThanThereIsRoomFor) {
     addDefinition(source, "lora/demo/th1");
     constexpr std::uintmax_t FOUR_TERABYTES = std::uintmax_t{1} << 42U;

@@ -69,10 +69,12 @@ Faults refusalsOfSource(const std::string& srcDir, const std::set<std::string>& 
     const std::string standing = nearestExisting(staging);
     if ((FsNode(standing).getMode() & FsNode::MODE_DIR) == 0 || !isWritable(standing))
         refusals.push_back({staging, "The staging directory cannot be made or written."});
+    const Faults staged = stagedObstacles();
+    refusals.insert(refusals.end(), staged.begin(), staged.end());
     return refusals;
 }
 
-// An import that met one would leave a part of the source installed, or wait for ever.
+// An import that met one would leave a part of the source installed, install more than the source, or wait for ever.
 ExitCode refuseObstacles(const Faults& found, Output& output) {
     Json::Value result(Json::objectValue);
     const std::string text = addFaults(found, "refusals", "", &result);
@@ -143,7 +145,7 @@ ExitCode deploy(const Arguments& asked, Output& output) {
     const std::string shortage = missingSpace(asked.srcDir, names);
     if (!shortage.empty())
         return output.failed(shortage);
-    Faults found;
+    Faults found = stagedObstacles();
     for (const std::string& name : names) {
         const Faults ofName = obstacles(name);
         found.insert(found.end(), ofName.begin(), ofName.end());

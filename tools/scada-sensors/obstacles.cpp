@@ -4,9 +4,11 @@
 #include "Storages.h"
 #include "directories.h"
 
+#include <scada/DefinitionsStorage.h>
 #include <scada/Env.h>
 
 #include <filesystem>
+#include <set>
 #include <system_error>
 
 namespace Kelvra::SCADA::Tool {
@@ -51,6 +53,20 @@ bool takesDecoder(const std::string& file) {
 }
 
 } // namespace
+
+Faults stagedObstacles() {
+    const std::string& staging = Env::inst().conf().getDfnStagingDir();
+    std::set<std::string> names;
+    DefinitionsStorage{staging}.findNames(&names);
+    Faults faults;
+    for (const std::string& name : names) {
+        if (name.front() == '.')
+            faults.push_back(
+                {definitionFile(staging, name), "--staging-dir [" + staging + "] holds the hidden definition [" + name +
+                                                    "], which is not emptied and would be installed too."});
+    }
+    return faults;
+}
 
 Faults obstacles(const std::string& name) {
     bool reachable = false;
