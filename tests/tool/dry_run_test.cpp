@@ -251,7 +251,7 @@ TEST_F(DryRun, saysThatThereIsNoRoom) {
     // No snapshot, which would read the file.
     const ToolRun result = run({"install", temp / "source", "--dry-run"});
     EXPECT_EQ(result.status, 1);
-    const std::string text = "$T/source: not enough free space for --staging-dir [$T/staging]: 4398046519296 bytes "
+    const std::string text = "$T/source: not enough free space for --staging-dir [$T/staging]: 4398046527488 bytes "
                              "needed, ";
     EXPECT_EQ(result.out.substr(0, text.size()), text);
     EXPECT_EQ(treeOf(temp / "custom"), std::set<std::string>{});

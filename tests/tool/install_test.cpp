@@ -140,7 +140,7 @@ TEST_F(Install, refusesMoreThanThereIsRoomFor) {
     const ToolRun result = install();
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err.rfind("scada-sensors: not enough free space for --staging-dir [$T/staging]: 4398046519296 "
+    EXPECT_EQ(result.err.rfind("scada-sensors: not enough free space for --staging-dir [$T/staging]: 4398046527488 "
                                "bytes needed, ",
                                0),
               0U)

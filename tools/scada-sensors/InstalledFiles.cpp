@@ -1,7 +1,5 @@
 #include "InstalledFiles.h"
 
-#include "Storages.h"
-
 #include <scada/DefinitionsStorage.h>
 #include <scada/Env.h>
 #include <scada/FsNode.h>
@@ -10,6 +8,7 @@
 
 #include <fstream>
 #include <sstream>
+#include <utility>
 
 namespace Kelvra::SCADA::Tool {
 
@@ -38,13 +37,20 @@ InstalledFiles installedFiles(const std::string& name) {
     return {bytesOf(definitionFile(Env::inst().conf().getDfnCustomDir(), name)), bytesOf(installedDecoder(name))};
 }
 
-InstalledFiles filesToInstall(const std::string& srcDir, const std::string& name) {
-    const Definition definition = readDefinition(srcDir, name);
+std::optional<std::string> documentToInstall(const Definition& definition, const std::string& name) {
     if (!definition.valid || definition.spec.decoderPath.empty())
-        return {};
+        return std::nullopt;
     Json::Value document = definition.spec.json;
     document[DefinitionsStorage::JSON_DECODER_SECTION] = name.substr(name.rfind('/') + 1) + "-decoder";
-    return {Json::writeString(Json::StreamWriterBuilder(), document), bytesOf(definition.spec.decoderPath)};
+    return Json::writeString(Json::StreamWriterBuilder(), document);
+}
+
+InstalledFiles filesToInstall(const std::string& srcDir, const std::string& name) {
+    const Definition definition = readDefinition(srcDir, name);
+    std::optional<std::string> document = documentToInstall(definition, name);
+    if (!document)
+        return {};
+    return {std::move(document), bytesOf(definition.spec.decoderPath)};
 }
 
 } // namespace Kelvra::SCADA::Tool

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Storages.h"
+
 #include <optional>
 #include <string>
 
@@ -17,6 +19,10 @@ struct InstalledFiles {
 
 /// Returns what the custom storage holds for a name.
 InstalledFiles installedFiles(const std::string& name);
+
+/// Returns the document that an installation would write for a definition of its source, which is more than the source
+/// holds when that is without indentation. Nothing when the definition is not valid or has no decoder.
+std::optional<std::string> documentToInstall(const Definition& definition, const std::string& name);
 
 /// Returns what an installation would put there. Nothing when the source's definition cannot be read.
 InstalledFiles filesToInstall(const std::string& srcDir, const std::string& name);
