@@ -82,17 +82,17 @@ bool isWithin(const std::string& inner, const std::string& outer) {
     return true;
 }
 
-std::string overlap(const Directory& staging, const Directory& other) {
+std::string overlap(const Directory& emptied, const Directory& other) {
     if (other.path.empty())
         return "";
     const std::string name = other.option + " [" + other.path + "].";
-    const bool inside = isWithin(staging.path, other.path);
-    const bool around = isWithin(other.path, staging.path);
+    const bool inside = isWithin(emptied.path, other.path);
+    const bool around = isWithin(other.path, emptied.path);
     if (inside && around)
-        return refusal(staging, "is the same directory as " + name);
+        return refusal(emptied, "is the same directory as " + name);
     if (inside)
-        return refusal(staging, "lies inside " + name);
-    return around ? refusal(staging, "contains " + name) : "";
+        return refusal(emptied, "lies inside " + name);
+    return around ? refusal(emptied, "contains " + name) : "";
 }
 
 } // namespace
@@ -133,6 +133,7 @@ std::string unsafeDirectories(const std::string* source) {
         reasons.push_back(badSpelling(directory));
     for (const Directory& other : {custom, srcDir, standard})
         reasons.push_back(overlap(staging, other));
+    reasons.push_back(overlap(custom, standard));
     for (const std::string& reason : reasons) {
         if (!reason.empty())
             return reason;
