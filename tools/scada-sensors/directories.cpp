@@ -65,7 +65,7 @@ std::string badSpelling(const Directory& directory) {
     return "";
 }
 
-// Existing directories are compared by identity, so that a second mount is no way around.
+// Existing directories are compared by identity: a second mount of the same one is no way around, one further below is.
 bool isSame(const fs::path& one, const fs::path& other) {
     std::error_code error;
     return one == other || fs::equivalent(one, other, error);
