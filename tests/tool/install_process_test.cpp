@@ -1,7 +1,10 @@
 #include "ToolProcess.h"
 #include "ToolTest.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
@@ -66,6 +69,28 @@ TEST_F(SlowCopies, ofTwoInstallationsAtOnceOneIsRefused) {
     EXPECT_FALSE(running.hasEnded());
     goOn();
     EXPECT_EQ(running.wait(), 0);
+}
+
+TEST_F(SlowCopies, aKilledInstallationHoldsItsDirectoriesNoLongerThanItLives) {
+    makeDir(temp / "staging");
+    const auto isFree = [this](const char* directory) {
+        const int descriptor = open((temp / directory).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        const bool taken = flock(descriptor, LOCK_EX | LOCK_NB) == 0;
+        close(descriptor);
+        return taken;
+    };
+    stopCopiesTo("custom/lora/demo/b-decoder");
+    const auto killed = startInstallation();
+    ASSERT_TRUE(isWaiting());
+    EXPECT_FALSE(isFree("custom"));
+    EXPECT_FALSE(isFree("staging"));
+    killed->kill();
+    killed->wait();
+    const pid_t copy = std::stoi(readFile(temp / "waiting"));
+    EXPECT_EQ(kill(copy, 0), 0);
+    EXPECT_TRUE(isFree("custom"));
+    EXPECT_TRUE(isFree("staging"));
+    kill(copy, SIGKILL);
 }
 
 TEST_F(SlowCopies, anInstallationKilledHalfWayIsCompletedByTheNext) {

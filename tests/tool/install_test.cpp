@@ -3,6 +3,7 @@
 #include "rowName.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -164,6 +165,26 @@ TEST_F(Install, waitsForNobodyWhoHoldsTheLock) {
                               "[$T/custom.lock]\n");
     }
     close(descriptor);
+    EXPECT_EQ(install().status, 0);
+}
+
+TEST_F(Install, waitsForNobodyWhoHoldsADirectory) {
+    addDefinition(source, "lora/demo/th1");
+    makeDir(temp / "staging");
+    for (const char* directory : {"custom", "staging"}) {
+        const int descriptor = open((temp / directory).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        ASSERT_EQ(flock(descriptor, LOCK_EX), 0);
+        for (const std::vector<std::string>& arguments :
+             {std::vector<std::string>{"install", temp / "source"}, {"remove", "--all", "--yes"}}) {
+            const ToolRun result = run(arguments);
+            EXPECT_EQ(result.status, 1);
+            EXPECT_EQ(result.out, "");
+            EXPECT_EQ(result.err, std::string("scada-sensors: another installation or removal is running; it holds "
+                                              "the lock of the directory [$T/") +
+                                      directory + "]\n");
+        }
+        close(descriptor);
+    }
     EXPECT_EQ(install().status, 0);
 }
 

@@ -5,6 +5,7 @@
 #include <scada/Env.h>
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -24,17 +25,26 @@ bool lockForProcess(int descriptor) {
     return fcntl(descriptor, F_SETLK, &whole) == 0;
 }
 
-// Sorted, so that two processes come to the same file first.
-std::set<std::string> lockFiles() {
+// Sorted, so that two processes come to the same one first.
+std::set<std::string> lockedDirectories() {
     const Conf& conf = Env::inst().conf();
-    return {canonicalPath(conf.getDfnStagingDir()) + ".lock", canonicalPath(conf.getDfnCustomDir()) + ".lock"};
+    return {canonicalPath(conf.getDfnStagingDir()), canonicalPath(conf.getDfnCustomDir())};
+}
+
+std::string heldText(const std::string& held) {
+    return "another installation or removal is running; it holds the lock " + held;
 }
 
 } // namespace
 
 OperationLock::OperationLock() {
-    for (const std::string& file : lockFiles()) {
-        if (!take(file))
+    const std::set<std::string> directories = lockedDirectories();
+    for (const std::string& directory : directories) {
+        if (!takeFile(directory + ".lock"))
+            return;
+    }
+    for (const std::string& directory : directories) {
+        if (!takeDirectory(directory))
             return;
     }
 }
@@ -44,7 +54,7 @@ OperationLock::~OperationLock() {
         close(descriptor);
 }
 
-bool OperationLock::take(const std::string& file) {
+bool OperationLock::takeFile(const std::string& file) {
     std::error_code error;
     std::filesystem::create_directories(std::filesystem::path(file).parent_path(), error);
     const int descriptor = open(file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644);
@@ -57,12 +67,29 @@ bool OperationLock::take(const std::string& file) {
     if (!lockForProcess(descriptor)) {
         const std::error_code fault(errno, std::generic_category());
         if (fault == std::errc::permission_denied || fault == std::errc::resource_unavailable_try_again)
-            reason = "another installation or removal is running; it holds the lock file [" + file + "]";
+            reason = heldText("file [" + file + "]");
         else
             reason = "cannot lock the file [" + file + "]: " + fault.message();
         return false;
     }
     return true;
+}
+
+// A directory has one lock under all its paths, also where it is mounted twice and has two lock files. Without one there
+// is nothing to keep others out of. The commands that are run do not inherit the descriptor.
+bool OperationLock::takeDirectory(const std::string& directory) {
+    const int descriptor = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor < 0)
+        return true;
+    descriptors.push_back(descriptor);
+    if (flock(descriptor, LOCK_EX | LOCK_NB) == 0)
+        return true;
+    const std::error_code fault(errno, std::generic_category());
+    if (fault == std::errc::operation_would_block)
+        reason = heldText("of the directory [" + directory + "]");
+    else
+        reason = "cannot lock the directory [" + directory + "]: " + fault.message();
+    return false;
 }
 
 } // namespace Kelvra::SCADA::Tool

@@ -6,7 +6,8 @@
 namespace Kelvra::SCADA::Tool {
 
 /// Keeps every other installation and removal on the same directories out while it lives. The lock files stand beside
-/// the staging and the custom directory and stay; the system frees the locks of a holder that was killed.
+/// the staging and the custom directory and stay; a directory that exists is locked itself too. The system frees the
+/// locks of a holder that was killed.
 class OperationLock {
 public:
     /// Makes the lock files and their directories where they are missing.
@@ -19,7 +20,8 @@ public:
     const std::string& failure() const { return reason; }
 
 private:
-    bool take(const std::string& file);
+    bool takeFile(const std::string& file);
+    bool takeDirectory(const std::string& directory);
 
     std::vector<int> descriptors;
     std::string reason;
