@@ -2,6 +2,8 @@
 #include "jsonText.h"
 #include "rowName.h"
 
+#include <sys/stat.h>
+
 #include <functional>
 
 namespace {
@@ -45,6 +47,15 @@ void plantDecoderOutside(const std::string& dir) {
     writeFile(dir + "/lora/demo/x.json", R"({"properties": {}, "decoder": "x.js"})");
 }
 
+void plantStrayWithDecoderOutside(const std::string& dir) {
+    writeFile(dir + "/../outside/x.js", "");
+    makeLink("../../../outside/x.js", dir + "/other/demo/x.js");
+    writeFile(dir + "/other/demo/x.json", R"({"properties": {}, "decoder": "x.js"})");
+    writeFile(dir + "/other/demo/y.json", R"({"properties": {}, "decoder": "y.js"})");
+    writeFile(dir + "/other/demo/y.js", "");
+    chmod((dir + "/other/demo/y.js").c_str(), 0);
+}
+
 // A decoder outside whose path starts with the letters of the source's path is accepted by an installation.
 void plantDecoderBesideThePrefix(const std::string& dir) {
     writeFile(dir + "2/x.js", "");
@@ -78,6 +89,13 @@ INSTANTIATE_TEST_SUITE_P(
         SourceRow{"decoder_outside", plantDecoderOutside,
                   "$S/lora/demo/x.json: Invalid sensor definition [lora/demo/x]: bad decoder file location.\n"
                   "1 fault in 2 definitions\n"},
+        SourceRow{"outside_the_family_with_decoder", plantStrayWithDecoderOutside,
+                  "$S/other/demo/x.json: Only LoRaWAN sensors are currently supported.\n"
+                  "$S/other/demo/x.json: Invalid sensor definition [other/demo/x]: bad decoder file location.\n"
+                  "$S/other/demo/y.json: Only LoRaWAN sensors are currently supported.\n"
+                  "$S/other/demo/y.js: File copying error while importing decoder for the [other/demo/y] "
+                  "definition.\n"
+                  "4 faults in 3 definitions\n"},
         SourceRow{"decoder_beside_the_prefix", plantDecoderBesideThePrefix, "0 faults in 2 definitions\n"},
         SourceRow{"decoder_linked_inside", plantDecoderInside, "0 faults in 2 definitions\n"},
         SourceRow{"not_listed", [](const std::string& dir) { writeFile(dir + "/lora/x.json", "{}"); },

@@ -13,10 +13,13 @@ bool isLorawan(const std::string& name) {
     return name.rfind("lora/", 0) == 0;
 }
 
-// The decoder must lie inside the source, both paths resolved; the library compares them as plain prefixes.
+// The decoder must lie inside the source, both paths resolved; the library compares them as plain prefixes. Only in the
+// LoRaWAN family must there be one.
 void inspectDecoder(const std::string& srcDir, const std::string& name, const Definition& definition, Faults* faults) {
     if (definition.spec.decoderPath.empty()) {
-        faults->push_back({definition.file, "LoRaWAN decoder is not defined for [" + name + "] sensor definition."});
+        if (isLorawan(name))
+            faults->push_back(
+                {definition.file, "LoRaWAN decoder is not defined for [" + name + "] sensor definition."});
         return;
     }
     std::string source;
@@ -53,7 +56,7 @@ Faults inspectSourceDefinition(const std::string& srcDir, const std::string& nam
     if (!isLorawan(name))
         faults.push_back({definition.file, "Only LoRaWAN sensors are currently supported."});
     // Without a document the file or its decoder has been found faulty already.
-    else if (!definition.spec.json.isNull())
+    if (!definition.spec.json.isNull())
         inspectDecoder(srcDir, name, definition, &faults);
     return faults;
 }
