@@ -79,6 +79,18 @@ constexpr const char* NOT_FOUND_JSON = R"({
   "status" : "fail"
 }
 )";
+constexpr const char* UNCONFIRMED_JSON = R"({
+  "error" : "remove --all asks on a terminal; elsewhere it needs --yes",
+  "format_version" : 1,
+  "status" : "fail"
+}
+)";
+constexpr const char* NOTHING_NAMED_JSON = R"({
+  "error" : "remove needs either names or --all",
+  "format_version" : 1,
+  "status" : "fail"
+}
+)";
 
 INSTANTIATE_TEST_SUITE_P(
     Tool, Remove,
@@ -115,6 +127,18 @@ INSTANTIATE_TEST_SUITE_P(
                   2,
                   "",
                   "scada-sensors: remove --all asks on a terminal; elsewhere it needs --yes\n",
+                  everything()},
+        RemoveRow{"all_without_yes_as_json",
+                  {"--all", "--json"},
+                  2,
+                  UNCONFIRMED_JSON,
+                  "scada-sensors: remove --all asks on a terminal; elsewhere it needs --yes\n",
+                  everything()},
+        RemoveRow{"nothing_named_as_json",
+                  {"--json"},
+                  2,
+                  NOTHING_NAMED_JSON,
+                  "scada-sensors: remove needs either names or --all\n",
                   everything()},
         RemoveRow{"nothing_named", {}, 2, "", "scada-sensors: remove needs either names or --all\n", everything()},
         RemoveRow{"all_and_names",

@@ -1,4 +1,5 @@
 #include "ToolTest.h"
+#include "jsonText.h"
 #include "rowName.h"
 
 #include <gmock/gmock.h>
@@ -24,6 +25,18 @@ TEST_P(BadUsage, isToldOnStderr) {
     EXPECT_EQ(result.err, std::string("scada-sensors: ") + GetParam().message + "\nscada-sensors: try --help\n");
 }
 
+TEST_P(BadUsage, isAnsweredToPrograms) {
+    std::vector<std::string> arguments = GetParam().arguments;
+    arguments.insert(arguments.begin(), "--json");
+    const ToolRun result = runTool(arguments);
+    EXPECT_EQ(result.status, 2);
+    Json::Value expected = parsed(R"({"format_version": 1, "status": "fail"})");
+    // The escapes are for terminals.
+    expected["error"] = replaced(GetParam().message, "\\x1b", "\x1b");
+    EXPECT_EQ(parsed(result.out), expected);
+    EXPECT_EQ(result.err, std::string("scada-sensors: ") + GetParam().message + "\nscada-sensors: try --help\n");
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Tool, BadUsage,
     ::testing::Values(
@@ -35,6 +48,7 @@ INSTANTIATE_TEST_SUITE_P(
                  "The following argument was not expected: --nosuch"},
         UsageRow{"escaped_argument", {"list", "\x1b[2J"}, "The following argument was not expected: \\x1b[2J"},
         UsageRow{"operand_of_list", {"list", "x"}, "The following argument was not expected: x"},
+        UsageRow{"json_as_operand", {"show", "--", "--json", "x", "y"}, "The following argument was not expected: y"},
         UsageRow{"two_commands", {"sensors", "list"}, "The following argument was not expected: list"},
         UsageRow{"unknown_storage", {"list", "--storage", "x"}, "--storage: x not in {both,default,custom}"},
         UsageRow{"show_without_name", {"show"}, "NAME is required"},

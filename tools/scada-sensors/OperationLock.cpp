@@ -75,8 +75,8 @@ bool OperationLock::takeFile(const std::string& file) {
     return true;
 }
 
-// A directory has one lock under all its paths, also where it is mounted twice and has two lock files. Without one there
-// is nothing to keep others out of. The commands that are run do not inherit the descriptor.
+// A directory has one lock under all its paths, also where it is mounted twice and has two lock files. Without one
+// there is nothing to keep others out of. The commands that are run do not inherit the descriptor.
 bool OperationLock::takeDirectory(const std::string& directory) {
     const int descriptor = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (descriptor < 0)

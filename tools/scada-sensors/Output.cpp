@@ -100,6 +100,13 @@ ExitCode Output::noDatabase(const std::string& error) {
     return ExitCode::NO_DATABASE;
 }
 
+ExitCode Output::badUsage(const std::string& message) {
+    if (json)
+        write(failure(message, Json::Value()), "");
+    writeMessage(message);
+    return ExitCode::BAD_USAGE;
+}
+
 bool Output::item(const Json::Value& result, const std::string& text) {
     return writeText(json ? jsonText(envelopeOf(success(result)), "") + "\n" : text);
 }

@@ -36,6 +36,8 @@ public:
     /// A failure that `text` tells completely, so that people get no further message.
     ExitCode failedAsTold(const std::string& error, const Json::Value& result, const std::string& text);
     ExitCode noDatabase(const std::string& error);
+    /// The message goes to stderr for programs too: what they asked for may be what is wrong.
+    ExitCode badUsage(const std::string& message);
     /// One answer of many: a line of its own for programs too, written at once. Returns whether it could be written.
     bool item(const Json::Value& result, const std::string& text);
 

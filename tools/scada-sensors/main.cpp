@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <exception>
 #include <optional>
 #include <string>
@@ -42,10 +43,16 @@ ExitCode run(const Run& command, Output& output) {
     }
 }
 
-ExitCode refuse(const std::string& reason) {
-    writeMessage(reason);
+// For arguments that could not be parsed to their end.
+bool isJsonWanted(const std::vector<std::string>& arguments) {
+    const auto end = std::find(arguments.begin(), arguments.end(), "--");
+    return std::find(arguments.begin(), end, "--json") != end;
+}
+
+ExitCode refuse(const std::string& reason, bool json) {
+    const ExitCode code = Output(json).badUsage(reason);
     writeMessage("try --help");
-    return ExitCode::BAD_USAGE;
+    return code;
 }
 
 // Returns how the program ends when it has nothing to run.
@@ -58,10 +65,11 @@ std::optional<ExitCode> parse(CLI::App& app, int argc, const char* const* argv) 
     } catch (const CLI::CallForVersion& version) {
         return writeText(std::string(version.what()) + "\n") ? ExitCode::DONE : ExitCode::FAILED;
     } catch (const CLI::ParseError& e) {
+        const bool json = isJsonWanted({argv + 1, argv + argc});
         if (!app.get_subcommands().empty() || e.get_exit_code() != static_cast<int>(CLI::ExitCodes::RequiredError))
-            return refuse(e.what());
+            return refuse(e.what(), json);
         const std::vector<std::string> rest = app.remaining();
-        return refuse(rest.empty() ? "no command given" : "unknown command or option: " + rest.front());
+        return refuse(rest.empty() ? "no command given" : "unknown command or option: " + rest.front(), json);
     }
 }
 

@@ -119,22 +119,17 @@ ExitCode removeAll(Output& output) {
     return removal.answer(output);
 }
 
-ExitCode badUsage(const std::string& message) {
-    writeMessage(message);
-    return ExitCode::BAD_USAGE;
-}
-
 ExitCode remove(const Arguments& asked, Output& output) {
     if (asked.all == !asked.names.empty())
-        return badUsage("remove needs either names or --all");
+        return output.badUsage("remove needs either names or --all");
     if (asked.yes && !asked.all)
-        return badUsage("--yes belongs to --all");
+        return output.badUsage("--yes belongs to --all");
     const std::string unsafe = unsafeDirectories(nullptr);
     if (!unsafe.empty())
         return output.failed(unsafe);
     if (asked.all && !asked.yes) {
         if (isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0)
-            return badUsage("remove --all asks on a terminal; elsewhere it needs --yes");
+            return output.badUsage("remove --all asks on a terminal; elsewhere it needs --yes");
         if (!isConfirmed(Storages().of(STORAGE_CUSTOM).names.size()))
             return output.failed("nothing has been removed");
     }
