@@ -134,6 +134,21 @@ TEST_F(Install, passesOverHiddenEntriesInStagingThatAreNoDefinitions) {
     EXPECT_EQ(treeOf(temp / "staging"), (std::set<std::string>{".keep", ".old", ".old/m.json"}));
 }
 
+TEST_F(Install, endsWithWhatTheLibraryThrows) {
+    addDefinition(source, "lora/demo/a");
+    source.definition("lora/demo/deep", nestedArrays(1001));
+    addDefinition(custom, "lora/demo/th1");
+    const auto before = snapshot(temp / "custom");
+    const ToolRun result = install();
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "not installed lora/demo/a\nnot installed lora/demo/deep\n"
+                          "nothing has been changed; --dry-run shows every reason\n");
+    EXPECT_EQ(result.err, "scada-sensors: Exceeded stackLimit in readValue().\n");
+    EXPECT_EQ(snapshot(temp / "custom"), before);
+    EXPECT_TRUE(std::filesystem::is_directory((temp / "staging").c_str()));
+    EXPECT_EQ(treeOf(temp / "staging"), std::set<std::string>{});
+}
+
 TEST_F(Install, refusesMoreThanThereIsRoomFor) {
     addDefinition(source, "lora/demo/th1");
     constexpr std::uintmax_t FOUR_TERABYTES = std::uintmax_t{1} << 42U;
