@@ -27,8 +27,8 @@ using Answer = ScriptedRedis::Answer;
 #define SCADA_HAS_FEATURE(feature) 0
 #endif
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || SCADA_HAS_FEATURE(address_sanitizer) ||           \
-    SCADA_HAS_FEATURE(thread_sanitizer)
-constexpr int SLOWNESS = 5;
+    SCADA_HAS_FEATURE(thread_sanitizer) || defined(__arm__)
+constexpr int SLOWNESS = 5; // under a sanitizer, or emulated
 #else
 constexpr int SLOWNESS = 1;
 #endif

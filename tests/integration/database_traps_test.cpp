@@ -7,6 +7,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -99,11 +100,14 @@ struct Broken {
 };
 
 TEST_F(DatabaseSignals, BareClientDiesOfIt) {
-    const int status = runChild([] {
+    const ScriptedRedis peer(answers({{{"+PONG\r\n", true}}}));
+    const int status = runChild([&] {
         setDisposition(SIG_DFL);
-        Broken broken;
-        redisCommand(broken.db.context, "PING");
-        return true;
+        redisContext* const context = redisConnectUnix(peer.socket().c_str());
+        freeReplyObject(redisCommand(context, "PING"));
+        char none = 0;
+        return holds(recv(context->fd, &none, 1, 0) == 0, "the peer has gone") &&
+               redisCommand(context, "PING") != nullptr;
     });
     ASSERT_TRUE(WIFSIGNALED(status));
     EXPECT_EQ(WTERMSIG(status), SIGPIPE) << "without this the tests below would show nothing";

@@ -1,18 +1,16 @@
 // Storages without room, and storages that cannot be written.
 
 #include "InstallationTest.h"
+#include "mountPrivately.h"
 #include "rowName.h"
 #include "unprivileged.h"
 
 #include <gtest/gtest.h>
 
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <csignal>
-#include <cstdio>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -71,13 +69,6 @@ const std::vector<SmallDisk>& smallDisks() {
 
 class FullDisk : public InstallationTest {
 protected:
-    // In a namespace of its own, so that the mount goes with the process.
-    static bool mountSmall(const std::string& place, const std::string& options) {
-        makeDir(place);
-        return unshare(CLONE_NEWNS) == 0 && mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) == 0 &&
-               mount("tmpfs", place.c_str(), "tmpfs", 0, options.c_str()) == 0;
-    }
-
     static void limitFileSize(rlim_t bytes) {
         const rlimit files{bytes, bytes};
         const rlimit cores{0, 0};
@@ -97,10 +88,8 @@ protected:
 
     bool failOn(const SmallDisk& disk) {
         const std::string place = disk.isStaging ? staging : custom;
-        if (!mountSmall(place, disk.options)) {
-            std::printf("no tmpfs here: a file-size limit instead\n");
-            return failUnderFileSizeLimit();
-        }
+        if (!mountPrivately(place, disk.options))
+            return false;
         const std::string filler = place + "/.filler";
         if (disk.filler != 0)
             writeFile(filler, std::string(disk.filler, 'x'));
@@ -114,7 +103,8 @@ protected:
 };
 
 class SmallFileSystem : public FullDisk, public ::testing::WithParamInterface<SmallDisk> {};
-INSTANTIATE_TEST_SUITE_P(Disks, SmallFileSystem, ::testing::ValuesIn(smallDisks()), rowName);
+INSTANTIATE_TEST_SUITE_P(Disks, SmallFileSystem, ::testing::ValuesIn(forRoot(smallDisks())), rowName);
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(SmallFileSystem);
 
 TEST_P(SmallFileSystem, isRefusedAndTheNextInstallationSucceeds) {
     EXPECT_TRUE(endsWell(startChild([this] { return failOn(GetParam()); })));

@@ -1,13 +1,12 @@
 // What an installation needs, on one file system and on two. A dry run tells it and copies nothing.
 
 #include "ToolTest.h"
+#include "mountPrivately.h"
 #include "rowName.h"
 
-#include <sched.h>
 #include <sys/mount.h>
 
 #include <cstdint>
-#include <cstdio>
 #include <filesystem>
 #include <ostream>
 
@@ -21,28 +20,6 @@ constexpr std::uintmax_t FOUR_TERABYTES = std::uintmax_t{1} << 42U;
 std::uintmax_t inBlocks(std::uintmax_t size) {
     return (size / BLOCK + 1) * BLOCK;
 }
-
-/// A file system of 64 KiB at a directory, where the process may mount one: in a namespace of its own, which goes with
-/// the process.
-class SmallDisk {
-public:
-    explicit SmallDisk(std::string at)
-        : place(std::move(at)),
-          mounted(unshare(CLONE_NEWNS) == 0 && mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) == 0 &&
-                  mount("tmpfs", place.c_str(), "tmpfs", 0, "size=64k") == 0) {}
-    ~SmallDisk() {
-        if (mounted)
-            umount(place.c_str());
-    }
-    SmallDisk(const SmallDisk&) = delete;
-    SmallDisk& operator=(const SmallDisk&) = delete;
-
-    bool isMounted() const { return mounted; }
-
-private:
-    std::string place;
-    bool mounted;
-};
 
 class FreeSpace : public ToolTest {
 protected:
@@ -59,13 +36,6 @@ protected:
         const std::string text =
             "$T/source: not enough free space for " + directory + ": " + std::to_string(needed) + " bytes needed, ";
         EXPECT_EQ(result.out.substr(0, text.size()), text);
-    }
-
-    /// For less than there is, and more than half of it.
-    void expectShortageOfOneDiskForBoth() const {
-        const std::uintmax_t size = std::filesystem::space(temp.path()).available / 4 * 3;
-        growDecoder(size);
-        expectShortage("--custom-dir [$T/custom]", 2 * (BLOCK + inBlocks(size) + 2 * BLOCK));
     }
 
     StorageBuilder source;
@@ -89,8 +59,11 @@ TEST_F(FreeSpace, countsTheFileOfADocumentThatCannotBeWritten) {
     expectShortage("--staging-dir [$T/staging]", BLOCK + 4 * BLOCK + inBlocks(FOUR_TERABYTES) + 2 * BLOCK);
 }
 
+// For less than there is, and more than half of it.
 TEST_F(FreeSpace, isNeededTwiceOnOneFileSystem) {
-    expectShortageOfOneDiskForBoth();
+    const std::uintmax_t size = std::filesystem::space(temp.path()).available / 4 * 3;
+    growDecoder(size);
+    expectShortage("--custom-dir [$T/custom]", 2 * (BLOCK + inBlocks(size) + 2 * BLOCK));
 }
 
 struct DirectoryRow {
@@ -103,15 +76,13 @@ void PrintTo(const DirectoryRow& row, std::ostream* out) {
     *out << row.name;
 }
 
-class FreeSpaceForCustom : public FreeSpace, public ::testing::WithParamInterface<DirectoryRow> {};
+class FreeSpaceForCustom : public FreeSpace, public ::testing::WithParamInterface<DirectoryRow> {
+protected:
+    void SetUp() override { ASSERT_TRUE(mountPrivately(temp / "custom", "size=64k")); }
+    void TearDown() override { umount((temp / "custom").c_str()); }
+};
 
 TEST_P(FreeSpaceForCustom, isCountedWithTheDirectoriesThatItLacks) {
-    const SmallDisk disk(temp / "custom");
-    if (!disk.isMounted()) {
-        std::printf("no tmpfs here: one file system for both instead\n");
-        expectShortageOfOneDiskForBoth();
-        return;
-    }
     for (const char* directory : GetParam().standing)
         makeDir(temp / "custom" + ("/" + std::string(directory)));
     addDefinition(source, "lora/demo/th2");
@@ -122,8 +93,10 @@ TEST_P(FreeSpaceForCustom, isCountedWithTheDirectoriesThatItLacks) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Tool, FreeSpaceForCustom,
-                         ::testing::Values(DirectoryRow{"empty", {}, 3}, DirectoryRow{"family_stands", {"lora"}, 2},
-                                           DirectoryRow{"all_stand", {"lora/demo", "lora/other"}, 0}),
+                         ::testing::ValuesIn(forRoot<DirectoryRow>({{"empty", {}, 3},
+                                                                    {"family_stands", {"lora"}, 2},
+                                                                    {"all_stand", {"lora/demo", "lora/other"}, 0}})),
                          rowName);
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(FreeSpaceForCustom);
 
 } // namespace
