@@ -1,4 +1,4 @@
-#include "FailingNew.h"
+#include "AllocationFault.h"
 #include "TempDir.h"
 #include "files.h"
 #include "hostState.h"

@@ -1,6 +1,5 @@
-#include "FailingNew.h"
+#include "AllocationFault.h"
 
-#include <atomic>
 #include <cstdlib>
 #include <new>
 
@@ -20,21 +19,10 @@
 
 namespace {
 
-constexpr long OFF = 0;
-
-std::atomic<long> live{0};
-thread_local long untilFailure = OFF;
-thread_local bool failedOnce = false;
+using namespace Kelvra::SCADA::Test;
 
 void* allocate(std::size_t size) {
-    if (untilFailure != OFF && --untilFailure == OFF) {
-        failedOnce = true;
-        return nullptr;
-    }
-    void* memory = std::malloc(size == 0 ? 1 : size);
-    if (memory != nullptr)
-        ++live;
-    return memory;
+    return AllocationFault::isDue(nullptr) ? nullptr : counted(std::malloc(size == 0 ? 1 : size));
 }
 
 void* allocateOrThrow(std::size_t size) {
@@ -45,8 +33,7 @@ void* allocateOrThrow(std::size_t size) {
 }
 
 void release(void* memory) {
-    if (memory != nullptr)
-        --live;
+    discounted(memory);
     std::free(memory);
 }
 
@@ -91,28 +78,3 @@ SCADA_REPLACEMENT void operator delete(void* memory, const std::nothrow_t&) noex
 SCADA_REPLACEMENT void operator delete[](void* memory, const std::nothrow_t&) noexcept {
     release(memory);
 }
-
-namespace Kelvra::SCADA::Test {
-
-AllocationFault::AllocationFault(long nth) {
-    failedOnce = false;
-    untilFailure = nth;
-}
-
-AllocationFault::~AllocationFault() {
-    untilFailure = OFF;
-}
-
-bool AllocationFault::hit() const {
-    return failedOnce;
-}
-
-bool AllocationFault::inSystem() const {
-    return false;
-}
-
-long liveAllocations() {
-    return live;
-}
-
-} // namespace Kelvra::SCADA::Test

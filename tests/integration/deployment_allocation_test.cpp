@@ -1,6 +1,6 @@
 // Every allocation of an installation fails in turn.
 
-#include "FailingNew.h"
+#include "AllocationFault.h"
 #include "InstallationTest.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "FailingNew.h"
+#include "AllocationFault.h"
 
 #include <scada/Env.h>
 

@@ -1,4 +1,4 @@
-#include "FailingNew.h"
+#include "AllocationFault.h"
 #include "rowName.h"
 
 #include "config/formatMessage.h"

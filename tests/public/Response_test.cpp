@@ -132,6 +132,50 @@ TEST_P(ResponseSteps, envelopeStatusAndResult) {
     EXPECT_EQ(toText(response), GetParam().text) << "reading inserts nothing";
 }
 
+struct OrderRow {
+    const char* name; ///< S, E and R for the setting of success, error and result
+    const char* text;
+    bool success;
+    const char* result;
+
+    friend void PrintTo(const OrderRow& row, std::ostream* out) { *out << row.name; }
+};
+
+const OrderRow ORDERS[] = {
+    {"SER", R"({"error":"x","result":1,"status":"fail"})", false, "1"},
+    {"SRE", R"({"error":"x","status":"fail"})", false, "null"},
+    {"ESR", R"({"result":1,"status":"success"})", true, "1"},
+    {"ERS", R"({"result":1,"status":"success"})", true, "1"},
+    {"RSE", R"({"error":"x","status":"fail"})", false, "null"},
+    {"RES", R"({"status":"success"})", true, "null"},
+};
+
+class ResponseOrder : public ::testing::TestWithParam<OrderRow> {};
+INSTANTIATE_TEST_SUITE_P(Rows, ResponseOrder, ::testing::ValuesIn(ORDERS), rowName);
+
+TEST_P(ResponseOrder, readingAfterAnyStepChangesNothing) {
+    for (std::size_t readAfter = 0; readAfter <= 3; ++readAfter) {
+        Response response;
+        for (std::size_t step = 0; step < 3; ++step) {
+            if (step == readAfter)
+                response.getResult();
+            switch (GetParam().name[step]) {
+            case 'S':
+                response.setSuccess();
+                break;
+            case 'E':
+                response.setError("x");
+                break;
+            default:
+                response.setResult(1);
+            }
+        }
+        EXPECT_EQ(toText(response), GetParam().text) << "read after " << readAfter;
+        EXPECT_EQ(response.isSuccess(), GetParam().success);
+        EXPECT_EQ(toText(response.getResult()), GetParam().result);
+    }
+}
+
 TEST(Response, missingResultIsTheSharedNull) {
     const Response response;
     EXPECT_EQ(&response.getResult(), &Json::Value::nullSingleton());
