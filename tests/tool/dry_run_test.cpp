@@ -136,6 +136,7 @@ struct BlockedRow {
     const char* name;
     std::function<void(const std::string& dir)> block; ///< in the temporary directory
     std::vector<std::string> texts;                    ///< "$T" stands for that directory
+    bool closesFile = false;                           ///< so that no snapshot can read it
 };
 
 void PrintTo(const BlockedRow& row, std::ostream* out) {
@@ -148,9 +149,11 @@ TEST_P(Blocked, isForeseenWithEveryReason) {
     addDefinition(source, "lora/demo/th1");
     makeDir(temp / "custom/lora/demo");
     GetParam().block(temp.path());
-    // No snapshot, which could not read what is closed.
-    const Json::Value answer =
-        parsed(run({"install", temp / "source", "--dry-run", "--allow-overwrite", "--json"}).out);
+    const std::vector<std::string> options = {"--allow-overwrite", "--json"};
+    const ToolRun result = GetParam().closesFile
+                               ? run({"install", temp / "source", "--dry-run", options[0], options[1]})
+                               : dryRun(options);
+    const Json::Value answer = parsed(result.out);
     EXPECT_EQ(answer["status"], "fail");
     std::vector<std::string> texts;
     for (const Json::Value& refusals : {answer["result"]["refusals"], answer["result"]["definitions"][0]["refusals"]}) {
@@ -213,18 +216,21 @@ INSTANTIATE_TEST_SUITE_P(
                    {NO_DOCUMENT}},
         BlockedRow{"source_document_closed",
                    closed("source/lora/demo/th1.json", 0),
-                   {"$T/source/lora/demo/th1.json: Sensor definition [lora/demo/th1] not found. Permission denied"}},
+                   {"$T/source/lora/demo/th1.json: Sensor definition [lora/demo/th1] not found. Permission denied"},
+                   true},
         BlockedRow{"source_decoder_closed",
                    closed("source/lora/demo/th1.js", 0),
                    {"$T/source/lora/demo/th1.js: File copying error while importing decoder for the [lora/demo/th1] "
-                    "definition."}},
+                    "definition."},
+                   true},
         BlockedRow{"staging_is_a_file",
                    [](const std::string& dir) { writeFile(dir + "/staging", ""); },
                    {"$T/staging: The staging directory cannot be made or written."}},
         BlockedRow{"staging_with_hidden_definitions",
                    [](const std::string& dir) {
-                       writeFile(dir + "/staging/.old/v/m.json", "{}");
-                       writeFile(dir + "/staging/.old/v/n.json", "{}");
+                       writeFile(dir + "/staging/.old/v/m.json", R"({"properties": {}})");
+                       writeFile(dir + "/staging/.old/v/n.json", R"({"properties": {}})");
+                       writeFile(dir + "/staging/.old/v/unreadable.json", "{}");
                    },
                    {"$T/staging/.old/v/m.json: --staging-dir [$T/staging] holds the hidden definition [.old/v/m], "
                     "which is not emptied and would be installed too.",

@@ -92,11 +92,11 @@ TEST_P(FreeSpaceForCustom, isCountedWithTheDirectoriesThatItLacks) {
     expectShortage("--custom-dir [$T/custom]", 5 * BLOCK + inBlocks(MEGABYTE) + GetParam().missing * BLOCK);
 }
 
-INSTANTIATE_TEST_SUITE_P(Tool, FreeSpaceForCustom,
-                         ::testing::ValuesIn(forRoot<DirectoryRow>({{"empty", {}, 3},
-                                                                    {"family_stands", {"lora"}, 2},
-                                                                    {"all_stand", {"lora/demo", "lora/other"}, 0}})),
-                         rowName);
+INSTANTIATE_TEST_SUITE_P(
+    Tool, FreeSpaceForCustom,
+    ::testing::ValuesIn(whereMountable<DirectoryRow>(
+        {{"empty", {}, 3}, {"family_stands", {"lora"}, 2}, {"all_stand", {"lora/demo", "lora/other"}, 0}})),
+    rowName);
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(FreeSpaceForCustom);
 
 } // namespace

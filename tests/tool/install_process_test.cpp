@@ -27,7 +27,8 @@ protected:
     ~SlowCopies() override { setenv("PATH", path.c_str(), 1); }
 
     void stopCopiesTo(const std::string& target) const {
-        writeFile(temp / "bin/cp", "#!/bin/sh\ncase \"$3\" in " + (temp / target) + ")\n  echo $$ > " +
+        // Not ended by the hangup of the terminal that ends with its tool.
+        writeFile(temp / "bin/cp", "#!/bin/sh\ntrap '' HUP\ncase \"$3\" in " + (temp / target) + ")\n  echo $$ > " +
                                        (temp / "waiting.new") + "\n  mv " + (temp / "waiting.new") + " " +
                                        (temp / "waiting") + "\n  while [ ! -e " + (temp / "go") +
                                        " ]; do sleep 0.02; done\nesac\nPATH='" + path + "' exec cp \"$@\"\n");

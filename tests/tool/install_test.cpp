@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -122,6 +123,25 @@ TEST_F(Install, refusesToInstallWhatIsHiddenInStagingToo) {
     EXPECT_EQ(result.err, "scada-sensors: " + text);
     EXPECT_EQ(treeOf(temp / "custom"), std::set<std::string>{});
     EXPECT_EQ(snapshot(temp / "staging"), before);
+}
+
+TEST_F(Install, ofNothingMindsNothingHidden) {
+    makeDir(temp / "source");
+    StorageBuilder staging(temp / "staging");
+    addDefinition(staging, ".old/v/m");
+    EXPECT_EQ(run({"install", temp / "source", "--dry-run"}).status, 0);
+    EXPECT_EQ(install().out, "nothing to install\n");
+    EXPECT_EQ(treeOf(temp / "custom"), std::set<std::string>{});
+}
+
+TEST_F(Install, refusesADirectoryThatItCannotLock) {
+    addDefinition(source, "lora/demo/th1");
+    chmod((temp / "custom").c_str(), 0333);
+    const ToolRun result = install();
+    chmod((temp / "custom").c_str(), 0755);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "scada-sensors: cannot lock the directory [$T/custom]: Permission denied\n");
+    EXPECT_EQ(treeOf(temp / "custom"), std::set<std::string>{});
 }
 
 TEST_F(Install, passesOverHiddenEntriesInStagingThatAreNoDefinitions) {

@@ -26,15 +26,17 @@ TEST_P(BadUsage, isToldOnStderr) {
 }
 
 TEST_P(BadUsage, isAnsweredToPrograms) {
-    std::vector<std::string> arguments = GetParam().arguments;
-    arguments.insert(arguments.begin(), "--json");
-    const ToolRun result = runTool(arguments);
-    EXPECT_EQ(result.status, 2);
     Json::Value expected = parsed(R"({"format_version": 1, "status": "fail"})");
     // The escapes are for terminals.
     expected["error"] = replaced(GetParam().message, "\\x1b", "\x1b");
-    EXPECT_EQ(parsed(result.out), expected);
-    EXPECT_EQ(result.err, std::string("scada-sensors: ") + GetParam().message + "\nscada-sensors: try --help\n");
+    for (const char* json : {"--json", "--json=true"}) {
+        std::vector<std::string> arguments = GetParam().arguments;
+        arguments.insert(arguments.begin(), json);
+        const ToolRun result = runTool(arguments);
+        EXPECT_EQ(result.status, 2);
+        EXPECT_EQ(parsed(result.out), expected);
+        EXPECT_EQ(result.err, std::string("scada-sensors: ") + GetParam().message + "\nscada-sensors: try --help\n");
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(

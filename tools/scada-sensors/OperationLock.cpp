@@ -79,11 +79,13 @@ bool OperationLock::takeFile(const std::string& file) {
 // there is nothing to keep others out of. The commands that are run do not inherit the descriptor.
 bool OperationLock::takeDirectory(const std::string& directory) {
     const int descriptor = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor < 0)
+    if (descriptor < 0 && (errno == ENOENT || errno == ENOTDIR))
         return true;
-    descriptors.push_back(descriptor);
-    if (flock(descriptor, LOCK_EX | LOCK_NB) == 0)
-        return true;
+    if (descriptor >= 0) {
+        descriptors.push_back(descriptor);
+        if (flock(descriptor, LOCK_EX | LOCK_NB) == 0)
+            return true;
+    }
     const std::error_code fault(errno, std::generic_category());
     if (fault == std::errc::operation_would_block)
         reason = heldText("of the directory [" + directory + "]");

@@ -69,7 +69,7 @@ Faults refusalsOfSource(const std::string& srcDir, const std::set<std::string>& 
     const std::string standing = nearestExisting(staging);
     if ((FsNode(standing).getMode() & FsNode::MODE_DIR) == 0 || !isWritable(standing))
         refusals.push_back({staging, "The staging directory cannot be made or written."});
-    const Faults staged = stagedObstacles();
+    const Faults staged = names.empty() ? Faults() : stagedObstacles();
     refusals.insert(refusals.end(), staged.begin(), staged.end());
     return refusals;
 }
@@ -145,7 +145,7 @@ ExitCode deploy(const Arguments& asked, Output& output) {
     const std::string shortage = missingSpace(asked.srcDir, names);
     if (!shortage.empty())
         return output.failed(shortage);
-    Faults found = stagedObstacles();
+    Faults found = names.empty() ? Faults() : stagedObstacles();
     for (const std::string& name : names) {
         const Faults ofName = obstacles(name);
         found.insert(found.end(), ofName.begin(), ofName.end());

@@ -46,7 +46,8 @@ ExitCode run(const Run& command, Output& output) {
 // For arguments that could not be parsed to their end.
 bool isJsonWanted(const std::vector<std::string>& arguments) {
     const auto end = std::find(arguments.begin(), arguments.end(), "--");
-    return std::find(arguments.begin(), end, "--json") != end;
+    return std::any_of(arguments.begin(), end,
+                       [](const std::string& word) { return word == "--json" || word == "--json=true"; });
 }
 
 ExitCode refuse(const std::string& reason, bool json) {

@@ -60,7 +60,8 @@ Faults stagedObstacles() {
     DefinitionsStorage{staging}.findNames(&names);
     Faults faults;
     for (const std::string& name : names) {
-        if (name.front() == '.')
+        // What cannot be read is passed over by an import.
+        if (name.front() == '.' && readDefinition(staging, name).valid)
             faults.push_back(
                 {definitionFile(staging, name), "--staging-dir [" + staging + "] holds the hidden definition [" + name +
                                                     "], which is not emptied and would be installed too."});
