@@ -15,11 +15,10 @@ class SCADA_EXPORT DefinitionsDeployment {
 public:
     /// Installs all definitions of `srcDir`, each under "lora/" with a decoder inside the source; when one fails the
     /// checks, none. Without `allowOverwrite`, definitions that are installed already and can be read are refused. On
-    /// success returns true, also when the source has no definition; a staged copy that can no longer be read is passed
-    /// over. On failure returns false with the reason in `*err`; definitions imported before a failure of the import
-    /// itself stay. The staging directory is emptied before and afterwards, also when an exception passes through,
-    /// except when the source or the staging directory is refused; its entries with a leading dot stay, and definitions
-    /// among them are installed too. REQUIRES: a staging path as FsNode::ensureCleanDir demands it.
+    /// success returns true, also for a source without definitions. On failure returns false with the reason in `*err`;
+    /// what was imported before a failure of the import itself stays. The staging directory is emptied before and, also
+    /// when an exception passes through, afterwards, unless it or the source is refused. REQUIRES: a staging path as
+    /// FsNode::ensureCleanDir demands it, and no definitions with a leading dot there, which would be installed too.
     bool deploy(const std::string& srcDir, bool allowOverwrite, std::string* err) const;
 
     /// The body of an installation, between the two emptyings of the staging directory.

@@ -44,7 +44,7 @@ public:
     SensorDefinitions& operator=(const SensorDefinitions&) = delete;
 
     /// Adds the names that the registry's storages list to `*names`, which is not cleared; does nothing when it is
-    /// null. An empty directory, which a load passes over, is read as "/".
+    /// null. An empty directory path, which a load passes over, is read as "/".
     void findNames(std::set<std::string>* names);
 
     /// Loads one definition from storage into the cache; a record that is there already stays. On success returns true.

@@ -103,7 +103,7 @@ protected:
 };
 
 class SmallFileSystem : public FullDisk, public ::testing::WithParamInterface<SmallDisk> {};
-INSTANTIATE_TEST_SUITE_P(Disks, SmallFileSystem, ::testing::ValuesIn(forRoot(smallDisks())), rowName);
+INSTANTIATE_TEST_SUITE_P(Disks, SmallFileSystem, ::testing::ValuesIn(whereMountable(smallDisks())), rowName);
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(SmallFileSystem);
 
 TEST_P(SmallFileSystem, isRefusedAndTheNextInstallationSucceeds) {
