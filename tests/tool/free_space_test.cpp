@@ -66,6 +66,26 @@ TEST_F(FreeSpace, isNeededTwiceOnOneFileSystem) {
     expectShortage("--custom-dir [$T/custom]", 2 * (BLOCK + inBlocks(size) + 2 * BLOCK));
 }
 
+// What a killed installation has left there goes before anything is written.
+class FreeSpaceForStaging : public FreeSpace, public ::testing::WithParamInterface<const char*> {
+protected:
+    void SetUp() override { ASSERT_TRUE(mountPrivately(temp / "staging", "size=64k")); }
+    void TearDown() override { umount((temp / "staging").c_str()); }
+};
+
+TEST_P(FreeSpaceForStaging, countsWhatItsEmptyingFrees) {
+    writeFile(temp / "staging" + ("/" + std::string(GetParam())) + "/m.js", std::string(15 * BLOCK, 'x'));
+    if (GetParam()[0] == '.') {
+        expectShortage("--staging-dir [$T/staging]", 4 * BLOCK);
+    } else {
+        EXPECT_EQ(run({"install", temp / "source", "--dry-run"}).status, 0);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Tool, FreeSpaceForStaging, ::testing::ValuesIn(whereMountable<const char*>({"left", ".kept"})),
+                         [](const auto& row) { return row.param[0] == '.' ? "hidden" : "visible"; });
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(FreeSpaceForStaging);
+
 struct DirectoryRow {
     const char* name;
     std::vector<const char*> standing; ///< in the custom directory

@@ -44,17 +44,36 @@ std::uint64_t sizeOfFiles(const std::string& srcDir, const std::set<std::string>
     return size;
 }
 
-std::uint64_t sizeOfDirectories(const std::string& target, const std::set<std::string>& names) {
-    std::set<std::string> missing;
-    std::error_code error;
+std::set<std::string> directoriesOf(const std::set<std::string>& names) {
+    std::set<std::string> directories;
     for (const std::string& name : names) {
-        for (std::size_t end = name.find('/'); end != std::string::npos; end = name.find('/', end + 1)) {
-            const std::string directory = name.substr(0, end);
-            if (!fs::exists(target + "/" + directory, error))
-                missing.insert(directory);
-        }
+        for (std::size_t end = name.find('/'); end != std::string::npos; end = name.find('/', end + 1))
+            directories.insert(name.substr(0, end));
     }
-    return missing.size() * BLOCK;
+    return directories;
+}
+
+std::uint64_t sizeOfMissing(const std::set<std::string>& directories, const std::string& target) {
+    std::uint64_t size = 0;
+    std::error_code error;
+    for (const std::string& directory : directories)
+        size += fs::exists(target + "/" + directory, error) ? 0 : BLOCK;
+    return size;
+}
+
+// What the emptying of the staging directory gives back: all but its hidden entries.
+std::uint64_t sizeOfLeftovers(const std::string& staging) {
+    std::uint64_t size = 0;
+    std::error_code error;
+    for (fs::recursive_directory_iterator at(staging, error); !error && at != fs::recursive_directory_iterator();
+         at.increment(error)) {
+        struct stat status {};
+        if (at.depth() == 0 && at->path().filename().string().front() == '.')
+            at.disable_recursion_pending();
+        else if (lstat(at->path().c_str(), &status) == 0)
+            size += static_cast<std::uint64_t>(status.st_blocks) * 512;
+    }
+    return size;
 }
 
 dev_t deviceOf(const std::string& path) {
@@ -62,13 +81,14 @@ dev_t deviceOf(const std::string& path) {
     return stat(path.c_str(), &status) == 0 ? status.st_dev : 0;
 }
 
-std::string shortage(const std::string& option, const std::string& dir, std::uint64_t needed) {
+// `freed` becomes available before anything is written.
+std::string shortage(const std::string& option, const std::string& dir, std::uint64_t needed, std::uint64_t freed) {
     std::error_code error;
-    const fs::space_info space = fs::space(nearestExisting(dir), error);
-    if (error || space.available >= needed)
+    const std::uint64_t available = fs::space(nearestExisting(dir), error).available + freed;
+    if (error || available >= needed)
         return "";
     return "not enough free space for " + option + " [" + dir + "]: " + std::to_string(needed) + " bytes needed, " +
-           std::to_string(space.available) + " available";
+           std::to_string(available) + " available";
 }
 
 } // namespace
@@ -77,12 +97,17 @@ std::string missingSpace(const std::string& srcDir, const std::set<std::string>&
     const Conf& conf = Env::inst().conf();
     const std::string staging = conf.getDfnStagingDir();
     const std::string custom = conf.getDfnCustomDir();
+    const std::set<std::string> directories = directoriesOf(names);
     const std::uint64_t files = sizeOfFiles(srcDir, names);
-    const std::uint64_t staged = files + sizeOfDirectories(staging, names);
-    const std::uint64_t installed = files + sizeOfDirectories(custom, names);
-    const bool shared = deviceOf(nearestExisting(staging)) == deviceOf(nearestExisting(custom));
-    const std::string reason = shortage("--staging-dir", staging, staged);
-    return reason.empty() ? shortage("--custom-dir", custom, shared ? staged + installed : installed) : reason;
+    const std::uint64_t staged = files + directories.size() * BLOCK;
+    const std::uint64_t installed = files + sizeOfMissing(directories, custom);
+    const std::uint64_t freed = sizeOfLeftovers(staging);
+    const std::string reason = shortage("--staging-dir", staging, staged, freed);
+    if (!reason.empty())
+        return reason;
+    if (deviceOf(nearestExisting(staging)) == deviceOf(nearestExisting(custom)))
+        return shortage("--custom-dir", custom, staged + installed, freed);
+    return shortage("--custom-dir", custom, installed, 0);
 }
 
 } // namespace Kelvra::SCADA::Tool
