@@ -102,7 +102,7 @@ std::string missingSpace(const std::string& srcDir, const std::set<std::string>&
     const std::uint64_t staged = files + directories.size() * BLOCK;
     const std::uint64_t installed = files + sizeOfMissing(directories, custom);
     const std::uint64_t freed = sizeOfLeftovers(staging);
-    const std::string reason = shortage("--staging-dir", staging, staged, freed);
+    std::string reason = shortage("--staging-dir", staging, staged, freed);
     if (!reason.empty())
         return reason;
     if (deviceOf(nearestExisting(staging)) == deviceOf(nearestExisting(custom)))
