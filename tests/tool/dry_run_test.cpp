@@ -236,6 +236,10 @@ INSTANTIATE_TEST_SUITE_P(
                     "which is not emptied and would be installed too.",
                     "$T/staging/.old/v/n.json: --staging-dir [$T/staging] holds the hidden definition [.old/v/n], "
                     "which is not emptied and would be installed too."}},
+        BlockedRow{"staging_with_a_hidden_definition_that_throws",
+                   [](const std::string& dir) { writeFile(dir + "/staging/.old/v/m.json", nestedArrays(1001)); },
+                   {"$T/staging/.old/v/m.json: --staging-dir [$T/staging] holds the hidden definition [.old/v/m], "
+                    "which is not emptied and would stop the import: Exceeded stackLimit in readValue()."}},
         BlockedRow{"staging_closed",
                    [](const std::string& dir) {
                        makeDir(dir + "/staging");

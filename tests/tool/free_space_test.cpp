@@ -119,4 +119,41 @@ INSTANTIATE_TEST_SUITE_P(
     rowName);
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(FreeSpaceForCustom);
 
+struct ReplacedRow {
+    const char* name;
+    std::uintmax_t standing; ///< bytes of the decoder that is replaced
+    std::uintmax_t size;     ///< of the one that replaces it
+    std::uintmax_t needed;   ///< blocks, 0 where all fits
+};
+
+void PrintTo(const ReplacedRow& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class FreeSpaceForReplacing : public FreeSpace, public ::testing::WithParamInterface<ReplacedRow> {
+protected:
+    void SetUp() override { ASSERT_TRUE(mountPrivately(temp / "custom", "size=64k")); }
+    void TearDown() override { umount((temp / "custom").c_str()); }
+};
+
+TEST_P(FreeSpaceForReplacing, countsWhatIsReplaced) {
+    writeFile(temp / "custom/lora/demo/th1-decoder", std::string(GetParam().standing, 'x'));
+    source.decoder("lora/demo/th1", "th1.js", std::string(GetParam().size, 'y'));
+    if (GetParam().needed == 0) {
+        EXPECT_EQ(run({"install", temp / "source", "--allow-overwrite", "--dry-run"}).status, 0);
+        EXPECT_EQ(run({"install", temp / "source", "--allow-overwrite"}).status, 0);
+    } else {
+        expectShortage("--custom-dir [$T/custom]", GetParam().needed * BLOCK);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Tool, FreeSpaceForReplacing,
+    ::testing::ValuesIn(whereMountable<ReplacedRow>({{"by_the_same", 12 * BLOCK, 12 * BLOCK - 1, 0},
+                                                     {"by_a_larger_one", 12 * BLOCK, 14 * BLOCK - 1, 0},
+                                                     {"by_one_that_is_too_large", 12 * BLOCK, 17 * BLOCK - 1, 1 + 5},
+                                                     {"by_a_smaller_one", 14 * BLOCK, BLOCK - 1, 0}})),
+    rowName);
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(FreeSpaceForReplacing);
+
 } // namespace

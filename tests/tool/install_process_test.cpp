@@ -27,11 +27,12 @@ protected:
     ~SlowCopies() override { setenv("PATH", path.c_str(), 1); }
 
     void stopCopiesTo(const std::string& target) const {
-        // Not ended by the hangup of the terminal that ends with its tool.
+        // Not ended by the hangup of the terminal that ends with its tool, but with the test.
         writeFile(temp / "bin/cp", "#!/bin/sh\ntrap '' HUP\ncase \"$3\" in " + (temp / target) + ")\n  echo $$ > " +
                                        (temp / "waiting.new") + "\n  mv " + (temp / "waiting.new") + " " +
-                                       (temp / "waiting") + "\n  while [ ! -e " + (temp / "go") +
-                                       " ]; do sleep 0.02; done\nesac\nPATH='" + path + "' exec cp \"$@\"\n");
+                                       (temp / "waiting") + "\n  while [ -d " + temp.path() + " ] && [ ! -e " +
+                                       (temp / "go") + " ]; do sleep 0.02; done\nesac\nPATH='" + path +
+                                       "' exec cp \"$@\"\n");
         chmod((temp / "bin/cp").c_str(), 0755);
     }
     void failCopiesTo(const std::string& target) const {

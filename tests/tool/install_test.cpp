@@ -126,7 +126,6 @@ TEST_F(Install, refusesToInstallWhatIsHiddenInStagingToo) {
 }
 
 TEST_F(Install, ofNothingMindsNothingHidden) {
-    makeDir(temp / "source");
     StorageBuilder staging(temp / "staging");
     addDefinition(staging, ".old/v/m");
     EXPECT_EQ(run({"install", temp / "source", "--dry-run"}).status, 0);

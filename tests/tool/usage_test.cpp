@@ -51,6 +51,7 @@ INSTANTIATE_TEST_SUITE_P(
         UsageRow{"escaped_argument", {"list", "\x1b[2J"}, "The following argument was not expected: \\x1b[2J"},
         UsageRow{"operand_of_list", {"list", "x"}, "The following argument was not expected: x"},
         UsageRow{"json_as_operand", {"show", "--", "--json", "x", "y"}, "The following argument was not expected: y"},
+        UsageRow{"json_with_a_value", {"list", "--json=1"}, "json was given a disallowed flag override"},
         UsageRow{"two_commands", {"sensors", "list"}, "The following argument was not expected: list"},
         UsageRow{"unknown_storage", {"list", "--storage", "x"}, "--storage: x not in {both,default,custom}"},
         UsageRow{"show_without_name", {"show"}, "NAME is required"},

@@ -54,7 +54,8 @@ void declareConfiguration(CLI::App& app) {
 
 void declareOptions(CLI::App& app, bool* json) {
     declareConfiguration(app);
-    app.add_flag("--json", *json, "Answer with one JSON object")->group(GROUP);
+    // With a value it would not be known as such among arguments that cannot be parsed.
+    app.add_flag("--json", *json, "Answer with one JSON object")->disable_flag_override()->group(GROUP);
     app.add_option_function<std::string>(
            "--log-level", [](const std::string& word) { Logger::setLevel(levelOf(word)); },
            "Log messages on standard error")

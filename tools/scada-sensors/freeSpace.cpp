@@ -8,6 +8,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -32,16 +33,35 @@ std::uint64_t blocksOf(const std::string& file) {
     return error ? BLOCK : inBlocks(size);
 }
 
-std::uint64_t sizeOfFiles(const std::string& srcDir, const std::set<std::string>& names) {
-    std::uint64_t size = 0;
+std::uint64_t sizeOnDisk(const std::string& path) {
+    struct stat status {};
+    if (lstat(path.c_str(), &status) != 0 || S_ISLNK(status.st_mode))
+        return 0;
+    return static_cast<std::uint64_t>(status.st_blocks) * 512;
+}
+
+struct Needs {
+    std::uint64_t staged = 0;
+    std::uint64_t installed = 0;
+
+    // What is replaced goes first, one file after the other: what a smaller one gives back may be too late for others.
+    void add(std::uint64_t size, const std::string& replaced) {
+        staged += size;
+        installed += size - std::min(size, sizeOnDisk(replaced));
+    }
+};
+
+Needs needsOfFiles(const std::string& srcDir, const std::set<std::string>& names) {
+    Needs needs;
     for (const std::string& name : names) {
         const Definition definition = readDefinition(srcDir, name);
         const std::optional<std::string> document = documentToInstall(definition, name);
-        size += document ? inBlocks(document->size()) : blocksOf(definition.file);
+        needs.add(document ? inBlocks(document->size()) : blocksOf(definition.file),
+                  definitionFile(Env::inst().conf().getDfnCustomDir(), name));
         if (!definition.spec.decoderPath.empty())
-            size += blocksOf(definition.spec.decoderPath);
+            needs.add(blocksOf(definition.spec.decoderPath), installedDecoder(name));
     }
-    return size;
+    return needs;
 }
 
 std::set<std::string> directoriesOf(const std::set<std::string>& names) {
@@ -67,11 +87,10 @@ std::uint64_t sizeOfLeftovers(const std::string& staging) {
     std::error_code error;
     for (fs::recursive_directory_iterator at(staging, error); !error && at != fs::recursive_directory_iterator();
          at.increment(error)) {
-        struct stat status {};
         if (at.depth() == 0 && at->path().filename().string().front() == '.')
             at.disable_recursion_pending();
-        else if (lstat(at->path().c_str(), &status) == 0)
-            size += static_cast<std::uint64_t>(status.st_blocks) * 512;
+        else
+            size += sizeOnDisk(at->path().string());
     }
     return size;
 }
@@ -98,16 +117,16 @@ std::string missingSpace(const std::string& srcDir, const std::set<std::string>&
     const std::string staging = conf.getDfnStagingDir();
     const std::string custom = conf.getDfnCustomDir();
     const std::set<std::string> directories = directoriesOf(names);
-    const std::uint64_t files = sizeOfFiles(srcDir, names);
-    const std::uint64_t staged = files + directories.size() * BLOCK;
-    const std::uint64_t installed = files + sizeOfMissing(directories, custom);
+    Needs needs = needsOfFiles(srcDir, names);
+    needs.staged += directories.size() * BLOCK;
+    needs.installed += sizeOfMissing(directories, custom);
     const std::uint64_t freed = sizeOfLeftovers(staging);
-    std::string reason = shortage("--staging-dir", staging, staged, freed);
+    std::string reason = shortage("--staging-dir", staging, needs.staged, freed);
     if (!reason.empty())
         return reason;
     if (deviceOf(nearestExisting(staging)) == deviceOf(nearestExisting(custom)))
-        return shortage("--custom-dir", custom, staged + installed, freed);
-    return shortage("--custom-dir", custom, installed, 0);
+        return shortage("--custom-dir", custom, needs.staged + needs.installed, freed);
+    return shortage("--custom-dir", custom, needs.installed, 0);
 }
 
 } // namespace Kelvra::SCADA::Tool

@@ -60,11 +60,15 @@ Faults stagedObstacles() {
     DefinitionsStorage{staging}.findNames(&names);
     Faults faults;
     for (const std::string& name : names) {
-        // What cannot be read is passed over by an import.
-        if (name.front() == '.' && readDefinition(staging, name).valid)
-            faults.push_back(
-                {definitionFile(staging, name), "--staging-dir [" + staging + "] holds the hidden definition [" + name +
-                                                    "], which is not emptied and would be installed too."});
+        if (name.front() != '.')
+            continue;
+        const Definition definition = readDefinition(staging, name);
+        // What cannot be read is passed over by an import; what throws ends it.
+        if (definition.valid || definition.abandoned)
+            faults.push_back({definition.file,
+                              "--staging-dir [" + staging + "] holds the hidden definition [" + name +
+                                  "], which is not emptied and would " +
+                                  (definition.valid ? "be installed too." : "stop the import: " + definition.state)});
     }
     return faults;
 }
