@@ -6,6 +6,7 @@
 
 #include <sys/mount.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <ostream>
@@ -121,9 +122,9 @@ GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(FreeSpaceForCustom);
 
 struct ReplacedRow {
     const char* name;
-    std::uintmax_t standing; ///< bytes of the decoder that is replaced
-    std::uintmax_t size;     ///< of the one that replaces it
-    std::uintmax_t needed;   ///< blocks, 0 where all fits
+    std::size_t standing;  ///< bytes of the decoder that is replaced
+    std::size_t size;      ///< of the one that replaces it
+    std::uintmax_t needed; ///< blocks, 0 where all fits
 };
 
 void PrintTo(const ReplacedRow& row, std::ostream* out) {
