@@ -67,11 +67,20 @@ TEST_F(FreeSpace, isNeededTwiceOnOneFileSystem) {
     expectShortage("--custom-dir [$T/custom]", 2 * (BLOCK + inBlocks(size) + 2 * BLOCK));
 }
 
-// What a killed installation has left there goes before anything is written.
-class FreeSpaceForStaging : public FreeSpace, public ::testing::WithParamInterface<const char*> {
+class FreeSpaceOfMount : public FreeSpace {
 protected:
-    void SetUp() override { ASSERT_TRUE(mountPrivately(temp / "staging", "size=64k")); }
-    void TearDown() override { umount((temp / "staging").c_str()); }
+    explicit FreeSpaceOfMount(const char* directory) : mounted(temp / directory) {}
+    void SetUp() override { ASSERT_TRUE(mountPrivately(mounted, "size=64k")); }
+    void TearDown() override { umount(mounted.c_str()); }
+
+private:
+    std::string mounted;
+};
+
+// What a killed installation has left there goes before anything is written.
+class FreeSpaceForStaging : public FreeSpaceOfMount, public ::testing::WithParamInterface<const char*> {
+protected:
+    FreeSpaceForStaging() : FreeSpaceOfMount("staging") {}
 };
 
 TEST_P(FreeSpaceForStaging, countsWhatItsEmptyingFrees) {
@@ -97,10 +106,9 @@ void PrintTo(const DirectoryRow& row, std::ostream* out) {
     *out << row.name;
 }
 
-class FreeSpaceForCustom : public FreeSpace, public ::testing::WithParamInterface<DirectoryRow> {
+class FreeSpaceForCustom : public FreeSpaceOfMount, public ::testing::WithParamInterface<DirectoryRow> {
 protected:
-    void SetUp() override { ASSERT_TRUE(mountPrivately(temp / "custom", "size=64k")); }
-    void TearDown() override { umount((temp / "custom").c_str()); }
+    FreeSpaceForCustom() : FreeSpaceOfMount("custom") {}
 };
 
 TEST_P(FreeSpaceForCustom, isCountedWithTheDirectoriesThatItLacks) {
@@ -131,10 +139,9 @@ void PrintTo(const ReplacedRow& row, std::ostream* out) {
     *out << row.name;
 }
 
-class FreeSpaceForReplacing : public FreeSpace, public ::testing::WithParamInterface<ReplacedRow> {
+class FreeSpaceForReplacing : public FreeSpaceOfMount, public ::testing::WithParamInterface<ReplacedRow> {
 protected:
-    void SetUp() override { ASSERT_TRUE(mountPrivately(temp / "custom", "size=64k")); }
-    void TearDown() override { umount((temp / "custom").c_str()); }
+    FreeSpaceForReplacing() : FreeSpaceOfMount("custom") {}
 };
 
 TEST_P(FreeSpaceForReplacing, countsWhatIsReplaced) {
