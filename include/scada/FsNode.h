@@ -22,8 +22,8 @@ public:
         MODE_OTHER = 4 ///< exists, neither bit set: a FIFO or a character device
     };
 
-    /// Takes a copy of `nodePath`, which may be empty: such a path does not exist.
-    explicit FsNode(const std::string& nodePath);
+    /// Takes a copy of `nodePath`, which may be empty: such a path does not exist. Also converts implicitly.
+    FsNode(const std::string& nodePath);
 
     /// Returns what the path is, symbolic links being followed.
     Mode getMode();

@@ -36,8 +36,8 @@ public:
         STORAGE_TYPE storage = STORAGE_BOTH; ///< where it was loaded from
     };
 
-    /// An empty registry over `searched`; reads nothing.
-    explicit SensorDefinitions(STORAGE_TYPE searched);
+    /// An empty registry over `searched`; reads nothing. Also converts implicitly.
+    SensorDefinitions(STORAGE_TYPE searched);
     /// Ends the life of every record and of what refers into it.
     ~SensorDefinitions();
     SensorDefinitions(const SensorDefinitions&) = delete;

@@ -40,7 +40,7 @@ static_assert(std::is_same<decltype(&FsNode::copyFile), bool (*)(const std::stri
 static_assert(std::is_same<decltype(&FsNode::ensureDirExists), bool (*)(const std::string&)>::value, "");
 static_assert(std::is_same<decltype(&FsNode::ensureCleanDir), bool (*)(const std::string&)>::value, "");
 static_assert(std::is_same<decltype(&FsNode::rmFile), bool (*)(const std::string&)>::value, "");
-static_assert(std::is_constructible<FsNode, const std::string&>::value, "");
+static_assert(std::is_convertible<const std::string&, FsNode>::value, "");
 static_assert(sizeof(FsNode) == sizeof(std::string), "one path and nothing else");
 static_assert(!std::is_polymorphic<FsNode>::value, "");
 

@@ -28,7 +28,7 @@ using Info = SensorDefinitions::DefinitionInfo;
 using Registry = SensorDefinitions;
 
 static_assert(STORAGE_DEFAULT == 0 && STORAGE_CUSTOM == 1 && STORAGE_BOTH == 2, "");
-static_assert(std::is_constructible<Registry, STORAGE_TYPE>::value, "");
+static_assert(std::is_convertible<STORAGE_TYPE, Registry>::value, "");
 static_assert(std::is_same<decltype(&Registry::findNames), void (Registry::*)(std::set<std::string>*)>::value, "");
 static_assert(
     std::is_same<decltype(&Registry::loadDefinition), bool (Registry::*)(const std::string&, std::string*)>::value, "");
