@@ -51,16 +51,16 @@ bool isListed(const std::string& dir, const std::string& name) {
     const std::string::size_type second = first == std::string::npos ? first : name.find('/', first + 1);
     if (second == std::string::npos || name.find('/', second + 1) != std::string::npos)
         return false;
-    if (name.find('\0') != std::string::npos || !isDescended(name.substr(0, first)) ||
-        !isDescended(name.substr(first + 1, second - first - 1)))
+    const std::string source = name.substr(0, first);
+    const std::string model = name.substr(first + 1, second - first - 1);
+    if (name.find('\0') != std::string::npos || !isDescended(source) || !isDescended(model))
         return false;
+    const std::string file = name.substr(second + 1) + ".json";
     const std::string root = dir + "/";
     const std::string directory = root + name.substr(0, second);
-    const std::string file = name.substr(second + 1) + ".json";
     return isEntryAccepted(directory, file.c_str(), DEFINITION_FILE, acceptedTypes(FsNode::MODE_FILE)) &&
-           isDirectoryReadable(root, Links::FOLLOW) &&
-           isDirectoryReadable(root + "/" + name.substr(0, first), Links::NOFOLLOW) &&
-           isDirectoryReadable(directory, Links::NOFOLLOW);
+           hasEntryNamed(root, source, Links::FOLLOW) && hasEntryNamed(root + "/" + source, model, Links::NOFOLLOW) &&
+           hasEntryNamed(directory, file, Links::NOFOLLOW);
 }
 
 } // namespace Kelvra::SCADA

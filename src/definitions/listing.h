@@ -8,8 +8,8 @@ namespace Kelvra::SCADA {
 /// Adds the name of every definition that the storage directory `dir` lists to `*names`.
 void collectNames(const std::string& dir, std::set<std::string>* names);
 
-/// Returns whether collectNames would add `name`, without reading any directory: a lookup must not grow with the
-/// storage. REQUIRES: the file system tells letter cases apart, as the device's do.
+/// Returns whether collectNames would add `name`. A lookup must not grow with the storage: the directories on the way
+/// to the file are only read where hasEntryNamed() has to.
 bool isListed(const std::string& dir, const std::string& name);
 
 } // namespace Kelvra::SCADA

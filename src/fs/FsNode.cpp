@@ -4,7 +4,6 @@
 
 #include <kelvra/System.h>
 
-#include <dirent.h>
 #include <sys/stat.h>
 
 #include <cstdlib>
@@ -13,10 +12,6 @@
 namespace Kelvra::SCADA {
 
 namespace {
-
-struct CloseDirectory {
-    void operator()(DIR* directory) const { closedir(directory); }
-};
 
 struct Free {
     void operator()(char* memory) const { std::free(memory); }
@@ -59,7 +54,7 @@ void FsNode::list(std::list<std::string>* out, const std::string& pattern, Mode 
     if (out == nullptr)
         return;
     out->clear();
-    const std::unique_ptr<DIR, CloseDirectory> directory(opendir(path.c_str()));
+    const DirectoryStream directory(opendir(path.c_str()));
     if (!directory)
         return;
     const mode_t types = acceptedTypes(kinds);

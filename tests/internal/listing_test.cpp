@@ -1,5 +1,6 @@
 #include "TempDir.h"
 #include "files.h"
+#include "mountPrivately.h"
 #include "rowName.h"
 #include "unprivileged.h"
 
@@ -8,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -241,6 +243,7 @@ TEST(ListingLimits, directoriesBeyondTheLongestPath) {
 
 constexpr unsigned int SEED = 20231121;
 constexpr int TREES = 1000;
+constexpr int TREES_IN_AN_IMAGE = 100;
 constexpr int NAMES_PER_TREE = 40;
 
 class RandomTree {
@@ -276,7 +279,10 @@ private:
     std::string component() {
         static const std::vector<std::string> components = {"a",
                                                             "b",
+                                                            "A",
+                                                            "a.",
                                                             "lora",
+                                                            "Lora",
                                                             ".a",
                                                             "..b",
                                                             "...",
@@ -351,19 +357,49 @@ private:
     std::size_t listedNames = 0;
 };
 
-bool checkRandomTrees(const std::string& dir) {
+bool checkRandomTrees(const std::string& dir, int trees) {
     RandomTree tree(dir);
     bool same = true;
-    for (int i = 0; i < TREES && same; ++i)
+    for (int i = 0; i < trees && same; ++i)
         same = tree.check();
-    std::cout << tree.listedSoFar() << " names were listed in " << TREES << " trees\n";
-    return same && tree.listedSoFar() > TREES / 10;
+    std::cout << tree.listedSoFar() << " names were listed in " << trees << " trees\n";
+    return same && tree.listedSoFar() > static_cast<std::size_t>(trees) / 10;
 }
 
 TEST(ListingRandom, bothAnswersAreTheSame) {
     std::cout << "seed " << SEED << "\n";
     const TempDir dir;
-    EXPECT_TRUE(runUnprivileged(dir.path(), [&] { return checkRandomTrees(dir.path()); }));
+    EXPECT_TRUE(runUnprivileged(dir.path(), [&] { return checkRandomTrees(dir.path(), TREES); }));
+}
+
+// ---- file systems on which an entry answers to other names, too ----
+
+class ListingFolded : public ::testing::TestWithParam<FoldingFileSystem> {
+protected:
+    void SetUp() override { ASSERT_TRUE(mountFolding(GetParam(), dir / "image", dir / "place")); }
+    void TearDown() override { umount((dir / "place").c_str()); }
+
+    TempDir dir;
+    std::string names = dir / "place/names";
+};
+INSTANTIATE_TEST_SUITE_P(Rows, ListingFolded, ::testing::ValuesIn(mountableFolding()), rowName);
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(ListingFolded);
+
+TEST_P(ListingFolded, onlyTheStoredNameIsListed) {
+    writeFile(names + "/storage/lora/demo/th1.json", "");
+    writeFile(names + "/storage/lora/demo/th2.JSON", "");
+    ASSERT_EQ(readFile(names + "/Storage/LORA/Demo/Th1.JSON"), "") << "letter cases are not folded here";
+    for (const std::string& storage : {names + "/storage", names + "/STORAGE/"}) {
+        EXPECT_TRUE(isListed(storage, "lora/demo/th1")) << storage;
+        for (const char* name : {"Lora/demo/th1", "lora/DEMO/th1", "lora/demo/tH1", "lora/demo/th2"})
+            EXPECT_FALSE(isListed(storage, name)) << storage << " " << name;
+        EXPECT_EQ(namesOf(storage), std::set<std::string>{"lora/demo/th1"});
+    }
+}
+
+TEST_P(ListingFolded, bothAnswersAreTheSame) {
+    std::cout << "seed " << SEED << "\n";
+    EXPECT_TRUE(runUnprivileged(dir.path(), [&] { return checkRandomTrees(names, TREES_IN_AN_IMAGE); }));
 }
 
 } // namespace
