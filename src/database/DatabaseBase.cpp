@@ -96,11 +96,14 @@ bool selectDatabase(redisContext* context, unsigned char number) {
 
 // Sends a command, once more after a reconnection when no reply came.
 template <typename Send> redisReply* sendTwice(DatabaseBase* database, bool* reconnectNeeded, const Send& send) {
-    const SigpipeGuard guard;
+    SigpipeGuard guard;
     if (database->ensureConnected() != DatabaseBase::RESULT_OK)
         return nullptr;
-    if (void* reply = send())
+    if (void* reply = send()) {
+        // An attempt that fails to write has no reply, and a connection made before it had a guard of its own.
+        guard.noneRaised();
         return static_cast<redisReply*>(reply);
+    }
     *reconnectNeeded = true;
     if (database->ensureConnected() != DatabaseBase::RESULT_OK)
         return nullptr;

@@ -45,7 +45,7 @@ SigpipeGuard::SigpipeGuard() {
 
 SigpipeGuard::~SigpipeGuard() {
     const int keptErrno = errno;
-    if (!wasPending && isSigpipePending())
+    if (maybeRaised && !wasPending && isSigpipePending())
         drainSigpipe();
     pthread_sigmask(SIG_SETMASK, &previousMask, nullptr);
     errno = keptErrno;

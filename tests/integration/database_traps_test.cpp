@@ -33,6 +33,12 @@ std::function<void(redisContext*)>& onCommand() {
     return hook;
 }
 
+// How often this process has asked which signals are pending.
+std::atomic<int>& pendingQuestions() {
+    static std::atomic<int> count{0};
+    return count;
+}
+
 } // namespace
 
 // Stands before the client library's own.
@@ -42,6 +48,13 @@ extern "C" __attribute__((visibility("default"))) void* redisvCommand(redisConte
     if (onCommand())
         onCommand()(context);
     return real(context, format, arguments);
+}
+
+// Stands before the system's own.
+extern "C" __attribute__((visibility("default"))) int sigpending(sigset_t* set) {
+    static auto* const real = reinterpret_cast<decltype(&sigpending)>(dlsym(RTLD_NEXT, "sigpending"));
+    ++pendingQuestions();
+    return real(set);
 }
 
 namespace {
@@ -184,6 +197,21 @@ TEST_F(DatabaseSignals, HostThatBlocksItKeepsItsOwn) {
                               holds(isBlocked() && isPending(), "still blocked, still pending");
                   block(SIG_UNBLOCK);
                   return held && holds(signalsSeen == 1, "and delivered once");
+              }),
+              0);
+}
+
+TEST_F(DatabaseSignals, NobodyAsksForOneAfterAnUndisturbedCommand) {
+    EXPECT_EQ(runChild([] {
+                  Broken broken;
+                  const int before = pendingQuestions();
+                  bool held = holds(broken.db.hset("k", "f", "v") == 0, "a command after the restart") &&
+                              holds(pendingQuestions() > before, "the signal of the first attempt was looked for");
+                  const int after = pendingQuestions();
+                  held = held && holds(broken.db.hset("k", "f", "v") == 0, "one more") &&
+                         holds(broken.db.hget("none", "f", nullptr) == 1, "one without a value") &&
+                         holds(broken.db.hdel("none", {"f"}) == 0, "a vector of arguments");
+                  return held && holds(pendingQuestions() == after, "nothing was looked for");
               }),
               0);
 }
