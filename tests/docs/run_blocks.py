@@ -88,10 +88,9 @@ def make_device(root, source, tool):
 
 def make_checkout(root, source, tool, example):
     shutil.copytree(os.path.join(source, "examples"), f"{root}/checkout/examples")
-    for build in ("dev", "demo"):
-        programs = f"{root}/checkout/build/{build}"
-        write_program(f"{programs}/tools/scada-sensors/scada-sensors", f'#!/bin/sh\nexec {tool} "$@"\n')
-        write_program(f"{programs}/examples/resolve-sensor", f'#!/bin/sh\nexec {example} "$@"\n')
+    programs = f"{root}/checkout/build/demo"
+    write_program(f"{programs}/tools/scada-sensors/scada-sensors", f'#!/bin/sh\nexec {tool} "$@"\n')
+    write_program(f"{programs}/examples/resolve-sensor", f'#!/bin/sh\nexec {example} "$@"\n')
 
 
 def start_server(root):
