@@ -48,7 +48,8 @@ public:
 
     /// Returns the directory of the custom definition storage.
     const std::string& getDfnCustomDir() const;
-    /// Sets the directory of the custom definition storage; lookups skip it while it is empty.
+    /// Sets the directory of the custom definition storage; lookups skip it while it is empty, but an installation and
+    /// the removal of a definition then work below "/".
     void setDfnCustomDir(const std::string& value);
 
     /// Returns the scratch directory of installations.

@@ -25,7 +25,8 @@ public:
     int hget(const std::string& key, const std::string& field, std::string* out);
 
     /// Reads a hash field as a float, as strtof does: text after the number is ignored, overflow and underflow fail.
-    /// Returns RESULT_BAD_VALUE when it is none.
+    /// The decimal point is that of the process's locale (LC_NUMERIC): with a comma there, "2.5" is 2. Returns
+    /// RESULT_BAD_VALUE when it is none.
     int hgetFloat(const std::string& key, const std::string& field, float* out);
     /// Reads a hash field as a decimal number of 32 bits, of which 0 is false and all others are true; text after the
     /// number is ignored. Returns RESULT_BAD_VALUE when it is none.

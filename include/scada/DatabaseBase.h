@@ -13,6 +13,7 @@ namespace SCADA {
 /// One connection to the local Redis server over its Unix socket, with one reconnection and one retry per command.
 /// Connects on demand to what setup() says, by default to the Conf constants; Env is not read. A command has no time
 /// limit of its own. The destructor leaves the connection open and its memory allocated until the process ends.
+/// A child made by fork() shares the socket, and replies go to whoever reads first: it must make objects of its own.
 /// Serves one thread at a time. SIGPIPE is held back on the calling thread during a call; the host sees none of it.
 class SCADA_EXPORT DatabaseBase {
 public:
@@ -34,7 +35,8 @@ public:
     DatabaseBase& operator=(const DatabaseBase&) = delete;
 
     /// Sets the socket path, the logical database and the default expiry in seconds. An existing connection stays: a
-    /// new number counts from the next reconnection on, a new path only before the first attempt to connect.
+    /// new number counts from the next reconnection on, a new path only before the first attempt to connect. A path
+    /// has at most 106 bytes: of a longer one the client library takes 107, perhaps with a stray one after them.
     void setup(const std::string& socket, unsigned char number, unsigned int ttl);
     /// The same with the expiry Conf::DFN_DATABASE_KEY_TTL, whatever it was before.
     void setup(const std::string& socket, unsigned char number);

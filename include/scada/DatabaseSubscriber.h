@@ -26,7 +26,8 @@ public:
     /// Receives on the caller's thread until stopped, subscribing again after a lost connection, every 200 ms while
     /// that fails. `callback` may be null; it is called on this thread with each message, an array of kind, pattern,
     /// channel and event, and with `user` as it was given. The message is valid during the call only and not to be
-    /// released. Returns 0.
+    /// released. An exception of the callback ends the loop, passes through and leaves the connection subscribed: the
+    /// object is then of no further use. Returns 0.
     int loop(void (*callback)(redisReply*, void*), void* user);
 
     /// Asks the loop to end, for good: within a receive timeout of 1 s or a pause of 200 ms, at once from the callback.

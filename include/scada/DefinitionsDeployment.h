@@ -17,7 +17,12 @@ public:
     /// checks, none. Without `allowOverwrite`, definitions that are installed already and can be read are refused. On
     /// success returns true, also for a source without definitions. On failure returns false with the reason in `*err`;
     /// what was imported before a failure of the import itself stays. The staging directory is emptied before and, also
-    /// when an exception passes through, afterwards, unless it or the source is refused. REQUIRES: a staging path as
+    /// when an exception passes through, afterwards, unless it or the source is refused. Exceptions of the JSON library
+    /// (Json::RuntimeError, on a definition nested beyond the reader's limit) pass through.
+    /// The source is compared with the staging path as a text, and only without a "/" at its end: a source that lies in
+    /// the staging directory, or is that directory under another spelling or through a link, is erased by the emptying;
+    /// the result is then true, as for a source without definitions.
+    /// REQUIRES: a custom directory that is not empty, since "" is taken for "/"; a staging path as
     /// FsNode::ensureCleanDir demands it, and no definitions with a leading dot there, which would be installed too.
     bool deploy(const std::string& srcDir, bool allowOverwrite, std::string* err) const;
 
@@ -25,7 +30,7 @@ public:
     /// REQUIRES: the staging directory exists and is empty.
     bool deploy_impl(const std::string& srcDir, bool allowOverwrite, std::string* err) const;
 
-    /// Removes one custom definition, as DefinitionsStorage::deleteOne does.
+    /// Removes one custom definition, as DefinitionsStorage::deleteOne does; the same exceptions pass through.
     bool deleteOne(const std::string& name, std::string* err) const;
 
     /// Empties the custom storage. Returns true even when that fails; `err` is never written.

@@ -24,7 +24,7 @@ enum STORAGE_TYPE {
 /// are read from Env at each load; failures are not cached. Owns all records. Every query may load, so a registry
 /// serves one thread at a time; separate registries are independent. Every `error` may be null; texts are cut at 255
 /// bytes and replace the previous content. Exceptions of the JSON library and of memory allocation pass through and
-/// leave the registry as it was.
+/// leave the registry as it was. A load needs the stack and the locale that DefinitionsStorage::getSpec asks for.
 class SCADA_EXPORT SensorDefinitions {
 public:
     static const std::string JSON_PROPERTIES_SECTION; ///< "properties"

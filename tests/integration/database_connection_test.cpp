@@ -314,6 +314,18 @@ TEST_F(DatabaseConnection, ComesUpOnTheKeptContextOnceThereIsAServer) {
     EXPECT_THAT(logs, ElementsAre(reconnectedLine()));
 }
 
+TEST_F(DatabaseConnection, TakesAPathOfTheGreatestLength) {
+    const RedisServer server;
+    const TempDir dir;
+    const std::string longest = dir / std::string(106 - dir.path().size() - 1, 'x');
+    makeLink(server.socket(), longest);
+    Base base;
+    base.setup(longest, 2);
+    EXPECT_EQ(base.ensureConnected(), 0);
+    base.reconnectNeeded = true;
+    EXPECT_EQ(base.ensureConnected(), 0);
+}
+
 TEST_F(DatabaseConnection, SetupLeavesTheConnectionAlone) {
     ScriptedRedis peer(answers({{{OK}, {"+A\r\n"}, {"+B\r\n", true}}, {{OK}, {"+C\r\n"}}}));
     ScriptedRedis other(answers({{{OK}}}));

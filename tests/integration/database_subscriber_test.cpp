@@ -15,6 +15,7 @@
 #include <ctime>
 #include <mutex>
 #include <ostream>
+#include <stdexcept>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -506,6 +507,22 @@ TEST_F(SubscriberOfAServer, LoopOnASubscribedConnectionHandsOutNothing) {
     }
     EXPECT_EQ(watch.stop(), 0);
     EXPECT_THAT(watch.messages(), ElementsAre());
+}
+
+TEST_F(SubscriberOfAServer, StaysSubscribedAndUselessWhenTheCallbackThrows) {
+    DatabaseSubscriber subscriber;
+    subscriber.setup(server.socket(), 2);
+    std::atomic<bool> ended{false};
+    std::thread writer([&] {
+        for (; !ended; std::this_thread::sleep_for(10ms))
+            server.run({"SET", "k", "v"});
+    });
+    const auto refuse = [](redisReply*, void*) { throw std::runtime_error("refused"); };
+    EXPECT_THROW(subscriber.loop(refuse, nullptr), std::runtime_error);
+    ended = true;
+    writer.join();
+    EXPECT_EQ(server.run({"PUBSUB", "NUMPAT"}), "(integer 1)");
+    EXPECT_EQ(subscriber.subscribe(), 255);
 }
 
 TEST_F(SubscriberOfAServer, IsNoLongerFitForCommandsAfterwards) {

@@ -513,6 +513,20 @@ TEST_F(DatabaseDescriptors, AreNotInheritedByPrograms) {
     EXPECT_EQ(fcntl(db.descriptor(), F_GETFD), FD_CLOEXEC);
 }
 
+TEST_F(DatabaseDescriptors, AreSharedWithAForkedChild) {
+    RedisServer server;
+    Opened<Database> db;
+    db.setup(server.socket(), 2);
+    ASSERT_EQ(db.ensureConnected(), 0);
+    EXPECT_EQ(runChild([&db] {
+                  return holds(db.hset("k", "f", "v") == 0, "a command in the child") &&
+                         holds(FakeSupport::inst().logs.size() == 1, "over no connection of its own");
+              }),
+              0);
+    EXPECT_EQ(db.hget("k", "f", nullptr), 0);
+    EXPECT_THAT(FakeSupport::inst().logs, ElementsAre(connectedLine()));
+}
+
 TEST_F(DatabaseDescriptors, MayBeTheStandardNumbers) {
     EXPECT_EQ(runChild([] {
                   RedisServer server;

@@ -372,7 +372,7 @@ TEST_F(Deployment, definitionNestedBeyondTheReadersLimitThrowsAndEmptiesStaging)
     addDefinition(places.source, M1);
     StorageBuilder(places.source).definition(M2, nestedArrays(1001));
     const Snapshot custom = snapshot(places.custom);
-    EXPECT_THROW(deploy(), Json::Exception);
+    EXPECT_THROW(deploy(), Json::RuntimeError);
     EXPECT_EQ(error, UNTOUCHED);
     EXPECT_EQ(snapshot(places.custom), custom);
     EXPECT_EQ(treeOf(places.staging), Tree());
@@ -936,6 +936,13 @@ TEST_F(Deployment, removalTextsAreTheStorages) {
     FakeSupport::inst().fault("rm", Fault::Nothing);
     EXPECT_FALSE(DefinitionsDeployment().deleteOne(M1, &error));
     EXPECT_EQ(error, "Failed to delete sensor definition [lora/v1/m1] file.");
+}
+
+TEST_F(Deployment, definitionNestedBeyondTheReadersLimitCannotBeRemoved) {
+    StorageBuilder(places.custom).definition(M1, nestedArrays(1001));
+    const Snapshot before = snapshot(places.custom);
+    EXPECT_THROW(DefinitionsDeployment().deleteOne(M1, &error), Json::RuntimeError);
+    EXPECT_EQ(snapshot(places.custom), before);
 }
 
 TEST_F(Deployment, removalAfterInstallationAllowsTheNext) {

@@ -845,6 +845,12 @@ TEST_P(RemovalOfOne, needsNoText) {
     EXPECT_EQ(snapshot(dir.path()), expected);
 }
 
+TEST_F(StorageWriting, emptyDirectoryIsTheRootDirectory) {
+    const std::string name = (dir / "demo/th1").substr(1);
+    EXPECT_FALSE(DefinitionsStorage{""}.importSpec(name, {parsed(PLAIN), ""}, &error));
+    EXPECT_EQ(readFile(dir / "demo/th1.json"), written(parsed(PLAIN)));
+}
+
 TEST_F(StorageWriting, removalRunsItsCommandsInOrder) {
     addBoth(dir);
     EXPECT_TRUE(DefinitionsStorage{storage}.deleteOne(NAME, &error));

@@ -13,6 +13,7 @@
 #include <sys/stat.h>
 
 #include <functional>
+#include <locale>
 #include <optional>
 #include <type_traits>
 
@@ -494,6 +495,22 @@ TEST_F(StorageLookup, throwingReaderLeavesTheSpecReset) {
     EXPECT_THROW(DefinitionsStorage{dir.path()}.getSpec(NAME, nullptr, nullptr), Json::Exception);
     StorageBuilder(dir.path()).definition(NAME, R"({"properties":{}})");
     EXPECT_TRUE(get(NAME));
+}
+
+struct DecimalComma : std::numpunct<char> {
+    char do_decimal_point() const override { return ','; }
+};
+
+TEST_F(StorageLookup, fractionsAreReadByTheGlobalLocale) {
+    StorageBuilder(dir.path()).definition(NAME, R"({"properties":{},"fraction":2.5,"whole":3})");
+    const std::locale previous = std::locale::global(std::locale(std::locale::classic(), new DecimalComma));
+    const bool read = get(NAME);
+    std::locale::global(previous);
+    EXPECT_TRUE(read);
+    EXPECT_EQ(spec.json["fraction"], 2.0);
+    EXPECT_EQ(spec.json["whole"], 3);
+    EXPECT_TRUE(get(NAME));
+    EXPECT_EQ(spec.json["fraction"], 2.5);
 }
 
 TEST_F(StorageLookup, nestingBehindTheValueDoesNotMatter) {
