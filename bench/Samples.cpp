@@ -51,8 +51,8 @@ Samples::~Samples() {
     fs::remove_all(root, ignored);
 }
 
-void Samples::addStorage(const std::string& dir, int count) const {
-    for (int i = 0; i < count; ++i) {
+void Samples::addStorage(const std::string& dir, int count, int first) const {
+    for (int i = first; i < first + count; ++i) {
         const fs::path file = root + "/" + dir + "/" + definitionName(i) + ".json";
         fs::create_directories(file.parent_path());
         writeText(file, definitionText(i));

@@ -15,8 +15,9 @@ public:
 
     std::string operator/(const std::string& relative) const { return root + "/" + relative; }
 
-    /// Makes a storage of `count` definitions, each with its decoder, spread over directories of a hundred.
-    void addStorage(const std::string& dir, int count) const;
+    /// Makes a storage of `count` definitions from the number `first` on, each with its decoder, spread over
+    /// directories of a hundred.
+    void addStorage(const std::string& dir, int count, int first = 0) const;
 
     /// Makes a list of `count` sensors over the definitions of a storage of `definitions`.
     void addList(const std::string& file, int count, int definitions) const;

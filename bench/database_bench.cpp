@@ -14,7 +14,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstddef>
-#include <cstdio>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -211,6 +210,6 @@ int main(int argc, char** argv) {
     double longest = 0;
     for (int round = 0; round < 5; ++round)
         longest = std::max(longest, stopTime());
-    std::printf("ratio stop-seconds %.3f (goal <= 1.10)\n", longest);
+    Bench::printRatio("stop-seconds", longest, 1.1);
     return result;
 }

@@ -25,15 +25,14 @@ public:
     }
 
     /// Returns whether there was something to print.
-    bool printRatio(const Ratio& ratio) const {
+    bool print(const Ratio& ratio) const {
         const auto numerator = medians.find(ratio.numerator);
         const auto denominator = medians.find(ratio.denominator);
         if (numerator == medians.end() || denominator == medians.end()) {
             std::printf("ratio %s not measured (goal <= %.2f)\n", ratio.name, ratio.goal);
             return false;
         }
-        std::printf("ratio %s %.3f (goal <= %.2f)\n", ratio.name,
-                    numerator->second / denominator->second / ratio.workOfNumerator, ratio.goal);
+        printRatio(ratio.name, numerator->second / denominator->second / ratio.workOfNumerator, ratio.goal);
         return true;
     }
 
@@ -50,6 +49,10 @@ private:
 };
 
 } // namespace
+
+void printRatio(const char* name, double value, double goal) {
+    std::printf("ratio %s %.3f (goal <= %.2f)\n", name, value, goal);
+}
 
 int runWithRatios(int argc, char** argv, const std::vector<Ratio>& ratios) {
     Logger::setLevel(Logger::LEVEL_OFF);
@@ -68,7 +71,7 @@ int runWithRatios(int argc, char** argv, const std::vector<Ratio>& ratios) {
     benchmark::RunSpecifiedBenchmarks(&reporter);
     bool measured = true;
     for (const Ratio& ratio : ratios)
-        measured = reporter.printRatio(ratio) && measured;
+        measured = reporter.print(ratio) && measured;
     return measured ? 0 : 1;
 }
 

@@ -13,6 +13,9 @@ struct Ratio {
     double workOfNumerator = 1; ///< in units of the work of the denominator
 };
 
+/// Prints one goal, in the form of all benchmark programs.
+void printRatio(const char* name, double value, double goal);
+
 /// Runs the registered benchmarks with logging off, repeated and in mixed order, and prints the table and then, from
 /// the medians of the processor times, one line for each ratio. Returns the exit code: a missed goal is no failure, one
 /// that was not measured is.
