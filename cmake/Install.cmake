@@ -34,7 +34,7 @@ if(SCADA_BUILD_TOOL)
   install(FILES man/scada-sensors.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
   install(FILES man/scada-sensors-definition.5 man/scada-sensors-map.5
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT tool)
-  install(FILES tools/scada-sensors/completion.bash
+  install(FILES tools/scada-sensors/commands/completion.bash
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME scada-sensors COMPONENT tool)
   install(DIRECTORY schemas DESTINATION ${CMAKE_INSTALL_DATADIR}/scada-sensors COMPONENT tool)
   install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tool)

@@ -1,7 +1,10 @@
 #!/usr/bin/python3
 """Holds the shell completion against what the tool says of itself."""
 
+import json
 import os
+import pathlib
+import shlex
 import subprocess
 import sys
 import tempfile
@@ -9,17 +12,28 @@ import tempfile
 import tool_help
 
 SOURCE, TOOL = sys.argv[1:]
+STORAGES = f"{SOURCE}/examples/storages"
 faults = []
 
 
 def offered(*words, directory="/"):
     """Returns what is offered for the last of the words."""
-    result = subprocess.run(
-        ["bash", f"{SOURCE}/tests/docs/complete.bash", f"{SOURCE}/tools/scada-sensors/completion.bash", *words],
-        text=True, capture_output=True, check=True, cwd=directory)
+    completion = f"{SOURCE}/tools/scada-sensors/commands/completion.bash"
+    with tempfile.TemporaryDirectory() as programs:
+        program = f"{programs}/scada-sensors"
+        with open(program, "w") as script:
+            script.write(f'#!/bin/sh\nexec {shlex.join(shlex.split(TOOL))} "$@"\n')
+        os.chmod(program, 0o755)
+        result = subprocess.run(
+            ["bash", f"{SOURCE}/tests/docs/complete.bash", completion, *words], text=True, capture_output=True,
+            check=True, cwd=directory, env={**os.environ, "PATH": f"{programs}:{os.environ['PATH']}"})
     if result.stderr:
         faults.append(result.stderr)
-    return sorted(result.stdout.split())
+    return sorted(result.stdout.splitlines())
+
+
+def names_in(storage):
+    return {str(file.relative_to(storage).with_suffix("")) for file in pathlib.Path(storage).glob("*/*/*.json")}
 
 
 def check(expected, *words, directory="/"):
@@ -53,9 +67,37 @@ def check_words():
     check(["--storage"], "--db", "7", "list", "--sto")
     check(["list"], "--custom-dir", "=", "custom", "li")
     check(["custom"], "list", "--storage", "=", "cu")
+    check(["both", "custom", "default"], "list", "--storage", "=")
     check(["set"], "--json", "db", "--db", "7", "s")
     check([], "--db", "")
-    check([], "show", "")
+    check([], "list", "")
+
+
+def check_names():
+    device = ["--default-dir", f"{STORAGES}/default", "--custom-dir", "=", f"{STORAGES}/custom",
+              "--map", f"{SOURCE}/examples/sensors_map.json"]
+    custom = names_in(f"{STORAGES}/custom")
+    every = names_in(f"{STORAGES}/default") | custom
+    check(every, *device, "show", "")
+    check(custom, *device, "remove", "")
+    check(custom, *device, "remove", "--yes", "lora/x/y", "")
+    check([name for name in every if name.startswith("lora/demo/")], *device, "show", "lora/demo/")
+    with open(f"{STORAGES}/custom/lora/demo/th1.json") as file:
+        properties = json.load(file)["properties"]
+    check(properties, *device, "show", "lora/demo/th1", "")
+    check(["02a1f00000007411"], *device, "resolve", "lora", "02a1f00000007411")
+    check(properties, *device, "resolve", "lora", "02A1F00000007411", "")
+    check([], *device, "resolve", "lora", "02A1F00000007411", "temperature", "")
+
+
+def check_quoting():
+    with tempfile.TemporaryDirectory() as storage:
+        for model in ("a b", "c:d"):
+            os.makedirs(f"{storage}/lora/{model[0]}")
+            open(f"{storage}/lora/{model[0]}/{model}.json", "w").close()
+        check(["lora/a/a\\ b", "lora/c/c:d"], "--default-dir", storage, "show", "")
+        # What stands before the colon is another word to the shell.
+        check(["d"], "--default-dir", storage, "show", "lora/c/c", ":", "")
 
 
 def check_files():
@@ -65,9 +107,13 @@ def check_files():
         for words in (["install", "up"], ["install", "--dry-run", "up"], ["check", "up"], ["list", "--custom-dir", "up"]):
             check(["upload"], *words, directory=directory)
         check(["upload", "uploaded.json"], "--map", "up", directory=directory)
+        check(["upload", "uploaded.json"], "--map", "=", "up", directory=directory)
+        check(["upload"], "--custom-dir", "=", directory=directory)
 
 
 check_commands()
 check_words()
+check_names()
+check_quoting()
 check_files()
 sys.exit("\n".join(faults) if faults else 0)

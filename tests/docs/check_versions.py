@@ -12,7 +12,7 @@ STATED = [
     ("source", "man/scada-sensors.1", r'^\.TH \S+ 1 \S+ "scada-sensors (\S+)"'),
     ("source", "man/scada-sensors-definition.5", r'^\.TH \S+ 5 \S+ "scada-sensors (\S+)"'),
     ("source", "man/scada-sensors-map.5", r'^\.TH \S+ 5 \S+ "scada-sensors (\S+)"'),
-    ("source", "CHANGELOG.md", r"\A# Changelog\n\n(?:## Unreleased\n\n(?:[^#\n].*\n)+\n)?## (\S+)"),
+    ("source", "CHANGELOG.md", r"\A# Changelog\n\n(?:## Unreleased\n(?:(?!## ).*\n)*)?## (\S+)"),
     ("source", "debian/changelog", r"\Ascada-sensors \(([^)-]+)(?:-[^)]+)?\)"),
     ("build", "scada-sensors.pc", r"^Version: (\S+)$"),
     ("build", "kelvra-support.pc", r"^Version: (\S+)$"),

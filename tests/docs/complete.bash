@@ -1,4 +1,5 @@
-# Prints what the completion file $1 offers for the command line of the further arguments, the last being the current word.
+# Prints what the completion file $1 offers for the command line of the further arguments, the last being the current
+# word. The completion asks the scada-sensors that PATH finds.
 source /usr/share/bash-completion/bash_completion
 source "$1"
 shift
@@ -8,6 +9,7 @@ COMP_WORDS=(scada-sensors "$@")
 COMP_CWORD=$#
 COMP_LINE=${COMP_WORDS[*]}
 COMP_LINE=${COMP_LINE// = /=}
+COMP_LINE=${COMP_LINE// : /:}
 COMP_POINT=${#COMP_LINE}
 "$function" scada-sensors "${COMP_WORDS[COMP_CWORD]}" "${COMP_WORDS[COMP_CWORD - 1]}"
 [ ${#COMPREPLY[@]} -eq 0 ] || printf '%s\n' "${COMPREPLY[@]}"

@@ -51,22 +51,53 @@ void readConstants(const std::string& code, Texts* texts) {
         readText(code, at + start.size() - 1, texts);
 }
 
+// A rule begins with its identifier.
+void readRules(const std::string& code, Texts* texts) {
+    const std::string start = "inline constexpr Rule ";
+    for (std::size_t at = code.find(start); at != std::string::npos; at = code.find(start, at + 1))
+        readText(code, code.find('"', at), texts);
+}
+
+void readLibrary(const std::string& file, const std::string& code, Texts* texts) {
+    readCalls(code, "formatMessage(", texts);
+    readCalls(code, "SCADA_LOG(", texts);
+    if (file == "errorTexts.h")
+        readConstants(code, texts);
+}
+
+// A call takes either a literal or one of the library's texts, which are on the page already.
+void readTool(const std::string& file, const std::string& code, Texts* texts) {
+    const std::string call = "filled(";
+    for (std::size_t at = code.find(call); at != std::string::npos; at = code.find(call, at + 1)) {
+        const std::size_t begin = code.find_first_not_of(" \n", at + call.size());
+        if (code[begin] == '"')
+            readText(code, begin, texts);
+        else
+            EXPECT_TRUE(file == "filled.h" || file == "filled.cpp" || code.compare(begin, 13, "LibraryText::") == 0)
+                << file << ": " << code.substr(at, 60);
+    }
+    if (file == "rules.h")
+        readRules(code, texts);
+}
+
+using Reader = void (*)(const std::string& file, const std::string& code, Texts* texts);
+
+void readSources(const std::string& directory, Reader reader, Texts* texts) {
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(directory)) {
+        const std::string extension = entry.path().extension().string();
+        if (extension == ".cpp" || extension == ".h")
+            reader(entry.path().filename().string(), readFile(entry.path().string()), texts);
+    }
+}
+
 Texts textsOfSources() {
     Texts texts;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(SCADA_SOURCE_DIR "/src")) {
-        const std::string extension = entry.path().extension().string();
-        if (extension != ".cpp" && extension != ".h")
-            continue;
-        const std::string code = readFile(entry.path().string());
-        readCalls(code, "formatMessage(", &texts);
-        readCalls(code, "SCADA_LOG(", &texts);
-        if (entry.path().filename() == "errorTexts.h")
-            readConstants(code, &texts);
-    }
+    readSources(SCADA_SOURCE_DIR "/src", readLibrary, &texts);
+    readSources(SCADA_SOURCE_DIR "/tools", readTool, &texts);
     return texts;
 }
 
-// A text is what stands between backquotes in the first cell of a row.
+// A text is between backquotes in the first cell of a row.
 Texts textsOfPage() {
     const std::string start = "| `";
     Texts texts;
@@ -81,6 +112,16 @@ Texts textsOfPage() {
 
 TEST(ErrorsPage, listsExactlyTheTextsOfTheSources) {
     EXPECT_EQ(textsOfPage(), textsOfSources());
+}
+
+// Messages that bypass the function that fills them in would bypass the page, too.
+TEST(ErrorsPage, missesNoMessageOfTheTool) {
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(SCADA_SOURCE_DIR "/tools")) {
+        const std::string code = entry.is_regular_file() ? readFile(entry.path().string()) : "";
+        for (const char* call : {"badUsage(\"", "writeMessage(\"", "note(\"", "failed(ExitCode::FAILED, \"",
+                                 "failed(ExitCode::NOT_FOUND, \"", "failed(ExitCode::REFUSED, \""})
+            EXPECT_EQ(code.find(call), std::string::npos) << entry.path() << ": " << call;
+    }
 }
 
 } // namespace

@@ -7,10 +7,10 @@ import subprocess
 
 class Arguments:
     """The arguments of a command: operands in order; options with the word for their value, or its choices, or nothing;
-    the default of each that has one."""
+    the default and the short name of each that has one; the descriptions of all."""
 
     def __init__(self):
-        self.operands, self.options, self.defaults = [], {}, {}
+        self.operands, self.options, self.defaults, self.short, self.descriptions = [], {}, {}, {}, {}
 
 
 def help_of(tool, *command):
@@ -32,11 +32,16 @@ def value_of(declared):
 
 def arguments_of(text, *titles):
     arguments = Arguments()
+    name = None
     for line in [line for title in titles for line in section_of(text, title)]:
-        found = re.match(r"  (?:-h,)?(--[a-z-]+|[A-Z_]+)(?: (\S.*?))?(?:=(\S+))?(?:  .*)?$", line)
-        if not found:
-            continue  # a description that has a line of its own
-        name, declared, default = found.groups()
+        found = re.match(r"  (?:(-[a-z]),)?(--[a-z-]+|[A-Z_]+)(?: (\S.*?))?(?:=(\S+))?(?:   *(\S.*))?$", line)
+        if not found:  # a description that has a line of its own
+            arguments.descriptions[name] += line.strip()
+            continue
+        short, name, declared, default, description = found.groups()
+        arguments.descriptions[name] = description or ""
+        if short:
+            arguments.short[name] = short
         word, inner = value_of(declared or "")
         if name.startswith("-"):
             arguments.options[name] = word
@@ -60,8 +65,23 @@ def commands(tool):
         operations = [operation.split()[0] for operation in section_of(text, "Operations")]
         for words in [[command, operation] for operation in operations] or [[command]]:
             named[" ".join(words)] = arguments_of(help_of(tool, *words), "Positionals", "Options")
-            del named[" ".join(words)].options["--help"]
+            del named[" ".join(words)].options["--help"], named[" ".join(words)].descriptions["--help"]
     return named
+
+
+def summaries(tool):
+    """Returns the first line of the help of each command."""
+    return {name: help_of(tool, *name.split()).splitlines()[0] for name in commands(tool)}
+
+
+def synopsis_of(tool, name, arguments):
+    """Returns the synopsis of a command as the main help has it; that of an operation is made of its arguments."""
+    for synopsis in synopses(tool):
+        if synopsis.split()[0] == name:
+            return synopsis
+    usage = re.search(r"^Usage: scada-sensors (.*)$", help_of(tool, *name.split()), flags=re.MULTILINE).group(1)
+    options = " ".join(f"[{option} {value}]" for option, value in arguments.options.items())
+    return usage.replace("[OPTIONS] ", "") + (f" {options}" if options else "")
 
 
 def synopses(tool):

@@ -45,6 +45,27 @@ std::string contentOf(std::FILE* file) {
     _exit(127);
 }
 
+ToolRun runWords(std::vector<std::string> words, const std::string& stdinText, const std::string& stdoutPath) {
+    const File in = required(std::tmpfile(), "a temporary file");
+    const File out = stdoutPath.empty() ? required(std::tmpfile(), "a temporary file")
+                                        : required(std::fopen(stdoutPath.c_str(), "w"), stdoutPath);
+    const File err = required(std::tmpfile(), "a temporary file");
+    std::fwrite(stdinText.data(), 1, stdinText.size(), in.get());
+    std::rewind(in.get());
+    std::vector<char*> pointers;
+    for (std::string& word : words)
+        pointers.push_back(word.data());
+    pointers.push_back(nullptr);
+    const pid_t child = fork();
+    if (child == 0)
+        become(pointers.data(), fileno(in.get()), fileno(out.get()), fileno(err.get()));
+    int state = 0;
+    if (child < 0 || waitpid(child, &state, 0) != child)
+        throw std::runtime_error("cannot run " + words.front());
+    const int status = WIFEXITED(state) ? WEXITSTATUS(state) : 128 + WTERMSIG(state);
+    return {status, stdoutPath.empty() ? contentOf(out.get()) : "", contentOf(err.get())};
+}
+
 } // namespace
 
 std::vector<std::string> toolCommand(const std::vector<std::string>& arguments) {
@@ -59,25 +80,14 @@ std::vector<std::string> toolCommand(const std::vector<std::string>& arguments) 
 
 ToolRun runTool(const std::vector<std::string>& arguments, const std::string& stdinText,
                 const std::string& stdoutPath) {
-    const File in = required(std::tmpfile(), "a temporary file");
-    const File out = stdoutPath.empty() ? required(std::tmpfile(), "a temporary file")
-                                        : required(std::fopen(stdoutPath.c_str(), "w"), stdoutPath);
-    const File err = required(std::tmpfile(), "a temporary file");
-    std::fwrite(stdinText.data(), 1, stdinText.size(), in.get());
-    std::rewind(in.get());
+    return runWords(toolCommand(arguments), stdinText, stdoutPath);
+}
+
+ToolRun runToolWith(const std::string& redirections, const std::vector<std::string>& arguments) {
     std::vector<std::string> words = toolCommand(arguments);
-    std::vector<char*> pointers;
-    for (std::string& word : words)
-        pointers.push_back(word.data());
-    pointers.push_back(nullptr);
-    const pid_t child = fork();
-    if (child == 0)
-        become(pointers.data(), fileno(in.get()), fileno(out.get()), fileno(err.get()));
-    int state = 0;
-    if (child < 0 || waitpid(child, &state, 0) != child)
-        throw std::runtime_error("cannot run " + words.front());
-    const int status = WIFEXITED(state) ? WEXITSTATUS(state) : 128 + WTERMSIG(state);
-    return {status, stdoutPath.empty() ? contentOf(out.get()) : "", contentOf(err.get())};
+    const std::vector<std::string> shell = {"/bin/sh", "-c", R"(exec "$@" )" + redirections, "sh"};
+    words.insert(words.begin(), shell.begin(), shell.end());
+    return runWords(words, "", "");
 }
 
 } // namespace Kelvra::SCADA::Test

@@ -19,4 +19,7 @@ std::vector<std::string> toolCommand(const std::vector<std::string>& arguments);
 ToolRun runTool(const std::vector<std::string>& arguments, const std::string& stdinText = "",
                 const std::string& stdoutPath = "");
 
+/// Runs the host tool in the same way from a shell, with what a shell makes of `redirections`, as in ">&-".
+ToolRun runToolWith(const std::string& redirections, const std::vector<std::string>& arguments);
+
 } // namespace Kelvra::SCADA::Test

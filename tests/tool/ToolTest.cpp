@@ -1,5 +1,8 @@
 #include "ToolTest.h"
 
+#include "findings.h"
+
+#include <array>
 #include <cstdlib>
 
 namespace Kelvra::SCADA::Test {
@@ -8,6 +11,21 @@ std::string replaced(std::string text, const std::string& part, const std::strin
     for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + by.size()))
         text.replace(at, part.size(), by);
     return text;
+}
+
+Json::Value envelope(int status) {
+    constexpr std::array<const char*, 7> CODES = {"done",      "failed",  "usage", "no-database",
+                                                  "not-found", "refused", "busy"};
+    Json::Value members(Json::objectValue);
+    members["format_version"] = 2;
+    members["status"] = status == 0 ? "success" : "fail";
+    members["code"] = CODES.at(static_cast<std::size_t>(status));
+    return members;
+}
+
+std::string refusal(std::size_t errors) {
+    return "scada-sensors: the installation is refused: " + std::to_string(errors) +
+           (errors == 1 ? " error" : " errors") + "; nothing has been changed\n";
 }
 
 ToolTest::ToolTest() : standard(temp / "default"), custom(temp / "custom") {
@@ -45,8 +63,8 @@ void ToolTest::expectRun(const std::string& command, const RunRow& row) const {
     arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
     const ToolRun result = run(arguments);
     EXPECT_EQ(result.status, row.status);
-    EXPECT_EQ(result.out, row.out);
-    EXPECT_EQ(result.err, row.err);
+    EXPECT_EQ(result.out, withRemedies(row.out));
+    EXPECT_EQ(result.err, withRemedies(row.err));
 }
 
 void ToolTest::addDefinition(StorageBuilder& storage, const std::string& name, const std::string& title) {

@@ -5,8 +5,11 @@
 #include "files.h"
 #include "runTool.h"
 
+#include <json/value.h>
+
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -15,7 +18,7 @@ namespace Kelvra::SCADA::Test {
 /// Returns `text` with every `part` replaced.
 std::string replaced(std::string text, const std::string& part, const std::string& by);
 
-/// A run of one of the commands, and all that it says.
+/// A run of one of the commands, and all that it says, but for the remedies of findings.
 struct RunRow {
     const char* name;
     std::vector<std::string> arguments;
@@ -23,6 +26,12 @@ struct RunRow {
     const char* out;
     const char* err;
 };
+
+/// Returns the members that every answer for programs has, for an answer with this exit status.
+Json::Value envelope(int status);
+
+/// Returns what the tool says on stderr when it refuses an installation for so many errors.
+std::string refusal(std::size_t errors);
 
 /// Two storages and a list in a temporary directory, and runs of the tool on them. In what a run returns, and in the
 /// texts that tests expect, "$T" stands for that directory. Log messages are off unless a run turns them on.

@@ -1,4 +1,5 @@
 #include "ToolTest.h"
+#include "findings.h"
 #include "jsonText.h"
 #include "rowName.h"
 
@@ -23,7 +24,7 @@ TEST_P(CheckSource, namesEveryFault) {
     addDefinition(source, "lora/demo/good");
     GetParam().plant(source.dir());
     const ToolRun result = run({"check", source.dir()});
-    EXPECT_EQ(replaced(result.out, "$T/source", "$S"), GetParam().out);
+    EXPECT_EQ(replaced(result.out, "$T/source", "$S"), withRemedies(GetParam().out));
     EXPECT_EQ(result.status, result.out.rfind("0 faults", 0) == 0 ? 0 : 1);
     EXPECT_EQ(result.err, "");
 }
@@ -56,7 +57,7 @@ void plantStrayWithDecoderOutside(const std::string& dir) {
     chmod((dir + "/other/demo/y.js").c_str(), 0);
 }
 
-// A decoder outside whose path starts with the letters of the source's path is accepted by an installation.
+// A decoder outside whose path starts with the letters of the source's path: the library alone would take it.
 void plantDecoderBesideThePrefix(const std::string& dir) {
     writeFile(dir + "2/x.js", "");
     makeLink("../../../source2/x.js", dir + "/lora/demo/x.js");
@@ -74,32 +75,44 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         SourceRow{"good", nothing, "0 faults in 1 definition\n"},
         SourceRow{"outside_the_family", plantStray,
-                  "$S/lorax/demo/bad.json:1:1: Invalid syntax of the sensor definition [lorax/demo/bad]: "
-                  "no [properties] section defined.\n"
-                  "$S/lorax/demo/bad.json: Only LoRaWAN sensors are currently supported.\n"
-                  "$S/other/demo/good.json: Only LoRaWAN sensors are currently supported.\n"
+                  "$S/lorax/demo/bad.json:1:1: error: Invalid syntax of the sensor definition [lorax/demo/bad]: no "
+                  "[properties] section defined. [definition/no-properties]\n"
+                  "$S/lorax/demo/bad.json: error: Only LoRaWAN sensors are currently supported. [source/not-lorawan]\n"
+                  "$S/other/demo/good.json: error: Only LoRaWAN sensors are currently supported. [source/not-lorawan]\n"
                   "3 faults in 3 definitions\n"},
-        SourceRow{"without_decoder", plantNoDecoder,
-                  "$S/lora/demo/a.json: LoRaWAN decoder is not defined for [lora/demo/a] sensor definition.\n"
-                  "$S/lora/demo/b.json:1:16: Invalid syntax of the sensor definition [lora/demo/b]: "
-                  "no [properties] section defined.\n"
-                  "$S/lora/demo/b.json: LoRaWAN decoder is not defined for [lora/demo/b] sensor definition.\n"
-                  "$S/lora/demo/c.json:1:31: Invalid sensor definition [lora/demo/c]: no decoder file found.\n"
-                  "4 faults in 4 definitions\n"},
-        SourceRow{"decoder_outside", plantDecoderOutside,
-                  "$S/lora/demo/x.json: Invalid sensor definition [lora/demo/x]: bad decoder file location.\n"
+        SourceRow{
+            "without_decoder", plantNoDecoder,
+            "$S/lora/demo/a.json:1:1: error: LoRaWAN decoder is not defined for [lora/demo/a] sensor definition. "
+            "[source/no-decoder]\n"
+            "$S/lora/demo/b.json:1:16: error: Invalid syntax of the sensor definition [lora/demo/b]: no "
+            "[properties] section defined. [definition/no-properties]\n"
+            "$S/lora/demo/b.json:1:30: error: LoRaWAN decoder is not defined for [lora/demo/b] sensor definition. "
+            "[source/no-decoder]\n"
+            "$S/lora/demo/c.json:1:31: error: Invalid sensor definition [lora/demo/c]: no decoder file found. "
+            "[definition/decoder-missing]\n"
+            "4 faults in 4 definitions\n"},
+        SourceRow{
+            "decoder_outside", plantDecoderOutside,
+            "$S/lora/demo/x.json:1:31: error: Invalid sensor definition [lora/demo/x]: bad decoder file location. "
+            "[source/decoder-outside]\n"
+            "1 fault in 2 definitions\n"},
+        SourceRow{
+            "outside_the_family_with_decoder", plantStrayWithDecoderOutside,
+            "$S/other/demo/x.json: error: Only LoRaWAN sensors are currently supported. [source/not-lorawan]\n"
+            "$S/other/demo/x.json:1:31: error: Invalid sensor definition [other/demo/x]: bad decoder file location. "
+            "[source/decoder-outside]\n"
+            "$S/other/demo/y.json: error: Only LoRaWAN sensors are currently supported. [source/not-lorawan]\n"
+            "$S/other/demo/y.js: error: File copying error while importing decoder for the [other/demo/y] definition. "
+            "[source/decoder-unreadable]\n"
+            "4 faults in 3 definitions\n"},
+        SourceRow{"decoder_beside_the_prefix", plantDecoderBesideThePrefix,
+                  "$S/lora/demo/x.json:1:31: error: Invalid sensor definition [lora/demo/x]: bad decoder file "
+                  "location. [source/decoder-outside]\n"
                   "1 fault in 2 definitions\n"},
-        SourceRow{"outside_the_family_with_decoder", plantStrayWithDecoderOutside,
-                  "$S/other/demo/x.json: Only LoRaWAN sensors are currently supported.\n"
-                  "$S/other/demo/x.json: Invalid sensor definition [other/demo/x]: bad decoder file location.\n"
-                  "$S/other/demo/y.json: Only LoRaWAN sensors are currently supported.\n"
-                  "$S/other/demo/y.js: File copying error while importing decoder for the [other/demo/y] "
-                  "definition.\n"
-                  "4 faults in 3 definitions\n"},
-        SourceRow{"decoder_beside_the_prefix", plantDecoderBesideThePrefix, "0 faults in 2 definitions\n"},
         SourceRow{"decoder_linked_inside", plantDecoderInside, "0 faults in 2 definitions\n"},
         SourceRow{"not_listed", [](const std::string& dir) { writeFile(dir + "/lora/x.json", "{}"); },
-                  "$S/lora/x.json: Not listed: a definition lies exactly two directories below its storage.\n"
+                  "$S/lora/x.json: warning: Not listed: a definition must be exactly two directories below its "
+                  "storage. [tree/wrong-level]\n"
                   "1 fault in 1 definition\n"}),
     rowName);
 
@@ -116,22 +129,30 @@ TEST_P(CheckSourcePlace, isJudgedAsAnInstallationJudgesIt) {
     makeDir(temp / "staging");
     writeFile(temp / "file", "");
     const ToolRun result = run({"check", replaced(GetParam().source, "$T", temp.path())});
-    EXPECT_EQ(result.out, GetParam().out);
+    EXPECT_EQ(result.out, withRemedies(GetParam().out));
     EXPECT_EQ(result.status, result.out.rfind("0 faults", 0) == 0 ? 0 : 1);
     EXPECT_EQ(result.err, "");
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Tool, CheckSourcePlace,
-    ::testing::Values(
-        PlaceRow{"missing", "$T/nosuch", "$T/nosuch: No definition files provided.\n1 fault in 0 definitions\n"},
-        PlaceRow{"no_name", "", ": No definition files provided.\n1 fault in 0 definitions\n"},
-        PlaceRow{"no_directory", "$T/file", "$T/file: Source directory is not provided.\n1 fault in 0 definitions\n"},
-        PlaceRow{"empty", "$T/empty", "0 faults in 0 definitions\n"},
-        PlaceRow{"staging", "$T/staging",
-                 "$T/staging: The source directory should not be the same as the staging directory.\n"
-                 "1 fault in 0 definitions\n"},
-        PlaceRow{"staging_with_a_slash", "$T/staging/", "0 faults in 0 definitions\n"}),
+    ::testing::Values(PlaceRow{"missing", "$T/nosuch",
+                               "$T/nosuch: error: No definition files provided. [source/missing]\n"
+                               "1 fault in 0 definitions\n"},
+                      PlaceRow{"no_name", "",
+                               "error: No definition files provided. [source/missing]\n"
+                               "1 fault in 0 definitions\n"},
+                      PlaceRow{"no_directory", "$T/file",
+                               "$T/file: error: Source directory is not provided. [source/not-a-directory]\n"
+                               "1 fault in 0 definitions\n"},
+                      PlaceRow{"empty", "$T/empty", "0 faults in 0 definitions\n"},
+                      PlaceRow{"staging", "$T/staging",
+                               "$T/staging: error: --staging-dir [$T/staging] is the same directory as SRC_DIR "
+                               "[$T/staging]. [install/unsafe-directory]\n"
+                               "1 fault in 0 definitions\n"},
+                      PlaceRow{"staging_with_a_slash", "$T/staging/",
+                               "$T/staging: error: --staging-dir [$T/staging] is the same directory as SRC_DIR "
+                               "[$T/staging/]. [install/unsafe-directory]\n1 fault in 0 definitions\n"}),
     rowName);
 
 TEST_F(CheckSource, asJson) {
@@ -139,19 +160,25 @@ TEST_F(CheckSource, asJson) {
     const ToolRun result = run({"check", temp / "source", "--json"});
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.out, R"({
+  "code" : "failed",
   "error" : "1 fault in 1 definition",
-  "format_version" : 1,
+  "format_version" : 2,
   "result" : 
   {
     "definitions" : 1,
-    "faults" : 
+    "findings" : 
     [
       {
+        "column" : 1,
+        "definition" : "lora/demo/a",
         "file" : "$T/source/lora/demo/a.json",
+        "line" : 1,
+        "remedy" : "Add the decoder file and name it in \"decoder\".",
+        "rule" : "source/no-decoder",
+        "severity" : "error",
         "text" : "LoRaWAN decoder is not defined for [lora/demo/a] sensor definition."
       }
-    ],
-    "notes" : []
+    ]
   },
   "status" : "fail"
 }

@@ -66,40 +66,40 @@ TEST_P(DbGet, forPrograms) {
         Json::Value answer = parsed(result.out);
         EXPECT_EQ(answer["result"]["value"], parsed(GetParam().json));
         answer.removeMember("result");
-        EXPECT_EQ(answer, parsed(R"({"format_version": 1, "status": "success"})"));
+        EXPECT_EQ(answer, envelope(0));
         return;
     }
     text = text.substr(std::string("scada-sensors: ").size());
     text.pop_back();
-    Json::Value expected = parsed(R"({"format_version": 1, "status": "fail"})");
+    Json::Value expected = envelope(GetParam().status);
     expected["error"] = text;
     EXPECT_EQ(parsed(result.out), expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Tool, DbGet,
-    ::testing::Values(GetRow{"text", nullptr, "a b", 0, "a b\n", "", R"("a b")"},
-                      GetRow{"empty_text", nullptr, "", 0, "\n", "", R"("")"},
-                      GetRow{"escaped_text", nullptr, "\x1b[2J", 0, "\\x1b[2J\n", "", R"("\u001b[2J")"},
-                      GetRow{"missing", nullptr, nullptr, 1, "",
-                             "scada-sensors: There is no field [field] of [lora@aa].\n", nullptr},
-                      GetRow{"missing_as_float", "float", nullptr, 1, "",
-                             "scada-sensors: There is no field [field] of [lora@aa].\n", nullptr},
-                      GetRow{"float_shortest", "float", "21.1", 0, "21.1\n", "", "21.100000381469727"},
-                      GetRow{"float_with_rest", "float", "2.5abc", 0, "2.5\n", "", "2.5"},
-                      GetRow{"float_infinite", "float", "-inf", 0, "-inf\n", "", R"("-inf")"},
-                      GetRow{"float_out_of_range", "float", "1e999", 1, "",
-                             "scada-sensors: Field [field] of [lora@aa] is no float: [1e999].\n", nullptr},
-                      GetRow{"bool_false", "bool", "0", 0, "false\n", "", "false"},
-                      GetRow{"bool_true", "bool", "-3", 0, "true\n", "", "true"},
-                      GetRow{"bool_is_a_word", "bool", "true", 1, "",
-                             "scada-sensors: Field [field] of [lora@aa] is no bool: [true].\n", nullptr},
-                      GetRow{"int32_lowest", "int32", "-2147483648", 0, "-2147483648\n", "", "-2147483648"},
-                      GetRow{"int32_out_of_range", "int32", "2147483648", 1, "",
-                             "scada-sensors: Field [field] of [lora@aa] is no int32: [2147483648].\n", nullptr},
-                      GetRow{"uint32_highest", "uint32", "4294967295", 0, "4294967295\n", "", "4294967295"},
-                      GetRow{"uint32_is_a_word", "uint32", "x", 1, "",
-                             "scada-sensors: Field [field] of [lora@aa] is no uint32: [x].\n", nullptr}),
+    ::testing::Values(
+        GetRow{"text", nullptr, "a b", 0, "a b\n", "", R"("a b")"},
+        GetRow{"empty_text", nullptr, "", 0, "\n", "", R"("")"},
+        GetRow{"escaped_text", nullptr, "\x1b[2J", 0, "\\x1b[2J\n", "", R"("\u001b[2J")"},
+        GetRow{"missing", nullptr, nullptr, 4, "", "scada-sensors: There is no field [field] of [lora@aa].\n", nullptr},
+        GetRow{"missing_as_float", "float", nullptr, 4, "", "scada-sensors: There is no field [field] of [lora@aa].\n",
+               nullptr},
+        GetRow{"float_shortest", "float", "21.1", 0, "21.1\n", "", "21.100000381469727"},
+        GetRow{"float_with_rest", "float", "2.5abc", 0, "2.5\n", "", "2.5"},
+        GetRow{"float_infinite", "float", "-inf", 0, "-inf\n", "", R"("-inf")"},
+        GetRow{"float_out_of_range", "float", "1e999", 1, "",
+               "scada-sensors: Field [field] of [lora@aa] is not of the type float: [1e999].\n", nullptr},
+        GetRow{"bool_false", "bool", "0", 0, "false\n", "", "false"},
+        GetRow{"bool_true", "bool", "-3", 0, "true\n", "", "true"},
+        GetRow{"bool_is_a_word", "bool", "true", 1, "",
+               "scada-sensors: Field [field] of [lora@aa] is not of the type bool: [true].\n", nullptr},
+        GetRow{"int32_lowest", "int32", "-2147483648", 0, "-2147483648\n", "", "-2147483648"},
+        GetRow{"int32_out_of_range", "int32", "2147483648", 1, "",
+               "scada-sensors: Field [field] of [lora@aa] is not of the type int32: [2147483648].\n", nullptr},
+        GetRow{"uint32_highest", "uint32", "4294967295", 0, "4294967295\n", "", "4294967295"},
+        GetRow{"uint32_is_a_word", "uint32", "x", 1, "",
+               "scada-sensors: Field [field] of [lora@aa] is not of the type uint32: [x].\n", nullptr}),
     rowName);
 
 struct WriteRow {
@@ -248,7 +248,7 @@ INSTANTIATE_TEST_SUITE_P(
                           "database_that_the_server_lacks",
                           {"get", "text", "a", "--db", "200"},
                           3,
-                          "No reply from database 200 at [$S]; is a server with that many databases listening there?"}),
+                          "No reply from database 200 at [$S]. Is the server running, and does it have database 200?"}),
     rowName);
 
 using Answers = std::vector<std::vector<ScriptedRedis::Answer>>;
@@ -279,15 +279,15 @@ TEST_P(DbGetFromAPeer, saysWhatItKnows) {
 
 INSTANTIATE_TEST_SUITE_P(
     Tool, DbGetFromAPeer,
-    ::testing::Values(AnswersRow{"still_there", {{{OK}, {TEXT}, {TEXT}}}, 1, "Field [f] of [k] is no int32: [x].", 3},
-                      AnswersRow{"gone", {{{OK}, {TEXT}, {"$-1\r\n"}}}, 1, "There is no field [f] of [k].", 3},
-                      AnswersRow{"no_text", {{{OK}, {TEXT}, {LOADING}}}, 1, "Key [k] is not readable as a hash.", 3},
-                      AnswersRow{
-                          "server_gone",
-                          {{{OK}, {TEXT, true}}, {{"-ERR no\r\n"}}},
-                          3,
-                          "No reply from database 2 at [$S]; is a server with that many databases listening there?",
-                          3}),
+    ::testing::Values(
+        AnswersRow{"still_there", {{{OK}, {TEXT}, {TEXT}}}, 1, "Field [f] of [k] is not of the type int32: [x].", 3},
+        AnswersRow{"gone", {{{OK}, {TEXT}, {"$-1\r\n"}}}, 4, "There is no field [f] of [k].", 3},
+        AnswersRow{"no_text", {{{OK}, {TEXT}, {LOADING}}}, 1, "Key [k] is not readable as a hash.", 3},
+        AnswersRow{"server_gone",
+                   {{{OK}, {TEXT, true}}, {{"-ERR no\r\n"}}},
+                   3,
+                   "No reply from database 2 at [$S]. Is the server running, and does it have database 2?",
+                   3}),
     rowName);
 
 TEST_F(ToolTest, dbGetReadsATextOnce) {
@@ -306,7 +306,7 @@ struct CommandRow {
 class NoServer : public ToolTest, public ::testing::WithParamInterface<CommandRow> {};
 
 constexpr const char* NO_REPLY =
-    "No reply from database 2 at [/nosuch/redis.sock]; is a server with that many databases listening there?";
+    "No reply from database 2 at [/nosuch/redis.sock]. Is the server running, and does it have database 2?";
 
 TEST_P(NoServer, hasItsOwnExitCode) {
     Words words = GetParam().arguments;
@@ -319,7 +319,7 @@ TEST_P(NoServer, hasItsOwnExitCode) {
     const ToolRun json = run(words);
     EXPECT_EQ(json.status, 3);
     EXPECT_EQ(json.err, "");
-    Json::Value expected = parsed(R"({"format_version": 1, "status": "fail"})");
+    Json::Value expected = envelope(3);
     expected["error"] = NO_REPLY;
     EXPECT_EQ(parsed(json.out), expected);
 }

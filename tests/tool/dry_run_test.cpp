@@ -1,6 +1,12 @@
 #include "ToolTest.h"
+#include "findings.h"
 #include "jsonText.h"
 #include "rowName.h"
+
+#include <scada/DefinitionsDeployment.h>
+#include <scada/Env.h>
+
+#include <gmock/gmock.h>
 
 #include <sys/stat.h>
 
@@ -12,6 +18,7 @@
 namespace {
 
 using namespace Kelvra::SCADA::Test;
+using ::testing::MatchesRegex;
 
 class DryRun : public ToolTest {
 protected:
@@ -32,6 +39,17 @@ protected:
     StorageBuilder source;
 };
 
+constexpr const char* EIGHT_FAULTS =
+    R"($T/source/lora/f/a.json:1:2: error: Invalid syntax of the sensor definition [lora/f/a]. Missing '}' or object member name [definition/syntax]
+$T/source/lora/f/b.json:1:1: error: LoRaWAN decoder is not defined for [lora/f/b] sensor definition. [source/no-decoder]
+$T/source/lora/f/c.json:1:13: error: Invalid sensor definition [lora/f/c]: no decoder file found. [definition/decoder-missing]
+$T/source/lora/f/d.json:1:13: error: Invalid sensor definition [lora/f/d]: bad decoder path [../f/d.js]. [definition/bad-decoder-path]
+$T/source/lora/f/e.json:1:13: error: Invalid sensor definition [lora/f/e]: bad decoder file location. [source/decoder-outside]
+$T/source/lora/f/f.json:1:1: error: Invalid syntax of the sensor definition [lora/f/f]: no [properties] section defined. [definition/no-properties]
+$T/custom/lora/f/h.json: error: Sensor definition [lora/f/h] is already installed. Please remove the custom sensor definition, or enable "Allow Overwrite" to replace it. [install/already-installed]
+$T/source/other/f/g.json: error: Only LoRaWAN sensors are currently supported. [source/not-lorawan]
+)";
+
 TEST_F(DryRun, namesEightFaultsOfEightDefinitions) {
     const std::string properties = R"("properties": {})";
     source.definition("lora/f/a", "{");
@@ -47,46 +65,47 @@ TEST_F(DryRun, namesEightFaultsOfEightDefinitions) {
     addDefinition(custom, "lora/f/h");
     addDefinition(source, "lora/f/good");
     const ToolRun result = dryRun();
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.out, R"(lora/f/a: refused (new)
-  $T/source/lora/f/a.json:1:2: Invalid syntax of the sensor definition [lora/f/a]. Missing '}' or object member name
+    EXPECT_EQ(result.status, 5);
+    EXPECT_EQ(result.out, withRemedies(EIGHT_FAULTS) + R"(lora/f/a: refused (new)
 lora/f/b: refused (new)
-  $T/source/lora/f/b.json: LoRaWAN decoder is not defined for [lora/f/b] sensor definition.
 lora/f/c: refused (new)
-  $T/source/lora/f/c.json:1:13: Invalid sensor definition [lora/f/c]: no decoder file found.
 lora/f/d: refused (new)
-  $T/source/lora/f/d.json:1:13: Invalid sensor definition [lora/f/d]: bad decoder path [../f/d.js].
 lora/f/e: refused (new)
-  $T/source/lora/f/e.json: Invalid sensor definition [lora/f/e]: bad decoder file location.
 lora/f/f: refused (new)
-  $T/source/lora/f/f.json:1:1: Invalid syntax of the sensor definition [lora/f/f]: no [properties] section defined.
 lora/f/good: new
 lora/f/h: refused (replaces the custom definition)
-  $T/custom/lora/f/h.json: Sensor definition [lora/f/h] is already installed. Please remove the custom sensor definition, or enable "Allow Overwrite" to replace it.
 other/f/g: refused (new)
-  $T/source/other/f/g.json: Only LoRaWAN sensors are currently supported.
 9 definitions: 1 new, 8 refused
-Nothing has been changed.
 )");
-    EXPECT_EQ(result.err, "scada-sensors: the installation would be refused; 9 definitions: 1 new, 8 refused\n");
+    EXPECT_EQ(result.err, refusal(8));
+    const ToolRun installation = run({"install", temp / "source"});
+    EXPECT_EQ(installation.status, 5);
+    EXPECT_EQ(installation.out, withRemedies(EIGHT_FAULTS));
+    EXPECT_EQ(installation.err, refusal(8));
+    const ToolRun check = run({"check", temp / "source"});
+    EXPECT_EQ(check.status, 1);
+    EXPECT_EQ(check.out, withRemedies(EIGHT_FAULTS) + "8 faults in 9 definitions\n");
+    EXPECT_EQ(check.err, "");
 }
 
 TEST_F(DryRun, namesEveryReasonOfOneDefinition) {
     source.definition("other/f/a", R"({"decoder": "none.js"})");
     const ToolRun result = dryRun();
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.out, R"(other/f/a: refused (new)
-  $T/source/other/f/a.json:1:13: Invalid sensor definition [other/f/a]: no decoder file found.
-  $T/source/other/f/a.json:1:1: Invalid syntax of the sensor definition [other/f/a]: no [properties] section defined.
-  $T/source/other/f/a.json: Only LoRaWAN sensors are currently supported.
-1 definition: 1 refused
-Nothing has been changed.
-)");
+    EXPECT_EQ(result.status, 5);
+    EXPECT_EQ(
+        result.out,
+        withRemedies(
+            R"($T/source/other/f/a.json:1:13: error: Invalid sensor definition [other/f/a]: no decoder file found. [definition/decoder-missing]
+$T/source/other/f/a.json:1:1: error: Invalid syntax of the sensor definition [other/f/a]: no [properties] section defined. [definition/no-properties]
+$T/source/other/f/a.json: error: Only LoRaWAN sensors are currently supported. [source/not-lorawan]
+)") + "other/f/a: refused (new)\n1 definition: 1 refused\n");
+    EXPECT_EQ(result.err, refusal(3));
 }
 
 struct ObstacleRow {
     const char* name;
     std::string definition;
+    const char* rule;
     const char* text; ///< "$N" stands for the definition
 };
 
@@ -96,8 +115,21 @@ void PrintTo(const ObstacleRow& row, std::ostream* out) {
 
 class Obstacle : public DryRun, public ::testing::WithParamInterface<ObstacleRow> {};
 
+// Returns what the library itself says of an installation without the tool's examination.
+std::string libraryError(const TempDir& temp) {
+    using namespace Kelvra::SCADA;
+    Conf& conf = Env::inst().conf();
+    conf.setDfnCustomDir(temp / "custom");
+    conf.setDfnStagingDir(temp / "staging");
+    std::string error;
+    EXPECT_FALSE(DefinitionsDeployment().deploy(temp / "source", false, &error));
+    conf.setDfnCustomDir(Conf::DFN_STORAGE_CUSTOM_DIR);
+    conf.setDfnStagingDir(Conf::DFN_STORAGE_STAGING_DIR);
+    return error;
+}
+
 // What the library meets only in the middle of an installation.
-TEST_P(Obstacle, isForeseenInTheWordsOfTheInstallation) {
+TEST_P(Obstacle, isForeseenInTheWordsOfTheLibrary) {
     writeFile(temp / "custom/lora/file", "");
     makeLink(temp / "source", temp / "custom/lora/link");
     makeLink(temp / "list.json", temp / "custom/lora/demo/link.json");
@@ -109,34 +141,49 @@ TEST_P(Obstacle, isForeseenInTheWordsOfTheInstallation) {
     writeFile(temp / "source/lora/demo/x/d.js", "");
     const std::string text = replaced(GetParam().text, "$N", name);
     const Json::Value answer = parsed(dryRun({"--json"}).out);
-    const Json::Value& refusals = answer["result"]["definitions"][0]["refusals"];
-    ASSERT_EQ(refusals.size(), 1U);
-    EXPECT_EQ(refusals[0]["text"], text);
+    const Json::Value& findings = answer["result"]["findings"];
+    ASSERT_EQ(findings.size(), 1U);
+    EXPECT_EQ(findings[0]["text"], text);
+    EXPECT_EQ(findings[0]["rule"], GetParam().rule);
+    EXPECT_EQ(findings[0]["remedy"], remedyOf(GetParam().rule));
+    EXPECT_EQ(findings[0]["definition"], name);
     const Json::Value installation = parsed(run({"install", temp / "source", "--json"}).out);
+    EXPECT_EQ(installation["code"], "refused");
+    EXPECT_EQ(installation["result"]["findings"], findings);
     // The library cuts its texts.
-    EXPECT_EQ(installation["error"], text.substr(0, 255));
+    EXPECT_EQ(libraryError(temp), text.substr(0, 255));
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Tool, Obstacle,
-    ::testing::Values(
-        ObstacleRow{"file_instead_of_directory", "lora/file/x",
-                    "Failed to create a directory while importing [$N] definition."},
-        ObstacleRow{"link_to_directory", "lora/link/x", "File copying error while importing [$N] definition."},
-        ObstacleRow{"link_to_file", "lora/demo/link", "File copying error while importing [$N] definition."},
-        ObstacleRow{"directory_instead_of_file", "lora/demo/dir", "File saving error while importing [$N] definition."},
-        ObstacleRow{"directory_instead_of_decoder", "lora/demo/decoder",
-                    "File copying error while importing decoder for the [$N] definition."},
-        ObstacleRow{"name_too_long_for_its_decoder", "lora/demo/" + std::string(248, 'n'),
-                    "File copying error while importing decoder for the [$N] definition."},
-        ObstacleRow{"backslash", "lora/demo/x\\y", "File copying error while importing [$N] definition."}),
+    ::testing::Values(ObstacleRow{"file_instead_of_directory", "lora/file/x", "install/directory-blocked",
+                                  "Failed to create a directory while importing [$N] definition."},
+                      ObstacleRow{"link_to_directory", "lora/link/x", "install/behind-link",
+                                  "File copying error while importing [$N] definition."},
+                      ObstacleRow{"link_to_file", "lora/demo/link", "install/behind-link",
+                                  "File copying error while importing [$N] definition."},
+                      ObstacleRow{"directory_instead_of_file", "lora/demo/dir", "install/file-blocked",
+                                  "File saving error while importing [$N] definition."},
+                      ObstacleRow{"directory_instead_of_decoder", "lora/demo/decoder", "install/decoder-blocked",
+                                  "File copying error while importing decoder for the [$N] definition."},
+                      ObstacleRow{"name_too_long_for_its_decoder", "lora/demo/" + std::string(248, 'n'),
+                                  "source/bad-name",
+                                  "File copying error while importing decoder for the [$N] definition."},
+                      ObstacleRow{"backslash", "lora/demo/x\\y", "source/bad-name",
+                                  "File copying error while importing [$N] definition."}),
     rowName);
+
+constexpr const char* REFUSED = "lora/demo/th1: refused (new)\n    used by sensor lora@aa\n1 definition: 1 refused\n";
+constexpr const char* REPLACING_REFUSED =
+    "lora/demo/th1: refused (replaces the custom definition)\n    used by sensor lora@aa\n1 definition: 1 refused\n";
+constexpr const char* NEW = "lora/demo/th1: new\n    used by sensor lora@aa\n1 definition: 1 new\n";
 
 struct BlockedRow {
     const char* name;
     std::function<void(const std::string& dir)> block; ///< in the temporary directory
-    std::vector<std::string> texts;                    ///< "$T" stands for that directory
+    std::vector<std::string> findings;                 ///< "$T" stands for that directory
     bool closesFile = false;                           ///< so that no snapshot can read it
+    const char* summary = REFUSED;
 };
 
 void PrintTo(const BlockedRow& row, std::ostream* out) {
@@ -149,32 +196,33 @@ TEST_P(Blocked, isForeseenWithEveryReason) {
     addDefinition(source, "lora/demo/th1");
     makeDir(temp / "custom/lora/demo");
     GetParam().block(temp.path());
-    const std::vector<std::string> options = {"--allow-overwrite", "--json"};
-    const ToolRun result = GetParam().closesFile
-                               ? run({"install", temp / "source", "--dry-run", options[0], options[1]})
-                               : dryRun(options);
-    const Json::Value answer = parsed(result.out);
-    EXPECT_EQ(answer["status"], "fail");
-    std::vector<std::string> texts;
-    for (const Json::Value& refusals : {answer["result"]["refusals"], answer["result"]["definitions"][0]["refusals"]}) {
-        for (const Json::Value& refusal : refusals)
-            texts.push_back(refusal["file"].asString() + ": " + refusal["text"].asString());
+    std::string findings;
+    std::size_t errors = 0;
+    for (const std::string& finding : GetParam().findings) {
+        findings += withRemedies(finding + "\n");
+        errors += finding.find(": error: ") != std::string::npos ? 1U : 0U;
     }
-    EXPECT_EQ(texts, GetParam().texts);
+    const ToolRun result = GetParam().closesFile ? run({"install", temp / "source", "--dry-run", "--allow-overwrite"})
+                                                 : dryRun({"--allow-overwrite"});
+    EXPECT_EQ(result.status, 5);
+    EXPECT_EQ(result.out, findings + GetParam().summary);
+    EXPECT_EQ(result.err, refusal(errors));
     const ToolRun installation = run({"install", temp / "source", "--allow-overwrite"});
-    EXPECT_EQ(installation.status, 1);
-    EXPECT_EQ(installation.out.find("incomplete"), std::string::npos) << installation.out;
+    EXPECT_EQ(installation.status, 5);
+    EXPECT_EQ(installation.out, findings);
+    EXPECT_EQ(installation.err, result.err);
 }
 
 std::function<void(const std::string&)> closed(const std::string& path, mode_t mode) {
     return [path, mode](const std::string& dir) { chmod((dir + "/" + path).c_str(), mode); };
 }
 
-constexpr const char* NO_DIRECTORY = "Failed to create a directory while importing [lora/demo/th1] definition.";
-constexpr const char* NO_DOCUMENT =
-    "$T/custom/lora/demo/th1.json: File saving error while importing [lora/demo/th1] definition.";
-constexpr const char* NO_DECODER = "$T/custom/lora/demo/th1-decoder: File copying error while importing decoder for "
-                                   "the [lora/demo/th1] definition.";
+constexpr const char* NO_DOCUMENT = "$T/custom/lora/demo/th1.json: error: File saving error while importing "
+                                    "[lora/demo/th1] definition. [install/file-blocked]";
+constexpr const char* NO_DECODER = "$T/custom/lora/demo/th1-decoder: error: File copying error while importing decoder "
+                                   "for the [lora/demo/th1] definition. [install/decoder-blocked]";
+constexpr const char* NO_STAGING =
+    "$T/staging: error: The staging directory cannot be made or written. [install/staging-closed]";
 
 INSTANTIATE_TEST_SUITE_P(
     Tool, Blocked,
@@ -200,52 +248,68 @@ INSTANTIATE_TEST_SUITE_P(
                        std::filesystem::rename(dir + "/custom/lora", dir + "/custom/real");
                        makeLink("real", dir + "/custom/lora");
                    },
-                   {"$T/custom/lora: File copying error while importing [lora/demo/th1] definition.", NO_DOCUMENT}},
+                   {"$T/custom/lora: error: File copying error while importing [lora/demo/th1] definition. "
+                    "[install/behind-link]",
+                    NO_DOCUMENT}},
         BlockedRow{"directory_of_the_name_closed", closed("custom/lora/demo", 0555), {NO_DOCUMENT, NO_DECODER}},
         BlockedRow{"directory_above_closed",
                    [](const std::string& dir) {
                        std::filesystem::remove(dir + "/custom/lora/demo");
                        chmod((dir + "/custom/lora").c_str(), 0555);
                    },
-                   {std::string("$T/custom/lora/demo: ") + NO_DIRECTORY}},
+                   {"$T/custom/lora/demo: error: Failed to create a directory while importing [lora/demo/th1] "
+                    "definition. [install/directory-blocked]"}},
         BlockedRow{"document_closed",
                    [](const std::string& dir) {
                        writeFile(dir + "/custom/lora/demo/th1.json", "{}");
                        chmod((dir + "/custom/lora/demo/th1.json").c_str(), 0444);
                    },
-                   {NO_DOCUMENT}},
+                   {NO_DOCUMENT, "$T/custom/lora/demo/th1.json: note: Invalid syntax of the sensor definition "
+                                 "[lora/demo/th1]: no [properties] section defined. [install/replaces-broken]"},
+                   false,
+                   REPLACING_REFUSED},
         BlockedRow{"source_document_closed",
                    closed("source/lora/demo/th1.json", 0),
-                   {"$T/source/lora/demo/th1.json: Sensor definition [lora/demo/th1] not found. Permission denied"},
+                   {"$T/source/lora/demo/th1.json: error: Sensor definition [lora/demo/th1] not found. Permission "
+                    "denied [definition/unreadable]"},
                    true},
         BlockedRow{"source_decoder_closed",
                    closed("source/lora/demo/th1.js", 0),
-                   {"$T/source/lora/demo/th1.js: File copying error while importing decoder for the [lora/demo/th1] "
-                    "definition."},
+                   {"$T/source/lora/demo/th1.js: error: File copying error while importing decoder for the "
+                    "[lora/demo/th1] definition. [source/decoder-unreadable]"},
                    true},
         BlockedRow{"staging_is_a_file",
                    [](const std::string& dir) { writeFile(dir + "/staging", ""); },
-                   {"$T/staging: The staging directory cannot be made or written."}},
+                   {NO_STAGING},
+                   false,
+                   NEW},
         BlockedRow{"staging_with_hidden_definitions",
                    [](const std::string& dir) {
                        writeFile(dir + "/staging/.old/v/m.json", R"({"properties": {}})");
                        writeFile(dir + "/staging/.old/v/n.json", R"({"properties": {}})");
                        writeFile(dir + "/staging/.old/v/unreadable.json", "{}");
                    },
-                   {"$T/staging/.old/v/m.json: --staging-dir [$T/staging] holds the hidden definition [.old/v/m], "
-                    "which is not emptied and would be installed too.",
-                    "$T/staging/.old/v/n.json: --staging-dir [$T/staging] holds the hidden definition [.old/v/n], "
-                    "which is not emptied and would be installed too."}},
-        BlockedRow{"staging_with_a_hidden_definition_that_throws",
-                   [](const std::string& dir) { writeFile(dir + "/staging/.old/v/m.json", nestedArrays(1001)); },
-                   {"$T/staging/.old/v/m.json: --staging-dir [$T/staging] holds the hidden definition [.old/v/m], "
-                    "which is not emptied and would stop the import: Exceeded stackLimit in readValue()."}},
+                   {"$T/staging/.old/v/m.json: error: The hidden definition [.old/v/m] in the staging directory is "
+                    "never removed and would be installed too. [install/staging-hidden]",
+                    "$T/staging/.old/v/n.json: error: The hidden definition [.old/v/n] in the staging directory is "
+                    "never removed and would be installed too. [install/staging-hidden]"},
+                   false,
+                   NEW},
+        BlockedRow{
+            "staging_with_a_hidden_definition_that_throws",
+            [](const std::string& dir) { writeFile(dir + "/staging/.old/v/m.json", nestedArrays(1001)); },
+            {"$T/staging/.old/v/m.json: error: The hidden definition [.old/v/m] in the staging directory is never "
+             "removed and would stop the import: Exceeded stackLimit in readValue(). [install/staging-hidden]"},
+            false,
+            NEW},
         BlockedRow{"staging_closed",
                    [](const std::string& dir) {
                        makeDir(dir + "/staging");
                        chmod((dir + "/staging").c_str(), 0555);
                    },
-                   {"$T/staging: The staging directory cannot be made or written."}}),
+                   {NO_STAGING},
+                   false,
+                   NEW}),
     rowName);
 
 TEST_F(DryRun, overwritesADecoderThatMayNotBeWritten) {
@@ -262,10 +326,12 @@ TEST_F(DryRun, saysThatThereIsNoRoom) {
     std::filesystem::resize_file(temp / "source/lora/demo/th1.js", FOUR_TERABYTES);
     // No snapshot, which would read the file.
     const ToolRun result = run({"install", temp / "source", "--dry-run"});
-    EXPECT_EQ(result.status, 1);
-    const std::string text = "$T/source: not enough free space for --staging-dir [$T/staging]: 4398046527488 bytes "
-                             "needed, ";
-    EXPECT_EQ(result.out.substr(0, text.size()), text);
+    EXPECT_EQ(result.status, 5);
+    EXPECT_THAT(result.out,
+                MatchesRegex("[$]T/staging: error: There is not enough free space for --staging-dir: 4398046527488 "
+                             "bytes needed, [0-9]+ available[.] \\[install/no-space\\]\n    " +
+                             remedyOf("install/no-space") + "\n" + NEW));
+    EXPECT_EQ(result.err, refusal(1));
     EXPECT_EQ(treeOf(temp / "custom"), std::set<std::string>{});
 }
 
@@ -282,19 +348,22 @@ TEST_F(DryRun, tellsTheEffectOnSensorsAndProperties) {
     writeFile(temp / "source/lora/stray.json", "{}");
     const ToolRun result = dryRun({"--allow-overwrite"});
     EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.out, R"(lora/demo/th1: hides the default definition
-  note: $T/source/lora/demo/th1.json:1:81: Sensor definition [lora/demo/th1] does not contain [gone] property.
-  sensor lora@aa
-  property [gone] disappears
-  property [t] changes its type from "int32" to "float"
-  property [t] changes its unit from "C" to "F"
+    EXPECT_EQ(
+        result.out,
+        withRemedies(
+            R"($T/source/lora/demo/th1.json:1:81: warning: Sensor definition [lora/demo/th1] does not contain [gone] property. [definition/property-not-an-object]
+$T/source/lora/stray.json: warning: Not listed: a definition must be exactly two directories below its storage. [tree/wrong-level]
+lora/demo/th1: hides the default definition
+    used by sensor lora@aa
+    property [gone] disappears
+    property [t] changes its type from "int32" to "float"
+    property [t] changes its unit from "C" to "F"
 lora/demo/th2: replaces the custom definition
-  property [t] changes its unit from "C" to null
+    property [t] changes its unit from "C" to null
 lora/demo/th3: new
-note: $T/source/lora/stray.json: Not listed: a definition lies exactly two directories below its storage.
 3 definitions: 1 hides, 1 new, 1 replaces
-Nothing has been changed.
-)");
+nothing has been changed
+)"));
     EXPECT_EQ(result.err, "");
 }
 
@@ -302,44 +371,54 @@ TEST_F(DryRun, knowsWhatIsInstalledByteForByte) {
     addDefinition(source, "lora/demo/th1");
     addDefinition(standard, "lora/demo/th1");
     ASSERT_EQ(run({"install", temp / "source"}).status, 0);
-    const ToolRun same = dryRun({"--allow-overwrite", "--json"});
+    const ToolRun same = dryRun({"--json"});
     EXPECT_EQ(same.status, 0);
     EXPECT_EQ(same.out, R"({
-  "format_version" : 1,
+  "code" : "done",
+  "format_version" : 2,
   "result" : 
   {
     "definitions" : 
     [
       {
-        "effect" : "identical",
+        "effect" : "unchanged",
         "hides" : "default",
         "name" : "lora/demo/th1",
-        "notes" : [],
         "properties" : [],
-        "refusals" : [],
         "sensors" : [ "lora@aa" ],
-        "state" : "identical"
+        "state" : "unchanged"
       }
     ],
-    "notes" : [],
-    "refusals" : []
+    "findings" : []
   },
   "status" : "success"
 }
 )");
-    EXPECT_EQ(dryRun().status, 1);
+    EXPECT_EQ(dryRun().out, "lora/demo/th1: unchanged\n    used by sensor lora@aa\n1 definition: 1 unchanged\n"
+                            "nothing has been changed\n");
+    const ToolRun again = run({"install", temp / "source"});
+    EXPECT_EQ(again.status, 0);
+    EXPECT_EQ(again.out, "unchanged lora/demo/th1\n");
+    EXPECT_EQ(again.err, "");
     source.decoder("lora/demo/th1", "th1.js", "// other\n");
-    EXPECT_EQ(dryRun({"--allow-overwrite"}).out, "lora/demo/th1: replaces the custom definition\n  sensor lora@aa\n"
-                                                 "1 definition: 1 replaces\nNothing has been changed.\n");
+    EXPECT_EQ(dryRun().status, 5);
+    EXPECT_EQ(dryRun({"--allow-overwrite"}).out,
+              "lora/demo/th1: replaces the custom definition\n    used by sensor lora@aa\n"
+              "1 definition: 1 replaces\nnothing has been changed\n");
 }
 
 TEST_F(DryRun, refusesASourceThatIsNone) {
     const ToolRun missing = run({"install", temp / "none", "--dry-run"});
-    EXPECT_EQ(missing.status, 1);
-    EXPECT_EQ(missing.out, "$T/none: No definition files provided.\n0 definitions\nNothing has been changed.\n");
+    EXPECT_EQ(missing.status, 5);
+    EXPECT_EQ(missing.out,
+              withRemedies("$T/none: error: No definition files provided. [source/missing]\n") + "0 definitions\n");
+    EXPECT_EQ(missing.err, refusal(1));
     const ToolRun file = run({"install", temp / "list.json", "--dry-run"});
-    EXPECT_EQ(file.status, 1);
-    EXPECT_EQ(file.out, "$T/list.json: Source directory is not provided.\n0 definitions\nNothing has been changed.\n");
+    EXPECT_EQ(file.status, 5);
+    EXPECT_EQ(file.out,
+              withRemedies("$T/list.json: error: Source directory is not provided. [source/not-a-directory]\n") +
+                  "0 definitions\n");
+    EXPECT_EQ(file.err, refusal(1));
 }
 
 } // namespace

@@ -64,7 +64,7 @@ TEST_F(SlowCopies, ofTwoInstallationsAtOnceOneIsRefused) {
     ASSERT_TRUE(becomesTrue([&] { return one->hasEnded() || two->hasEnded(); }));
     ToolProcess& refused = one->hasEnded() ? *one : *two;
     ToolProcess& running = one->hasEnded() ? *two : *one;
-    EXPECT_EQ(refused.wait(), 1);
+    EXPECT_EQ(refused.wait(), 6);
     EXPECT_EQ(replaced(refused.screen(), temp.path(), "$T"),
               "scada-sensors: another installation or removal is running; it holds the lock file [$T/custom.lock]\n");
     ASSERT_TRUE(isWaiting());
@@ -120,18 +120,44 @@ TEST_F(SlowCopies, anInstallationKilledHalfWayIsCompletedByTheNext) {
     EXPECT_EQ(treeOf(temp / "staging"), std::set<std::string>{});
 }
 
+constexpr const char* NO_DECODER =
+    "scada-sensors: File copying error while importing decoder for the [lora/demo/b] definition.\n";
+
 TEST_F(SlowCopies, anInstallationThatFailedHalfWaySaysWhatItLeft) {
     failCopiesTo("custom/lora/demo/b-decoder");
     const ToolRun result = run({"install", temp / "source"});
     EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.out, "installed lora/demo/a\nincomplete lora/demo/b\nnot installed lora/demo/c\n"
-                          "remove the cause, then install the same source with --allow-overwrite, which completes what "
-                          "was begun\n");
-    EXPECT_EQ(result.err,
-              "scada-sensors: File copying error while importing decoder for the [lora/demo/b] definition.\n");
+    EXPECT_EQ(result.out, "installed lora/demo/a\nincomplete lora/demo/b\nnot installed lora/demo/c\n");
+    EXPECT_EQ(result.err, NO_DECODER + std::string("    remove the cause, then install the same source with "
+                                                   "--allow-overwrite, which completes what was begun\n"));
     failCopiesTo("none");
     EXPECT_EQ(run({"install", temp / "source", "--allow-overwrite"}).out,
-              "installed lora/demo/a\ninstalled lora/demo/b\ninstalled lora/demo/c\n");
+              "installed lora/demo/b\ninstalled lora/demo/c\nunchanged lora/demo/a\n");
+}
+
+TEST_F(SlowCopies, anInstallationThatFailedAtItsStagingChangedNothing) {
+    const auto before = snapshot(temp / "custom");
+    failCopiesTo("staging/lora/demo/b-decoder");
+    const ToolRun result = run({"install", temp / "source"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "not installed lora/demo/a\nnot installed lora/demo/b\nnot installed lora/demo/c\n");
+    EXPECT_EQ(result.err, NO_DECODER + std::string("    nothing has been changed\n"));
+    EXPECT_EQ(snapshot(temp / "custom"), before);
+    EXPECT_EQ(run({"install", temp / "source", "--json"}).out, R"({
+  "code" : "failed",
+  "error" : "File copying error while importing decoder for the [lora/demo/b] definition.",
+  "format_version" : 2,
+  "result" : 
+  {
+    "advice" : "nothing has been changed",
+    "incomplete" : [],
+    "installed" : [],
+    "not_installed" : [ "lora/demo/a", "lora/demo/b", "lora/demo/c" ],
+    "unchanged" : []
+  },
+  "status" : "fail"
+}
+)");
 }
 
 TEST_F(SlowCopies, aTerminalShowsProgress) {
@@ -150,6 +176,17 @@ TEST_F(SlowCopies, aTerminalShowsProgress) {
     EXPECT_EQ(screen.substr(screen.size() - end.size()), end);
 }
 
+TEST_F(SlowCopies, aQuietRunShowsNoProgress) {
+    stopCopiesTo("custom/lora/demo/c-decoder");
+    const auto process = start({"install", temp / "source", "-q"});
+    ASSERT_TRUE(isWaiting());
+    for (int left = 50; left > 0; --left)
+        pauseBriefly();
+    goOn();
+    EXPECT_EQ(process->wait(), 0);
+    EXPECT_EQ(process->screen(), "installed lora/demo/a\ninstalled lora/demo/b\ninstalled lora/demo/c\n");
+}
+
 TEST_F(SlowCopies, aPipeSeesNoProgress) {
     writeFile(temp / "bin/cp", "#!/bin/sh\nsleep 0.3\nPATH='" + path + "' exec cp \"$@\"\n");
     chmod((temp / "bin/cp").c_str(), 0755);
@@ -164,7 +201,7 @@ TEST_F(SlowCopies, removalOfEverythingAsksOnATerminal) {
     const std::string question = "Remove 1 custom definition and everything else in [$T/custom]? [y/N] ";
     const auto refused = start({"remove", "--all"});
     refused->type("no\n");
-    EXPECT_EQ(refused->wait(), 1);
+    EXPECT_EQ(refused->wait(), 5);
     // What was typed is echoed before or after the question.
     EXPECT_EQ(replaced(replaced(refused->screen(), temp.path(), "$T"), "no\n", ""),
               question + "scada-sensors: nothing has been removed\n");

@@ -1,6 +1,9 @@
 #include "ToolTest.h"
+#include "findings.h"
 #include "jsonText.h"
 #include "rowName.h"
+
+#include <gmock/gmock.h>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -14,6 +17,7 @@
 namespace {
 
 using namespace Kelvra::SCADA::Test;
+using ::testing::MatchesRegex;
 
 class Install : public ToolTest {
 protected:
@@ -22,6 +26,16 @@ protected:
     ToolRun install(std::vector<std::string> options = {}) const {
         options.insert(options.begin(), {"install", temp / "source"});
         return run(options);
+    }
+
+    /// Holds an installation to refusing with these findings and leaving the custom storage as it is.
+    void expectRefusal(const std::vector<std::string>& options, std::size_t errors, const std::string& findings) const {
+        const auto before = snapshot(temp / "custom");
+        const ToolRun result = install(options);
+        EXPECT_EQ(result.status, 5);
+        EXPECT_EQ(result.out, withRemedies(findings));
+        EXPECT_EQ(result.err, refusal(errors));
+        EXPECT_EQ(snapshot(temp / "custom"), before);
     }
 
     StorageBuilder source;
@@ -45,12 +59,14 @@ TEST_F(Install, answersPrograms) {
     const ToolRun result = install({"--json"});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.out, R"({
-  "format_version" : 1,
+  "code" : "done",
+  "format_version" : 2,
   "result" : 
   {
     "incomplete" : [],
     "installed" : [ "lora/demo/th1" ],
-    "not_installed" : []
+    "not_installed" : [],
+    "unchanged" : []
   },
   "status" : "success"
 }
@@ -64,13 +80,15 @@ TEST_F(Install, installsNothingFromAnEmptySource) {
     EXPECT_EQ(result.out, "nothing to install\n");
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(install({"--json"}).out, R"({
-  "format_version" : 1,
+  "code" : "done",
+  "format_version" : 2,
   "result" : 
   {
     "incomplete" : [],
     "installed" : [],
     "not_installed" : [],
-    "note" : "nothing to install"
+    "note" : "nothing to install",
+    "unchanged" : []
   },
   "status" : "success"
 }
@@ -80,13 +98,10 @@ TEST_F(Install, installsNothingFromAnEmptySource) {
 TEST_F(Install, refusesWhatIsInstalledUnlessOverwritingIsAllowed) {
     addDefinition(source, "lora/demo/th1", "Water");
     addDefinition(custom, "lora/demo/th1", "Air");
-    const auto before = snapshot(temp / "custom");
-    const ToolRun refused = install();
-    EXPECT_EQ(refused.status, 1);
-    EXPECT_EQ(refused.out, "not installed lora/demo/th1\nnothing has been changed; --dry-run shows every reason\n");
-    EXPECT_EQ(refused.err, "scada-sensors: Sensor definition [lora/demo/th1] is already installed. Please remove the "
-                           "custom sensor definition, or enable \"Allow Overwrite\" to replace it.\n");
-    EXPECT_EQ(snapshot(temp / "custom"), before);
+    expectRefusal({}, 1,
+                  "$T/custom/lora/demo/th1.json: error: Sensor definition [lora/demo/th1] is already installed. Please "
+                  "remove the custom sensor definition, or enable \"Allow Overwrite\" to replace it. "
+                  "[install/already-installed]\n");
     const ToolRun allowed = install({"--allow-overwrite"});
     EXPECT_EQ(allowed.status, 0);
     EXPECT_EQ(allowed.out, "installed lora/demo/th1\n");
@@ -98,16 +113,11 @@ TEST_F(Install, refusesWhatWouldStopItHalfWay) {
         addDefinition(source, name);
     makeDir(temp / "custom/lora/demo/b-decoder");
     makeFifo(temp / "custom/lora/demo/c.json");
-    const auto before = snapshot(temp / "custom");
-    const ToolRun result = install({"--allow-overwrite"});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.out, "$T/custom/lora/demo/b-decoder: File copying error while importing decoder for the "
-                          "[lora/demo/b] definition.\n"
-                          "$T/custom/lora/demo/c.json: File saving error while importing [lora/demo/c] definition.\n"
-                          "nothing has been changed\n");
-    EXPECT_EQ(result.err,
-              "scada-sensors: File copying error while importing decoder for the [lora/demo/b] definition.\n");
-    EXPECT_EQ(snapshot(temp / "custom"), before);
+    expectRefusal({"--allow-overwrite"}, 2,
+                  "$T/custom/lora/demo/b-decoder: error: File copying error while importing decoder for the "
+                  "[lora/demo/b] definition. [install/decoder-blocked]\n"
+                  "$T/custom/lora/demo/c.json: error: File saving error while importing [lora/demo/c] definition. "
+                  "[install/file-blocked]\n");
 }
 
 TEST_F(Install, refusesToInstallWhatIsHiddenInStagingToo) {
@@ -115,13 +125,9 @@ TEST_F(Install, refusesToInstallWhatIsHiddenInStagingToo) {
     StorageBuilder staging(temp / "staging");
     addDefinition(staging, ".old/v/m");
     const auto before = snapshot(temp / "staging");
-    const ToolRun result = install();
-    EXPECT_EQ(result.status, 1);
-    const std::string text = "--staging-dir [$T/staging] holds the hidden definition [.old/v/m], which is not emptied "
-                             "and would be installed too.\n";
-    EXPECT_EQ(result.out, "$T/staging/.old/v/m.json: " + text + "nothing has been changed\n");
-    EXPECT_EQ(result.err, "scada-sensors: " + text);
-    EXPECT_EQ(treeOf(temp / "custom"), std::set<std::string>{});
+    expectRefusal({}, 1,
+                  "$T/staging/.old/v/m.json: error: The hidden definition [.old/v/m] in the staging directory is never "
+                  "removed and would be installed too. [install/staging-hidden]\n");
     EXPECT_EQ(snapshot(temp / "staging"), before);
 }
 
@@ -153,19 +159,13 @@ TEST_F(Install, passesOverHiddenEntriesInStagingThatAreNoDefinitions) {
     EXPECT_EQ(treeOf(temp / "staging"), (std::set<std::string>{".keep", ".old", ".old/m.json"}));
 }
 
-TEST_F(Install, endsWithWhatTheLibraryThrows) {
+TEST_F(Install, refusesWhatTheLibraryWouldThrowAbout) {
     addDefinition(source, "lora/demo/a");
     source.definition("lora/demo/deep", nestedArrays(1001));
     addDefinition(custom, "lora/demo/th1");
-    const auto before = snapshot(temp / "custom");
-    const ToolRun result = install();
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.out, "not installed lora/demo/a\nnot installed lora/demo/deep\n"
-                          "nothing has been changed; --dry-run shows every reason\n");
-    EXPECT_EQ(result.err, "scada-sensors: Exceeded stackLimit in readValue().\n");
-    EXPECT_EQ(snapshot(temp / "custom"), before);
-    EXPECT_TRUE(std::filesystem::is_directory((temp / "staging").c_str()));
-    EXPECT_EQ(treeOf(temp / "staging"), std::set<std::string>{});
+    expectRefusal({}, 1,
+                  "$T/source/lora/demo/deep.json: error: Exceeded stackLimit in readValue(). [definition/too-deep]\n");
+    EXPECT_FALSE(std::filesystem::exists(temp / "staging"));
 }
 
 TEST_F(Install, refusesMoreThanThereIsRoomFor) {
@@ -173,13 +173,12 @@ TEST_F(Install, refusesMoreThanThereIsRoomFor) {
     constexpr std::uintmax_t FOUR_TERABYTES = std::uintmax_t{1} << 42U;
     std::filesystem::resize_file(temp / "source/lora/demo/th1.js", FOUR_TERABYTES);
     const ToolRun result = install();
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err.rfind("scada-sensors: not enough free space for --staging-dir [$T/staging]: 4398046527488 "
-                               "bytes needed, ",
-                               0),
-              0U)
-        << result.err;
+    EXPECT_EQ(result.status, 5);
+    EXPECT_THAT(result.out,
+                MatchesRegex("[$]T/staging: error: There is not enough free space for --staging-dir: 4398046527488 "
+                             "bytes needed, [0-9]+ available[.] \\[install/no-space\\]\n    " +
+                             remedyOf("install/no-space") + "\n"));
+    EXPECT_EQ(result.err, refusal(1));
     EXPECT_EQ(treeOf(temp / "custom"), std::set<std::string>{});
 }
 
@@ -193,10 +192,17 @@ TEST_F(Install, waitsForNobodyWhoHoldsTheLock) {
                                                       {"remove", "lora/demo/th1"},
                                                       {"remove", "--all", "--yes"}}) {
         const ToolRun result = run(arguments);
-        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.status, 6);
         EXPECT_EQ(result.out, "");
         EXPECT_EQ(result.err, "scada-sensors: another installation or removal is running; it holds the lock file "
                               "[$T/custom.lock]\n");
+        std::vector<std::string> forPrograms = arguments;
+        forPrograms.emplace_back("--json");
+        const ToolRun json = run(forPrograms);
+        Json::Value expected = envelope(6);
+        expected["error"] = "another installation or removal is running; it holds the lock file [$T/custom.lock]";
+        EXPECT_EQ(json.status, 6);
+        EXPECT_EQ(parsed(json.out), expected);
     }
     close(descriptor);
     EXPECT_EQ(install().status, 0);
@@ -211,7 +217,7 @@ TEST_F(Install, waitsForNobodyWhoHoldsADirectory) {
         for (const std::vector<std::string>& arguments :
              {std::vector<std::string>{"install", temp / "source"}, {"remove", "--all", "--yes"}}) {
             const ToolRun result = run(arguments);
-            EXPECT_EQ(result.status, 1);
+            EXPECT_EQ(result.status, 6);
             EXPECT_EQ(result.out, "");
             EXPECT_EQ(result.err, std::string("scada-sensors: another installation or removal is running; it holds "
                                               "the lock of the directory [$T/") +
@@ -232,31 +238,59 @@ TEST_F(Install, needsItsLockFile) {
 struct UnsafeRow {
     const char* name;
     std::vector<std::string> arguments; ///< "$T" stands for the temporary directory
-    const char* err;
+    std::vector<std::string> texts;
 };
 
 void PrintTo(const UnsafeRow& row, std::ostream* out) {
     *out << row.name;
 }
 
-class UnsafeDirectory : public ToolTest, public ::testing::WithParamInterface<UnsafeRow> {};
+// Each text starts with the directory that it is about.
+std::string directoryOf(const std::string& text) {
+    const std::size_t start = text.find('[') + 1;
+    return text.substr(start, text.find(']') - start);
+}
+
+// An empty path is not a place.
+std::string placeOf(const std::string& directory) {
+    return directory.empty() ? "" : directory + ": ";
+}
+
+class UnsafeDirectory : public ToolTest, public ::testing::WithParamInterface<UnsafeRow> {
+protected:
+    UnsafeDirectory() {
+        StorageBuilder source(temp / "source");
+        addDefinition(source, "lora/demo/th1");
+        addDefinition(custom, "lora/demo/old");
+        writeList({});
+        makeDir(temp / "source/inner");
+        makeLink(temp / "custom", temp / "link");
+        makeLink("loop", temp / "loop");
+        makeDir(temp / "standing");
+        for (const std::string& argument : GetParam().arguments)
+            arguments.push_back(replaced(argument, "$T", temp.path()));
+        for (const std::string& text : GetParam().texts)
+            findings += withRemedies(placeOf(directoryOf(text)) + "error: " + text + " [install/unsafe-directory]\n");
+    }
+
+    std::vector<std::string> arguments;
+    std::string findings;
+};
 
 TEST_P(UnsafeDirectory, isRefused) {
-    StorageBuilder source(temp / "source");
-    addDefinition(source, "lora/demo/th1");
-    addDefinition(custom, "lora/demo/old");
-    makeDir(temp / "source/inner");
-    makeLink(temp / "custom", temp / "link");
-    makeLink("loop", temp / "loop");
-    makeDir(temp / "standing");
-    std::vector<std::string> arguments;
-    for (const std::string& argument : GetParam().arguments)
-        arguments.push_back(replaced(argument, "$T", temp.path()));
     const auto before = snapshot(temp.path());
+    const bool removes = arguments[0] == "remove";
     const ToolRun result = run(arguments);
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err, std::string("scada-sensors: ") + GetParam().err + "\n");
+    EXPECT_EQ(result.status, 5);
+    EXPECT_EQ(removes ? result.err : result.out, findings);
+    EXPECT_EQ(removes ? result.out : result.err, removes ? "" : refusal(GetParam().texts.size()));
+    if (!removes) {
+        arguments.insert(arguments.begin() + 1, "--dry-run");
+        const ToolRun dryRun = run(arguments);
+        EXPECT_EQ(dryRun.status, 5);
+        EXPECT_EQ(dryRun.out, findings + "0 definitions\n");
+        EXPECT_EQ(dryRun.err, result.err);
+    }
     EXPECT_EQ(snapshot(temp.path()), before);
 }
 
@@ -266,93 +300,92 @@ constexpr const char* CUSTOM = "--custom-dir";
 INSTANTIATE_TEST_SUITE_P(
     Tool, UnsafeDirectory,
     ::testing::Values(
-        UnsafeRow{"staging_empty", {"install", "$T/source", STAGING, ""}, "--staging-dir [] is empty."},
-        UnsafeRow{"custom_empty", {"install", "$T/source", CUSTOM, ""}, "--custom-dir [] is empty."},
+        UnsafeRow{"staging_empty", {"install", "$T/source", STAGING, ""}, {"--staging-dir [] is empty."}},
+        UnsafeRow{"custom_empty", {"install", "$T/source", CUSTOM, ""}, {"--custom-dir [] is empty."}},
         UnsafeRow{"staging_with_blank",
                   {"install", "$T/source", STAGING, "$T/a b"},
-                  "--staging-dir [$T/a b] holds a blank or a character that a shell interprets."},
+                  {"--staging-dir [$T/a b] contains a blank or a character that a shell interprets."}},
         UnsafeRow{"custom_with_blank",
                   {"remove", "--all", "--yes", CUSTOM, "$T/a b"},
-                  "--custom-dir [$T/a b] holds a blank or a character that a shell interprets."},
+                  {"--custom-dir [$T/a b] contains a blank or a character that a shell interprets."}},
         UnsafeRow{"custom_with_semicolon",
                   {"remove", "lora/demo/old", CUSTOM, "$T/a;b"},
-                  "--custom-dir [$T/a;b] holds a blank or a character that a shell interprets."},
+                  {"--custom-dir [$T/a;b] contains a blank or a character that a shell interprets."}},
         UnsafeRow{"staging_with_wildcard",
                   {"install", "$T/source", STAGING, "$T/*"},
-                  "--staging-dir [$T/*] holds a blank or a character that a shell interprets."},
+                  {"--staging-dir [$T/*] contains a blank or a character that a shell interprets."}},
         UnsafeRow{"staging_with_newline",
                   {"install", "$T/source", STAGING, "$T/a\nb"},
-                  "--staging-dir [$T/a\\x0ab] holds a blank or a character that a shell interprets."},
+                  {"--staging-dir [$T/a\\x0ab] contains a blank or a character that a shell interprets."}},
         UnsafeRow{"staging_with_dollar",
                   {"install", "$T/source", STAGING, "/tmp/$HOME"},
-                  "--staging-dir [/tmp/$HOME] holds a blank or a character that a shell interprets."},
+                  {"--staging-dir [/tmp/$HOME] contains a blank or a character that a shell interprets."}},
         UnsafeRow{"staging_with_dash",
                   {"install", "$T/source", STAGING, "-a"},
-                  "--staging-dir [-a] begins with a dash, which makes it an option of the tools that work on it."},
+                  {"--staging-dir [-a] begins with a dash, which makes it an option of the programs that work on it."}},
         UnsafeRow{"custom_with_dash",
                   {"remove", "lora/demo/old", CUSTOM, "-a"},
-                  "--custom-dir [-a] begins with a dash, which makes it an option of the tools that work on it."},
+                  {"--custom-dir [-a] begins with a dash, which makes it an option of the programs that work on it."}},
         UnsafeRow{"source_with_dash",
                   {"install", "--", "-u"},
-                  "SRC_DIR [-u] begins with a dash, which makes it an option of the tools that work on it."},
+                  {"SRC_DIR [-u] begins with a dash, which makes it an option of the programs that work on it."}},
         UnsafeRow{"staging_in_loop_of_links",
                   {"install", "$T/source", STAGING, "$T/loop/staging"},
-                  "--staging-dir [$T/loop/staging] cannot be resolved: Too many levels of symbolic links"},
+                  {"--staging-dir [$T/loop/staging] cannot be resolved: Too many levels of symbolic links"}},
         UnsafeRow{"custom_is_loop_of_links",
                   {"remove", "--all", "--yes", CUSTOM, "$T/loop"},
-                  "--custom-dir [$T/loop] cannot be resolved: Too many levels of symbolic links"},
+                  {"--custom-dir [$T/loop] cannot be resolved: Too many levels of symbolic links"}},
         UnsafeRow{"source_is_loop_of_links",
                   {"install", "$T/loop"},
-                  "SRC_DIR [$T/loop] cannot be resolved: Too many levels of symbolic links"},
+                  {"SRC_DIR [$T/loop] cannot be resolved: Too many levels of symbolic links"}},
         UnsafeRow{"default_is_loop_of_links",
-                  {"install", "$T/source", "--dry-run", "--default-dir", "$T/loop"},
-                  "--default-dir [$T/loop] cannot be resolved: Too many levels of symbolic links"},
-        UnsafeRow{"staging_root", {"install", "$T/source", STAGING, "/"}, "--staging-dir [/] is the root directory."},
+                  {"install", "$T/source", "--default-dir", "$T/loop"},
+                  {"--default-dir [$T/loop] cannot be resolved: Too many levels of symbolic links"}},
+        UnsafeRow{"staging_root", {"install", "$T/source", STAGING, "/"}, {"--staging-dir [/] is the root directory."}},
         UnsafeRow{"custom_root_spelt_otherwise",
                   {"remove", "--all", "--yes", CUSTOM, "/tmp/../."},
-                  "--custom-dir [/tmp/../.] is the root directory."},
+                  {"--custom-dir [/tmp/../.] is the root directory."}},
         UnsafeRow{"staging_is_custom",
                   {"install", "$T/source", STAGING, "$T/custom"},
-                  "--staging-dir [$T/custom] is the same directory as --custom-dir [$T/custom]."},
+                  {"--staging-dir [$T/custom] is the same directory as --custom-dir [$T/custom]."}},
         UnsafeRow{"staging_is_custom_behind_link",
                   {"install", "$T/source", STAGING, "$T/link"},
-                  "--staging-dir [$T/link] is the same directory as --custom-dir [$T/custom]."},
+                  {"--staging-dir [$T/link] is the same directory as --custom-dir [$T/custom]."}},
         UnsafeRow{"staging_inside_custom_behind_link",
                   {"remove", "--all", "--yes", STAGING, "$T/link/new"},
-                  "--staging-dir [$T/link/new] lies inside --custom-dir [$T/custom]."},
+                  {"--staging-dir [$T/link/new] is inside --custom-dir [$T/custom]."}},
         UnsafeRow{"staging_around_custom",
                   {"install", "$T/source", STAGING, "$T/custom/.."},
-                  "--staging-dir [$T/custom/..] contains --custom-dir [$T/custom]."},
+                  {"--staging-dir [$T/custom/..] contains --custom-dir [$T/custom].",
+                   "--staging-dir [$T/custom/..] contains SRC_DIR [$T/source].",
+                   "--staging-dir [$T/custom/..] contains --default-dir [$T/default]."}},
         UnsafeRow{"staging_is_source_with_slash",
                   {"install", "$T/source/", STAGING, "$T/source"},
-                  "--staging-dir [$T/source] is the same directory as SRC_DIR [$T/source/]."},
+                  {"--staging-dir [$T/source] is the same directory as SRC_DIR [$T/source/]."}},
         UnsafeRow{"staging_is_source_through_dots",
                   {"install", "$T/source", STAGING, "$T//standing/../source"},
-                  "--staging-dir [$T//standing/../source] is the same directory as SRC_DIR [$T/source]."},
+                  {"--staging-dir [$T//standing/../source] is the same directory as SRC_DIR [$T/source]."}},
         UnsafeRow{"staging_inside_source",
                   {"install", "$T/source", STAGING, "$T/source/inner"},
-                  "--staging-dir [$T/source/inner] lies inside SRC_DIR [$T/source]."},
+                  {"--staging-dir [$T/source/inner] is inside SRC_DIR [$T/source]."}},
         UnsafeRow{"staging_around_source",
                   {"install", "$T/source/inner", STAGING, "$T/source"},
-                  "--staging-dir [$T/source] contains SRC_DIR [$T/source/inner]."},
+                  {"--staging-dir [$T/source] contains SRC_DIR [$T/source/inner]."}},
         UnsafeRow{"staging_is_default",
                   {"install", "$T/source", STAGING, "$T/default"},
-                  "--staging-dir [$T/default] is the same directory as --default-dir [$T/default]."},
+                  {"--staging-dir [$T/default] is the same directory as --default-dir [$T/default]."}},
         UnsafeRow{"custom_is_default",
                   {"remove", "--all", "--yes", "--default-dir", "$T/custom"},
-                  "--custom-dir [$T/custom] is the same directory as --default-dir [$T/custom]."},
+                  {"--custom-dir [$T/custom] is the same directory as --default-dir [$T/custom]."}},
         UnsafeRow{"custom_is_default_behind_link",
                   {"install", "$T/source", "--default-dir", "$T/link"},
-                  "--custom-dir [$T/custom] is the same directory as --default-dir [$T/link]."},
+                  {"--custom-dir [$T/custom] is the same directory as --default-dir [$T/link]."}},
         UnsafeRow{"custom_inside_default",
                   {"remove", "lora/demo/old", CUSTOM, "$T/default/new"},
-                  "--custom-dir [$T/default/new] lies inside --default-dir [$T/default]."},
+                  {"--custom-dir [$T/default/new] is inside --default-dir [$T/default]."}},
         UnsafeRow{"custom_around_default",
-                  {"install", "$T/source", "--dry-run", "--default-dir", "$T/custom/lora"},
-                  "--custom-dir [$T/custom] contains --default-dir [$T/custom/lora]."},
-        UnsafeRow{"dry_run_too",
-                  {"install", "$T/source", "--dry-run", STAGING, "$T/custom"},
-                  "--staging-dir [$T/custom] is the same directory as --custom-dir [$T/custom]."}),
+                  {"install", "$T/source", "--default-dir", "$T/custom/lora"},
+                  {"--custom-dir [$T/custom] contains --default-dir [$T/custom/lora]."}}),
     rowName);
 
 } // namespace

@@ -77,7 +77,8 @@ TEST_F(ToolTest, listAsJson) {
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(result.out, R"({
-  "format_version" : 1,
+  "code" : "done",
+  "format_version" : 2,
   "result" : 
   [
     {
@@ -101,7 +102,7 @@ TEST_F(ToolTest, listGoesOnAfterADefinitionNestedTooDeep) {
     EXPECT_EQ(result.status, 1);
     const Json::Value answer = parsed(result.out);
     EXPECT_EQ(answer["status"], "fail");
-    EXPECT_EQ(answer["error"], "1 definition could not be read");
+    EXPECT_EQ(answer["error"], "1 definition could not be read: scada-sensors check");
     EXPECT_EQ(answer["result"][0]["state"], "Exceeded stackLimit in readValue().");
     EXPECT_EQ(answer["result"][1]["state"], "ok");
 }

@@ -2,6 +2,8 @@
 #include "jsonText.h"
 #include "rowName.h"
 
+#include <sys/stat.h>
+
 #include <ostream>
 
 namespace {
@@ -47,7 +49,8 @@ TEST_P(Remove, removes) {
 
 constexpr const char* UNCOVERED = "removed lora/demo/th1; the default definition is in force again\n";
 constexpr const char* REMOVED_BARE_JSON = R"({
-  "format_version" : 1,
+  "code" : "done",
+  "format_version" : 2,
   "result" : 
   {
     "failed" : [],
@@ -63,8 +66,9 @@ constexpr const char* REMOVED_BARE_JSON = R"({
 }
 )";
 constexpr const char* NOT_FOUND_JSON = R"({
+  "code" : "not-found",
   "error" : "1 definition not removed",
-  "format_version" : 1,
+  "format_version" : 2,
   "result" : 
   {
     "failed" : 
@@ -80,14 +84,16 @@ constexpr const char* NOT_FOUND_JSON = R"({
 }
 )";
 constexpr const char* UNCONFIRMED_JSON = R"({
+  "code" : "usage",
   "error" : "remove --all asks on a terminal; elsewhere it needs --yes",
-  "format_version" : 1,
+  "format_version" : 2,
   "status" : "fail"
 }
 )";
 constexpr const char* NOTHING_NAMED_JSON = R"({
+  "code" : "usage",
   "error" : "remove needs either names or --all",
-  "format_version" : 1,
+  "format_version" : 2,
   "status" : "fail"
 }
 )";
@@ -104,7 +110,7 @@ INSTANTIATE_TEST_SUITE_P(
                   {".hidden", "lora", "lora/demo", "lora/demo/bare.json"}},
         RemoveRow{"goes_on_after_an_unknown_name",
                   {"lora/demo/none", "lora/demo/th1"},
-                  1,
+                  4,
                   "not removed lora/demo/none: Sensor definition [lora/demo/none] not found.\n"
                   "removed lora/demo/th1; the default definition is in force again\n",
                   "scada-sensors: 1 definition not removed\n",
@@ -115,7 +121,7 @@ INSTANTIATE_TEST_SUITE_P(
                   REMOVED_BARE_JSON,
                   "",
                   {".hidden", "lora", "lora/demo", "lora/demo/th1.js", "lora/demo/th1.json"}},
-        RemoveRow{"unknown_as_json", {"th1", "--json"}, 1, NOT_FOUND_JSON, "", everything()},
+        RemoveRow{"unknown_as_json", {"th1", "--json"}, 4, NOT_FOUND_JSON, "", everything()},
         RemoveRow{"all",
                   {"--all", "--yes"},
                   0,
@@ -175,6 +181,27 @@ TEST_F(ToolTest, removeAllTellsWhatIsLeft) {
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.out, "not removed .lora/demo/th1: It is still there.\n");
     EXPECT_EQ(result.err, "scada-sensors: 1 definition not removed\n");
+}
+
+// The definition says what the directories around it would say again.
+TEST_F(ToolTest, removeAllTellsOfADefinitionInAClosedDirectoryOnce) {
+    addDefinition(custom, "lora/demo/th1");
+    addDefinition(custom, "lora/other/x");
+    chmod((temp / "custom/lora/demo").c_str(), 0555);
+    const ToolRun result = run({"remove", "--all", "--yes"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "not removed lora/demo/th1: It is still there.\nremoved lora/other/x\n");
+    EXPECT_EQ(result.err, "scada-sensors: 1 definition not removed\n");
+}
+
+TEST_F(ToolTest, removeAllTellsWhatElseIsLeft) {
+    addDefinition(custom, "lora/other/x");
+    writeFile(temp / "custom/kept/notes", "");
+    chmod((temp / "custom/kept").c_str(), 0555);
+    const ToolRun result = run({"remove", "--all", "--yes"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "removed lora/other/x\nnot removed kept: It is still there.\n");
+    EXPECT_EQ(result.err, "scada-sensors: the custom storage is not empty\n");
 }
 
 } // namespace

@@ -17,7 +17,7 @@ protected:
         writeList({"7", GOOD_SENSOR, R"({"id": "aa", "src": "lora", "sensor": "demo/z"})",
                    R"({"id": "z", "src": "lora", "sensor": "demo/z"})",
                    R"({"id": "deep", "src": "lora", "sensor": "demo/deep"})",
-                   R"({"id": "gone", "src": "lora", "sensor": "demo/gone"})"});
+                   R"({"id": "gone", "src": "lora", "sensor": "demo/gone"})", R"({"id": "f@1", "src": "lora"})"});
     }
 };
 
@@ -39,98 +39,129 @@ TEST_P(Resolve, showsTheChainAsFarAsItGoes) {
 
 INSTANTIATE_TEST_SUITE_P(
     Tool, Resolve,
-    ::testing::Values(RunRow{"overridden_definition",
-                             {"lora", "aa", "temperature"},
-                             0,
-                             "source:     lora\n"
-                             "identifier: aa\n" CHAIN_TO_SENSOR CHAIN_OVERRIDDEN "property:   temperature\n"
-                             "description:\n"
-                             "{\n"
-                             "  \"name\" : \"Cellar\"\n"
-                             "}\n",
-                             ""},
-                      RunRow{"normalised_without_property",
-                             {" lora", "AA\t"},
-                             0,
-                             "source:     lora (given as [ lora])\n"
-                             "identifier: aa (given as [AA\\x09])\n" CHAIN_TO_SENSOR CHAIN_OVERRIDDEN
-                             "properties: [\"temperature\"]\n",
-                             ""},
-                      RunRow{"default_definition",
-                             {"lora", "aa", "--custom-dir", ""},
-                             0,
-                             "source:     lora\n"
-                             "identifier: aa\n" CHAIN_TO_SENSOR "storage:    default\n"
-                             "file:       $T/default/lora/demo/th1.json\n"
-                             "hides:      -\n"
-                             "decoder:    $T/default/lora/demo/th1.js\n"
-                             "state:      ok\n"
-                             "properties: [\"temperature\"]\n",
-                             ""},
-                      RunRow{"missing_property",
-                             {"lora", "aa", "nosuch"},
-                             1,
-                             "source:     lora\n"
-                             "identifier: aa\n" CHAIN_TO_SENSOR CHAIN_OVERRIDDEN,
-                             "scada-sensors: Sensor definition [lora/demo/th1] does not contain [nosuch] property.\n"},
-                      RunRow{"empty_property",
-                             {"lora", "aa", ""},
-                             1,
-                             "source:     lora\n"
-                             "identifier: aa\n" CHAIN_TO_SENSOR CHAIN_OVERRIDDEN,
-                             "scada-sensors: Sensor definition [lora/demo/th1] does not contain [] property.\n"},
-                      RunRow{"broken_custom_definition",
-                             {"lora", "z"},
-                             1,
-                             "source:     lora\n"
-                             "identifier: z\n"
-                             "list:       $T/list.json\n"
-                             "element:    [3] line 5: {\"id\":\"z\",\"sensor\":\"demo/z\",\"src\":\"lora\"}\n"
-                             "sensor:     lora@z\n"
-                             "definition: lora/demo/z\n"
-                             "storage:    custom\n"
-                             "file:       $T/custom/lora/demo/z.json\n"
-                             "hides:      default\n"
-                             "decoder:    -\n"
-                             "state:      Invalid sensor definition [lora/demo/z]: no decoder file found.\n",
-                             "scada-sensors: Sensor definition [lora/demo/z] not found.\n"},
-                      RunRow{"nested_too_deep",
-                             {"lora", "deep", "temperature"},
-                             1,
-                             "source:     lora\n"
-                             "identifier: deep\n"
-                             "list:       $T/list.json\n"
-                             "element:    [4] line 6: {\"id\":\"deep\",\"sensor\":\"demo/deep\",\"src\":\"lora\"}\n"
-                             "sensor:     lora@deep\n"
-                             "definition: lora/demo/deep\n"
-                             "storage:    custom\n"
-                             "file:       $T/custom/lora/demo/deep.json\n"
-                             "hides:      -\n"
-                             "decoder:    -\n"
-                             "state:      Exceeded stackLimit in readValue().\n",
-                             "scada-sensors: Exceeded stackLimit in readValue().\n"},
-                      RunRow{"definition_not_installed",
-                             {"lora", "gone", "temperature"},
-                             1,
-                             "source:     lora\n"
-                             "identifier: gone\n"
-                             "list:       $T/list.json\n"
-                             "element:    [5] line 7: {\"id\":\"gone\",\"sensor\":\"demo/gone\",\"src\":\"lora\"}\n"
-                             "sensor:     lora@gone\n"
-                             "definition: lora/demo/gone\n",
-                             "scada-sensors: Sensor definition [lora/demo/gone] not found.\n"},
-                      RunRow{"unknown_sensor",
-                             {"lora", "nosuch"},
-                             1,
-                             "source:     lora\n"
-                             "identifier: nosuch\n",
-                             "scada-sensors: Sensor [lora@nosuch] is not defined in the Managed Sensors list.\n"},
-                      RunRow{"source_in_other_case",
-                             {"LORA", "aa"},
-                             1,
-                             "source:     LORA\n"
-                             "identifier: aa\n",
-                             "scada-sensors: Sensor [LORA@aa] is not defined in the Managed Sensors list.\n"}),
+    ::testing::Values(
+        RunRow{"overridden_definition",
+               {"lora", "aa", "temperature"},
+               0,
+               "source:     lora\n"
+               "identifier: aa\n" CHAIN_TO_SENSOR CHAIN_OVERRIDDEN "property:   temperature\n"
+               "description:\n"
+               "{\n"
+               "  \"name\" : \"Cellar\"\n"
+               "}\n",
+               ""},
+        RunRow{"normalised_without_property",
+               {" lora", "AA\t"},
+               0,
+               "source:     lora (given as [ lora])\n"
+               "identifier: aa (given as [AA\\x09])\n" CHAIN_TO_SENSOR CHAIN_OVERRIDDEN
+               "properties: [\"temperature\"]\n",
+               ""},
+        RunRow{"default_definition",
+               {"lora", "aa", "--custom-dir", ""},
+               0,
+               "source:     lora\n"
+               "identifier: aa\n" CHAIN_TO_SENSOR "storage:    default\n"
+               "file:       $T/default/lora/demo/th1.json\n"
+               "hides:      -\n"
+               "decoder:    $T/default/lora/demo/th1.js\n"
+               "state:      ok\n"
+               "properties: [\"temperature\"]\n",
+               ""},
+        RunRow{"missing_property",
+               {"lora", "aa", "nosuch"},
+               4,
+               "source:     lora\n"
+               "identifier: aa\n" CHAIN_TO_SENSOR CHAIN_OVERRIDDEN,
+               "scada-sensors: Sensor definition [lora/demo/th1] does not contain [nosuch] property.\n"},
+        RunRow{"identifier_alone",
+               {"AA"},
+               0,
+               "source:     lora\n"
+               "identifier: aa (given as [AA])\n" CHAIN_TO_SENSOR CHAIN_OVERRIDDEN "properties: [\"temperature\"]\n",
+               ""},
+        RunRow{"identifier_and_property",
+               {"aa", "nosuch"},
+               4,
+               "source:     lora\n"
+               "identifier: aa\n" CHAIN_TO_SENSOR CHAIN_OVERRIDDEN,
+               "scada-sensors: Sensor definition [lora/demo/th1] does not contain [nosuch] property.\n"},
+        RunRow{"faulty_element",
+               {"lora", "f@1"},
+               1,
+               "list:       $T/list.json\n"
+               "element:    [6] line 8: {\"id\":\"f@1\",\"src\":\"lora\"}\n",
+               "$T/list.json:8:1: error: element 6: Sensor definition is not specified for the [f@1] sensor. "
+               "[list/bad-definition-name]\n"
+               "$T/list.json:8:1: error: element 6: Invalid identifier [f@1] specified for a managed sensor sensor. "
+               "[list/bad-identifier]\n"},
+        RunRow{"unknown_identifier_alone",
+               {"nosuch"},
+               4,
+               "",
+               "scada-sensors: 3 of 7 list elements are faulty: scada-sensors check\n"
+
+               "scada-sensors: No managed sensor has the identifier [nosuch].\n"},
+        RunRow{"empty_property",
+               {"lora", "aa", ""},
+               4,
+               "source:     lora\n"
+               "identifier: aa\n" CHAIN_TO_SENSOR CHAIN_OVERRIDDEN,
+               "scada-sensors: Sensor definition [lora/demo/th1] does not contain [] property.\n"},
+        RunRow{"broken_custom_definition",
+               {"lora", "z"},
+               1,
+               "source:     lora\n"
+               "identifier: z\n"
+               "list:       $T/list.json\n"
+               "element:    [3] line 5: {\"id\":\"z\",\"sensor\":\"demo/z\",\"src\":\"lora\"}\n"
+               "sensor:     lora@z\n"
+               "definition: lora/demo/z\n"
+               "storage:    custom\n"
+               "file:       $T/custom/lora/demo/z.json\n"
+               "hides:      default\n"
+               "decoder:    -\n"
+               "state:      Invalid sensor definition [lora/demo/z]: no decoder file found.\n",
+               "$T/custom/lora/demo/z.json:1:31: error: Invalid sensor definition [lora/demo/z]: no decoder file "
+               "found. [definition/decoder-missing]\n"},
+        RunRow{"nested_too_deep",
+               {"lora", "deep", "temperature"},
+               1,
+               "source:     lora\n"
+               "identifier: deep\n"
+               "list:       $T/list.json\n"
+               "element:    [4] line 6: {\"id\":\"deep\",\"sensor\":\"demo/deep\",\"src\":\"lora\"}\n"
+               "sensor:     lora@deep\n"
+               "definition: lora/demo/deep\n"
+               "storage:    custom\n"
+               "file:       $T/custom/lora/demo/deep.json\n"
+               "hides:      -\n"
+               "decoder:    -\n"
+               "state:      Exceeded stackLimit in readValue().\n",
+               "$T/custom/lora/demo/deep.json: error: Exceeded stackLimit in readValue(). [definition/too-deep]\n"},
+        RunRow{"definition_not_installed",
+               {"lora", "gone", "temperature"},
+               1,
+               "source:     lora\n"
+               "identifier: gone\n"
+               "list:       $T/list.json\n"
+               "element:    [5] line 7: {\"id\":\"gone\",\"sensor\":\"demo/gone\",\"src\":\"lora\"}\n"
+               "sensor:     lora@gone\n"
+               "definition: lora/demo/gone\n",
+               "$T/list.json:7:1: error: element 5: Sensor definition [lora/demo/gone] not found. "
+               "[list/definition-missing]\n"},
+        RunRow{"unknown_sensor",
+               {"lora", "nosuch"},
+               4,
+               "",
+               "scada-sensors: 3 of 7 list elements are faulty: scada-sensors check\n"
+               "scada-sensors: Sensor [lora@nosuch] is not defined in the Managed Sensors list.\n"},
+        RunRow{"source_in_other_case",
+               {"LORA", "aa"},
+               4,
+               "",
+               "scada-sensors: 3 of 7 list elements are faulty: scada-sensors check\n"
+               "scada-sensors: Sensor [LORA@aa] is not defined in the Managed Sensors list.\n"}),
     rowName);
 
 TEST_F(Resolve, asJson) {
@@ -138,7 +169,8 @@ TEST_F(Resolve, asJson) {
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(result.out, R"({
-  "format_version" : 1,
+  "code" : "done",
+  "format_version" : 2,
   "result" : 
   {
     "decoder" : "$T/custom/lora/demo/th1.js",
@@ -175,20 +207,61 @@ TEST_F(Resolve, asJson) {
 }
 
 TEST_F(Resolve, failsAsJsonWithTheChainSoFar) {
-    const ToolRun result = run({"resolve", "lora", "nosuch", "--json"});
+    const ToolRun result = run({"resolve", "lora", "gone", "--json"});
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(result.out, R"({
-  "error" : "Sensor [lora@nosuch] is not defined in the Managed Sensors list.",
-  "format_version" : 1,
+  "code" : "failed",
+  "error" : "Sensor definition [lora/demo/gone] not found.",
+  "format_version" : 2,
   "result" : 
   {
-    "identifier" : "nosuch",
+    "definition" : "lora/demo/gone",
+    "element" : 
+    {
+      "column" : 1,
+      "index" : 5,
+      "line" : 7,
+      "value" : 
+      {
+        "id" : "gone",
+        "sensor" : "demo/gone",
+        "src" : "lora"
+      }
+    },
+    "findings" : 
+    [
+      {
+        "column" : 1,
+        "element" : 5,
+        "file" : "$T/list.json",
+        "line" : 7,
+        "remedy" : "Install the definition, or correct \"sensor\"; \"scada-sensors list\" shows what there is.",
+        "rule" : "list/definition-missing",
+        "severity" : "error",
+        "text" : "Sensor definition [lora/demo/gone] not found."
+      }
+    ],
+    "identifier" : "gone",
+    "list" : "$T/list.json",
+    "sensor" : "lora@gone",
     "source" : "lora"
   },
   "status" : "fail"
 }
 )");
+    Json::Value unknown = envelope(4);
+    unknown["error"] = "Sensor [lora@nosuch] is not defined in the Managed Sensors list.";
+    EXPECT_EQ(parsed(run({"resolve", "lora", "nosuch", "--json"}).out), unknown);
+}
+
+TEST_F(Resolve, asksForTheSourceOfAnIdentifierThatIsNotUnique) {
+    writeList({GOOD_SENSOR, R"({"id": "aa", "src": "other", "sensor": "demo/z"})"});
+    const ToolRun result = run({"resolve", "AA", "temperature"});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "scada-sensors: The identifier [aa] belongs to several sensors: lora@aa, other@aa. Give the "
+                          "source too.\n");
 }
 
 TEST_F(Resolve, theSampleSensorThroughTheOverridingDefinition) {

@@ -1,4 +1,5 @@
 #include "ToolTest.h"
+#include "findings.h"
 #include "jsonText.h"
 #include "rowName.h"
 
@@ -13,7 +14,7 @@ TEST_F(ToolTest, sensorsInTheOrderOfTheList) {
                R"({"id": "aa", "src": "lora", "sensor": "other"})", R"({"id": "c", "src": "lora", "sensor": "x"})"});
     const ToolRun result = run({"sensors"});
     EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.err, "scada-sensors: 2 of 5 list elements are faulty: scada-sensors check\n");
     EXPECT_EQ(result.out, "SENSOR   DEFINITION     STATE\n"
                           "Net@b    Net/a/b        Invalid syntax of the sensor definition [Net/a/b].\n"
                           "lora@aa  lora/demo/th1  ok\n"
@@ -27,7 +28,8 @@ TEST_F(ToolTest, sensorsAsJson) {
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(result.out, R"({
-  "format_version" : 1,
+  "code" : "done",
+  "format_version" : 2,
   "result" : 
   [
     {
@@ -50,12 +52,14 @@ TEST_F(ToolTest, sensorsGoOnAfterADefinitionNestedTooDeep) {
     EXPECT_EQ(result.out, "SENSOR   DEFINITION      STATE\n"
                           "lora@1   lora/demo/deep  Exceeded stackLimit in readValue().\n"
                           "lora@aa  lora/demo/th1   ok\n");
-    EXPECT_EQ(result.err, "scada-sensors: 1 definition could not be read\n");
+    EXPECT_EQ(result.err, "scada-sensors: 1 definition could not be read: scada-sensors check\n");
 }
 
 struct UselessRow {
     const char* name;
     std::string list;
+    const char* place; ///< behind the path
+    const char* rule;
     const char* error;
 };
 
@@ -63,32 +67,36 @@ class UselessList : public ToolTest, public ::testing::WithParamInterface<Useles
 
 TEST_P(UselessList, failsEveryCommandThatNeedsIt) {
     writeFile(temp / "list.json", GetParam().list);
-    const std::string message = std::string("scada-sensors: ") + GetParam().error + "\n";
+    const UselessRow& row = GetParam();
+    const std::string message =
+        withRemedies(std::string("$T/list.json") + row.place + ": error: " + row.error + " [" + row.rule + "]\n");
     const ToolRun sensors = run({"sensors"});
     EXPECT_EQ(sensors.status, 1);
     EXPECT_EQ(sensors.out, "");
     EXPECT_EQ(sensors.err, message);
     const ToolRun resolve = run({"resolve", "lora", "aa"});
     EXPECT_EQ(resolve.status, 1);
-    EXPECT_EQ(resolve.out, "source:     lora\nidentifier: aa\n");
+    EXPECT_EQ(resolve.out, "");
     EXPECT_EQ(resolve.err, message);
     const ToolRun json = run({"sensors", "--json"});
     EXPECT_EQ(json.status, 1);
     EXPECT_EQ(json.err, "");
-    const Json::Value answer = parsed(replaced(json.out, "\n", ""));
-    EXPECT_EQ(answer["status"], "fail");
-    EXPECT_EQ(answer["error"], GetParam().error);
-    EXPECT_EQ(answer["format_version"], 1);
+    Json::Value answer = parsed(json.out);
+    EXPECT_EQ(answer["result"]["findings"][0]["rule"], row.rule);
+    answer.removeMember("result");
+    Json::Value expected = envelope(1);
+    expected["error"] = row.error;
+    EXPECT_EQ(answer, expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(Tool, UselessList,
-                         ::testing::Values(UselessRow{"empty", "",
+                         ::testing::Values(UselessRow{"empty", "", ":1:1", "list/syntax",
                                                       "Failed to parse the managed sensors list [$T/list.json]: "
                                                       "Syntax error: value, object or array expected."},
-                                           UselessRow{"an_object", "{}",
+                                           UselessRow{"an_object", "{}", ":1:1", "list/not-an-array",
                                                       "Failed to parse the managed sensors list [$T/list.json]: "
                                                       "json is not an array object"},
-                                           UselessRow{"nested_too_deep", nestedArrays(1001),
+                                           UselessRow{"nested_too_deep", nestedArrays(1001), "", "list/syntax",
                                                       "Failed to parse the managed sensors list [$T/list.json]: "
                                                       "Exceeded stackLimit in readValue()."}),
                          rowName);
@@ -97,8 +105,8 @@ TEST_F(ToolTest, sensorsWithoutAList) {
     const ToolRun result = run({"sensors"});
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err, "scada-sensors: Failed to open the managed sensors list [$T/list.json]: "
-                          "No such file or directory\n");
+    EXPECT_EQ(result.err, withRemedies("$T/list.json: error: Failed to open the managed sensors list [$T/list.json]: "
+                                       "No such file or directory [list/unreadable]\n"));
 }
 
 } // namespace

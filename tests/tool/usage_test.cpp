@@ -1,4 +1,6 @@
+#include "RedisServer.h"
 #include "ToolTest.h"
+#include "findings.h"
 #include "jsonText.h"
 #include "rowName.h"
 
@@ -26,7 +28,7 @@ TEST_P(BadUsage, isToldOnStderr) {
 }
 
 TEST_P(BadUsage, isAnsweredToPrograms) {
-    Json::Value expected = parsed(R"({"format_version": 1, "status": "fail"})");
+    Json::Value expected = envelope(2);
     // The escapes are for terminals.
     expected["error"] = replaced(GetParam().message, "\\x1b", "\x1b");
     for (const char* json : {"--json", "--json=true"}) {
@@ -57,7 +59,6 @@ INSTANTIATE_TEST_SUITE_P(
         UsageRow{"show_without_name", {"show"}, "NAME is required"},
         UsageRow{"show_with_too_many", {"show", "a", "b", "c"}, "The following argument was not expected: c"},
         UsageRow{"check_with_too_many", {"check", "a", "b"}, "The following argument was not expected: b"},
-        UsageRow{"resolve_without_id", {"resolve", "lora"}, "ID is required"},
         UsageRow{
             "resolve_with_too_many", {"resolve", "a", "b", "c", "d"}, "The following argument was not expected: d"},
         UsageRow{"database_number_too_high", {"list", "--db", "256"}, "--db: Value 256 not in range 0 to 255"},
@@ -81,16 +82,16 @@ TEST_F(ToolTest, helpListsEveryCommand) {
     const ToolRun result = runTool({"--help"});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.err, "");
-    for (const char* synopsis :
-         {"list [--storage both|default|custom]", "show NAME [PROPERTY]", "check [SRC_DIR]", "sensors",
-          "resolve SRC ID [PROPERTY]", "db get|set|expire|push|pop ...", "watch [--count N] [--timeout S]"})
+    for (const char* synopsis : {"list [--storage both|default|custom]", "show NAME [PROPERTY]",
+                                 "check [SRC_DIR] [--allow-overwrite]", "sensors", "resolve [SRC] ID [PROPERTY]",
+                                 "db get|set|expire|push|pop ...", "watch [--count N] [--timeout S]"})
         EXPECT_THAT(result.out, HasSubstr(std::string("\n  ") + synopsis + "  "));
 }
 
 TEST_F(ToolTest, helpOfACommandNamesItsOperands) {
     const ToolRun result = runTool({"resolve", "--help"});
     EXPECT_EQ(result.status, 0);
-    EXPECT_THAT(result.out, HasSubstr("Usage: scada-sensors resolve [OPTIONS] SRC ID [PROPERTY]\n"));
+    EXPECT_THAT(result.out, HasSubstr("Usage: scada-sensors resolve [OPTIONS] [SRC] [ID] [PROPERTY]\n"));
 }
 
 TEST_F(ToolTest, optionsStandBeforeOrBehindTheCommand) {
@@ -114,14 +115,20 @@ TEST_F(ToolTest, namesOfCommandsAreOrdinaryOperands) {
     writeList({R"({"id": "list", "src": "check", "sensor": "x"})"});
     const ToolRun result = run({"resolve", "check", "list", "show"});
     EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.err, "scada-sensors: Sensor definition [check/x] not found.\n");
+    EXPECT_EQ(
+        result.err,
+        withRemedies(
+            "$T/list.json:2:1: error: element 0: Sensor definition [check/x] not found. [list/definition-missing]\n"));
 }
 
 TEST_F(ToolTest, operandsBehindTwoDashesMayStartWithADash) {
     writeList({R"({"id": "-5", "src": "lora", "sensor": "x"})"});
     const ToolRun result = run({"resolve", "lora", "--", "-5"});
     EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.err, "scada-sensors: Sensor definition [lora/x] not found.\n");
+    EXPECT_EQ(
+        result.err,
+        withRemedies(
+            "$T/list.json:2:1: error: element 0: Sensor definition [lora/x] not found. [list/definition-missing]\n"));
 }
 
 struct FullRow {
@@ -145,38 +152,86 @@ INSTANTIATE_TEST_SUITE_P(Tool, FullDevice,
 
 struct LevelRow {
     const char* name;
-    const char* level;
+    std::vector<std::string> options;
     const char* logged;
 };
 
 class LogLevel : public ToolTest, public ::testing::WithParamInterface<LevelRow> {};
 
 TEST_P(LogLevel, decidesWhatIsLogged) {
-    writeList({GOOD_SENSOR, "7"});
-    const ToolRun result = run({"sensors", "--log-level", GetParam().level});
+    const RedisServer server;
+    std::vector<std::string> arguments = {"--socket", server.socket(), "db", "set", "k", "f", "1"};
+    arguments.insert(arguments.begin(), GetParam().options.begin(), GetParam().options.end());
+    const ToolRun result = runTool(arguments);
     EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "");
     EXPECT_EQ(result.err, GetParam().logged);
 }
 
-constexpr const char* REJECTED = "WARNING: [MAP] Incorrect entry in the managed sensors list [$T/list.json]. "
-                                 "Corresponding json section is not an object.\n";
-constexpr const char* REGISTERED_AND_REJECTED =
-    "TRACE: [MAP] Registered managed sensor: [lora@aa] -> [lora/demo/th1]\n"
-    "WARNING: [MAP] Incorrect entry in the managed sensors list [$T/list.json]. "
-    "Corresponding json section is not an object.\n";
+constexpr const char* CONNECTED = "DEBUG: [DB ] Connected to the database\n";
 
 INSTANTIATE_TEST_SUITE_P(Tool, LogLevel,
-                         ::testing::Values(LevelRow{"off", "off", ""}, LevelRow{"error", "error", ""},
-                                           LevelRow{"warning", "warning", REJECTED},
-                                           LevelRow{"debug", "debug", REJECTED},
-                                           LevelRow{"trace", "trace", REGISTERED_AND_REJECTED}),
+                         ::testing::Values(LevelRow{"by_default", {}, ""}, LevelRow{"off", {"--log-level", "off"}, ""},
+                                           LevelRow{"error", {"--log-level", "error"}, ""},
+                                           LevelRow{"warning", {"--log-level", "warning"}, ""},
+                                           LevelRow{"debug", {"--log-level", "debug"}, CONNECTED},
+                                           LevelRow{"trace", {"--log-level", "trace"}, CONNECTED},
+                                           LevelRow{"verbose", {"-v"}, CONNECTED},
+                                           LevelRow{"verbose_in_full", {"--verbose"}, CONNECTED},
+                                           LevelRow{"level_before_verbose", {"-v", "--log-level", "warning"}, ""}),
                          rowName);
 
-TEST_F(ToolTest, warningsAreLoggedByDefault) {
-    writeList({"7"});
-    const ToolRun result = runTool({"sensors", "--map", temp / "list.json", "--custom-dir", "", "--default-dir", ""});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(replaced(result.err, temp.path(), "$T"), REJECTED);
+struct QuietRow {
+    const char* name;
+    const char* option;
+};
+
+class Quiet : public ToolTest, public ::testing::WithParamInterface<QuietRow> {};
+
+TEST_P(Quiet, leavesOutNotesAndKeepsFailures) {
+    writeList({GOOD_SENSOR, "7"});
+    addDefinition(standard, "lora/demo/th1");
+    const ToolRun noted = run({"sensors"});
+    EXPECT_EQ(noted.err, "scada-sensors: 1 of 2 list elements is faulty: scada-sensors check\n");
+    const ToolRun quiet = run({"sensors", GetParam().option});
+    EXPECT_EQ(quiet.status, 0);
+    EXPECT_EQ(quiet.out, noted.out);
+    EXPECT_EQ(quiet.err, "");
+    const ToolRun failed = run({"resolve", "lora", "x", GetParam().option});
+    EXPECT_EQ(failed.status, 4);
+    EXPECT_EQ(failed.err, "scada-sensors: Sensor [lora@x] is not defined in the Managed Sensors list.\n");
 }
+
+INSTANTIATE_TEST_SUITE_P(Tool, Quiet, ::testing::Values(QuietRow{"short", "-q"}, QuietRow{"in_full", "--quiet"}),
+                         rowName);
+
+struct CodeRow {
+    const char* name;
+    std::vector<std::string> arguments;
+    int status;
+};
+
+class Code : public ToolTest, public ::testing::WithParamInterface<CodeRow> {};
+
+TEST_P(Code, isTheExitStatusInAWord) {
+    writeList({GOOD_SENSOR});
+    std::vector<std::string> arguments = GetParam().arguments;
+    arguments.insert(arguments.begin(), {"--json", "--socket", "/nosuch"});
+    const ToolRun result = run(arguments);
+    EXPECT_EQ(result.status, GetParam().status);
+    Json::Value answer = parsed(result.out);
+    EXPECT_EQ(answer.isMember("error"), result.status != 0);
+    answer.removeMember("error");
+    answer.removeMember("result");
+    EXPECT_EQ(answer, envelope(GetParam().status));
+}
+
+INSTANTIATE_TEST_SUITE_P(Tool, Code,
+                         ::testing::Values(CodeRow{"done", {"list"}, 0}, CodeRow{"failed", {"check"}, 1},
+                                           CodeRow{"usage", {"show"}, 2},
+                                           CodeRow{"no_database", {"db", "get", "k", "f"}, 3},
+                                           CodeRow{"not_found", {"show", "lora/demo/none"}, 4},
+                                           CodeRow{"refused", {"install", "/nosuch"}, 5}),
+                         rowName);
 
 } // namespace

@@ -1,0 +1,229 @@
+#include "PreflightTest.h"
+
+#include "jsonText.h"
+
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <regex>
+
+namespace Kelvra::SCADA::Test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using Planting = std::function<void(const std::string& dir)>;
+
+constexpr const char* GOOD = R"({"decoder": "th1.js", "properties": {}})";
+
+Planting file(const std::string& path, const std::string& text) {
+    return [path, text](const std::string& dir) { writeFile(dir + "/" + path, text); };
+}
+
+/// Puts another document in the place of the good one.
+Planting document(const std::string& text) {
+    return file("source/lora/demo/th1.json", text);
+}
+
+Planting directory(const std::string& path) {
+    return [path](const std::string& dir) { makeDir(dir + "/" + path); };
+}
+
+Planting mode(const std::string& path, mode_t bits) {
+    return [path, bits](const std::string& dir) { chmod((dir + "/" + path).c_str(), bits); };
+}
+
+Planting link(const std::string& path, const std::string& target) {
+    return [path, target](const std::string& dir) {
+        fs::remove(dir + "/" + path);
+        makeLink(target, dir + "/" + path);
+    };
+}
+
+Planting removal(const std::string& path) {
+    return [path](const std::string& dir) { fs::remove_all(dir + "/" + path); };
+}
+
+Planting all(const std::vector<Planting>& plantings) {
+    return [plantings](const std::string& dir) {
+        for (const Planting& planting : plantings)
+            planting(dir);
+    };
+}
+
+void nothing(const std::string& /*dir*/) {}
+
+void growDecoder(const std::string& dir) {
+    constexpr std::uintmax_t FOUR_TERABYTES = std::uintmax_t{1} << 42U;
+    fs::resize_file(dir + "/source/lora/demo/th1.js", FOUR_TERABYTES);
+}
+
+std::vector<Plant> ofTheDirectories() {
+    return {
+        {"staging_is_the_source", nothing, {"install/unsafe-directory"}, {"--staging-dir", "$T/source"}},
+        {"no_directory_is_safe",
+         nothing,
+         {"install/unsafe-directory", "install/unsafe-directory", "install/unsafe-directory"},
+         {"--staging-dir", "$T/default", "--custom-dir", "$T/default/custom"}},
+        {"source_missing", removal("source"), {"source/missing"}},
+        {"source_is_a_file", all({removal("source"), file("source", "")}), {"source/not-a-directory"}},
+        {"source_of_another_level",
+         all({removal("source/lora"), file("source/pack/lora/demo/th1.json", GOOD)}),
+         {"source/wrong-level"}},
+        {"no_space", growDecoder, {"install/no-space"}},
+        {"staging_is_a_file", all({removal("staging"), file("staging", "")}), {"install/staging-closed"}},
+        {"staging_closed", mode("staging", 0555), {"install/staging-closed"}},
+        {"staging_with_hidden_definitions",
+         all({file("staging/.old/v/a.json", R"({"properties": {}})"),
+              file("staging/.old/v/b.json", nestedArrays(1001))}),
+         {"install/staging-hidden", "install/staging-hidden"}},
+    };
+}
+
+std::vector<Plant> ofTheSource() {
+    return {
+        {"definition_unreadable", mode("source/lora/demo/th1.json", 0), {"definition/unreadable"}},
+        {"syntax_error", document("{\n  \"decoder\": 1\n  \"properties\": {}\n}"), {"definition/syntax"}},
+        {"too_deep", document(nestedArrays(1001)), {"definition/too-deep"}},
+        {"no_object", document("[]"), {"definition/not-an-object"}},
+        {"decoder_climbs", document(R"({"decoder": "../th1.js", "properties": {}})"), {"definition/bad-decoder-path"}},
+        {"decoder_missing", document(R"({"decoder": "none.js", "properties": {}})"), {"definition/decoder-missing"}},
+        {"no_properties", document(R"({"decoder": "th1.js"})"), {"definition/no-properties"}},
+        {"not_lorawan",
+         all({file("source/other/demo/th1.json", GOOD), file("source/other/demo/th1.js", "")}),
+         {"source/not-lorawan"}},
+        {"no_decoder", document(R"({"properties": {}})"), {"source/no-decoder"}},
+        {"decoder_outside",
+         all({file("outside.js", ""), link("source/lora/demo/th1.js", "../../../outside.js")}),
+         {"source/decoder-outside"}},
+        {"decoder_unreadable", mode("source/lora/demo/th1.js", 0), {"source/decoder-unreadable"}},
+        // A "\" in a name is a separator where decoders are looked for.
+        {"name_with_backslash",
+         all({file("source/lora/demo/x\\y.json", GOOD), file("source/lora/demo/x/th1.js", "")}),
+         {"source/bad-name"}},
+        {"name_too_long_for_its_decoder",
+         file("source/lora/demo/" + std::string(248, 'n') + ".json", GOOD),
+         {"source/bad-name"}},
+        {"directory_unreadable",
+         all({directory("source/lora/shut"), mode("source/lora/shut", 0)}),
+         {"tree/directory-unreadable"}},
+        {"directory_with_names_only",
+         all({file("source/lora/names/x.json", GOOD), mode("source/lora/names", S_IRUSR)}),
+         {"tree/entry-unreadable"}},
+        {"three_faults_of_one_definition",
+         file("source/other/demo/x.json", R"({"decoder": "none.js"})"),
+         {"definition/decoder-missing", "definition/no-properties", "source/not-lorawan"}},
+    };
+}
+
+std::vector<Plant> ofTheCustomStorage() {
+    return {
+        {"file_on_the_way", file("custom/lora/demo", ""), {"install/directory-blocked"}},
+        {"closed_on_the_way", mode("custom/lora", 0555), {"install/directory-blocked"}},
+        {"link_on_the_way",
+         all({directory("elsewhere"), link("custom/lora/demo", "../../elsewhere")}),
+         {"install/behind-link"}},
+        {"link_in_place_of_the_document",
+         all({file("elsewhere.json", GOOD), link("custom/lora/demo/th1.json", "../../../elsewhere.json")}),
+         {"install/behind-link"}},
+        {"directory_in_place_of_the_document", directory("custom/lora/demo/th1.json"), {"install/file-blocked"}},
+        {"directory_in_place_of_the_decoder", directory("custom/lora/demo/th1-decoder"), {"install/decoder-blocked"}},
+        {"fifos_in_place_of_both",
+         [](const std::string& dir) {
+             makeFifo(dir + "/custom/lora/demo/th1.json");
+             makeFifo(dir + "/custom/lora/demo/th1-decoder");
+         },
+         {"install/file-blocked", "install/decoder-blocked"}},
+        {"already_installed",
+         file("custom/lora/demo/th1.json", R"({"properties": {}})"),
+         {"install/already-installed"}},
+        {"everywhere_at_once",
+         all({growDecoder, file("staging/.old/v/m.json", R"({"properties": {}})"), file("custom/lora/demo", ""),
+              file("source/lora/demo/a.json", "{"), file("source/lora/demo/b.json", "[]"),
+              file("source/lora/stray.json", "{}"), file("source/other/demo/c.json", R"({"properties": 5})")}),
+         {"install/no-space", "install/staging-hidden", "definition/syntax", "install/directory-blocked",
+          "definition/not-an-object", "install/directory-blocked", "install/directory-blocked",
+          "definition/no-properties", "source/not-lorawan", "tree/wrong-level"}},
+    };
+}
+
+} // namespace
+
+void PrintTo(const Plant& row, std::ostream* out) {
+    *out << row.name;
+}
+
+const std::vector<Plant>& refusals() {
+    static const std::vector<Plant> ROWS = [] {
+        std::vector<Plant> rows = ofTheDirectories();
+        for (const std::vector<Plant>& more : {ofTheSource(), ofTheCustomStorage()})
+            rows.insert(rows.end(), more.begin(), more.end());
+        return rows;
+    }();
+    return ROWS;
+}
+
+const std::vector<Plant>& warnings() {
+    static const std::vector<Plant> ROWS = {
+        {"property_that_is_no_object",
+         document(R"({"decoder": "th1.js", "properties": {"a": 1, "b": {}}})"),
+         {"definition/property-not-an-object"}},
+        {"behind_a_link", link("source/lora/demo/link.json", "th1.json"), {"tree/behind-link"}},
+        {"wrong_level", file("source/lora/stray.json", "{}"), {"tree/wrong-level"}},
+        {"wrong_suffix", file("source/lora/demo/th1.json.bak", "{"), {"tree/wrong-suffix"}},
+        {"not_a_file",
+         [](const std::string& dir) { makeFifo(dir + "/source/lora/demo/pipe.json"); },
+         {"tree/not-a-file"}},
+        {"two_of_one_file", file("source/lora/th1.json~", GOOD), {"tree/wrong-level", "tree/wrong-suffix"}},
+    };
+    return ROWS;
+}
+
+const std::vector<Plant>& notes() {
+    static const std::vector<Plant> ROWS = {
+        {"replaces_broken", file("custom/lora/demo/th1.json", "{"), {"install/replaces-broken"}},
+    };
+    return ROWS;
+}
+
+PreflightTest::PreflightTest() : source(temp / "source") {
+    addDefinition(source, "lora/demo/th1");
+    addDefinition(custom, "lora/other/x");
+    writeFile(temp / "staging/lora/left/over.json", "left over");
+    writeList({GOOD_SENSOR});
+}
+
+ToolRun PreflightTest::runOnSource(const std::string& command, const Plant& row,
+                                   const std::vector<std::string>& more) const {
+    std::vector<std::string> arguments = {command, temp / "source"};
+    for (const std::string& option : row.options)
+        arguments.push_back(replaced(option, "$T", temp.path()));
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    ToolRun result = run(arguments);
+    // Others write to the same file system.
+    result.out = std::regex_replace(result.out, std::regex("[0-9]+ available"), "N available");
+    return result;
+}
+
+std::map<std::string, std::string> PreflightTest::directories() const {
+    std::map<std::string, std::string> contents;
+    for (const std::string path : {"default", "custom", "staging"}) {
+        const bool isDirectory = fs::is_directory(temp / path);
+        contents[path] = isDirectory ? "directory" : readFile(temp / path);
+        for (const auto& [relative, content] :
+             isDirectory ? snapshot(temp / path) : std::map<std::string, std::string>())
+            contents[path + "/" + relative] = content;
+    }
+    return contents;
+}
+
+std::vector<std::string> rulesOf(const Json::Value& findings) {
+    std::vector<std::string> rules;
+    for (const Json::Value& finding : findings)
+        rules.push_back(finding["rule"].asString());
+    return rules;
+}
+
+} // namespace Kelvra::SCADA::Test

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "ToolTest.h"
+
+#include <json/value.h>
+
+#include <functional>
+#include <map>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace Kelvra::SCADA::Test {
+
+/// Something planted around the directories of a test, and the rules that it breaks, in the order of the findings.
+struct Plant {
+    const char* name;
+    std::function<void(const std::string& dir)> plant; ///< in the temporary directory of the test
+    std::vector<std::string> rules;
+    std::vector<std::string> options = {}; ///< of the tool; "$T" stands for that directory
+};
+
+void PrintTo(const Plant& row, std::ostream* out);
+
+/// What refuses the installation of PreflightTest's source.
+const std::vector<Plant>& refusals();
+/// What such an installation passes over: the check of the source counts it as a fault.
+const std::vector<Plant>& warnings();
+/// What is only told, and is no fault.
+const std::vector<Plant>& notes();
+
+/// A source "source" with the good definition lora/demo/th1. The custom storage and the staging directory are not
+/// empty.
+class PreflightTest : public ToolTest {
+protected:
+    PreflightTest();
+
+    /// Runs a command on the source with the options of a row. In what it returns, the free space is "N available".
+    ToolRun runOnSource(const std::string& command, const Plant& row, const std::vector<std::string>& more = {}) const;
+
+    /// What the storages and the staging directory hold, to the byte.
+    std::map<std::string, std::string> directories() const;
+
+    StorageBuilder source;
+};
+
+/// Returns the rules of an answer's findings, in their order.
+std::vector<std::string> rulesOf(const Json::Value& findings);
+
+} // namespace Kelvra::SCADA::Test

@@ -1,0 +1,91 @@
+#include "findings.h"
+
+#include <sstream>
+
+namespace Kelvra::SCADA::Test {
+
+namespace {
+
+struct Remedy {
+    const char* rule;
+    const char* text;
+};
+
+constexpr Remedy REMEDIES[] = {
+    {"storage/not-configured", "Give the directory with its option."},
+    {"storage/missing", "Correct the path, or leave it: an installation makes the custom storage."},
+    {"storage/unreachable", "Correct the owner or the mode, or run the tool as a user who may read it."},
+    {"storage/not-a-directory", "Correct the path, or move the file out of the way."},
+    {"storage/hides-default", "Remove the custom definition to use the default one."},
+    {"tree/directory-unreadable", "Correct the owner or the mode, or run the tool as a user who may read it."},
+    {"tree/entry-unreadable", "Correct the owner or the mode, or run the tool as a user who may read it."},
+    {"tree/behind-link", "Replace the link by the file or directory itself."},
+    {"tree/wrong-level", "Move the file to FAMILY/MAKER/MODEL.json."},
+    {"tree/wrong-suffix", "Rename or remove the file."},
+    {"tree/not-a-file", "Put a regular file in its place, or remove it."},
+    {"definition/unreadable", "Correct the owner or the mode, or run the tool as a user who may read it."},
+    {"definition/syntax", "Correct the file at this place."},
+    {"definition/too-deep", "Nest the document less deeply, or remove the file."},
+    {"definition/not-an-object", "Make the document a JSON object with a member \"properties\"."},
+    {"definition/bad-decoder-path", "Put the decoder next to the definition or below, without \"../\"."},
+    {"definition/decoder-missing", "Add the decoder file, or correct its name in \"decoder\"."},
+    {"definition/no-properties", "Add an object \"properties\" to the definition."},
+    {"definition/property-not-an-object", "Describe the property with an object; queries ignore it otherwise."},
+    {"list/unreadable", "Provide the list, or correct the path or its mode."},
+    {"list/syntax", "Correct the file at this place."},
+    {"list/not-an-array", "Put the elements into a JSON array."},
+    {"list/element-not-an-object", "Make the element an object with \"id\", \"src\" and \"sensor\"."},
+    {"list/bad-identifier", "Give \"id\" a text without \"@\" that is not blank."},
+    {"list/bad-source", "Give \"src\" a text without \"@\" that is not blank."},
+    {"list/bad-definition-name", "Give \"sensor\" the name of a definition, as in \"maker/model\"."},
+    {"list/duplicate", "Remove one of the two elements."},
+    {"list/definition-missing",
+     "Install the definition, or correct \"sensor\"; \"scada-sensors list\" shows what there is."},
+    {"list/definition-broken", "Correct the definition, or remove it if it hides a good default one."},
+    {"list/no-decoder", "Add a decoder to the definition."},
+    {"source/missing", "Correct the path of the source."},
+    {"source/not-a-directory", "Give the directory that contains \"lora\"."},
+    {"source/wrong-level", "Give the directory that contains \"lora\"."},
+    {"source/not-lorawan", "Move the definition below \"lora\", or remove it from the source."},
+    {"source/no-decoder", "Add the decoder file and name it in \"decoder\"."},
+    {"source/decoder-outside", "Put the decoder file itself into the source."},
+    {"source/decoder-unreadable", "Correct the owner or the mode, or run the tool as a user who may read it."},
+    {"source/bad-name", "Rename the definition: without \"\\\", and short enough for \"-decoder\" behind it."},
+    {"install/unsafe-directory", "Give another directory with its option."},
+    {"install/no-space", "Free some space, or install less at a time."},
+    {"install/staging-closed",
+     "Correct the owner or the mode, remove what is in the way, or give another directory with --staging-dir."},
+    {"install/staging-hidden", "Remove the hidden directory from the staging directory."},
+    {"install/directory-blocked", "Remove what is in the way, or correct the owner or the mode of the directory."},
+    {"install/behind-link", "Replace the link in the custom storage by a directory or a file, or remove it."},
+    {"install/file-blocked", "Remove what is in the way, or correct the owner or the mode of the file."},
+    {"install/decoder-blocked", "Remove what is in the way, or correct the owner or the mode of the file."},
+    {"install/already-installed", "Install with --allow-overwrite, or remove the custom definition first."},
+    {"install/replaces-broken", "Nothing: the installation replaces it."},
+};
+
+} // namespace
+
+std::string remedyOf(const std::string& rule) {
+    for (const Remedy& remedy : REMEDIES) {
+        if (rule == remedy.rule)
+            return remedy.text;
+    }
+    return "";
+}
+
+std::string withRemedies(const std::string& text) {
+    std::string result;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        result += line + (lines.eof() ? "" : "\n");
+        const std::size_t start = line.rfind('[') + 1;
+        const std::string remedy =
+            start == 0 || line.back() != ']' ? "" : remedyOf(line.substr(start, line.size() - start - 1));
+        if (!remedy.empty())
+            result += "    " + remedy + "\n";
+    }
+    return result;
+}
+
+} // namespace Kelvra::SCADA::Test

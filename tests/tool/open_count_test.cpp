@@ -1,0 +1,144 @@
+// How often a run opens each file. Each opening is another reading and parsing, and the file may have changed
+// meanwhile.
+
+#include "OpenCounter.h"
+#include "ToolTest.h"
+#include "rowName.h"
+
+#include <map>
+#include <ostream>
+#include <set>
+
+namespace {
+
+using namespace Kelvra::SCADA::Test;
+
+using Openings = std::map<std::string, int>;
+
+class OpenCountTest : public ToolTest {
+protected:
+    /// Makes a device with sound, hidden and faulty definitions and with sound and faulty list elements, a source with
+    /// sound and faulty definitions, and an upload with sound ones only.
+    OpenCountTest() : source(temp / "source"), upload(temp / "upload") {
+        for (const char* name : {"lora/demo/th1", "lora/demo/th2", "lora/demo/th3"})
+            addDefinition(standard, name);
+        addFaulty(standard);
+        addDefinition(custom, "lora/demo/th1", "Water");
+        addDefinition(custom, "lora/demo/own");
+        for (const char* name : {"lora/demo/th1", "lora/demo/th2", "lora/demo/new"}) {
+            addDefinition(source, name, "Soil");
+            addDefinition(upload, name, "Soil");
+        }
+        addFaulty(source);
+        writeList({GOOD_SENSOR, R"({"id": "BB", "src": "lora", "sensor": "demo/th1"})",
+                   R"({"id": "CC", "src": "lora", "sensor": "demo/th2"})",
+                   R"({"id": "DD", "src": "lora", "sensor": "demo/own"})",
+                   R"({"id": "EE", "src": "lora", "sensor": "demo/broken"})",
+                   R"({"id": "FF", "src": "lora", "sensor": "demo/nosuch"})", GOOD_SENSOR,
+                   R"({"src": "lora", "sensor": "demo/th2"})", R"({"id": "a@b", "src": "lora", "sensor": "demo/th2"})",
+                   "17"});
+    }
+
+    /// Runs the tool. Returns the files below the temporary directory that were opened, by their relative paths.
+    Openings openingsOf(std::vector<std::string> arguments, int status) const {
+        for (std::string& argument : arguments)
+            argument = replaced(argument, "$T", temp.path());
+        OpenCounter counter(temp.path());
+        const ToolRun result = run(arguments);
+        EXPECT_EQ(result.status, status) << result.out << result.err;
+        Openings openings;
+        for (const auto& [path, count] : counter.take())
+            openings[path.substr(temp.path().size() + 1)] = count;
+        return openings;
+    }
+
+    StorageBuilder source;
+    StorageBuilder upload;
+
+private:
+    static void addFaulty(StorageBuilder& storage) {
+        storage.definition("lora/demo/broken", "{");
+        storage.definition("lora/demo/empty", R"({"decoder": "empty.js"})").decoder("lora/demo/empty", "empty.js");
+        storage.definition("lora/demo/lost", R"({"decoder": "nosuch.js", "properties": {}})");
+    }
+};
+
+/// A command that only reads, and the files that it must open exactly once.
+struct ReadingRow {
+    const char* name;
+    std::vector<std::string> arguments; ///< "$T" stands for the temporary directory
+    int status;
+    std::vector<std::string> once; ///< relative to the temporary directory
+};
+
+void PrintTo(const ReadingRow& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class Reading : public OpenCountTest, public ::testing::WithParamInterface<ReadingRow> {};
+
+// A second opening is allowed for the places in a faulty definition, and where an installed definition is compared byte
+// for byte with what would replace it.
+TEST_P(Reading, opensNoFileTooOften) {
+    Openings openings = openingsOf(GetParam().arguments, GetParam().status);
+    EXPECT_FALSE(openings.empty());
+    for (const auto& [path, count] : openings)
+        EXPECT_LE(count, path == "list.json" ? 1 : 2) << path;
+    for (const std::string& path : GetParam().once)
+        EXPECT_EQ(openings[path], 1) << path;
+}
+
+const std::vector<std::string> IN_FORCE = {"custom/lora/demo/own.json", "custom/lora/demo/th1.json",
+                                           "default/lora/demo/th2.json", "default/lora/demo/th3.json"};
+const std::vector<std::string> IN_USE = {"list.json", "custom/lora/demo/own.json", "custom/lora/demo/th1.json",
+                                         "default/lora/demo/th2.json"};
+const std::vector<std::string> ALL = {"list.json",
+                                      "custom/lora/demo/own.json",
+                                      "custom/lora/demo/th1.json",
+                                      "default/lora/demo/th1.json",
+                                      "default/lora/demo/th2.json",
+                                      "default/lora/demo/th3.json"};
+const std::vector<std::string> OF_SOURCE = {"source/lora/demo/new.json", "source/lora/demo/th1.json",
+                                            "source/lora/demo/th2.json"};
+
+std::vector<std::string> forInstallationOf(const std::string& source) {
+    return {"list.json", source + "/lora/demo/new.json", source + "/lora/demo/th1.json", source + "/lora/demo/th2.json",
+            "default/lora/demo/th2.json"};
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Tool, Reading,
+    ::testing::Values(ReadingRow{"list", {"list"}, 0, IN_FORCE}, ReadingRow{"show", {"show", "lora/demo/th1"}, 0, {}},
+                      ReadingRow{"show_property", {"show", "lora/demo/th1", "temperature"}, 0, {}},
+                      ReadingRow{"show_broken", {"show", "lora/demo/broken"}, 1, {}},
+                      ReadingRow{"check", {"check"}, 1, ALL}, ReadingRow{"sensors", {"sensors"}, 0, IN_USE},
+                      ReadingRow{"resolve", {"resolve", "lora", "CC"}, 0, {"list.json"}},
+                      ReadingRow{"resolve_property", {"resolve", "lora", "CC", "temperature"}, 0, {"list.json"}},
+                      ReadingRow{"resolve_unmanaged", {"resolve", "lora", "00"}, 4, {"list.json"}},
+                      ReadingRow{"check_source", {"check", "$T/source"}, 1, OF_SOURCE},
+                      ReadingRow{"dry_run", {"install", "$T/source", "--dry-run"}, 5, forInstallationOf("source")},
+                      ReadingRow{"dry_run_overwriting",
+                                 {"install", "$T/source", "--dry-run", "--allow-overwrite"},
+                                 5,
+                                 forInstallationOf("source")},
+                      ReadingRow{"dry_run_without_fault",
+                                 {"install", "$T/upload", "--dry-run", "--allow-overwrite"},
+                                 0,
+                                 forInstallationOf("upload")}),
+    rowName);
+
+// The tool opens a file once: it checks the source and keeps what it needs to judge the result. The library opens it
+// once more: it reads the definitions itself and copies the decoders with cp, which counts too.
+TEST_F(OpenCountTest, installationOpensEachFileOfItsSourceAtMostTwice) {
+    const Openings openings = openingsOf({"install", "$T/upload", "--allow-overwrite"}, 0);
+    std::set<std::string> opened;
+    for (const auto& [path, count] : openings) {
+        if (path.rfind("upload/", 0) != 0)
+            continue;
+        opened.insert(path.substr(path.rfind('/') + 1));
+        EXPECT_LE(count, 2) << path;
+    }
+    EXPECT_EQ(opened, (std::set<std::string>{"new.js", "new.json", "th1.js", "th1.json", "th2.js", "th2.json"}));
+}
+
+} // namespace

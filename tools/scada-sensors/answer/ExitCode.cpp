@@ -1,0 +1,22 @@
+#include "answer/ExitCode.h"
+
+namespace Kelvra::SCADA::Tool {
+
+const std::vector<ExitCodeRow>& exitCodes() {
+    static const std::vector<ExitCodeRow> rows = {
+        {ExitCode::DONE, "done", "Done"},
+        {ExitCode::FAILED, "failed", "The operation failed, or a check found faults"},
+        {ExitCode::BAD_USAGE, "usage", "Bad usage"},
+        {ExitCode::NO_DATABASE, "no-database", "No database"},
+        {ExitCode::NOT_FOUND, "not-found", "What was asked for does not exist"},
+        {ExitCode::REFUSED, "refused", "Refused, and nothing has been changed"},
+        {ExitCode::BUSY, "busy", "Another installation or removal is running"},
+    };
+    return rows;
+}
+
+const char* wordOf(ExitCode code) {
+    return exitCodes().at(static_cast<std::size_t>(code)).word;
+}
+
+} // namespace Kelvra::SCADA::Tool

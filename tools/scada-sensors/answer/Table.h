@@ -1,0 +1,48 @@
+#pragma once
+
+#include <json/value.h>
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace Kelvra::SCADA::Tool {
+
+/// Rows of cells as aligned columns, one line per row, made printable.
+class AlignedColumns {
+public:
+    /// Adds a row. Every row has as many cells as the first.
+    void add(const std::vector<std::string>& cells);
+    std::string text() const;
+
+private:
+    std::vector<std::size_t> widths;
+    std::string cells; ///< each printable and ended by a line break, because rows are many
+};
+
+/// Rows of texts: a JSON array of objects for programs, aligned columns for people. A table keeps only what the wanted
+/// form needs, because lists grow long.
+class Table {
+public:
+    struct Column {
+        const char* member;  ///< of the JSON objects
+        const char* heading; ///< null for a column that people do not get
+    };
+
+    Table(bool json, const std::vector<Column>& columns);
+
+    /// Adds a row. An empty cell is null in JSON and "-" in text.
+    void add(const std::vector<std::string>& cells);
+
+    const Json::Value& result() const { return members; }
+    /// Returns the rows below the headings; nothing in JSON.
+    std::string text() const { return rows.text(); }
+
+private:
+    bool isJson;
+    std::vector<Column> columns;
+    Json::Value members{Json::arrayValue};
+    AlignedColumns rows;
+};
+
+} // namespace Kelvra::SCADA::Tool

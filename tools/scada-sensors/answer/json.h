@@ -1,0 +1,23 @@
+#pragma once
+
+#include <json/value.h>
+
+#include <string>
+#include <vector>
+
+namespace Kelvra::SCADA::Tool {
+
+/// Returns a value as JSON text for programs, in ASCII and without comments, which other readers refuse. With an empty
+/// indentation the text is one line.
+std::string jsonText(const Json::Value& value, const std::string& indentation = "  ");
+
+/// Returns a value as JSON text for people: printable, with its letters as they are. With an empty indentation the text
+/// is one line.
+std::string readableJson(const Json::Value& value, const std::string& indentation);
+
+/// Returns a string, or null for the empty one.
+Json::Value orNull(const std::string& text);
+
+Json::Value toArray(const std::vector<std::string>& texts);
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "text/JsonFile.h"
+
+#include <optional>
+#include <string>
+
+namespace Kelvra::SCADA::Tool {
+
+/// The places in a definition's file, which is read when the first one is asked for: a sound definition needs none.
+class DefinitionPlaces {
+public:
+    explicit DefinitionPlaces(const std::string& definitionFile) : file(definitionFile) {}
+
+    const JsonFile& json() {
+        if (!content)
+            content.emplace(file);
+        return *content;
+    }
+
+private:
+    std::string file;
+    std::optional<JsonFile> content;
+};
+
+} // namespace Kelvra::SCADA::Tool

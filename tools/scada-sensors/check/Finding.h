@@ -1,0 +1,46 @@
+#pragma once
+
+#include "check/rules.h"
+#include "text/JsonFile.h"
+
+#include <json/value.h>
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Kelvra::SCADA::Tool {
+
+/// Where something was found.
+struct Place {
+    Place(std::string path, Position where = {}, std::optional<Json::ArrayIndex> ofElement = std::nullopt)
+        : file(std::move(path)), position(where), element(ofElement) {}
+
+    std::string file; ///< or a directory, or what the text is about
+    Position position;
+    std::optional<Json::ArrayIndex> element; ///< of the managed-sensors list
+};
+
+/// Something wrong, or worth knowing, at one place. Its rule gives the severity and the remedy.
+struct Finding {
+    Finding(const Rule& itsRule, Place itsPlace, std::string itsText, std::string ofDefinition = "")
+        : rule(&itsRule), place(std::move(itsPlace)), text(std::move(itsText)), definition(std::move(ofDefinition)) {}
+
+    const Rule* rule;
+    Place place;
+    std::string text;
+    std::string definition; ///< the definition of a source that it is about, if any
+};
+
+using Findings = std::vector<Finding>;
+
+/// Returns how many findings are errors.
+std::size_t errorCount(const Findings& findings);
+
+/// Returns how many findings are errors or warnings.
+std::size_t faultCount(const Findings& findings);
+
+void append(const Findings& more, Findings* findings);
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,95 @@
+#include "check/definitionRules.h"
+
+#include "text/JsonFile.h"
+#include "text/filled.h"
+#include "text/libraryTexts.h"
+
+#include <scada/DefinitionsStorage.h>
+
+#include <algorithm>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+const std::string& SECTION = DefinitionsStorage::JSON_PROPERTIES_SECTION;
+const std::string& DECODER = DefinitionsStorage::JSON_DECODER_SECTION;
+
+bool isSound(const Definition& definition) {
+    if (!definition.verdict.valid)
+        return false;
+    const Json::Value& properties = definition.document[SECTION];
+    return std::all_of(properties.begin(), properties.end(), [](const Json::Value& one) { return one.isObject(); });
+}
+
+// A file that is not JSON: the library's verdict together with what the reader says.
+Findings checkUnreadable(const Definition& definition, const JsonFile& json) {
+    const std::string& state = definition.verdict.state;
+    if (!json.isRead())
+        return {{Rules::DEFINITION_UNREADABLE, {definition.file}, state + " " + json.errors()[0].text}};
+    Findings findings;
+    for (const JsonFile::Error& error : json.errors()) {
+        if (json.isAbandoned())
+            findings.push_back({Rules::DEFINITION_TOO_DEEP, {definition.file}, error.text});
+        else
+            findings.push_back({Rules::DEFINITION_SYNTAX, {definition.file, error.position}, state + " " + error.text});
+    }
+    return findings;
+}
+
+Finding decoderFault(const Definition& definition, const JsonFile& json) {
+    const Json::Value& decoder = json.root()[DECODER];
+    const bool climbs = decoder.isString() && decoder.asString().find("../") != std::string::npos;
+    return {climbs ? Rules::DEFINITION_BAD_DECODER_PATH : Rules::DEFINITION_DECODER_MISSING,
+            {definition.file, json.positionOfMember(DECODER)},
+            definition.verdict.state};
+}
+
+Findings checkProperties(const Definition& definition, const JsonFile& json) {
+    const Json::Value& properties = json.root()[SECTION];
+    Findings findings;
+    for (const std::string& property : properties.getMemberNames()) {
+        if (!properties[property].isObject())
+            findings.push_back({Rules::DEFINITION_PROPERTY_NOT_AN_OBJECT,
+                                {definition.file, json.positionOf(properties[property])},
+                                filled(LibraryText::PROPERTY_NOT_FOUND, {definition.name, property})});
+    }
+    return findings;
+}
+
+// The library stops at the first rule that is broken.
+Findings checkMembers(const Definition& definition, const JsonFile& json) {
+    Findings findings;
+    // The library hands the document out unless a decoder fault came first.
+    if (!definition.verdict.valid && definition.document.isNull())
+        findings.push_back(decoderFault(definition, json));
+    if (json.root()[SECTION].isObject())
+        append(checkProperties(definition, json), &findings);
+    else
+        findings.push_back({Rules::DEFINITION_NO_PROPERTIES,
+                            {definition.file, json.positionOfMember(SECTION)},
+                            filled(LibraryText::NO_SECTION, {definition.name, SECTION})});
+    return findings;
+}
+
+} // namespace
+
+Findings checkDefinition(const Definition& definition) {
+    DefinitionPlaces places(definition.file);
+    return checkDefinition(definition, &places);
+}
+
+Findings checkDefinition(const Definition& definition, DefinitionPlaces* places) {
+    if (isSound(definition))
+        return {};
+    const JsonFile& json = places->json();
+    if (!json.errors().empty())
+        return checkUnreadable(definition, json);
+    if (!json.root().isObject())
+        return {{Rules::DEFINITION_NOT_AN_OBJECT,
+                 {definition.file, json.positionOf(json.root())},
+                 definition.verdict.state}};
+    return checkMembers(definition, json);
+}
+
+} // namespace Kelvra::SCADA::Tool

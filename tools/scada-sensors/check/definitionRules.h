@@ -1,0 +1,13 @@
+#pragma once
+
+#include "check/DefinitionPlaces.h"
+#include "check/Finding.h"
+#include "device/DefinitionDirectory.h"
+
+namespace Kelvra::SCADA::Tool {
+
+/// Returns everything that is wrong with one definition, no fault hidden behind another.
+Findings checkDefinition(const Definition& definition, DefinitionPlaces* places);
+Findings checkDefinition(const Definition& definition);
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,135 @@
+#include "check/sourceRules.h"
+
+#include "check/definitionRules.h"
+#include "check/treeRules.h"
+#include "device/paths.h"
+#include "text/filled.h"
+#include "text/libraryTexts.h"
+#include "text/text.h"
+
+#include <scada/DefinitionsStorage.h>
+#include <scada/FsNode.h>
+
+#include <filesystem>
+#include <set>
+#include <system_error>
+#include <vector>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* FAMILY = "lora";
+constexpr std::size_t LONGEST_FILE_NAME = 255;
+constexpr std::size_t LEVELS = 3; // family, maker, file
+
+bool isInFamily(const std::string& name) {
+    return startsWith(name, std::string(FAMILY) + "/");
+}
+
+// By path components: the library compares texts, and takes a directory whose name begins like the source's for it.
+bool isWithin(const std::string& path, const std::string& directory) {
+    return path == directory || startsWith(path, directory == "/" ? directory : directory + "/");
+}
+
+Findings checkDecoder(const std::string& srcDir, const Definition& definition, DefinitionPlaces* places) {
+    const std::string& decoderPath = definition.verdict.decoderPath;
+    const auto place = [&] {
+        return Place{definition.file, places->json().positionOfMember(DefinitionsStorage::JSON_DECODER_SECTION)};
+    };
+    if (decoderPath.empty()) {
+        if (!isInFamily(definition.name))
+            return {};
+        return {{Rules::SOURCE_NO_DECODER, place(), filled(LibraryText::DECODER_NOT_DEFINED, {definition.name})}};
+    }
+    Findings findings;
+    std::string source;
+    std::string decoder;
+    if (FsNode(srcDir).realPath(&source) && FsNode(decoderPath).realPath(&decoder) && !isWithin(decoder, source))
+        findings.push_back(
+            {Rules::SOURCE_DECODER_OUTSIDE, place(), filled(LibraryText::DECODER_OUTSIDE_SOURCE, {definition.name})});
+    if (!isReadable(decoderPath))
+        findings.push_back({Rules::SOURCE_DECODER_UNREADABLE,
+                            {decoderPath},
+                            filled(LibraryText::DECODER_NOT_COPIED, {definition.name})});
+    return findings;
+}
+
+// An import cuts a name at a "\" too, and gives the decoder a longer name than the definition's own.
+Findings checkName(const Definition& definition) {
+    const std::string stem = definition.name.substr(definition.name.rfind('/') + 1);
+    if (stem.find('\\') != std::string::npos)
+        return {{Rules::SOURCE_BAD_NAME, {definition.file}, filled(LibraryText::FILE_NOT_COPIED, {definition.name})}};
+    if (stem.size() + std::string("-decoder").size() > LONGEST_FILE_NAME)
+        return {
+            {Rules::SOURCE_BAD_NAME, {definition.file}, filled(LibraryText::DECODER_NOT_COPIED, {definition.name})}};
+    return {};
+}
+
+std::string joined(const std::set<std::string>& words, const std::string& separator) {
+    std::string text;
+    for (const std::string& word : words)
+        text += (text.empty() ? "" : separator) + word;
+    return text;
+}
+
+// Returns the directory that a source should have been, from the path of a definition in it; nothing when no component
+// is the family.
+std::string rightLevelFor(const fs::path& definitionPath) {
+    const std::vector<fs::path> parts(definitionPath.begin(), definitionPath.end());
+    if (parts.size() <= LEVELS || parts[parts.size() - LEVELS] != FAMILY)
+        return "";
+    return definitionPath.parent_path().parent_path().parent_path().string();
+}
+
+} // namespace
+
+Findings checkSourceDirectory(const std::string& srcDir) {
+    const FsNode::Mode mode = FsNode(srcDir).getMode();
+    if (mode == FsNode::MODE_NONE)
+        return {{Rules::SOURCE_MISSING, {srcDir}, filled(LibraryText::SOURCE_MISSING)}};
+    std::error_code error;
+    if (!fs::is_directory(srcDir, error))
+        return {{Rules::SOURCE_NOT_A_DIRECTORY, {srcDir}, filled(LibraryText::SOURCE_NOT_A_DIRECTORY)}};
+    return {};
+}
+
+Findings checkSourceDefinition(const std::string& srcDir, const Definition& definition) {
+    DefinitionPlaces places(definition.file);
+    Findings findings = checkDefinition(definition, &places);
+    if (!isInFamily(definition.name))
+        findings.push_back({Rules::SOURCE_NOT_LORAWAN, {definition.file}, filled(LibraryText::LORAWAN_ONLY)});
+    // Without a document the file or its decoder has been found faulty already.
+    if (!definition.document.isNull())
+        append(checkDecoder(srcDir, definition, &places), &findings);
+    append(checkName(definition), &findings);
+    for (Finding& finding : findings)
+        finding.definition = definition.name;
+    return findings;
+}
+
+Findings checkSourceLevel(const std::string& srcDir, const Findings& tree) {
+    std::set<std::string> sources;
+    std::string stray;
+    for (const Finding& finding : tree) {
+        if (finding.rule != &Rules::TREE_WRONG_LEVEL || !readsAsDefinition(finding.place.file))
+            continue;
+        stray = finding.place.file;
+        const std::string right = rightLevelFor(canonicalPath(stray));
+        if (!right.empty())
+            sources.insert("[" + right + "]");
+    }
+    if (stray.empty())
+        return {};
+    if (sources.empty())
+        return {{Rules::SOURCE_WRONG_LEVEL,
+                 {srcDir},
+                 filled("There is no definition at lora/MAKER/MODEL.json, but one at another level: [%s].", {stray})}};
+    return {{Rules::SOURCE_WRONG_LEVEL,
+             {srcDir},
+             filled("The definitions are at another level. Install %s instead.", {joined(sources, " or ")})}};
+}
+
+} // namespace Kelvra::SCADA::Tool

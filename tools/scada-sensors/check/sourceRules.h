@@ -1,0 +1,21 @@
+#pragma once
+
+#include "check/DefinitionPlaces.h"
+#include "check/Finding.h"
+#include "device/DefinitionDirectory.h"
+
+#include <string>
+
+namespace Kelvra::SCADA::Tool {
+
+/// Returns what keeps a source as a whole from being installed.
+Findings checkSourceDirectory(const std::string& srcDir);
+
+/// Returns everything that keeps one definition of a source from being installed, the rules of every definition
+/// included.
+Findings checkSourceDefinition(const std::string& srcDir, const Definition& definition);
+
+/// Returns the fault of a source without definitions that has some at another level. `tree` is what checkTree() found.
+Findings checkSourceLevel(const std::string& srcDir, const Findings& tree);
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,171 @@
+#include "check/treeRules.h"
+
+#include "text/JsonFile.h"
+#include "text/filled.h"
+#include "text/text.h"
+
+#include <scada/DefinitionsStorage.h>
+#include <scada/FsNode.h>
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <set>
+#include <system_error>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* SUFFIX = ".json";
+constexpr std::size_t SUFFIX_LENGTH = 5;
+constexpr int DEFINITION_DEPTH = 2;
+// A longer file is not read to see whether it is a definition.
+constexpr std::uintmax_t LONGEST_DEFINITION = 1024 * 1024;
+
+// ".JSON", ".json.bak" and the like.
+bool hasSuffixSomewhere(const std::string& name) {
+    const std::string suffix = SUFFIX;
+    const auto isSame = [](char c, char wanted) {
+        return std::tolower(static_cast<unsigned char>(c)) == static_cast<unsigned char>(wanted);
+    };
+    return std::search(name.begin(), name.end(), suffix.begin(), suffix.end(), isSame) != name.end();
+}
+
+/// What an entry is, links not followed and followed.
+struct Kind {
+    fs::file_type own;
+    fs::file_type target;
+    bool isDirectory() const { return target == fs::file_type::directory; }
+    bool isRegular() const { return target == fs::file_type::regular; }
+};
+
+class TreeCheck {
+public:
+    explicit TreeCheck(DefinitionDirectory& examined) : directory(examined) {}
+
+    Findings run() {
+        for (const std::string& name : directory.names())
+            decoders.insert(directory.verdict(name).decoderPath);
+        checkDirectory("", 0, "");
+        return found;
+    }
+
+private:
+    // `depth` counts the directories between the root and the entries of `relative`; `link` is the symbolic link that
+    // leads there, if any.
+    void checkDirectory(const std::string& relative, int depth, const std::string& link) {
+        std::map<std::string, fs::directory_entry> entries;
+        std::error_code error;
+        for (fs::directory_iterator at(pathOf(relative), error); !error && at != fs::directory_iterator();
+             at.increment(error))
+            entries.emplace(at->path().filename().string(), *at);
+        if (error)
+            add(Rules::TREE_DIRECTORY_UNREADABLE, relative,
+                filled("The directory cannot be read: %s", {error.message()}));
+        const std::string prefix = relative.empty() ? "" : relative + "/";
+        for (const auto& [name, entry] : entries)
+            checkEntry(prefix + name, entry, depth, link);
+    }
+
+    std::optional<Kind> kindOf(const std::string& relative, const fs::directory_entry& entry) {
+        std::error_code error;
+        const fs::file_status own = entry.symlink_status(error);
+        if (!fs::status_known(own)) {
+            add(Rules::TREE_ENTRY_UNREADABLE, relative, filled("The entry cannot be examined: %s", {error.message()}));
+            return std::nullopt;
+        }
+        // A link that leads nowhere is judged by its name.
+        return Kind{own.type(), fs::is_symlink(own) ? fs::status(entry.path(), error).type() : own.type()};
+    }
+
+    void checkEntry(const std::string& relative, const fs::directory_entry& entry, int depth,
+                    const std::string& outerLink) {
+        const std::optional<Kind> kind = kindOf(relative, entry);
+        if (!kind)
+            return;
+        const std::string link = outerLink.empty() && kind->own == fs::file_type::symlink ? relative : outerLink;
+        // Beyond a link only what would be listed without it is of interest, which also ends every loop of links.
+        if (kind->isDirectory() && (link.empty() || depth < DEFINITION_DEPTH))
+            checkDirectory(relative, depth + 1, link);
+        if (!kind->isDirectory() || (depth == DEFINITION_DEPTH && endsWith(relative, SUFFIX)))
+            checkFile(relative, depth, link, kind->isRegular());
+    }
+
+    // Adds each reason why a file that looks like a definition is not listed.
+    void checkFile(const std::string& relative, int depth, const std::string& link, bool regular) {
+        if (isListed(relative) || decoders.count(pathOf(relative)) != 0)
+            return;
+        const std::string name = fs::path(relative).filename().string();
+        const bool mayBeDefinition = hasSuffixSomewhere(name) || (depth == DEFINITION_DEPTH && regular);
+        if (!mayBeDefinition || isDecoder(relative))
+            return;
+        if (!hasSuffixSomewhere(name) && !readsAsDefinition(pathOf(relative)))
+            return;
+        if (!link.empty())
+            add(Rules::TREE_BEHIND_LINK, relative,
+                filled("Not listed: it is reached through the symbolic link [%s].", {link}));
+        if (depth != DEFINITION_DEPTH)
+            add(Rules::TREE_WRONG_LEVEL, relative,
+                filled("Not listed: a definition must be exactly two directories below its storage."));
+        if (!endsWith(name, SUFFIX))
+            add(Rules::TREE_WRONG_SUFFIX, relative, filled("Not listed: its name does not end in [.json]."));
+        if (!regular)
+            add(Rules::TREE_NOT_A_FILE, relative, filled("Not listed: it is not a regular file."));
+    }
+
+    bool isListed(const std::string& relative) const {
+        return endsWith(relative, SUFFIX) && directory.lists(relative.substr(0, relative.size() - SUFFIX_LENGTH));
+    }
+
+    // A decoder may be named by another path than the one that leads to it here.
+    bool isDecoder(const std::string& relative) {
+        std::string path;
+        return FsNode(pathOf(relative)).realPath(&path) && resolvedDecoders().count(path) != 0;
+    }
+
+    const std::set<std::string>& resolvedDecoders() {
+        if (resolved.empty()) {
+            for (const std::string& decoder : decoders) {
+                std::string path = decoder;
+                FsNode(decoder).realPath(&path);
+                resolved.insert(path);
+            }
+        }
+        return resolved;
+    }
+
+    std::string pathOf(const std::string& relative) const {
+        return relative.empty() ? directory.path() : directory.path() + "/" + relative;
+    }
+
+    void add(const Rule& rule, const std::string& relative, const std::string& text) {
+        found.push_back({rule, {pathOf(relative)}, text});
+    }
+
+    DefinitionDirectory& directory;
+    std::set<std::string> decoders;
+    std::set<std::string> resolved;
+    Findings found;
+};
+
+} // namespace
+
+bool readsAsDefinition(const std::string& file) {
+    std::error_code error;
+    const std::uintmax_t size = fs::file_size(file, error);
+    if (error || size > LONGEST_DEFINITION)
+        return false;
+    const JsonFile json(file);
+    return json.root().isObject() && json.root()[DefinitionsStorage::JSON_PROPERTIES_SECTION].isObject();
+}
+
+Findings checkTree(DefinitionDirectory& directory) {
+    return TreeCheck(directory).run();
+}
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "answer/Answer.h"
+
+#include <functional>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace Kelvra::SCADA::Tool {
+
+/// Carries a command out with the arguments that its declaration has collected.
+using Run = std::function<ExitCode(const Answer& answer)>;
+
+struct Command {
+    const char* name;
+    const char* synopsis;
+    const char* summary;
+    /// Declares the command's own options and operands on `app` and returns what runs it after they were parsed.
+    Run (*declare)(CLI::App& app);
+};
+
+/// The table of commands, in the order in which the help shows them.
+const std::vector<Command>& commands();
+
+Run declareList(CLI::App& app);
+Run declareShow(CLI::App& app);
+Run declareCheck(CLI::App& app);
+Run declareSensors(CLI::App& app);
+Run declareResolve(CLI::App& app);
+Run declareDb(CLI::App& app);
+Run declareWatch(CLI::App& app);
+Run declareInstall(CLI::App& app);
+Run declareRemove(CLI::App& app);
+
+} // namespace Kelvra::SCADA::Tool

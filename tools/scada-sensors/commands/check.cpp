@@ -1,0 +1,68 @@
+#include "check/listRules.h"
+#include "check/storageRules.h"
+#include "commands/Command.h"
+#include "commands/findingText.h"
+#include "device/Device.h"
+#include "install/Preflight.h"
+#include "text/filled.h"
+#include "text/text.h"
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+ExitCode answerWith(const Findings& findings, const std::string& checked, Json::Value result, const Answer& answer) {
+    const std::size_t faults = faultCount(findings);
+    const std::string summary = filled("%s in %s", {counted(faults, "fault"), checked});
+    if (answer.isJson())
+        result["findings"] = toJson(findings);
+    const std::string text = answer.isJson() ? "" : toText(findings) + summary + "\n";
+    if (faults == 0)
+        return answer.done(result, text);
+    return answer.failedAsTold(ExitCode::FAILED, summary, result, text);
+}
+
+ExitCode checkDevice(const Answer& answer) {
+    Device device;
+    Findings findings = checkStorages(device.storages());
+    append(checkList(device.list(), device.storages()), &findings);
+    const std::size_t definitions =
+        device.storages().of(STORAGE_DEFAULT).names().size() + device.storages().of(STORAGE_CUSTOM).names().size();
+    const std::size_t elements = device.list().elements().size();
+    Json::Value result(Json::objectValue);
+    result["definitions"] = static_cast<Json::UInt64>(definitions);
+    result["elements"] = static_cast<Json::UInt64>(elements);
+    return answerWith(findings, counted(definitions, "definition") + " and " + counted(elements, "list element"),
+                      result, answer);
+}
+
+ExitCode checkSource(const InstallRequest& request, const Answer& answer) {
+    Device device;
+    const Preflight preflight = examine(request, device);
+    Json::Value result(Json::objectValue);
+    result["definitions"] = static_cast<Json::UInt64>(preflight.definitions.size());
+    return answerWith(preflight.findings, counted(preflight.definitions.size(), "definition"), result, answer);
+}
+
+} // namespace
+
+Run declareCheck(CLI::App& app) {
+    const auto request = std::make_shared<InstallRequest>();
+    const CLI::Option* source = app.add_option("SRC_DIR", request->source,
+                                               "An installation source, checked instead of the storages and the list");
+    const CLI::Option* overwrite = app.add_flag("--allow-overwrite", request->allowOverwrite,
+                                                "Accept a source with definitions that are installed already");
+    return [request, source, overwrite](const Answer& answer) {
+        if (source->count() != 0)
+            return checkSource(*request, answer);
+        if (overwrite->count() != 0)
+            return answer.badUsage(filled("--allow-overwrite needs SRC_DIR"));
+        return checkDevice(answer);
+    };
+}
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,13 @@
+# bash completion for scada-sensors: the tool itself knows its commands, options and the names on the device.
+_scada_sensors() {
+    local cur prev words cword offered
+    _init_completion -n : || return
+    mapfile -t offered < <("${words[0]/#\~/$HOME}" --complete "${words[@]:1:cword-1}" "$cur" 2>/dev/null)
+    cur=${cur#=}
+    case ${offered[0]-} in
+        "") return ;;
+        :directories) _filedir -d ;;
+        :files) _filedir ;;
+        *) mapfile -t COMPREPLY < <(printf '%q\n' "${offered[@]}") && __ltrim_colon_completions "$cur" ;;
+    esac
+} && complete -F _scada_sensors scada-sensors

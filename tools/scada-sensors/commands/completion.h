@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace Kelvra::SCADA::Tool {
+
+/// The first argument with which the shell asks for completions; the words of the command line follow it.
+constexpr const char* COMPLETION_WORD = "--complete";
+
+/// Returns what may stand in place of the last of `words`, one per line: commands, options, values, and names from the
+/// device. One line ":directories" or ":files" leaves it to the shell to offer paths.
+std::string completionsFor(CLI::App& app, const std::vector<std::string>& words);
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,180 @@
+#include "answer/printable.h"
+#include "commands/Command.h"
+#include "database/access.h"
+#include "database/typedRead.h"
+#include "text/filled.h"
+#include "text/text.h"
+
+#include <scada/Database.h>
+#include <scada/Env.h>
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+struct Arguments {
+    std::string key;
+    std::string field;
+    std::string value;
+    std::string type;
+    unsigned int seconds = 0;
+    bool hasSeconds = false;
+};
+
+using Operation = ExitCode (*)(Database& database, const Arguments& given, const Answer& answer);
+
+ExitCode notRead(int code, const Arguments& given, const Answer& answer) {
+    if (code == DatabaseBase::RESULT_NOT_FOUND)
+        return answer.failed(ExitCode::NOT_FOUND, filled("There is no field [%s] of [%s].", {given.field, given.key}));
+    if (code == DatabaseBase::RESULT_NO_REPLY)
+        return answer.failed(ExitCode::NO_DATABASE, noReplyText());
+    return answer.failed(ExitCode::FAILED, filled("Key [%s] is not readable as a hash.", {given.key}));
+}
+
+// The library has one code for a value of another type and for a key that is not a hash: the text tells them apart.
+ExitCode badValue(Database& database, const Arguments& given, const Answer& answer) {
+    std::string text;
+    const int code = database.hget(given.key, given.field, &text);
+    if (code != DatabaseBase::RESULT_OK)
+        return notRead(code, given, answer);
+    return answer.failed(ExitCode::FAILED, filled("Field [%s] of [%s] is not of the type %s: [%s].",
+                                                  {given.field, given.key, given.type, text}));
+}
+
+ExitCode get(Database& database, const Arguments& given, const Answer& answer) {
+    TypedValue value;
+    const int code = readAs(given.type, database, given.key, given.field, &value);
+    if (code == DatabaseBase::RESULT_BAD_VALUE && !given.type.empty())
+        return badValue(database, given, answer);
+    if (code != DatabaseBase::RESULT_OK)
+        return notRead(code, given, answer);
+    Json::Value result;
+    result["key"] = given.key;
+    result["field"] = given.field;
+    result["value"] = value.json;
+    return answer.done(result, printable(value.text) + "\n");
+}
+
+ExitCode written(int code, const Arguments& given, const Json::Value& result, const Answer& answer) {
+    if (code == DatabaseBase::RESULT_OK)
+        return answer.done(result, "");
+    if (code == DatabaseBase::RESULT_NO_REPLY)
+        return answer.failed(ExitCode::NO_DATABASE, noReplyText());
+    return answer.failed(ExitCode::FAILED, filled("The server refused the command for key [%s].", {given.key}));
+}
+
+ExitCode set(Database& database, const Arguments& given, const Answer& answer) {
+    Json::Value result;
+    result["key"] = given.key;
+    result["field"] = given.field;
+    result["value"] = given.value;
+    return written(database.hset(given.key, given.field, given.value), given, result, answer);
+}
+
+ExitCode expire(Database& database, const Arguments& given, const Answer& answer) {
+    Json::Value result;
+    result["key"] = given.key;
+    result["seconds"] = given.hasSeconds ? given.seconds : Env::inst().conf().getDfnDatabaseKeyTtl();
+    const int code = given.hasSeconds ? database.expire(given.key, given.seconds) : database.expire(given.key);
+    return written(code, given, result, answer);
+}
+
+ExitCode push(Database& database, const Arguments& given, const Answer& answer) {
+    Json::Value result;
+    result["key"] = given.key;
+    result["value"] = given.value;
+    return written(database.lpush(given.key, given.value), given, result, answer);
+}
+
+ExitCode pop(Database& database, const Arguments& given, const Answer& answer) {
+    std::string value;
+    const int code = database.brpop(given.key, given.seconds, &value);
+    if (code == DatabaseBase::RESULT_TIMEOUT)
+        return answer.failed(ExitCode::FAILED, filled("Nothing came into list [%s] within %s.",
+                                                      {given.key, counted(given.seconds, "second")}));
+    if (code != DatabaseBase::RESULT_OK)
+        return written(code, given, Json::Value(), answer);
+    Json::Value result;
+    result["key"] = given.key;
+    result["value"] = value;
+    return answer.done(result, printable(value) + "\n");
+}
+
+class Operations {
+public:
+    explicit Operations(CLI::App& parent) : app(parent) {}
+
+    CLI::App& add(const char* name, const char* summary, Operation operation) {
+        CLI::App& declared = *app.add_subcommand(name, summary)->group("Operations");
+        declared.add_option("KEY", given->key, "Key in the database")->required();
+        table.emplace_back(&declared, operation);
+        return declared;
+    }
+
+    void declareAccess() {
+        CLI::App& getting = add("get", "Print a field of a hash", get);
+        getting.add_option("FIELD", given->field, "Field of the hash")->required();
+        getting.add_option("--as", given->type, "Type to convert to; without it: text")
+            ->check(CLI::IsMember({"float", "bool", "int32", "uint32"}))
+            ->type_name("TYPE");
+        CLI::App& setting = add("set", "Write a field of a hash", set);
+        setting.add_option("FIELD", given->field, "Field of the hash")->required();
+        setting.add_option("VALUE", given->value, "Value to write")->required();
+        CLI::App& pushing = add("push", "Put a value in front of a list", push);
+        pushing.add_option("VALUE", given->value, "Value to put")->required();
+    }
+
+    void declareTimes() {
+        CLI::App& expiring = add("expire", "Let a key expire", expire);
+        expiring
+            .add_option_function<unsigned int>(
+                "SECONDS",
+                [arguments = given](const unsigned int& seconds) {
+                    arguments->seconds = seconds;
+                    arguments->hasSeconds = true;
+                },
+                "Seconds from now on")
+            ->type_name("")
+            ->default_str(std::to_string(Env::inst().conf().getDfnDatabaseKeyTtl()));
+        CLI::App& popping = add("pop", "Take the last value of a list", pop);
+        popping.add_option("--timeout", given->seconds, "Seconds to wait for a value; 0: no limit")
+            ->type_name("S")
+            ->capture_default_str();
+    }
+
+    Run run() const {
+        return [arguments = given, operations = table](const Answer& answer) {
+            Database database;
+            useConfiguredDatabase(database);
+            for (const auto& [declared, operation] : operations) {
+                if (declared->parsed())
+                    return operation(database, *arguments, answer);
+            }
+            return ExitCode::BAD_USAGE;
+        };
+    }
+
+private:
+    CLI::App& app;
+    std::shared_ptr<Arguments> given = std::make_shared<Arguments>();
+    std::vector<std::pair<const CLI::App*, Operation>> table;
+};
+
+} // namespace
+
+Run declareDb(CLI::App& app) {
+    app.require_subcommand(1);
+    Operations operations(app);
+    operations.declareAccess();
+    operations.declareTimes();
+    return operations.run();
+}
+
+} // namespace Kelvra::SCADA::Tool

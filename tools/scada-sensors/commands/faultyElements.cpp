@@ -1,0 +1,19 @@
+#include "commands/faultyElements.h"
+
+#include "check/listRules.h"
+#include "text/filled.h"
+#include "text/text.h"
+
+namespace Kelvra::SCADA::Tool {
+
+void noteFaultyElements(const ManagedList& list, const Answer& answer) {
+    const std::size_t faulty = faultyElements(list);
+    if (faulty == 0)
+        return;
+    const std::string count = std::to_string(faulty);
+    const std::string all = counted(list.elements().size(), "list element");
+    answer.note(faulty == 1 ? filled("%s of %s is faulty: scada-sensors check", {count, all})
+                            : filled("%s of %s are faulty: scada-sensors check", {count, all}));
+}
+
+} // namespace Kelvra::SCADA::Tool

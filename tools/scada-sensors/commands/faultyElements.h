@@ -1,0 +1,11 @@
+#pragma once
+
+#include "answer/Answer.h"
+#include "device/ManagedList.h"
+
+namespace Kelvra::SCADA::Tool {
+
+/// Tells in one line how many elements of the list are passed over, if any.
+void noteFaultyElements(const ManagedList& list, const Answer& answer);
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "answer/Answer.h"
+#include "check/Finding.h"
+
+#include <json/value.h>
+
+#include <string>
+
+namespace Kelvra::SCADA::Tool {
+
+/// Returns "FILE:LINE:COLUMN: SEVERITY: [element N: ]TEXT [RULE]" without the parts that the finding lacks, and the
+/// remedy indented below, made printable. Compilers write places like this, so editors and CI systems jump to them.
+std::string toText(const Finding& finding);
+std::string toText(const Findings& findings);
+
+Json::Value toJson(const Findings& findings);
+
+/// Ends a command whose failure the findings explain: they go to stderr for people, below `result` for programs.
+ExitCode failedFor(const Findings& findings, ExitCode code, const Answer& answer, Json::Value result,
+                   const std::string& text);
+
+} // namespace Kelvra::SCADA::Tool

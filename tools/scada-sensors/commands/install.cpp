@@ -1,0 +1,239 @@
+#include "answer/json.h"
+#include "answer/printable.h"
+#include "commands/Command.h"
+#include "commands/findingText.h"
+#include "device/Device.h"
+#include "install/InstallResult.h"
+#include "install/OperationLock.h"
+#include "install/Preflight.h"
+#include "install/Progress.h"
+#include "text/filled.h"
+#include "text/text.h"
+
+#include <scada/DefinitionsDeployment.h>
+
+#include <CLI/CLI.hpp>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+std::string refusalText(const Findings& findings) {
+    return filled("the installation is refused: %s; nothing has been changed",
+                  {counted(errorCount(findings), "error")});
+}
+
+ExitCode refuse(const Findings& findings, const Answer& answer) {
+    Json::Value result(Json::objectValue);
+    result["findings"] = toJson(findings);
+    return answer.failed(ExitCode::REFUSED, refusalText(findings), result, toText(findings));
+}
+
+// --- the dry run
+
+std::string effectWords(const PlannedDefinition& planned) {
+    switch (planned.effect) {
+    case Effect::NEW:
+        return "new";
+    case Effect::REPLACES:
+        return "replaces the custom definition";
+    case Effect::HIDES:
+        return "hides the default definition";
+    case Effect::UNCHANGED:
+        break;
+    }
+    return "unchanged";
+}
+
+std::string toText(const PropertyChange& change) {
+    const std::string property = "    property [" + printable(change.property) + "] ";
+    if (change.member.empty())
+        return property + "disappears\n";
+    return property + "changes its " + change.member + " from " + readableJson(change.from, "") + " to " +
+           readableJson(change.to, "") + "\n";
+}
+
+std::string toText(const PlannedDefinition& planned, const std::vector<std::string>& sensors) {
+    const std::string effect = effectWords(planned);
+    std::string text = printable(planned.name) + ": " + (planned.refused ? "refused (" + effect + ")" : effect) + "\n";
+    for (const std::string& sensor : sensors)
+        text += "    used by sensor " + printable(sensor) + "\n";
+    for (const PropertyChange& change : planned.changes)
+        text += toText(change);
+    return text;
+}
+
+Json::Value toJson(const PlannedDefinition& planned, const std::vector<std::string>& sensors) {
+    Json::Value item(Json::objectValue);
+    item["name"] = planned.name;
+    item["state"] = planned.refused ? "refused" : wordOf(planned.effect);
+    item["effect"] = wordOf(planned.effect);
+    item["hides"] = orNull(planned.hidesDefault ? wordOf(STORAGE_DEFAULT) : "");
+    item["sensors"] = toArray(sensors);
+    item["properties"] = Json::arrayValue;
+    for (const PropertyChange& change : planned.changes) {
+        Json::Value& property = item["properties"].append(Json::objectValue);
+        property["property"] = change.property;
+        property["change"] = change.member.empty() ? "disappears" : change.member;
+        if (change.member.empty())
+            continue;
+        property["from"] = change.from;
+        property["to"] = change.to;
+    }
+    return item;
+}
+
+std::string summaryOf(const std::vector<PlannedDefinition>& definitions) {
+    std::map<std::string, std::size_t> counts;
+    for (const PlannedDefinition& planned : definitions)
+        ++counts[planned.refused ? "refused" : wordOf(planned.effect)];
+    std::string text = counted(definitions.size(), "definition");
+    const char* separator = ": ";
+    for (const auto& [state, count] : counts) {
+        text += separator + std::to_string(count) + " " + state;
+        separator = ", ";
+    }
+    return text + "\n";
+}
+
+ExitCode dryRun(const InstallRequest& request, const Answer& answer) {
+    Device device;
+    const Preflight preflight = examine(request, device);
+    if (!device.list().isUsable())
+        answer.note(filled("the managed-sensors list cannot be used, so no sensors are shown: scada-sensors check"));
+    const auto sensors = device.list().sensorsByDefinition();
+    Json::Value result(Json::objectValue);
+    result["findings"] = toJson(preflight.findings);
+    result["definitions"] = Json::arrayValue;
+    std::string text = toText(preflight.findings);
+    for (const PlannedDefinition& planned : preflight.definitions) {
+        const auto users = sensors.find(planned.name);
+        const std::vector<std::string> keys = users == sensors.end() ? std::vector<std::string>() : users->second;
+        if (answer.isJson())
+            result["definitions"].append(toJson(planned, keys));
+        else
+            text += toText(planned, keys);
+    }
+    text += summaryOf(preflight.definitions);
+    if (preflight.isRefused())
+        return answer.failed(ExitCode::REFUSED, refusalText(preflight.findings), result, text);
+    return answer.done(result, text + "nothing has been changed\n");
+}
+
+// --- the installation
+
+constexpr const char* CLEAR_LINE = "\r\x1b[K";
+
+void showProgress(const ProgressCounts& counts) {
+    (void)std::fprintf(stderr, "%s%zu of %zu checked, %zu installed", CLEAR_LINE, counts.staged, counts.total,
+                       counts.installed);
+    (void)std::fflush(stderr);
+}
+
+// The library reports the conflict of two definitions that are the same, too; the preflight has found all that differ.
+bool overwrites(const InstallRequest& request, const Preflight& preflight) {
+    return request.allowOverwrite ||
+           std::any_of(preflight.definitions.begin(), preflight.definitions.end(),
+                       [](const PlannedDefinition& planned) { return planned.effect == Effect::UNCHANGED; });
+}
+
+bool deploySource(const InstallRequest& request, const Preflight& preflight, bool progress, std::string* error) {
+    std::set<std::string> names;
+    for (const PlannedDefinition& planned : preflight.definitions)
+        names.insert(planned.name);
+    std::optional<Progress> shown;
+    if (progress)
+        shown.emplace(names, showProgress);
+    bool deployed = false;
+    try {
+        deployed = DefinitionsDeployment().deploy(request.source, overwrites(request, preflight), error);
+    } catch (const std::exception& e) {
+        *error = e.what();
+    }
+    shown.reset();
+    if (progress)
+        (void)std::fputs(CLEAR_LINE, stderr);
+    return deployed;
+}
+
+std::string linesOf(const std::string& word, const std::vector<std::string>& names) {
+    std::string lines;
+    for (const std::string& name : names)
+        lines += word + " " + printable(name) + "\n";
+    return lines;
+}
+
+std::string toText(const InstallResult& result) {
+    return linesOf("installed", result.installed()) + linesOf("unchanged", result.unchanged()) +
+           linesOf("incomplete", result.incomplete()) + linesOf("not installed", result.notInstalled());
+}
+
+Json::Value toJson(const InstallResult& result) {
+    Json::Value members(Json::objectValue);
+    members["installed"] = toArray(result.installed());
+    members["unchanged"] = toArray(result.unchanged());
+    members["incomplete"] = toArray(result.incomplete());
+    members["not_installed"] = toArray(result.notInstalled());
+    return members;
+}
+
+ExitCode deploy(const InstallRequest& request, const Preflight& preflight, const Answer& answer) {
+    InstallResult installation(preflight.definitions);
+    std::string error;
+    const bool progress = !answer.isQuiet() && isatty(STDERR_FILENO) != 0;
+    const bool deployed = preflight.isUnchanged() || deploySource(request, preflight, progress, &error);
+    installation.refresh();
+    Json::Value result = toJson(installation);
+    if (deployed && preflight.definitions.empty()) {
+        result["note"] = filled("nothing to install");
+        return answer.done(result, filled("nothing to install") + "\n");
+    }
+    if (deployed && installation.isComplete())
+        return answer.done(result, toText(installation));
+    // A staged copy that does not read back is passed over without a failure.
+    if (deployed)
+        error = filled("some definitions have not been installed: %s", {error});
+    const std::string advice = installation.isChanged()
+                                   ? filled("remove the cause, then install the same source with --allow-overwrite, "
+                                            "which completes what was begun")
+                                   : filled("nothing has been changed");
+    result["advice"] = advice;
+    return answer.failedWith(ExitCode::FAILED, error, "scada-sensors: " + printable(error) + "\n    " + advice + "\n",
+                             result, toText(installation));
+}
+
+ExitCode install(const InstallRequest& request, const Answer& answer) {
+    const Findings directories = checkDirectories(request.source);
+    if (!directories.empty())
+        return refuse(directories, answer);
+    const OperationLock lock;
+    if (!lock.failure().empty())
+        return answer.failed(lock.isBusy() ? ExitCode::BUSY : ExitCode::FAILED, lock.failure());
+    Device device;
+    const Preflight preflight = examine(request, device);
+    return preflight.isRefused() ? refuse(preflight.findings, answer) : deploy(request, preflight, answer);
+}
+
+} // namespace
+
+Run declareInstall(CLI::App& app) {
+    const auto request = std::make_shared<InstallRequest>();
+    app.add_option("SRC_DIR", request->source, "Directory with the definitions to install")->required();
+    app.add_flag("--allow-overwrite", request->allowOverwrite, "Replace installed definitions of the same names");
+    const CLI::Option* dry = app.add_flag("--dry-run", "Show what would happen, and change nothing");
+    return [request, dry](const Answer& answer) {
+        return dry->count() != 0 ? dryRun(*request, answer) : install(*request, answer);
+    };
+}
+
+} // namespace Kelvra::SCADA::Tool

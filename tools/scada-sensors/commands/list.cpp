@@ -1,0 +1,69 @@
+#include "answer/Table.h"
+#include "commands/Command.h"
+#include "device/Device.h"
+#include "device/paths.h"
+#include "text/filled.h"
+#include "text/text.h"
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+constexpr const char* BOTH = "both";
+
+std::set<std::string> namesOf(const Storages& storages, const std::string& searched) {
+    std::set<std::string> names;
+    for (const STORAGE_TYPE type : {STORAGE_CUSTOM, STORAGE_DEFAULT}) {
+        if (searched == BOTH || searched == wordOf(type))
+            names.insert(storages.of(type).names().begin(), storages.of(type).names().end());
+    }
+    return names;
+}
+
+STORAGE_TYPE storageOf(const Storages& storages, const std::string& name, const std::string& searched) {
+    if (searched == BOTH)
+        return storages.decidingFor(name);
+    return searched == wordOf(STORAGE_CUSTOM) ? STORAGE_CUSTOM : STORAGE_DEFAULT;
+}
+
+ExitCode list(const std::string& searched, const Answer& answer) {
+    Device device;
+    Storages& storages = device.storages();
+    Table table(answer.isJson(), {{"name", "NAME"},
+                                  {"storage", "STORAGE"},
+                                  {"file", nullptr},
+                                  {"hides", "HIDES"},
+                                  {"decoder", "DECODER"},
+                                  {"state", "STATE"}});
+    std::size_t abandoned = 0;
+    for (const std::string& name : namesOf(storages, searched)) {
+        const STORAGE_TYPE type = storageOf(storages, name, searched);
+        const Definition definition = storages.of(type).load(name);
+        const bool hides = type == STORAGE_CUSTOM && storages.isHiding(name);
+        table.add({name, wordOf(type), definition.file, hides ? wordOf(STORAGE_DEFAULT) : "",
+                   definition.verdict.decoderPath, definition.verdict.state});
+        abandoned += definition.verdict.abandoned ? 1 : 0;
+    }
+    if (abandoned != 0)
+        return answer.failed(ExitCode::FAILED,
+                             filled("%s could not be read: scada-sensors check", {counted(abandoned, "definition")}),
+                             table.result(), table.text());
+    return answer.done(table.result(), table.text());
+}
+
+} // namespace
+
+Run declareList(CLI::App& app) {
+    const auto searched = std::make_shared<std::string>(BOTH);
+    app.add_option("--storage", *searched, "Which storages")
+        ->check(CLI::IsMember({BOTH, wordOf(STORAGE_DEFAULT), wordOf(STORAGE_CUSTOM)}))
+        ->type_name("STORAGE")
+        ->capture_default_str();
+    return [searched](const Answer& answer) { return list(*searched, answer); };
+}
+
+} // namespace Kelvra::SCADA::Tool

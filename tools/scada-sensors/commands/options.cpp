@@ -1,0 +1,70 @@
+#include "commands/options.h"
+
+#include "device/logLevel.h"
+#include "text/filled.h"
+
+#include <scada/Env.h>
+
+#include <CLI/CLI.hpp>
+
+#include <string>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+constexpr const char* GROUP = "Options of every command";
+constexpr const char* LOG_LEVEL = "--log-level";
+constexpr const char* STANDARD_LEVEL = "warning";
+
+void declareConfiguration(CLI::App& app) {
+    Conf& conf = Env::inst().conf();
+    const auto text = [&app](const char* name, const char* value, const char* help, const std::string& standard,
+                             const auto& assign) {
+        app.add_option_function<std::string>(name, assign, help)->type_name(value)->default_str(standard)->group(GROUP);
+    };
+    text("--default-dir", "DIR", "Default definition storage", conf.getDfnDefaultDir(),
+         [&conf](const std::string& dir) { conf.setDfnDefaultDir(dir); });
+    text("--custom-dir", "DIR", "Custom definition storage", conf.getDfnCustomDir(),
+         [&conf](const std::string& dir) { conf.setDfnCustomDir(dir); });
+    text("--staging-dir", "DIR", "Scratch directory of installations", conf.getDfnStagingDir(),
+         [&conf](const std::string& dir) { conf.setDfnStagingDir(dir); });
+    text("--map", "FILE", "Managed-sensors list", conf.getSensorMapFile(),
+         [&conf](const std::string& file) { conf.setSensorMapFile(file); });
+    text("--socket", "PATH", "Unix socket of the database", conf.getDfnDatabaseSocket(),
+         [&conf](const std::string& path) { conf.setDfnDatabaseSocket(path); });
+    app.add_option_function<unsigned int>(
+           "--db",
+           [&conf](const unsigned int& number) { conf.setDfnDatabaseNumber(static_cast<unsigned char>(number)); },
+           "Number of the database")
+        ->check(CLI::Range(0U, 255U))
+        ->type_name("N")
+        ->default_str(std::to_string(conf.getDfnDatabaseNumber()))
+        ->group(GROUP);
+}
+
+} // namespace
+
+void declareOptions(CLI::App& app, AnswerStyle* style) {
+    declareConfiguration(app);
+    // With a value it would not be known as such among arguments that cannot be parsed.
+    app.add_flag("--json", style->json, "Answer with one JSON object")->disable_flag_override()->group(GROUP);
+    app.add_flag("-q,--quiet", style->quiet, "Print no notes and no progress on standard error")->group(GROUP);
+    app.add_flag("-v,--verbose", "Print the library's log messages too: --log-level debug")->group(GROUP);
+    app.add_option(LOG_LEVEL, "Print log messages of this level and of more severe ones on standard error")
+        ->check(CLI::IsMember({"off", "error", "warning", "debug", "trace"}))
+        ->type_name("LEVEL")
+        ->default_str(STANDARD_LEVEL)
+        ->group(GROUP);
+}
+
+void applyLogLevel(const CLI::App& app) {
+    const CLI::Option* level = app.get_option(LOG_LEVEL);
+    const bool verbose = app.get_option("--verbose")->count() != 0;
+    const bool asked = level->count() != 0 || verbose;
+    const std::string word = level->count() != 0 ? level->results().back() : verbose ? "debug" : STANDARD_LEVEL;
+    if (!setLogLevel(word) && asked)
+        writeMessage(filled("--log-level has no effect: this device's support library sets the log levels"));
+}
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,57 @@
+#include "answer/FieldList.h"
+#include "check/definitionRules.h"
+#include "commands/Command.h"
+#include "commands/definitionFields.h"
+#include "commands/findingText.h"
+#include "device/Device.h"
+#include "text/filled.h"
+#include "text/libraryTexts.h"
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+struct Arguments {
+    std::string name;
+    std::string property;
+};
+
+ExitCode show(const Arguments& asked, bool wholeDefinition, const Answer& answer) {
+    Device device;
+    Storages& storages = device.storages();
+    FieldList fields;
+    fields.add("definition", asked.name);
+    if (!storages.lists(asked.name))
+        return answer.failed(ExitCode::NOT_FOUND, filled(LibraryText::DEFINITION_NOT_FOUND, {asked.name}),
+                             fields.result());
+    const Definition definition = storages.directoryFor(asked.name).load(asked.name);
+    addDefinition(storages, definition, &fields);
+    if (!definition.verdict.valid)
+        return failedFor(checkDefinition(definition), ExitCode::FAILED, answer, fields.result(), fields.text());
+    if (wholeDefinition) {
+        fields.addDocument("document", definition.document);
+        return answer.done(fields.result(), fields.text());
+    }
+    const Json::Value& property = definition.document[SensorDefinitions::JSON_PROPERTIES_SECTION][asked.property];
+    if (!property.isObject())
+        return answer.failed(ExitCode::NOT_FOUND, filled(LibraryText::PROPERTY_NOT_FOUND, {asked.name, asked.property}),
+                             fields.result(), fields.text());
+    fields.add("property", asked.property);
+    fields.addDocument("description", property);
+    return answer.done(fields.result(), fields.text());
+}
+
+} // namespace
+
+Run declareShow(CLI::App& app) {
+    const auto arguments = std::make_shared<Arguments>();
+    app.add_option("NAME", arguments->name, "Definition, as in lora/maker/model")->required();
+    const CLI::Option* property = app.add_option("PROPERTY", arguments->property, "One property instead of all");
+    return [arguments, property](const Answer& answer) { return show(*arguments, property->count() == 0, answer); };
+}
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,24 @@
+#include "commands/Command.h"
+
+namespace Kelvra::SCADA::Tool {
+
+const std::vector<Command>& commands() {
+    static const std::vector<Command> rows = {
+        {"list", "list [--storage both|default|custom]",
+         "Show the definitions: storage, what they hide, decoder, state", declareList},
+        {"show", "show NAME [PROPERTY]", "Show one definition, or one property of it", declareShow},
+        {"check", "check [SRC_DIR] [--allow-overwrite]",
+         "Find every fault of the storages and of the list, or of an installation source", declareCheck},
+        {"sensors", "sensors", "Show the managed sensors and the definitions they use", declareSensors},
+        {"resolve", "resolve [SRC] ID [PROPERTY]",
+         "Show one sensor, from its list element to its definition's property", declareResolve},
+        {"install", "install SRC_DIR [--allow-overwrite] [--dry-run]",
+         "Install the definitions of a directory into the custom storage", declareInstall},
+        {"remove", "remove NAME... | --all [--yes]", "Remove custom definitions", declareRemove},
+        {"db", "db get|set|expire|push|pop ...", "Read and write the database", declareDb},
+        {"watch", "watch [--count N] [--timeout S]", "Print changes of keys as they happen", declareWatch},
+    };
+    return rows;
+}
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <json/value.h>
+
+#include <map>
+#include <set>
+#include <string>
+
+namespace Kelvra::SCADA::Tool {
+
+/// What the library says of one definition.
+struct Verdict {
+    std::string state;       ///< "ok", or why it cannot be used
+    bool valid = false;      ///< whether the state is "ok"
+    bool abandoned = false;  ///< whether the state is the text of an exception of the JSON reader
+    std::string decoderPath; ///< empty without a decoder
+};
+
+/// One definition as its directory gives it.
+struct Definition {
+    std::string name;
+    std::string file;
+    Verdict verdict;
+    Json::Value document; ///< null unless the library hands it out; it does so without a section of properties too
+};
+
+/// A directory in the layout of a storage, with what it lists at the time of construction: one of the two storages, or
+/// the source of an installation. Each definition is read once.
+class DefinitionDirectory {
+public:
+    /// Lists nothing when `path` is empty: a load skips such a storage.
+    explicit DefinitionDirectory(const std::string& path);
+
+    const std::string& path() const { return dir; }
+    const std::set<std::string>& names() const { return listed; }
+    bool lists(const std::string& name) const { return listed.count(name) != 0; }
+
+    /// Reads a definition, which need not be listed, and keeps its verdict; the document goes to the caller.
+    /// REQUIRES: it has not been read before.
+    Definition load(const std::string& name);
+    /// Returns the verdict on a definition, reading it if that has not been done. Valid as long as this object.
+    const Verdict& verdict(const std::string& name);
+
+private:
+    std::string dir;
+    std::set<std::string> listed;
+    std::map<std::string, Verdict> verdicts;
+};
+
+} // namespace Kelvra::SCADA::Tool

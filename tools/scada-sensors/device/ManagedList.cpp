@@ -1,0 +1,166 @@
+#include "device/ManagedList.h"
+
+#include <kelvra/Text.h>
+#include <scada/Env.h>
+
+#include <algorithm>
+#include <array>
+#include <unordered_map>
+#include <utility>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+// A value without fault, put in the place of a faulty one so that the check goes on to the next.
+constexpr const char* PLACEHOLDER = "?";
+
+std::array<std::string, 3> memberNames() {
+    return {SensorMapEntry::JSON_ATTR_ID, SensorMapEntry::JSON_ATTR_SRC, SensorMapEntry::JSON_ATTR_SENSOR};
+}
+
+bool isFaultyMember(const Json::Value& element, const std::string& member) {
+    Json::Value probe(Json::objectValue);
+    for (const std::string& name : memberNames())
+        probe[name] = PLACEHOLDER;
+    probe.removeMember(member);
+    if (element.isMember(member))
+        probe[member] = element[member];
+    return !SensorMapEntry().LoadJson(probe, nullptr);
+}
+
+bool hasSeparator(const Json::Value& value) {
+    return value.isString() && value.asString().find('@') != std::string::npos;
+}
+
+// The faulty members in the order in which the library comes to them: separators are looked for last.
+std::vector<std::string> faultyMembers(const Json::Value& element) {
+    std::vector<std::string> members;
+    for (const std::string& name : memberNames()) {
+        if (isFaultyMember(element, name))
+            members.push_back(name);
+    }
+    std::stable_partition(members.begin(), members.end(),
+                          [&element](const std::string& name) { return !hasSeparator(element[name]); });
+    return members;
+}
+
+std::string writtenText(const Json::Value& element, const std::string& member) {
+    return element.isObject() && element[member].isString() ? element[member].asString() : "";
+}
+
+void readElement(ListElement* element) {
+    const Json::Value& value = *element->value;
+    std::vector<std::string> faulty;
+    element->valid = element->entry.LoadJson(value, nullptr);
+    if (!element->valid) {
+        if (!value.isObject())
+            return;
+        Json::Value mended = value;
+        faulty = faultyMembers(value);
+        for (const std::string& member : faulty)
+            mended[member] = PLACEHOLDER;
+        element->entry.LoadJson(mended, nullptr);
+    }
+    const auto isSound = [&faulty](const std::string& member) {
+        return std::find(faulty.begin(), faulty.end(), member) == faulty.end();
+    };
+    const bool hasSource = isSound(SensorMapEntry::JSON_ATTR_SRC);
+    element->hasKey = hasSource && isSound(SensorMapEntry::JSON_ATTR_ID);
+    element->hasDefinition = hasSource && isSound(SensorMapEntry::JSON_ATTR_SENSOR);
+}
+
+} // namespace
+
+ManagedList::ManagedList() : path(Env::inst().conf().getSensorMapFile()), content(path) {
+    if (isUsable())
+        readElements();
+}
+
+void ManagedList::readElements() {
+    // A key belongs to the first element that the library takes, else to the first one that has it.
+    std::unordered_map<std::string, Json::ArrayIndex> owners;
+    const Json::ArrayIndex count = content.root().size();
+    entries.reserve(count);
+    owners.reserve(count);
+    for (const Json::Value& value : content.root()) {
+        ListElement& element = entries.emplace_back();
+        element.index = static_cast<Json::ArrayIndex>(entries.size() - 1);
+        element.value = &value;
+        readElement(&element);
+        if (!element.hasKey)
+            continue;
+        Json::ArrayIndex& owner = owners.emplace(element.sensorKey(), element.index).first->second;
+        if (owner == element.index)
+            continue;
+        if (element.valid && !entries[owner].valid) {
+            entries[owner].repeats = element.index;
+            owner = element.index;
+        } else {
+            element.repeats = owner;
+        }
+    }
+    for (ListElement& element : entries) {
+        if (element.repeats)
+            element.repeats = owners.at(element.sensorKey());
+    }
+}
+
+const ListElement* ManagedList::find(const std::string& src, const std::string& id) const {
+    const auto element = std::find_if(entries.begin(), entries.end(), [&](const ListElement& one) {
+        return one.isInForce() && one.entry.src == src && one.entry.id == id;
+    });
+    return element == entries.end() ? nullptr : &*element;
+}
+
+std::vector<const ListElement*> ManagedList::findIdentifier(const std::string& id) const {
+    std::vector<const ListElement*> found;
+    for (const ListElement& element : entries) {
+        if (element.identifier() == id)
+            found.push_back(&element);
+    }
+    return found;
+}
+
+std::string ListElement::identifier() const {
+    return valid ? entry.id : normalisedIdentifier(writtenText(*value, SensorMapEntry::JSON_ATTR_ID));
+}
+
+std::string ListElement::source() const {
+    return valid ? entry.src : normalisedSource(writtenText(*value, SensorMapEntry::JSON_ATTR_SRC));
+}
+
+std::map<std::string, std::vector<std::string>> ManagedList::sensorsByDefinition() const {
+    std::map<std::string, std::vector<std::string>> sensors;
+    for (const ListElement& element : entries) {
+        if (element.isInForce())
+            sensors[element.definitionName()].push_back(element.sensorKey());
+    }
+    return sensors;
+}
+
+std::vector<ElementFault> faultsOf(const Json::Value& element) {
+    std::vector<ElementFault> faults;
+    std::string text;
+    if (!element.isObject()) {
+        SensorMapEntry().LoadJson(element, &text);
+        return {{"", text}};
+    }
+    Json::Value mended = element;
+    for (const std::string& member : faultyMembers(element)) {
+        SensorMapEntry().LoadJson(mended, &text);
+        faults.push_back({member, text});
+        mended[member] = PLACEHOLDER;
+    }
+    return faults;
+}
+
+std::string normalisedSource(const std::string& src) {
+    return Text::trim(src);
+}
+
+std::string normalisedIdentifier(const std::string& id) {
+    return Text::toLowerCase(Text::trim(id));
+}
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,77 @@
+#pragma once
+
+#include "text/JsonFile.h"
+
+#include <scada/SensorMapEntry.h>
+
+#include <json/value.h>
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Kelvra::SCADA::Tool {
+
+struct ListElement {
+    Json::ArrayIndex index;
+    const Json::Value* value;                ///< as written; valid as long as the list
+    SensorMapEntry entry;                    ///< the members that are without fault; the others hold a placeholder
+    bool valid;                              ///< whether the library takes it; it has a key and a definition name then
+    bool hasKey;                             ///< whether identifier and source are without fault
+    bool hasDefinition;                      ///< whether source and definition are without fault
+    std::optional<Json::ArrayIndex> repeats; ///< the element to which the same sensor key belongs
+
+    std::string sensorKey() const { return entry.src + "@" + entry.id; }
+    std::string definitionName() const { return entry.src + "/" + entry.sensor; }
+    /// The identifier and the source as they would be compared, which a faulty element may have too; empty without one.
+    std::string identifier() const;
+    std::string source() const;
+    /// Whether this is the element that the library uses for its sensor.
+    bool isInForce() const { return valid && !repeats; }
+};
+
+/// The managed-sensors list element by element. The file is read once; the library judges each element.
+class ManagedList {
+public:
+    /// Reads the file that Env names.
+    ManagedList();
+    ManagedList(const ManagedList&) = delete;
+    ManagedList& operator=(const ManagedList&) = delete;
+
+    const std::string& file() const { return path; }
+    const JsonFile& json() const { return content; }
+    /// Whether the file holds an array; there are no elements otherwise.
+    bool isUsable() const { return content.errors().empty() && content.root().isArray(); }
+    const std::vector<ListElement>& elements() const { return entries; }
+    Position positionOf(const ListElement& element) const { return content.positionOf(*element.value); }
+
+    /// Returns the element in force for a sensor, or null.
+    const ListElement* find(const std::string& src, const std::string& id) const;
+    /// Returns every element whose identifier is `id`, faulty and repeated ones too.
+    std::vector<const ListElement*> findIdentifier(const std::string& id) const;
+    /// Returns the keys of the managed sensors by the name of the definition that they use, in the order of the list.
+    std::map<std::string, std::vector<std::string>> sensorsByDefinition() const;
+
+private:
+    void readElements();
+
+    std::string path;
+    JsonFile content;
+    std::vector<ListElement> entries;
+};
+
+/// A fault of an element in the library's words.
+struct ElementFault {
+    std::string member; ///< empty when the element is not an object
+    std::string text;
+};
+
+/// Returns every fault of the element itself, none hidden behind another.
+std::vector<ElementFault> faultsOf(const Json::Value& element);
+
+/// Returns a source or an identifier as the library compares it with what is asked for.
+std::string normalisedSource(const std::string& src);
+std::string normalisedIdentifier(const std::string& id);
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "device/DefinitionDirectory.h"
+
+#include <scada/SensorDefinitions.h>
+
+#include <string>
+
+namespace Kelvra::SCADA::Tool {
+
+const char* wordOf(STORAGE_TYPE storage);
+
+/// The two storages of the device. A custom definition hides a default one of the same name.
+class Storages {
+public:
+    /// Lists the directories that Env names.
+    Storages();
+
+    DefinitionDirectory& of(STORAGE_TYPE storage) { return storage == STORAGE_CUSTOM ? custom : standard; }
+    const DefinitionDirectory& of(STORAGE_TYPE storage) const { return storage == STORAGE_CUSTOM ? custom : standard; }
+
+    /// Whether a storage lists the definition.
+    bool lists(const std::string& name) const { return custom.lists(name) || standard.lists(name); }
+    /// Returns the storage that decides about a definition. REQUIRES: one lists it.
+    STORAGE_TYPE decidingFor(const std::string& name) const;
+    DefinitionDirectory& directoryFor(const std::string& name) { return of(decidingFor(name)); }
+    bool isHiding(const std::string& name) const { return custom.lists(name) && standard.lists(name); }
+
+private:
+    DefinitionDirectory custom;
+    DefinitionDirectory standard;
+};
+
+} // namespace Kelvra::SCADA::Tool

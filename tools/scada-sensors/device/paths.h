@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+
+namespace Kelvra::SCADA::Tool {
+
+/// Returns the path of a definition's file in a directory of definitions.
+std::string definitionFile(const std::string& dir, const std::string& name);
+
+/// Returns the canonical path; what does not exist yet is taken as written. A path that cannot be resolved is returned
+/// as it is, with the reason in `*failure` (unless null), which is otherwise left alone.
+std::string canonicalPath(const std::string& path, std::string* failure = nullptr);
+
+/// Returns the path itself, or the nearest one above it that exists.
+std::string nearestExisting(const std::string& path);
+
+/// Whether a file may be written, or a directory be given entries.
+bool isWritable(const std::string& path);
+
+/// Whether a file may be read.
+bool isReadable(const std::string& path);
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "device/DefinitionDirectory.h"
+
+#include <optional>
+#include <string>
+
+namespace Kelvra::SCADA::Tool {
+
+/// The content of one definition in the custom storage as digests; that of a file that is missing or cannot be read is
+/// empty.
+struct InstalledFiles {
+    std::string document;
+    std::string decoder;
+
+    bool operator==(const InstalledFiles& other) const {
+        return document == other.document && decoder == other.decoder;
+    }
+};
+
+/// Returns what the custom storage holds for a name.
+InstalledFiles installedFiles(const std::string& name);
+
+/// Returns the document that an installation would write for a definition of its source, which is longer than the
+/// source's when that has no indentation. Nothing when the definition is not valid or has no decoder.
+std::optional<std::string> documentToInstall(const Definition& definition);
+
+/// Returns the path of an installed definition's decoder, which an import names after the definition.
+std::string installedDecoder(const std::string& name);
+
+} // namespace Kelvra::SCADA::Tool

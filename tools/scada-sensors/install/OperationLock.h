@@ -1,0 +1,33 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace Kelvra::SCADA::Tool {
+
+/// Keeps every other installation and removal on the same directories out while it lives. The lock files stand beside
+/// the staging and the custom directory and stay; a directory that exists is locked itself too. The system frees the
+/// locks of a holder that was killed.
+class OperationLock {
+public:
+    /// Makes the lock files and their directories where they are missing.
+    OperationLock();
+    ~OperationLock();
+    OperationLock(const OperationLock&) = delete;
+    OperationLock& operator=(const OperationLock&) = delete;
+
+    /// Returns why the lock is not held, or nothing.
+    const std::string& failure() const { return reason; }
+    /// Whether it is not held because another operation holds it.
+    bool isBusy() const { return busy; }
+
+private:
+    bool takeFile(const std::string& file);
+    bool takeDirectory(const std::string& directory);
+
+    std::vector<int> descriptors;
+    std::string reason;
+    bool busy = false;
+};
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,168 @@
+#include "install/Preflight.h"
+
+#include "check/sourceRules.h"
+#include "check/treeRules.h"
+#include "install/freeSpace.h"
+#include "install/importBlockers.h"
+#include "install/safeDirectories.h"
+#include "text/digest.h"
+#include "text/filled.h"
+#include "text/libraryTexts.h"
+
+#include <scada/SensorDefinitions.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <system_error>
+#include <utility>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+// Properties that are not objects do not exist for the queries.
+std::vector<PropertyChange> changedProperties(const Json::Value& former, const Json::Value& planned) {
+    std::vector<PropertyChange> changes;
+    for (const std::string& property : former.isObject() ? former.getMemberNames() : Json::Value::Members()) {
+        if (!former[property].isObject())
+            continue;
+        if (!planned.isMember(property) || !planned[property].isObject()) {
+            changes.push_back({property, "", {}, {}});
+            continue;
+        }
+        for (const char* member : {"type", "unit"}) {
+            if (former[property][member] != planned[property][member])
+                changes.push_back({property, member, former[property][member], planned[property][member]});
+        }
+    }
+    return changes;
+}
+
+bool isSameSize(const std::string& one, const std::string& other) {
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(one, error);
+    return !error && std::filesystem::file_size(other, error) == size && !error;
+}
+
+class Examination {
+public:
+    Examination(const InstallRequest& asked, Device& examined)
+        : request(asked), device(examined), source(asked.source) {}
+
+    Preflight run() {
+        Findings ofDefinitions;
+        for (const std::string& name : source.names())
+            append(examineDefinition(source.load(name)), &ofDefinitions);
+        append(space.shortage(), &result.findings);
+        if (!source.names().empty())
+            append(stagingBlockers(), &result.findings);
+        append(ofDefinitions, &result.findings);
+        const Findings tree = checkTree(source);
+        const Findings level = source.names().empty() ? checkSourceLevel(request.source, tree) : Findings();
+        // The level of the source explains every file that is not listed.
+        append(level.empty() ? tree : level, &result.findings);
+        return std::move(result);
+    }
+
+private:
+    Findings examineDefinition(const Definition& definition) {
+        PlannedDefinition planned;
+        planned.name = definition.name;
+        planned.decoderPath = definition.verdict.decoderPath;
+        const std::optional<std::string> document = documentToInstall(definition);
+        if (document)
+            planned.wanted.document = digestOf(*document);
+        space.add(definition, document);
+        Findings findings = checkSourceDefinition(request.source, definition);
+        append(importBlockers(definition.name), &findings);
+        append(examineFormer(definition, &planned), &findings);
+        planned.refused = errorCount(findings) != 0;
+        result.definitions.push_back(planned);
+        return findings;
+    }
+
+    // Compares with the definition of the same name that is in force now.
+    Findings examineFormer(const Definition& definition, PlannedDefinition* planned) {
+        Storages& storages = device.storages();
+        const std::string& name = definition.name;
+        planned->hidesDefault = storages.of(STORAGE_DEFAULT).lists(name);
+        if (!storages.lists(name))
+            return {};
+        const bool custom = storages.decidingFor(name) == STORAGE_CUSTOM;
+        const Definition former = storages.directoryFor(name).load(name);
+        const std::string& section = SensorDefinitions::JSON_PROPERTIES_SECTION;
+        if (former.verdict.valid && definition.verdict.valid)
+            planned->changes = changedProperties(former.document[section], definition.document[section]);
+        planned->effect = custom ? Effect::REPLACES : Effect::HIDES;
+        if (!custom)
+            return {};
+        planned->former = installedFiles(name);
+        Findings findings;
+        if (isInstalled(planned, former.verdict))
+            planned->effect = Effect::UNCHANGED;
+        else if (!former.verdict.valid)
+            findings.push_back({Rules::INSTALL_REPLACES_BROKEN, {former.file}, former.verdict.state, name});
+        else if (!request.allowOverwrite)
+            findings.push_back({Rules::INSTALL_ALREADY_INSTALLED,
+                                {former.file},
+                                filled(LibraryText::ALREADY_INSTALLED, {name}),
+                                name});
+        return findings;
+    }
+
+    // The source's decoder is read only when it may be the same: it may be very long.
+    static bool isInstalled(PlannedDefinition* planned, const Verdict& former) {
+        const std::string installed = installedDecoder(planned->name);
+        if (!former.valid || former.decoderPath != installed || planned->wanted.document != planned->former->document ||
+            !isSameSize(planned->decoderPath, installed))
+            return false;
+        planned->wanted.decoder = digestOfFile(planned->decoderPath);
+        return planned->wanted == *planned->former;
+    }
+
+    const InstallRequest& request;
+    Device& device;
+    DefinitionDirectory source;
+    SpaceNeeds space;
+    Preflight result;
+};
+
+} // namespace
+
+const char* wordOf(Effect effect) {
+    switch (effect) {
+    case Effect::NEW:
+        return "new";
+    case Effect::REPLACES:
+        return "replaces";
+    case Effect::HIDES:
+        return "hides";
+    case Effect::UNCHANGED:
+        break;
+    }
+    return "unchanged";
+}
+
+bool Preflight::isRefused() const {
+    return errorCount(findings) != 0;
+}
+
+bool Preflight::isUnchanged() const {
+    return !definitions.empty() && std::all_of(definitions.begin(), definitions.end(),
+                                               [](const auto& planned) { return planned.effect == Effect::UNCHANGED; });
+}
+
+// Whatever is wrong with the directories would be the cause of all that follows.
+Findings checkDirectories(const std::string& source) {
+    const Findings findings = unsafeDirectories(&source);
+    return findings.empty() ? checkSourceDirectory(source) : findings;
+}
+
+Preflight examine(const InstallRequest& request, Device& device) {
+    const Findings findings = checkDirectories(request.source);
+    return findings.empty() ? Examination(request, device).run() : Preflight{findings, {}};
+}
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "check/Finding.h"
+#include "device/Device.h"
+#include "install/InstalledFiles.h"
+
+#include <json/value.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Kelvra::SCADA::Tool {
+
+struct InstallRequest {
+    std::string source;
+    bool allowOverwrite = false;
+};
+
+/// What an installation does with a definition.
+enum class Effect { NEW, REPLACES, HIDES, UNCHANGED };
+
+const char* wordOf(Effect effect);
+
+/// A property that hosts may miss, or find changed, after an installation.
+struct PropertyChange {
+    std::string property;
+    std::string member; ///< the member that changes; empty when the property disappears
+    Json::Value from;
+    Json::Value to;
+};
+
+struct PlannedDefinition {
+    std::string name;
+    Effect effect = Effect::NEW;
+    bool hidesDefault = false; ///< whether there is a default definition of this name
+    bool refused = false;
+    std::string decoderPath;              ///< in the source
+    InstalledFiles wanted;                ///< what would be written; the decoder only as far as it has been read
+    std::optional<InstalledFiles> former; ///< what the custom storage holds, where it lists the definition
+    std::vector<PropertyChange> changes;
+};
+
+/// Everything that an installation asks before it changes anything: `install`, its dry run and the check of a source
+/// ask the same, in the same order.
+struct Preflight {
+    Findings findings; ///< an error refuses the whole installation
+    std::vector<PlannedDefinition> definitions;
+
+    bool isRefused() const;
+    /// Whether everything is installed already, to the byte.
+    bool isUnchanged() const;
+};
+
+/// Returns what the examination asks first: why the directories must not be worked on, or why there is no source. It
+/// must be asked before a lock is taken, which makes files beside the directories.
+Findings checkDirectories(const std::string& source);
+
+/// Examines the installation of a source and changes nothing.
+Preflight examine(const InstallRequest& request, Device& device);
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,108 @@
+#include "install/importBlockers.h"
+
+#include "device/DefinitionDirectory.h"
+#include "device/paths.h"
+#include "install/InstalledFiles.h"
+#include "text/filled.h"
+#include "text/libraryTexts.h"
+
+#include <scada/Env.h>
+
+#include <filesystem>
+#include <system_error>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// A link is followed when it is written to and not when the storage is listed.
+Findings blockersOnTheWay(const std::string& name, bool* reachable) {
+    const std::string custom = Env::inst().conf().getDfnCustomDir();
+    Findings findings;
+    *reachable = true;
+    std::error_code error;
+    for (std::size_t end = 0; end != std::string::npos && *reachable; end = name.find('/', end + 1)) {
+        const std::string level = end == 0 ? custom : custom + "/" + name.substr(0, end);
+        const bool stands = fs::exists(fs::symlink_status(level, error));
+        *reachable = fs::is_directory(fs::status(level, error));
+        if (!*reachable && (stands || !isWritable(nearestExisting(level))))
+            findings.push_back(
+                {Rules::INSTALL_DIRECTORY_BLOCKED, {level}, filled(LibraryText::DIRECTORY_NOT_MADE, {name}), name});
+        if (*reachable && end != 0 && fs::is_symlink(fs::symlink_status(level, error)))
+            findings.push_back(
+                {Rules::INSTALL_BEHIND_LINK, {level}, filled(LibraryText::FILE_NOT_COPIED, {name}), name});
+    }
+    return findings;
+}
+
+// What is not there can be written where its directory can; a regular file is written in place.
+bool takesDocument(const std::string& file) {
+    std::error_code error;
+    if (!fs::exists(file, error))
+        return isWritable(fs::path(file).parent_path().string());
+    return fs::is_regular_file(file, error) && isWritable(file);
+}
+
+// A copy is made in place of a file that may not be written, but not through a link that leads nowhere.
+bool takesDecoder(const std::string& file) {
+    std::error_code error;
+    if (fs::exists(file, error) ? !fs::is_regular_file(file, error) : fs::is_symlink(fs::symlink_status(file, error)))
+        return false;
+    return isWritable(file) || isWritable(fs::path(file).parent_path().string());
+}
+
+} // namespace
+
+Findings stagingBlockers() {
+    const std::string& staging = Env::inst().conf().getDfnStagingDir();
+    const std::string existing = nearestExisting(staging);
+    std::error_code error;
+    if (!fs::is_directory(existing, error) || !isWritable(existing))
+        return {{Rules::INSTALL_STAGING_CLOSED, {staging}, filled("The staging directory cannot be made or written.")}};
+    DefinitionDirectory staged(staging);
+    Findings findings;
+    for (const std::string& name : staged.names()) {
+        if (name.front() != '.')
+            continue;
+        const Verdict& verdict = staged.verdict(name);
+        const std::string file = definitionFile(staging, name);
+        // An import passes over what cannot be read; what throws ends it.
+        if (verdict.valid)
+            findings.push_back(
+                {Rules::INSTALL_STAGING_HIDDEN,
+                 {file},
+                 filled("The hidden definition [%s] in the staging directory is never removed and would be installed "
+                        "too.",
+                        {name})});
+        else if (verdict.abandoned)
+            findings.push_back(
+                {Rules::INSTALL_STAGING_HIDDEN,
+                 {file},
+                 filled("The hidden definition [%s] in the staging directory is never removed and would stop the "
+                        "import: %s",
+                        {name, verdict.state})});
+    }
+    return findings;
+}
+
+Findings importBlockers(const std::string& name) {
+    bool reachable = false;
+    Findings findings = blockersOnTheWay(name, &reachable);
+    if (!reachable)
+        return findings;
+    const std::string file = definitionFile(Env::inst().conf().getDfnCustomDir(), name);
+    std::error_code error;
+    if (fs::is_symlink(fs::symlink_status(file, error)))
+        findings.push_back({Rules::INSTALL_BEHIND_LINK, {file}, filled(LibraryText::FILE_NOT_COPIED, {name}), name});
+    else if (!takesDocument(file))
+        findings.push_back({Rules::INSTALL_FILE_BLOCKED, {file}, filled(LibraryText::FILE_NOT_SAVED, {name}), name});
+    const std::string decoder = installedDecoder(name);
+    if (!takesDecoder(decoder))
+        findings.push_back(
+            {Rules::INSTALL_DECODER_BLOCKED, {decoder}, filled(LibraryText::DECODER_NOT_COPIED, {name}), name});
+    return findings;
+}
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <initializer_list>
+#include <string>
+
+namespace Kelvra::SCADA::Tool {
+
+/// Returns `format` with each "%s" replaced by the next of `values`. Every message of the tool is made by it, so that
+/// a search for the message finds the code and docs/errors.md can be held against the sources.
+std::string filled(const char* format, std::initializer_list<std::string> values = {});
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace Kelvra::SCADA::Tool {
+
+/// Returns "1 fault", "2 faults" and so on.
+std::string counted(std::size_t count, const std::string& noun);
+
+bool startsWith(std::string_view text, std::string_view prefix);
+bool endsWith(std::string_view text, std::string_view suffix);
+
+} // namespace Kelvra::SCADA::Tool
