@@ -398,7 +398,7 @@ int runWithClosed(unsigned int closed) {
 
 class StandinClosedDescriptors : public testing::TestWithParam<unsigned int> {};
 
-TEST_P(StandinClosedDescriptors, areNoObstacle) {
+TEST_P(StandinClosedDescriptors, doNotInterfere) {
     std::fflush(nullptr);
     const pid_t child = fork();
     if (child == 0)

@@ -16,7 +16,7 @@ using namespace Kelvra::SCADA::Test;
 
 using Kelvra::SCADA::DefinitionsDeployment;
 
-enum class Outcome { INSTALLED, THREW, HID_THE_FAILURE, SYSTEM_FAILED };
+enum class Result { INSTALLED, THREW, HID_THE_FAILURE, SYSTEM_FAILED };
 
 constexpr int SHARES = 8;
 
@@ -46,19 +46,19 @@ protected:
         removeTree(custom + "/lora/acme/new-decoder");
     }
 
-    Outcome installWithoutAllocation(long nth) {
+    Result installWithoutAllocation(long nth) {
         std::string text;
         const AllocationFault fault(nth);
         try {
             DefinitionsDeployment().deploy(source, true, &text);
         } catch (const std::bad_alloc&) {
-            return Outcome::THREW;
+            return Result::THREW;
         } catch (const Json::Exception&) { // the JSON library's own for its texts
-            return Outcome::THREW;
+            return Result::THREW;
         }
         if (!fault.hit())
-            return Outcome::INSTALLED;
-        return fault.inSystem() ? Outcome::SYSTEM_FAILED : Outcome::HID_THE_FAILURE;
+            return Result::INSTALLED;
+        return fault.inSystem() ? Result::SYSTEM_FAILED : Result::HID_THE_FAILURE;
     }
 
     Snapshot otherDefinitions;
@@ -71,13 +71,13 @@ TEST_P(AllocationFailure, comesOutAndLeaksNothing) {
         SCOPED_TRACE(nth);
         removeInstalled();
         const long balance = liveAllocations();
-        const Outcome outcome = installWithoutAllocation(nth);
+        const Result outcome = installWithoutAllocation(nth);
         FakeSupport::inst().commands.clear();
-        if (outcome == Outcome::INSTALLED)
+        if (outcome == Result::INSTALLED)
             break;
-        ASSERT_NE(outcome, Outcome::HID_THE_FAILURE);
+        ASSERT_NE(outcome, Result::HID_THE_FAILURE);
         EXPECT_EQ(liveAllocations(), balance);
-        if (outcome == Outcome::THREW) { // else the start of the emptying may be what failed
+        if (outcome == Result::THREW) { // else the start of the emptying may be what failed
             EXPECT_EQ(snapshot(staging), Snapshot());
         }
         EXPECT_EQ(others(), otherDefinitions);

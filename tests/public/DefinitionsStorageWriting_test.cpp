@@ -348,14 +348,14 @@ TEST_F(StorageWriting, documentNestedBeyondTheReadersLimitIsWrittenAndThrown) {
 
 // What stands in the way
 
-struct Obstacle {
+struct Blocker {
     const char* name;
     void (*prepare)(const TempDir& dir);
     bool result;
     const char* text;
     std::map<std::string, std::string> changed; // below the temporary directory
 
-    friend void PrintTo(const Obstacle& row, std::ostream* out) { *out << row.name; }
+    friend void PrintTo(const Blocker& row, std::ostream* out) { *out << row.name; }
 };
 
 const std::string& documentWithDecoder() {
@@ -379,8 +379,8 @@ void failCp(Fault fault) {
     FakeSupport::inst().fault("cp", fault);
 }
 
-const std::vector<Obstacle>& obstacles() {
-    static const std::vector<Obstacle> rows{
+const std::vector<Blocker>& blockers() {
+    static const std::vector<Blocker> rows{
         {"storageIsAFile", [](const TempDir& d) { writeFile(d / "storage", "file"); }, false, NO_DIRECTORY, {}},
         {"familyIsAFile", [](const TempDir& d) { writeFile(d / "storage/lora", "file"); }, false, NO_DIRECTORY, {}},
         {"nameDirectoryIsAFifo", [](const TempDir& d) { makeFifo(d / "storage/lora/demo"); }, false, NO_DIRECTORY, {}},
@@ -502,7 +502,7 @@ const std::vector<Obstacle>& obstacles() {
     return rows;
 }
 
-class ImportAgainst : public StorageWriting, public ::testing::WithParamInterface<Obstacle> {
+class ImportAgainst : public StorageWriting, public ::testing::WithParamInterface<Blocker> {
 protected:
     void SetUp() override {
         StorageWriting::SetUp();
@@ -515,7 +515,7 @@ protected:
 
     std::map<std::string, std::string> expected;
 };
-INSTANTIATE_TEST_SUITE_P(Obstacles, ImportAgainst, ::testing::ValuesIn(obstacles()), rowName);
+INSTANTIATE_TEST_SUITE_P(Blockers, ImportAgainst, ::testing::ValuesIn(blockers()), rowName);
 
 TEST_P(ImportAgainst, leavesWhatItHadDone) {
     EXPECT_EQ(import(NAME, {parsed(PLAIN), dir / "source.js"}), GetParam().result);

@@ -73,8 +73,8 @@ std::vector<Plant> ofTheDirectories() {
          all({removal("source/lora"), file("source/pack/lora/demo/th1.json", GOOD)}),
          {"source/wrong-level"}},
         {"no_space", growDecoder, {"install/no-space"}},
-        {"staging_is_a_file", all({removal("staging"), file("staging", "")}), {"install/staging-closed"}},
-        {"staging_closed", mode("staging", 0555), {"install/staging-closed"}},
+        {"staging_is_a_file", all({removal("staging"), file("staging", "")}), {"install/staging-unwritable"}},
+        {"staging_closed", mode("staging", 0555), {"install/staging-unwritable"}},
         {"staging_with_hidden_definitions",
          all({file("staging/.old/v/a.json", R"({"properties": {}})"),
               file("staging/.old/v/b.json", nestedArrays(1001))}),
@@ -106,6 +106,10 @@ std::vector<Plant> ofTheSource() {
         {"name_too_long_for_its_decoder",
          file("source/lora/demo/" + std::string(248, 'n') + ".json", GOOD),
          {"source/bad-name"}},
+        {"name_that_begins_with_a_blank", file("source/lora/demo/ x.json", GOOD), {"source/bad-name"}},
+        {"members_that_become_one",
+         document("{\"decoder\": \"th1.js\", \"properties\": {\"\xff\": {\"a\": 1}, \"\xfe\": {\"a\": 2}}}"),
+         {"source/not-utf8"}},
         {"directory_unreadable",
          all({directory("source/lora/shut"), mode("source/lora/shut", 0)}),
          {"tree/directory-unreadable"}},
@@ -224,6 +228,15 @@ std::vector<std::string> rulesOf(const Json::Value& findings) {
     for (const Json::Value& finding : findings)
         rules.push_back(finding["rule"].asString());
     return rules;
+}
+
+std::vector<Plant> refusalsOfUnprintableNames() {
+    return {
+        {"name_that_is_not_utf8", file("source/lora/demo/x\xff.json", GOOD), {"source/bad-name"}},
+        {"decoder_name_with_nul",
+         document(R"({"decoder": "th1.js\u0000z", "properties": {}})"),
+         {"source/decoder-unreadable"}},
+    };
 }
 
 } // namespace Kelvra::SCADA::Test

@@ -24,6 +24,8 @@ void PrintTo(const Plant& row, std::ostream* out);
 
 /// What refuses the installation of PreflightTest's source.
 const std::vector<Plant>& refusals();
+/// The same with names that are shown to people in other letters.
+std::vector<Plant> refusalsOfUnprintableNames();
 /// What such an installation passes over: the check of the source counts it as a fault.
 const std::vector<Plant>& warnings();
 /// What is only told, and is no fault.

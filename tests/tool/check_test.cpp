@@ -201,62 +201,63 @@ struct ElementRow {
     std::vector<std::string> texts;
 };
 
+const std::vector<ElementRow> ELEMENTS = {
+    {"no_object", "[]", {"Corresponding json section is not an object. [list/element-not-an-object]"}},
+    {"everything_missing",
+     "{}",
+     {"Identifier of a managed sensor is not provided. [list/bad-identifier]",
+      "Source value is not specified for the [?] sensor. [list/bad-source]",
+      "Sensor definition is not specified for the [?] sensor. [list/bad-definition-name]"}},
+    {"no_strings",
+     R"({"id": 1, "src": null, "sensor": []})",
+     {"Specified sensor identifier is not a string. [list/bad-identifier]",
+      "Specified source value is not a string for the [?] sensor. [list/bad-source]",
+      "Sensor definition value is not a string for the [?] sensor. [list/bad-definition-name]"}},
+    {"blanks",
+     R"({"id": " B ", "src": " ", "sensor": ""})",
+     {"Specified source value is empty for the [b] sensor. [list/bad-source]",
+      "Specified sensor definition value is empty for the [b] sensor. [list/bad-definition-name]"}},
+    {"separators",
+     R"({"id": "X@y", "src": "s@t", "sensor": "d@e"})",
+     {"Invalid identifier [x@y] specified for a managed sensor sensor. [list/bad-identifier]",
+      "Invalid source value [s@t] specified for [?] the managed sensor sensor. [list/bad-source]",
+      "Invalid sensor definition [d@e] specified for the [?@?] managed sensor sensor. [list/bad-definition-name]"}},
+    {"separator_behind_a_missing_source",
+     R"({"id": "x@y", "sensor": "d@e"})",
+     {"Source value is not specified for the [x@y] sensor. [list/bad-source]",
+      "Invalid identifier [x@y] specified for a managed sensor sensor. [list/bad-identifier]",
+      "Invalid sensor definition [d@e] specified for the [?@?] managed sensor sensor. [list/bad-definition-name]"}},
+    {"definition_missing",
+     R"({"id": "1", "src": "lora", "sensor": "demo/nosuch"})",
+     {"Sensor definition [lora/demo/nosuch] not found. [list/definition-missing]"}},
+    {"definition_broken",
+     R"({"id": "2", "src": "lora", "sensor": "demo/broken"})",
+     {"Sensor definition [lora/demo/broken] is broken in the custom storage: Invalid sensor "
+      "definition [lora/demo/broken]: bad decoder path [../x]. [list/definition-broken]"}},
+    {"definition_nested_too_deep",
+     R"({"id": "3", "src": "lora", "sensor": "demo/deep"})",
+     {"Sensor definition [lora/demo/deep] is broken in the custom storage: Exceeded stackLimit in "
+      "readValue(). [list/definition-broken]"}},
+    {"definition_without_decoder",
+     R"({"id": "4", "src": "lora", "sensor": "demo/bare"})",
+     {"Sensor definition [lora/demo/bare] has no decoder. [list/no-decoder]"}},
+    {"definition_missing_behind_a_fault",
+     R"({"id": "c@d", "src": "lora", "sensor": "demo/nosuch"})",
+     {"Invalid identifier [c@d] specified for a managed sensor sensor. [list/bad-identifier]",
+      "Sensor definition [lora/demo/nosuch] not found. [list/definition-missing]"}},
+    {"duplicate_behind_a_fault",
+     R"({"id": "aa", "src": "lora", "sensor": "n@m"})",
+     {"Invalid sensor definition [n@m] specified for the [lora@aa] managed sensor sensor. "
+      "[list/bad-definition-name]",
+      "duplicate key id=[aa] src=[lora]. Skipping. The first one is element [0]. [list/duplicate]"}},
+    {"duplicate_with_a_missing_definition",
+     R"({"id": "aA", "src": "lora", "sensor": "demo/nosuch"})",
+     {"duplicate key id=[aa] src=[lora]. Skipping. The first one is element [0]. [list/duplicate]",
+      "Sensor definition [lora/demo/nosuch] not found. [list/definition-missing]"}},
+};
+
 const std::vector<ElementRow>& elements() {
-    static const std::vector<ElementRow> ROWS = {
-        {"no_object", "[]", {"Corresponding json section is not an object. [list/element-not-an-object]"}},
-        {"everything_missing",
-         "{}",
-         {"Identifier of a managed sensor is not provided. [list/bad-identifier]",
-          "Source value is not specified for the [?] sensor. [list/bad-source]",
-          "Sensor definition is not specified for the [?] sensor. [list/bad-definition-name]"}},
-        {"no_strings",
-         R"({"id": 1, "src": null, "sensor": []})",
-         {"Specified sensor identifier is not a string. [list/bad-identifier]",
-          "Specified source value is not a string for the [?] sensor. [list/bad-source]",
-          "Sensor definition value is not a string for the [?] sensor. [list/bad-definition-name]"}},
-        {"blanks",
-         R"({"id": " B ", "src": " ", "sensor": ""})",
-         {"Specified source value is empty for the [b] sensor. [list/bad-source]",
-          "Specified sensor definition value is empty for the [b] sensor. [list/bad-definition-name]"}},
-        {"separators",
-         R"({"id": "X@y", "src": "s@t", "sensor": "d@e"})",
-         {"Invalid identifier [x@y] specified for a managed sensor sensor. [list/bad-identifier]",
-          "Invalid source value [s@t] specified for [?] the managed sensor sensor. [list/bad-source]",
-          "Invalid sensor definition [d@e] specified for the [?@?] managed sensor sensor. [list/bad-definition-name]"}},
-        {"separator_behind_a_missing_source",
-         R"({"id": "x@y", "sensor": "d@e"})",
-         {"Source value is not specified for the [x@y] sensor. [list/bad-source]",
-          "Invalid identifier [x@y] specified for a managed sensor sensor. [list/bad-identifier]",
-          "Invalid sensor definition [d@e] specified for the [?@?] managed sensor sensor. [list/bad-definition-name]"}},
-        {"definition_missing",
-         R"({"id": "1", "src": "lora", "sensor": "demo/nosuch"})",
-         {"Sensor definition [lora/demo/nosuch] not found. [list/definition-missing]"}},
-        {"definition_broken",
-         R"({"id": "2", "src": "lora", "sensor": "demo/broken"})",
-         {"Sensor definition [lora/demo/broken] not found. It is broken in the custom storage: Invalid sensor "
-          "definition [lora/demo/broken]: bad decoder path [../x]. [list/definition-broken]"}},
-        {"definition_nested_too_deep",
-         R"({"id": "3", "src": "lora", "sensor": "demo/deep"})",
-         {"Sensor definition [lora/demo/deep] not found. It is broken in the custom storage: Exceeded stackLimit in "
-          "readValue(). [list/definition-broken]"}},
-        {"definition_without_decoder",
-         R"({"id": "4", "src": "lora", "sensor": "demo/bare"})",
-         {"Sensor definition [lora/demo/bare] has no decoder. [list/no-decoder]"}},
-        {"definition_missing_behind_a_fault",
-         R"({"id": "c@d", "src": "lora", "sensor": "demo/nosuch"})",
-         {"Invalid identifier [c@d] specified for a managed sensor sensor. [list/bad-identifier]",
-          "Sensor definition [lora/demo/nosuch] not found. [list/definition-missing]"}},
-        {"duplicate_behind_a_fault",
-         R"({"id": "aa", "src": "lora", "sensor": "n@m"})",
-         {"Invalid sensor definition [n@m] specified for the [lora@aa] managed sensor sensor. "
-          "[list/bad-definition-name]",
-          "duplicate key id=[aa] src=[lora]. Skipping. The first one is element [0]. [list/duplicate]"}},
-        {"duplicate_with_a_missing_definition",
-         R"({"id": "aA", "src": "lora", "sensor": "demo/nosuch"})",
-         {"duplicate key id=[aa] src=[lora]. Skipping. The first one is element [0]. [list/duplicate]",
-          "Sensor definition [lora/demo/nosuch] not found. [list/definition-missing]"}},
-    };
-    return ROWS;
+    return ELEMENTS;
 }
 
 class Check : public ToolTest {
@@ -397,7 +398,7 @@ INSTANTIATE_TEST_SUITE_P(
                     "2 faults in 1 definition and 2 list elements\n"},
         ListFileRow{"nested_too_deep", nestedArrays(1001),
                     "$T/list.json: error: Failed to parse the managed sensors list [$T/list.json]: Exceeded stackLimit "
-                    "in readValue(). [list/syntax]\n"
+                    "in readValue(). [list/too-deep]\n"
                     "1 fault in 1 definition and 0 list elements\n"}),
     rowName);
 
@@ -516,7 +517,7 @@ constexpr const char* THREE_FAULTS_AS_JSON = R"({
         "remedy" : "Correct the definition, or remove it if it hides a good default one.",
         "rule" : "list/definition-broken",
         "severity" : "error",
-        "text" : "Sensor definition [lora/demo/th1] not found. It is broken in the custom storage: Invalid syntax of the sensor definition [lora/demo/th1]."
+        "text" : "Sensor definition [lora/demo/th1] is broken in the custom storage: Invalid syntax of the sensor definition [lora/demo/th1]."
       },
       {
         "column" : 1,

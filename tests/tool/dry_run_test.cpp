@@ -102,18 +102,18 @@ $T/source/other/f/a.json: error: Only LoRaWAN sensors are currently supported. [
     EXPECT_EQ(result.err, refusal(3));
 }
 
-struct ObstacleRow {
+struct BlockerRow {
     const char* name;
     std::string definition;
     const char* rule;
     const char* text; ///< "$N" stands for the definition
 };
 
-void PrintTo(const ObstacleRow& row, std::ostream* out) {
+void PrintTo(const BlockerRow& row, std::ostream* out) {
     *out << row.name;
 }
 
-class Obstacle : public DryRun, public ::testing::WithParamInterface<ObstacleRow> {};
+class Blocker : public DryRun, public ::testing::WithParamInterface<BlockerRow> {};
 
 // Returns what the library itself says of an installation without the tool's examination.
 std::string libraryError(const TempDir& temp) {
@@ -129,7 +129,7 @@ std::string libraryError(const TempDir& temp) {
 }
 
 // What the library meets only in the middle of an installation.
-TEST_P(Obstacle, isForeseenInTheWordsOfTheLibrary) {
+TEST_P(Blocker, isForeseenInTheWordsOfTheLibrary) {
     writeFile(temp / "custom/lora/file", "");
     makeLink(temp / "source", temp / "custom/lora/link");
     makeLink(temp / "list.json", temp / "custom/lora/demo/link.json");
@@ -155,22 +155,22 @@ TEST_P(Obstacle, isForeseenInTheWordsOfTheLibrary) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Tool, Obstacle,
-    ::testing::Values(ObstacleRow{"file_instead_of_directory", "lora/file/x", "install/directory-blocked",
-                                  "Failed to create a directory while importing [$N] definition."},
-                      ObstacleRow{"link_to_directory", "lora/link/x", "install/behind-link",
-                                  "File copying error while importing [$N] definition."},
-                      ObstacleRow{"link_to_file", "lora/demo/link", "install/behind-link",
-                                  "File copying error while importing [$N] definition."},
-                      ObstacleRow{"directory_instead_of_file", "lora/demo/dir", "install/file-blocked",
-                                  "File saving error while importing [$N] definition."},
-                      ObstacleRow{"directory_instead_of_decoder", "lora/demo/decoder", "install/decoder-blocked",
-                                  "File copying error while importing decoder for the [$N] definition."},
-                      ObstacleRow{"name_too_long_for_its_decoder", "lora/demo/" + std::string(248, 'n'),
-                                  "source/bad-name",
-                                  "File copying error while importing decoder for the [$N] definition."},
-                      ObstacleRow{"backslash", "lora/demo/x\\y", "source/bad-name",
-                                  "File copying error while importing [$N] definition."}),
+    Tool, Blocker,
+    ::testing::Values(BlockerRow{"file_instead_of_directory", "lora/file/x", "install/directory-blocked",
+                                 "Failed to create a directory while importing [$N] definition."},
+                      BlockerRow{"link_to_directory", "lora/link/x", "install/behind-link",
+                                 "File copying error while importing [$N] definition."},
+                      BlockerRow{"link_to_file", "lora/demo/link", "install/behind-link",
+                                 "File copying error while importing [$N] definition."},
+                      BlockerRow{"directory_instead_of_file", "lora/demo/dir", "install/file-blocked",
+                                 "File saving error while importing [$N] definition."},
+                      BlockerRow{"directory_instead_of_decoder", "lora/demo/decoder", "install/decoder-blocked",
+                                 "File copying error while importing decoder for the [$N] definition."},
+                      BlockerRow{"name_too_long_for_its_decoder", "lora/demo/" + std::string(248, 'n'),
+                                 "source/bad-name",
+                                 "File copying error while importing decoder for the [$N] definition."},
+                      BlockerRow{"backslash", "lora/demo/x\\y", "source/bad-name",
+                                 "File copying error while importing [$N] definition."}),
     rowName);
 
 constexpr const char* REFUSED = "lora/demo/th1: refused (new)\n    used by sensor lora@aa\n1 definition: 1 refused\n";
@@ -222,7 +222,7 @@ constexpr const char* NO_DOCUMENT = "$T/custom/lora/demo/th1.json: error: File s
 constexpr const char* NO_DECODER = "$T/custom/lora/demo/th1-decoder: error: File copying error while importing decoder "
                                    "for the [lora/demo/th1] definition. [install/decoder-blocked]";
 constexpr const char* NO_STAGING =
-    "$T/staging: error: The staging directory cannot be made or written. [install/staging-closed]";
+    "$T/staging: error: The staging directory cannot be made or written. [install/staging-unwritable]";
 
 INSTANTIATE_TEST_SUITE_P(
     Tool, Blocked,

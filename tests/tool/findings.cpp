@@ -13,7 +13,7 @@ struct Remedy {
 
 constexpr Remedy REMEDIES[] = {
     {"storage/not-configured", "Give the directory with its option."},
-    {"storage/missing", "Correct the path, or leave it: an installation makes the custom storage."},
+    {"storage/missing", "Correct the path, or ignore this: an installation makes the custom storage."},
     {"storage/unreachable", "Correct the owner or the mode, or run the tool as a user who may read it."},
     {"storage/not-a-directory", "Correct the path, or move the file out of the way."},
     {"storage/hides-default", "Remove the custom definition to use the default one."},
@@ -33,6 +33,7 @@ constexpr Remedy REMEDIES[] = {
     {"definition/property-not-an-object", "Describe the property with an object; queries ignore it otherwise."},
     {"list/unreadable", "Provide the list, or correct the path or its mode."},
     {"list/syntax", "Correct the file at this place."},
+    {"list/too-deep", "Nest the document less deeply."},
     {"list/not-an-array", "Put the elements into a JSON array."},
     {"list/element-not-an-object", "Make the element an object with \"id\", \"src\" and \"sensor\"."},
     {"list/bad-identifier", "Give \"id\" a text without \"@\" that is not blank."},
@@ -50,10 +51,12 @@ constexpr Remedy REMEDIES[] = {
     {"source/no-decoder", "Add the decoder file and name it in \"decoder\"."},
     {"source/decoder-outside", "Put the decoder file itself into the source."},
     {"source/decoder-unreadable", "Correct the owner or the mode, or run the tool as a user who may read it."},
-    {"source/bad-name", "Rename the definition: without \"\\\", and short enough for \"-decoder\" behind it."},
+    {"source/bad-name",
+     "Rename the definition: UTF-8, no backslash, no blank in front, and short enough to append -decoder."},
+    {"source/not-utf8", "Save the definition as UTF-8."},
     {"install/unsafe-directory", "Give another directory with its option."},
     {"install/no-space", "Free some space, or install less at a time."},
-    {"install/staging-closed",
+    {"install/staging-unwritable",
      "Correct the owner or the mode, remove what is in the way, or give another directory with --staging-dir."},
     {"install/staging-hidden", "Remove the hidden directory from the staging directory."},
     {"install/directory-blocked", "Remove what is in the way, or correct the owner or the mode of the directory."},
@@ -61,7 +64,7 @@ constexpr Remedy REMEDIES[] = {
     {"install/file-blocked", "Remove what is in the way, or correct the owner or the mode of the file."},
     {"install/decoder-blocked", "Remove what is in the way, or correct the owner or the mode of the file."},
     {"install/already-installed", "Install with --allow-overwrite, or remove the custom definition first."},
-    {"install/replaces-broken", "Nothing: the installation replaces it."},
+    {"install/replaces-broken", "Nothing to do: the installation replaces it."},
 };
 
 } // namespace

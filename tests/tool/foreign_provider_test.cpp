@@ -10,8 +10,7 @@ namespace {
 using namespace Kelvra::SCADA::Test;
 using ::testing::HasSubstr;
 
-constexpr const char* NOTE =
-    "scada-sensors: --log-level has no effect: this device's support library sets the log levels\n";
+constexpr const char* NOTE = "scada-sensors: log levels cannot be changed: this device's support library sets them\n";
 
 /// The tool with a device's support library, which has the contract's functions and no switch for levels.
 class ForeignProvider : public ToolTest {

@@ -1,5 +1,6 @@
 #include "ToolProcess.h"
 #include "ToolTest.h"
+#include "findings.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -132,7 +133,9 @@ TEST_F(SlowCopies, anInstallationThatFailedHalfWaySaysWhatItLeft) {
                                                    "--allow-overwrite, which completes what was begun\n"));
     failCopiesTo("none");
     EXPECT_EQ(run({"install", temp / "source", "--allow-overwrite"}).out,
-              "installed lora/demo/b\ninstalled lora/demo/c\nunchanged lora/demo/a\n");
+              withRemedies("$T/custom/lora/demo/b.json: note: Invalid sensor definition [lora/demo/b]: no decoder file "
+                           "found. [install/replaces-broken]\n") +
+                  "installed lora/demo/b\ninstalled lora/demo/c\nunchanged lora/demo/a\n");
 }
 
 TEST_F(SlowCopies, anInstallationThatFailedAtItsStagingChangedNothing) {
@@ -150,6 +153,7 @@ TEST_F(SlowCopies, anInstallationThatFailedAtItsStagingChangedNothing) {
   "result" : 
   {
     "advice" : "nothing has been changed",
+    "findings" : [],
     "incomplete" : [],
     "installed" : [],
     "not_installed" : [ "lora/demo/a", "lora/demo/b", "lora/demo/c" ],

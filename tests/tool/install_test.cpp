@@ -63,6 +63,7 @@ TEST_F(Install, answersPrograms) {
   "format_version" : 2,
   "result" : 
   {
+    "findings" : [],
     "incomplete" : [],
     "installed" : [ "lora/demo/th1" ],
     "not_installed" : [],
@@ -84,6 +85,7 @@ TEST_F(Install, installsNothingFromAnEmptySource) {
   "format_version" : 2,
   "result" : 
   {
+    "findings" : [],
     "incomplete" : [],
     "installed" : [],
     "not_installed" : [],

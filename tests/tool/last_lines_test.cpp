@@ -234,6 +234,8 @@ protected:
         addDefinition(right, "lora/demo/th1");
         StorageBuilder other(temp / "strange");
         addDefinition(other, "family/demo/deeper/th1");
+        writeFile(temp / "broken/pack/lora/demo/th1.json", "{");
+        writeFile(temp / "suffix/lora/demo/th1.JSON", "{}");
         addDefinition(custom, "lora/demo/th1", "Cellar");
     }
 };
@@ -270,8 +272,12 @@ INSTANTIATE_TEST_SUITE_P(
                       LevelRow{"maker", "$T/packs/one/lora/demo", LEVEL_TEXT "[$T/packs/one] instead."},
                       LevelRow{"parent_of_two", "$T/both", LEVEL_TEXT "[$T/both/left] or [$T/both/right] instead."},
                       LevelRow{"no_family", "$T/strange",
-                               "There is no definition at lora/MAKER/MODEL.json, but one at another level: "
-                               "[$T/strange/family/demo/deeper/th1.json]."}),
+                               "There is no definition at lora/MAKER/MODEL.json, but "
+                               "[$T/strange/family/demo/deeper/th1.json] looks like one."},
+                      LevelRow{"broken", "$T/broken", LEVEL_TEXT "[$T/broken/pack] instead."},
+                      LevelRow{"another_suffix", "$T/suffix",
+                               "There is no definition at lora/MAKER/MODEL.json, but [$T/suffix/lora/demo/th1.JSON] "
+                               "looks like one."}),
     rowName);
 
 // --- what is installed already
@@ -316,7 +322,8 @@ TEST_F(Installed, isToldToPrograms) {
     const ToolRun result = run({"install", temp / "source", "--json"});
     const Json::Value answer = parsed(result.out);
     EXPECT_EQ(answer["code"], "done");
-    EXPECT_EQ(answer["result"], parsed(R"({"installed": [], "unchanged": ["lora/demo/th1"], "incomplete": [],
+    EXPECT_EQ(answer["result"],
+              parsed(R"({"findings": [], "installed": [], "unchanged": ["lora/demo/th1"], "incomplete": [],
                                            "not_installed": []})"));
 }
 

@@ -44,6 +44,11 @@ std::string noSection(const std::string& dir) {
     return textOfStorage(dir + "/custom");
 }
 
+std::string noDecoderFile(const std::string& dir) {
+    StorageBuilder(dir + "/custom").definition(NAME, R"({"decoder": "none.js", "properties": {}})");
+    return textOfStorage(dir + "/custom");
+}
+
 std::string noProperty(const std::string& dir) {
     StorageBuilder(dir + "/custom").definition(NAME, GOOD);
     std::string text;
@@ -165,6 +170,7 @@ const std::vector<TextRow>& texts() {
     static const std::vector<TextRow> ROWS = {
         {"DEFINITION_NOT_FOUND", noDefinition, filled(LibraryText::DEFINITION_NOT_FOUND, {NAME})},
         {"NO_SECTION", noSection, filled(LibraryText::NO_SECTION, {NAME, "properties"})},
+        {"NO_DECODER_FILE", noDecoderFile, filled(LibraryText::NO_DECODER_FILE, {NAME})},
         {"PROPERTY_NOT_FOUND", noProperty, filled(LibraryText::PROPERTY_NOT_FOUND, {NAME, "gone"})},
         {"SOURCE_MISSING", textOfDeployment, filled(LibraryText::SOURCE_MISSING)},
         {"SOURCE_NOT_A_DIRECTORY", sourceIsAFile, filled(LibraryText::SOURCE_NOT_A_DIRECTORY)},

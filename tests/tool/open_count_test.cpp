@@ -108,12 +108,17 @@ std::vector<std::string> forInstallationOf(const std::string& source) {
 
 INSTANTIATE_TEST_SUITE_P(
     Tool, Reading,
-    ::testing::Values(ReadingRow{"list", {"list"}, 0, IN_FORCE}, ReadingRow{"show", {"show", "lora/demo/th1"}, 0, {}},
-                      ReadingRow{"show_property", {"show", "lora/demo/th1", "temperature"}, 0, {}},
+    ::testing::Values(ReadingRow{"list", {"list"}, 0, IN_FORCE},
+                      ReadingRow{"show", {"show", "lora/demo/th1"}, 0, {"custom/lora/demo/th1.json"}},
+                      ReadingRow{
+                          "show_property", {"show", "lora/demo/th1", "temperature"}, 0, {"custom/lora/demo/th1.json"}},
                       ReadingRow{"show_broken", {"show", "lora/demo/broken"}, 1, {}},
                       ReadingRow{"check", {"check"}, 1, ALL}, ReadingRow{"sensors", {"sensors"}, 0, IN_USE},
-                      ReadingRow{"resolve", {"resolve", "lora", "CC"}, 0, {"list.json"}},
-                      ReadingRow{"resolve_property", {"resolve", "lora", "CC", "temperature"}, 0, {"list.json"}},
+                      ReadingRow{"resolve", {"resolve", "lora", "CC"}, 0, {"list.json", "default/lora/demo/th2.json"}},
+                      ReadingRow{"resolve_property",
+                                 {"resolve", "lora", "CC", "temperature"},
+                                 0,
+                                 {"list.json", "default/lora/demo/th2.json"}},
                       ReadingRow{"resolve_unmanaged", {"resolve", "lora", "00"}, 4, {"list.json"}},
                       ReadingRow{"check_source", {"check", "$T/source"}, 1, OF_SOURCE},
                       ReadingRow{"dry_run", {"install", "$T/source", "--dry-run"}, 5, forInstallationOf("source")},
@@ -126,6 +131,15 @@ INSTANTIATE_TEST_SUITE_P(
                                  0,
                                  forInstallationOf("upload")}),
     rowName);
+
+// Nothing is judged where nothing was written.
+TEST_F(OpenCountTest, anUnchangedInstallationOpensNoFileMoreThanTwice) {
+    openingsOf({"install", "$T/upload", "--allow-overwrite"}, 0);
+    const Openings openings = openingsOf({"install", "$T/upload"}, 0);
+    EXPECT_FALSE(openings.empty());
+    for (const auto& [path, count] : openings)
+        EXPECT_LE(count, 2) << path;
+}
 
 // The tool opens a file once: it checks the source and keeps what it needs to judge the result. The library opens it
 // once more: it reads the definitions itself and copies the decoders with cp, which counts too.

@@ -43,6 +43,7 @@ TEST_P(RefusedSource, isRefusedInTheSameLines) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Tool, RefusedSource, ::testing::ValuesIn(refusals()), rowName);
+INSTANTIATE_TEST_SUITE_P(Unprintable, RefusedSource, ::testing::ValuesIn(refusalsOfUnprintableNames()), rowName);
 
 class AcceptedSource : public PreflightTest {
 protected:
@@ -57,9 +58,10 @@ protected:
         EXPECT_EQ(parsed(check.out)["result"]["findings"], findings);
         EXPECT_EQ(dryRun.status, 0);
         EXPECT_EQ(check.status, statusOfCheck);
-        const ToolRun installation = runOnSource("install", row);
+        const ToolRun installation = runOnSource("install", row, {"--json"});
         EXPECT_EQ(installation.status, 0);
-        EXPECT_EQ(installation.out, "installed lora/demo/th1\n");
+        EXPECT_EQ(parsed(installation.out)["result"]["findings"], findings);
+        EXPECT_EQ(parsed(installation.out)["result"]["installed"], parsed(R"(["lora/demo/th1"])"));
         EXPECT_EQ(installation.err, "");
         EXPECT_EQ(treeOf(temp / "custom/lora/demo"), (std::set<std::string>{"th1-decoder", "th1.json"}));
     }

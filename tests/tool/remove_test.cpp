@@ -110,7 +110,7 @@ INSTANTIATE_TEST_SUITE_P(
                   {".hidden", "lora", "lora/demo", "lora/demo/bare.json"}},
         RemoveRow{"goes_on_after_an_unknown_name",
                   {"lora/demo/none", "lora/demo/th1"},
-                  4,
+                  1,
                   "not removed lora/demo/none: Sensor definition [lora/demo/none] not found.\n"
                   "removed lora/demo/th1; the default definition is in force again\n",
                   "scada-sensors: 1 definition not removed\n",

@@ -264,6 +264,17 @@ TEST_F(Resolve, asksForTheSourceOfAnIdentifierThatIsNotUnique) {
                           "source too.\n");
 }
 
+TEST_F(Resolve, asksForAnIdentifierThatIsNotBlank) {
+    writeList({R"({"src": "lora", "sensor": "demo/th1"})", "7"});
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"resolve", ""}, {"resolve", "  "}, {"resolve", "lora", ""}}) {
+        const ToolRun result = run(arguments);
+        EXPECT_EQ(result.status, 2);
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(result.err, "scada-sensors: ID is blank\n");
+    }
+}
+
 TEST_F(Resolve, theSampleSensorThroughTheOverridingDefinition) {
     const std::string examples = SCADA_EXAMPLES;
     const ToolRun result = run({"resolve", "lora", "02A1F00000007411", "temperature", "--json", "--default-dir",

@@ -37,6 +37,7 @@ constexpr const Rule* RULES[] = {&Rules::STORAGE_NOT_CONFIGURED,
                                  &Rules::DEFINITION_PROPERTY_NOT_AN_OBJECT,
                                  &Rules::LIST_UNREADABLE,
                                  &Rules::LIST_SYNTAX,
+                                 &Rules::LIST_TOO_DEEP,
                                  &Rules::LIST_NOT_AN_ARRAY,
                                  &Rules::LIST_ELEMENT_NOT_AN_OBJECT,
                                  &Rules::LIST_BAD_IDENTIFIER,
@@ -54,9 +55,10 @@ constexpr const Rule* RULES[] = {&Rules::STORAGE_NOT_CONFIGURED,
                                  &Rules::SOURCE_DECODER_OUTSIDE,
                                  &Rules::SOURCE_DECODER_UNREADABLE,
                                  &Rules::SOURCE_BAD_NAME,
+                                 &Rules::SOURCE_NOT_UTF8,
                                  &Rules::INSTALL_UNSAFE_DIRECTORY,
                                  &Rules::INSTALL_NO_SPACE,
-                                 &Rules::INSTALL_STAGING_CLOSED,
+                                 &Rules::INSTALL_STAGING_UNWRITABLE,
                                  &Rules::INSTALL_STAGING_HIDDEN,
                                  &Rules::INSTALL_DIRECTORY_BLOCKED,
                                  &Rules::INSTALL_BEHIND_LINK,
@@ -142,6 +144,7 @@ const std::vector<Plant>& plantsOfLists() {
     static const std::vector<Plant> ROWS = {
         {"list_missing", nothing, {"list/unreadable"}, {"--map", "$T/none"}},
         {"list_with_syntax_error", listWith("1 2"), {"list/syntax"}},
+        {"list_nested_too_deep", listWith(nestedArrays(1001)), {"list/too-deep"}},
         {"list_is_no_array",
          [](const std::string& dir) { writeFile(dir + "/list.json", "{}"); },
          {"list/not-an-array"}},
@@ -270,6 +273,18 @@ TEST(RuleTable, hasARowForEachRule) {
     for (const Rule* rule : RULES)
         known.insert(rule->id);
     EXPECT_EQ(known, ids);
+}
+
+// The page that explains the rules has their severities and remedies.
+TEST(RuleTable, isTheOneOfTheDocuments) {
+    const std::string page = readFile(SCADA_DOCS "/errors.md");
+    for (const Rule* rule : RULES) {
+        const std::size_t row = page.find(std::string("\n| `") + rule->id + "` | " + wordOf(rule->severity) + " | ");
+        ASSERT_NE(row, std::string::npos) << rule->id;
+        const std::string remedy = std::string(" | ") + rule->remedy + " |";
+        const std::size_t end = page.find('\n', row + 1);
+        EXPECT_EQ(page.substr(end - remedy.size(), remedy.size()), remedy) << rule->id;
+    }
 }
 
 } // namespace

@@ -96,7 +96,7 @@ INSTANTIATE_TEST_SUITE_P(Tool, UselessList,
                                            UselessRow{"an_object", "{}", ":1:1", "list/not-an-array",
                                                       "Failed to parse the managed sensors list [$T/list.json]: "
                                                       "json is not an array object"},
-                                           UselessRow{"nested_too_deep", nestedArrays(1001), "", "list/syntax",
+                                           UselessRow{"nested_too_deep", nestedArrays(1001), "", "list/too-deep",
                                                       "Failed to parse the managed sensors list [$T/list.json]: "
                                                       "Exceeded stackLimit in readValue()."}),
                          rowName);

@@ -12,7 +12,7 @@ namespace Kelvra::SCADA::Tool {
 class AlignedColumns {
 public:
     /// Adds a row. Every row has as many cells as the first.
-    void add(const std::vector<std::string>& cells);
+    void add(const std::vector<std::string>& row);
     std::string text() const;
 
 private:

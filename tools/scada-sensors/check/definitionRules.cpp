@@ -72,6 +72,15 @@ Findings checkMembers(const Definition& definition, const JsonFile& json) {
     return findings;
 }
 
+Findings locateFaults(const Definition& definition, const JsonFile& json) {
+    if (!json.errors().empty())
+        return checkUnreadable(definition, json);
+    if (json.root().isObject())
+        return checkMembers(definition, json);
+    return {
+        {Rules::DEFINITION_NOT_AN_OBJECT, {definition.file, json.positionOf(json.root())}, definition.verdict.state}};
+}
+
 } // namespace
 
 Findings checkDefinition(const Definition& definition) {
@@ -82,14 +91,11 @@ Findings checkDefinition(const Definition& definition) {
 Findings checkDefinition(const Definition& definition, DefinitionPlaces* places) {
     if (isSound(definition))
         return {};
-    const JsonFile& json = places->json();
-    if (!json.errors().empty())
-        return checkUnreadable(definition, json);
-    if (!json.root().isObject())
-        return {{Rules::DEFINITION_NOT_AN_OBJECT,
-                 {definition.file, json.positionOf(json.root())},
-                 definition.verdict.state}};
-    return checkMembers(definition, json);
+    const Findings findings = locateFaults(definition, places->json());
+    if (definition.verdict.valid || errorCount(findings) != 0)
+        return findings;
+    // The file has been corrected since the library read it; its verdict counts.
+    return {{Rules::DEFINITION_SYNTAX, {definition.file}, definition.verdict.state}};
 }
 
 } // namespace Kelvra::SCADA::Tool

@@ -37,14 +37,13 @@ struct DefinitionFault {
 };
 
 std::optional<DefinitionFault> checkNamedDefinition(Storages& storages, const std::string& name) {
-    const std::string notFound = filled(LibraryText::DEFINITION_NOT_FOUND, {name});
     if (!storages.lists(name))
-        return DefinitionFault{&Rules::LIST_DEFINITION_MISSING, notFound};
+        return DefinitionFault{&Rules::LIST_DEFINITION_MISSING, filled(LibraryText::DEFINITION_NOT_FOUND, {name})};
     const Verdict& verdict = storages.directoryFor(name).verdict(name);
     if (!verdict.valid)
         return DefinitionFault{&Rules::LIST_DEFINITION_BROKEN,
-                               filled("%s It is broken in the %s storage: %s",
-                                      {notFound, wordOf(storages.decidingFor(name)), verdict.state})};
+                               filled("Sensor definition [%s] is broken in the %s storage: %s",
+                                      {name, wordOf(storages.decidingFor(name)), verdict.state})};
     if (verdict.decoderPath.empty())
         return DefinitionFault{&Rules::LIST_NO_DECODER, filled("Sensor definition [%s] has no decoder.", {name})};
     return std::nullopt;
@@ -60,7 +59,7 @@ Findings checkListFile(const ManagedList& list) {
                  filled(LibraryText::LIST_NOT_OPENED, {list.file()}) + ": " + json.errors()[0].text}};
     Findings findings;
     for (const JsonFile::Error& error : json.errors())
-        findings.push_back({Rules::LIST_SYNTAX,
+        findings.push_back({json.isAbandoned() ? Rules::LIST_TOO_DEEP : Rules::LIST_SYNTAX,
                             {list.file(), error.position},
                             filled(LibraryText::LIST_NOT_PARSED, {list.file(), error.text})});
     if (findings.empty() && !list.isUsable())

@@ -24,23 +24,24 @@ struct Rule {
 /// The table of rules. docs/errors.md explains each.
 namespace Rules {
 
-inline constexpr const char* SET_RIGHTS = "Correct the owner or the mode, or run the tool as a user who may read it.";
+inline constexpr const char* SET_PERMISSIONS =
+    "Correct the owner or the mode, or run the tool as a user who may read it.";
 inline constexpr const char* CORRECT_SYNTAX = "Correct the file at this place.";
 
 // The storages
 inline constexpr Rule STORAGE_NOT_CONFIGURED = {"storage/not-configured", Severity::NOTE,
                                                 "Give the directory with its option."};
 inline constexpr Rule STORAGE_MISSING = {"storage/missing", Severity::NOTE,
-                                         "Correct the path, or leave it: an installation makes the custom storage."};
-inline constexpr Rule STORAGE_UNREACHABLE = {"storage/unreachable", Severity::ERROR, SET_RIGHTS};
+                                         "Correct the path, or ignore this: an installation makes the custom storage."};
+inline constexpr Rule STORAGE_UNREACHABLE = {"storage/unreachable", Severity::ERROR, SET_PERMISSIONS};
 inline constexpr Rule STORAGE_NOT_A_DIRECTORY = {"storage/not-a-directory", Severity::ERROR,
                                                  "Correct the path, or move the file out of the way."};
 inline constexpr Rule STORAGE_HIDES_DEFAULT = {"storage/hides-default", Severity::NOTE,
                                                "Remove the custom definition to use the default one."};
 
 // Files that are not listed
-inline constexpr Rule TREE_DIRECTORY_UNREADABLE = {"tree/directory-unreadable", Severity::ERROR, SET_RIGHTS};
-inline constexpr Rule TREE_ENTRY_UNREADABLE = {"tree/entry-unreadable", Severity::ERROR, SET_RIGHTS};
+inline constexpr Rule TREE_DIRECTORY_UNREADABLE = {"tree/directory-unreadable", Severity::ERROR, SET_PERMISSIONS};
+inline constexpr Rule TREE_ENTRY_UNREADABLE = {"tree/entry-unreadable", Severity::ERROR, SET_PERMISSIONS};
 inline constexpr Rule TREE_BEHIND_LINK = {"tree/behind-link", Severity::WARNING,
                                           "Replace the link by the file or directory itself."};
 inline constexpr Rule TREE_WRONG_LEVEL = {"tree/wrong-level", Severity::WARNING,
@@ -50,19 +51,19 @@ inline constexpr Rule TREE_NOT_A_FILE = {"tree/not-a-file", Severity::WARNING,
                                          "Put a regular file in its place, or remove it."};
 
 // One definition
-inline constexpr Rule DEFINITION_UNREADABLE = {"definition/unreadable", Severity::ERROR, SET_RIGHTS};
+inline constexpr Rule DEFINITION_UNREADABLE = {"definition/unreadable", Severity::ERROR, SET_PERMISSIONS};
 inline constexpr Rule DEFINITION_SYNTAX = {"definition/syntax", Severity::ERROR, CORRECT_SYNTAX};
 inline constexpr Rule DEFINITION_TOO_DEEP = {"definition/too-deep", Severity::ERROR,
                                              "Nest the document less deeply, or remove the file."};
 inline constexpr Rule DEFINITION_NOT_AN_OBJECT = {"definition/not-an-object", Severity::ERROR,
-                                                  "Make the document a JSON object with a member \"properties\"."};
+                                                  R"(Make the document a JSON object with a member "properties".)"};
 inline constexpr Rule DEFINITION_BAD_DECODER_PATH = {
     "definition/bad-decoder-path", Severity::ERROR,
-    "Put the decoder next to the definition or below, without \"../\"."};
+    R"(Put the decoder next to the definition or below, without "../".)"};
 inline constexpr Rule DEFINITION_DECODER_MISSING = {"definition/decoder-missing", Severity::ERROR,
-                                                    "Add the decoder file, or correct its name in \"decoder\"."};
+                                                    R"(Add the decoder file, or correct its name in "decoder".)"};
 inline constexpr Rule DEFINITION_NO_PROPERTIES = {"definition/no-properties", Severity::ERROR,
-                                                  "Add an object \"properties\" to the definition."};
+                                                  R"(Add an object "properties" to the definition.)"};
 inline constexpr Rule DEFINITION_PROPERTY_NOT_AN_OBJECT = {
     "definition/property-not-an-object", Severity::WARNING,
     "Describe the property with an object; queries ignore it otherwise."};
@@ -71,19 +72,20 @@ inline constexpr Rule DEFINITION_PROPERTY_NOT_AN_OBJECT = {
 inline constexpr Rule LIST_UNREADABLE = {"list/unreadable", Severity::ERROR,
                                          "Provide the list, or correct the path or its mode."};
 inline constexpr Rule LIST_SYNTAX = {"list/syntax", Severity::ERROR, CORRECT_SYNTAX};
+inline constexpr Rule LIST_TOO_DEEP = {"list/too-deep", Severity::ERROR, "Nest the document less deeply."};
 inline constexpr Rule LIST_NOT_AN_ARRAY = {"list/not-an-array", Severity::ERROR, "Put the elements into a JSON array."};
 inline constexpr Rule LIST_ELEMENT_NOT_AN_OBJECT = {"list/element-not-an-object", Severity::ERROR,
-                                                    "Make the element an object with \"id\", \"src\" and \"sensor\"."};
+                                                    R"(Make the element an object with "id", "src" and "sensor".)"};
 inline constexpr Rule LIST_BAD_IDENTIFIER = {"list/bad-identifier", Severity::ERROR,
-                                             "Give \"id\" a text without \"@\" that is not blank."};
+                                             R"(Give "id" a text without "@" that is not blank.)"};
 inline constexpr Rule LIST_BAD_SOURCE = {"list/bad-source", Severity::ERROR,
-                                         "Give \"src\" a text without \"@\" that is not blank."};
+                                         R"(Give "src" a text without "@" that is not blank.)"};
 inline constexpr Rule LIST_BAD_DEFINITION_NAME = {"list/bad-definition-name", Severity::ERROR,
-                                                  "Give \"sensor\" the name of a definition, as in \"maker/model\"."};
+                                                  R"(Give "sensor" the name of a definition, as in "maker/model".)"};
 inline constexpr Rule LIST_DUPLICATE = {"list/duplicate", Severity::ERROR, "Remove one of the two elements."};
 inline constexpr Rule LIST_DEFINITION_MISSING = {
     "list/definition-missing", Severity::ERROR,
-    "Install the definition, or correct \"sensor\"; \"scada-sensors list\" shows "
+    R"(Install the definition, or correct "sensor"; "scada-sensors list" shows )"
     "what there is."};
 inline constexpr Rule LIST_DEFINITION_BROKEN = {"list/definition-broken", Severity::ERROR,
                                                 "Correct the definition, or remove it if it hides a good default one."};
@@ -92,27 +94,29 @@ inline constexpr Rule LIST_NO_DECODER = {"list/no-decoder", Severity::ERROR, "Ad
 // The source of an installation
 inline constexpr Rule SOURCE_MISSING = {"source/missing", Severity::ERROR, "Correct the path of the source."};
 inline constexpr Rule SOURCE_NOT_A_DIRECTORY = {"source/not-a-directory", Severity::ERROR,
-                                                "Give the directory that contains \"lora\"."};
+                                                R"(Give the directory that contains "lora".)"};
 inline constexpr Rule SOURCE_WRONG_LEVEL = {"source/wrong-level", Severity::ERROR,
-                                            "Give the directory that contains \"lora\"."};
+                                            R"(Give the directory that contains "lora".)"};
 inline constexpr Rule SOURCE_NOT_LORAWAN = {"source/not-lorawan", Severity::ERROR,
-                                            "Move the definition below \"lora\", or remove it from the source."};
+                                            R"(Move the definition below "lora", or remove it from the source.)"};
 inline constexpr Rule SOURCE_NO_DECODER = {"source/no-decoder", Severity::ERROR,
-                                           "Add the decoder file and name it in \"decoder\"."};
+                                           R"(Add the decoder file and name it in "decoder".)"};
 inline constexpr Rule SOURCE_DECODER_OUTSIDE = {"source/decoder-outside", Severity::ERROR,
                                                 "Put the decoder file itself into the source."};
-inline constexpr Rule SOURCE_DECODER_UNREADABLE = {"source/decoder-unreadable", Severity::ERROR, SET_RIGHTS};
+inline constexpr Rule SOURCE_DECODER_UNREADABLE = {"source/decoder-unreadable", Severity::ERROR, SET_PERMISSIONS};
 inline constexpr Rule SOURCE_BAD_NAME = {
     "source/bad-name", Severity::ERROR,
-    "Rename the definition: without \"\\\", and short enough for \"-decoder\" behind it."};
+    "Rename the definition: UTF-8, no backslash, no blank in front, and short enough to append -decoder."};
+
+inline constexpr Rule SOURCE_NOT_UTF8 = {"source/not-utf8", Severity::ERROR, "Save the definition as UTF-8."};
 
 // The device that an installation changes
 inline constexpr Rule INSTALL_UNSAFE_DIRECTORY = {"install/unsafe-directory", Severity::ERROR,
                                                   "Give another directory with its option."};
 inline constexpr Rule INSTALL_NO_SPACE = {"install/no-space", Severity::ERROR,
                                           "Free some space, or install less at a time."};
-inline constexpr Rule INSTALL_STAGING_CLOSED = {
-    "install/staging-closed", Severity::ERROR,
+inline constexpr Rule INSTALL_STAGING_UNWRITABLE = {
+    "install/staging-unwritable", Severity::ERROR,
     "Correct the owner or the mode, remove what is in the way, or give another "
     "directory with --staging-dir."};
 inline constexpr Rule INSTALL_STAGING_HIDDEN = {"install/staging-hidden", Severity::ERROR,
@@ -134,7 +138,7 @@ inline constexpr Rule INSTALL_ALREADY_INSTALLED = {
     "Install with --allow-overwrite, or remove the custom definition first."};
 
 inline constexpr Rule INSTALL_REPLACES_BROKEN = {"install/replaces-broken", Severity::NOTE,
-                                                 "Nothing: the installation replaces it."};
+                                                 "Nothing to do: the installation replaces it."};
 
 } // namespace Rules
 

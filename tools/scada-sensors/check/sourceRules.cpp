@@ -1,12 +1,12 @@
 #include "check/sourceRules.h"
 
 #include "check/definitionRules.h"
-#include "check/treeRules.h"
 #include "device/paths.h"
 #include "text/filled.h"
 #include "text/libraryTexts.h"
 #include "text/text.h"
 
+#include <kelvra/Text.h>
 #include <scada/DefinitionsStorage.h>
 #include <scada/FsNode.h>
 
@@ -50,21 +50,26 @@ Findings checkDecoder(const std::string& srcDir, const Definition& definition, D
     if (FsNode(srcDir).realPath(&source) && FsNode(decoderPath).realPath(&decoder) && !isWithin(decoder, source))
         findings.push_back(
             {Rules::SOURCE_DECODER_OUTSIDE, place(), filled(LibraryText::DECODER_OUTSIDE_SOURCE, {definition.name})});
-    if (!isReadable(decoderPath))
+    if (decoderPath.find('\0') != std::string::npos || !isReadable(decoderPath))
         findings.push_back({Rules::SOURCE_DECODER_UNREADABLE,
                             {decoderPath},
                             filled(LibraryText::DECODER_NOT_COPIED, {definition.name})});
     return findings;
 }
 
-// An import cuts a name at a "\" too, and gives the decoder a longer name than the definition's own.
+// An import cuts a name at a "\" too, and gives the decoder a longer name than the definition's own. The definition
+// names it in JSON, and a lookup trims what it reads there.
 Findings checkName(const Definition& definition) {
-    const std::string stem = definition.name.substr(definition.name.rfind('/') + 1);
-    if (stem.find('\\') != std::string::npos)
-        return {{Rules::SOURCE_BAD_NAME, {definition.file}, filled(LibraryText::FILE_NOT_COPIED, {definition.name})}};
-    if (stem.size() + std::string("-decoder").size() > LONGEST_FILE_NAME)
-        return {
-            {Rules::SOURCE_BAD_NAME, {definition.file}, filled(LibraryText::DECODER_NOT_COPIED, {definition.name})}};
+    const std::string decoder = importedDecoderName(definition.name);
+    const auto bad = [&definition](const std::string& text) {
+        return Findings{{Rules::SOURCE_BAD_NAME, {definition.file}, text}};
+    };
+    if (decoder.find('\\') != std::string::npos)
+        return bad(filled(LibraryText::FILE_NOT_COPIED, {definition.name}));
+    if (decoder.size() > LONGEST_FILE_NAME)
+        return bad(filled(LibraryText::DECODER_NOT_COPIED, {definition.name}));
+    if (Text::trim(decoder) != decoder || !survivesJson(decoder))
+        return bad(filled(LibraryText::NO_DECODER_FILE, {definition.name}));
     return {};
 }
 
@@ -114,10 +119,12 @@ Findings checkSourceLevel(const std::string& srcDir, const Findings& tree) {
     std::set<std::string> sources;
     std::string stray;
     for (const Finding& finding : tree) {
-        if (finding.rule != &Rules::TREE_WRONG_LEVEL || !readsAsDefinition(finding.place.file))
+        const std::string& file = finding.place.file;
+        if (finding.rule->severity == Severity::WARNING)
+            stray = file;
+        if (finding.rule != &Rules::TREE_WRONG_LEVEL || !endsWith(file, ".json"))
             continue;
-        stray = finding.place.file;
-        const std::string right = rightLevelFor(canonicalPath(stray));
+        const std::string right = rightLevelFor(canonicalPath(file));
         if (!right.empty())
             sources.insert("[" + right + "]");
     }
@@ -126,7 +133,7 @@ Findings checkSourceLevel(const std::string& srcDir, const Findings& tree) {
     if (sources.empty())
         return {{Rules::SOURCE_WRONG_LEVEL,
                  {srcDir},
-                 filled("There is no definition at lora/MAKER/MODEL.json, but one at another level: [%s].", {stray})}};
+                 filled("There is no definition at lora/MAKER/MODEL.json, but [%s] looks like one.", {stray})}};
     return {{Rules::SOURCE_WRONG_LEVEL,
              {srcDir},
              filled("The definitions are at another level. Install %s instead.", {joined(sources, " or ")})}};

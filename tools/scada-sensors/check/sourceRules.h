@@ -15,7 +15,8 @@ Findings checkSourceDirectory(const std::string& srcDir);
 /// included.
 Findings checkSourceDefinition(const std::string& srcDir, const Definition& definition);
 
-/// Returns the fault of a source without definitions that has some at another level. `tree` is what checkTree() found.
+/// Returns the fault of a source that lists no definitions but has files that look like some. `tree` is what
+/// checkTree() found there.
 Findings checkSourceLevel(const std::string& srcDir, const Findings& tree);
 
 } // namespace Kelvra::SCADA::Tool

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <optional>
@@ -24,7 +25,7 @@ namespace fs = std::filesystem;
 constexpr const char* SUFFIX = ".json";
 constexpr std::size_t SUFFIX_LENGTH = 5;
 constexpr int DEFINITION_DEPTH = 2;
-// A longer file is not read to see whether it is a definition.
+// In bytes. A longer file is not read to see whether it is a definition.
 constexpr std::uintmax_t LONGEST_DEFINITION = 1024 * 1024;
 
 // ".JSON", ".json.bak" and the like.
@@ -34,6 +35,16 @@ bool hasSuffixSomewhere(const std::string& name) {
         return std::tolower(static_cast<unsigned char>(c)) == static_cast<unsigned char>(wanted);
     };
     return std::search(name.begin(), name.end(), suffix.begin(), suffix.end(), isSame) != name.end();
+}
+
+// A JSON object with a section of properties.
+bool readsAsDefinition(const std::string& file) {
+    std::error_code error;
+    const std::uintmax_t size = fs::file_size(file, error);
+    if (error || size > LONGEST_DEFINITION)
+        return false;
+    const JsonFile json(file);
+    return json.root().isObject() && json.root()[DefinitionsStorage::JSON_PROPERTIES_SECTION].isObject();
 }
 
 /// What an entry is, links not followed and followed.
@@ -154,15 +165,6 @@ private:
 };
 
 } // namespace
-
-bool readsAsDefinition(const std::string& file) {
-    std::error_code error;
-    const std::uintmax_t size = fs::file_size(file, error);
-    if (error || size > LONGEST_DEFINITION)
-        return false;
-    const JsonFile json(file);
-    return json.root().isObject() && json.root()[DefinitionsStorage::JSON_PROPERTIES_SECTION].isObject();
-}
 
 Findings checkTree(DefinitionDirectory& directory) {
     return TreeCheck(directory).run();

@@ -10,7 +10,4 @@ namespace Kelvra::SCADA::Tool {
 /// Returns what looks like a definition below a directory and is not listed, and what cannot be examined.
 Findings checkTree(DefinitionDirectory& directory);
 
-/// Returns whether the file reads as a definition: a JSON object with a section of properties.
-bool readsAsDefinition(const std::string& file);
-
 } // namespace Kelvra::SCADA::Tool

@@ -78,11 +78,20 @@ CommandLine::CommandLine() : app("Sensor definitions and managed sensors of this
 
 ExitCode CommandLine::run(int argc, const char* const* argv) {
     if (argc > 1 && argv[1] == std::string(COMPLETION_WORD))
-        return writeText(completionsFor(app, {argv + 2, argv + argc})) ? ExitCode::DONE : ExitCode::FAILED;
+        return complete({argv + 2, argv + argc});
     if (const std::optional<ExitCode> ended = parse(app, argc, argv))
         return *ended;
-    applyLogLevel(app);
+    applyLogLevel(app, Answer(style));
     return runParsed();
+}
+
+// The shell has nobody to tell a failure to.
+ExitCode CommandLine::complete(const std::vector<std::string>& words) {
+    try {
+        return writeText(completionsFor(app, words)) ? ExitCode::DONE : ExitCode::FAILED;
+    } catch (const std::exception&) {
+        return ExitCode::FAILED;
+    }
 }
 
 ExitCode CommandLine::runParsed() const {

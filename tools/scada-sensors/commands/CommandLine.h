@@ -23,6 +23,7 @@ public:
     ExitCode run(int argc, const char* const* argv);
 
 private:
+    ExitCode complete(const std::vector<std::string>& words);
     ExitCode runParsed() const;
 
     CLI::App app;

@@ -5,9 +5,12 @@ _scada_sensors() {
     mapfile -t offered < <("${words[0]/#\~/$HOME}" --complete "${words[@]:1:cword-1}" "$cur" 2>/dev/null)
     cur=${cur#=}
     case ${offered[0]-} in
-        "") return ;;
-        :directories) _filedir -d ;;
-        :files) _filedir ;;
-        *) mapfile -t COMPREPLY < <(printf '%q\n' "${offered[@]}") && __ltrim_colon_completions "$cur" ;;
+        directories) _filedir -d ;;
+        files) _filedir ;;
+        words)
+            [ ${#offered[@]} -gt 1 ] || return
+            mapfile -t COMPREPLY < <(printf '%q\n' "${offered[@]:1}")
+            __ltrim_colon_completions "$cur"
+            ;;
     esac
 } && complete -F _scada_sensors scada-sensors

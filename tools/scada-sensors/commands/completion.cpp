@@ -1,5 +1,6 @@
 #include "commands/completion.h"
 
+#include "answer/printable.h"
 #include "device/Device.h"
 #include "text/text.h"
 
@@ -17,6 +18,15 @@ namespace {
 
 using Words = std::set<std::string>;
 
+constexpr const char* WORDS = "words";
+constexpr const char* DIRECTORIES = "directories";
+constexpr const char* FILES = "files";
+
+struct Offer {
+    const char* kind; ///< paths are offered by the shell
+    Words words;
+};
+
 // The words that stand between braces in the declaration of an option.
 Words choicesOf(const std::string& typeName) {
     const std::size_t begin = typeName.find('{');
@@ -32,13 +42,13 @@ Words choicesOf(const std::string& typeName) {
     return choices;
 }
 
-Words valuesOf(const CLI::Option& option) {
+Offer valuesOf(const CLI::Option& option) {
     const std::string type = option.get_type_name();
     if (type == "DIR")
-        return {":directories"};
+        return {DIRECTORIES, {}};
     if (type == "FILE" || type == "PATH")
-        return {":files"};
-    return choicesOf(type);
+        return {FILES, {}};
+    return {WORDS, choicesOf(type)};
 }
 
 Words propertiesOf(Storages& storages, const std::string& name) {
@@ -61,6 +71,7 @@ Words definitionNames(const Storages& storages) {
 Words wordsOfResolve(Device& device, const std::vector<std::string>& operands) {
     const bool isFirst = operands.empty();
     Words words;
+    Words definitions;
     for (const ListElement& element : device.list().elements()) {
         if (!element.isInForce())
             continue;
@@ -72,11 +83,14 @@ Words wordsOfResolve(Device& device, const std::vector<std::string>& operands) {
         else if (isSource && operands.size() == 1)
             words.insert(entry.id);
         else if (isSensor && (operands.size() == 1 || isSource))
-            words.merge(propertiesOf(device.storages(), element.definitionName()));
+            definitions.insert(element.definitionName());
     }
+    for (const std::string& name : definitions)
+        words.merge(propertiesOf(device.storages(), name));
     return words;
 }
 
+// The names on the device that the operands of a command stand for.
 Words wordsOfOperand(const std::string& command, const std::vector<std::string>& operands) {
     Device device;
     if (command == "resolve")
@@ -87,8 +101,6 @@ Words wordsOfOperand(const std::string& command, const std::vector<std::string>&
         return definitionNames(device.storages());
     if (command == "show" && operands.size() == 1)
         return propertiesOf(device.storages(), operands[0]);
-    if ((command == "check" || command == "install") && operands.empty())
-        return {":directories"};
     return {};
 }
 
@@ -110,15 +122,20 @@ public:
             operands.push_back(word);
     }
 
-    Words wordsFor(const std::string& current) const {
+    Offer offerFor(const std::string& current) const {
         if (waiting != nullptr)
             return valuesOf(*waiting);
         if (startsWith(current, "-"))
-            return options();
+            return {WORDS, options()};
         Words words;
         for (const CLI::App* inner : std::as_const(*command).get_subcommands({}))
             words.insert(inner->get_name());
-        return words.empty() ? wordsOfOperand(command->get_name(), operands) : words;
+        if (!words.empty())
+            return {WORDS, words};
+        const std::string name = command->get_name();
+        if ((name == "check" || name == "install") && operands.empty())
+            return {DIRECTORIES, {}};
+        return {WORDS, wordsOfOperand(name, operands)};
     }
 
 private:
@@ -170,10 +187,14 @@ std::string completionsFor(CLI::App& app, const std::vector<std::string>& words)
     Reader reader(app);
     for (std::size_t at = 0; at + 1 < words.size(); ++at)
         reader.read(words[at]);
-    const std::string current = words.empty() ? "" : words.back();
-    std::string lines;
-    for (const std::string& word : reader.wordsFor(current == "=" ? "" : current)) {
-        if (startsWith(word, ":") || startsWith(word, current == "=" ? "" : current))
+    std::string current = words.empty() ? "" : words.back();
+    if (current == "=")
+        current.clear();
+    const Offer offer = reader.offerFor(current);
+    std::string lines = offer.kind + std::string("\n");
+    for (const std::string& word : offer.words) {
+        // A word with a control character would be several, or none.
+        if (startsWith(word, current) && printable(word) == word)
             lines += word + "\n";
     }
     return lines;

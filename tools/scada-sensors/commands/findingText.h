@@ -17,6 +17,7 @@ std::string toText(const Findings& findings);
 Json::Value toJson(const Findings& findings);
 
 /// Ends a command whose failure the findings explain: they go to stderr for people, below `result` for programs.
+/// REQUIRES: there is at least one finding.
 ExitCode failedFor(const Findings& findings, ExitCode code, const Answer& answer, Json::Value result,
                    const std::string& text);
 

@@ -3,7 +3,7 @@
 #include "commands/Command.h"
 #include "commands/findingText.h"
 #include "device/Device.h"
-#include "install/InstallResult.h"
+#include "install/InstallJudge.h"
 #include "install/OperationLock.h"
 #include "install/Preflight.h"
 #include "install/Progress.h"
@@ -73,13 +73,13 @@ std::string toText(const PlannedDefinition& planned, const std::vector<std::stri
     return text;
 }
 
-Json::Value toJson(const PlannedDefinition& planned, const std::vector<std::string>& sensors) {
+Json::Value toJson(const PlannedDefinition& planned, const Json::Value& sensors) {
     Json::Value item(Json::objectValue);
     item["name"] = planned.name;
     item["state"] = planned.refused ? "refused" : wordOf(planned.effect);
     item["effect"] = wordOf(planned.effect);
     item["hides"] = orNull(planned.hidesDefault ? wordOf(STORAGE_DEFAULT) : "");
-    item["sensors"] = toArray(sensors);
+    item["sensors"] = sensors;
     item["properties"] = Json::arrayValue;
     for (const PropertyChange& change : planned.changes) {
         Json::Value& property = item["properties"].append(Json::objectValue);
@@ -120,14 +120,16 @@ ExitCode dryRun(const InstallRequest& request, const Answer& answer) {
         const auto users = sensors.find(planned.name);
         const std::vector<std::string> keys = users == sensors.end() ? std::vector<std::string>() : users->second;
         if (answer.isJson())
-            result["definitions"].append(toJson(planned, keys));
+            result["definitions"].append(toJson(planned, device.list().isUsable() ? toArray(keys) : Json::Value()));
         else
             text += toText(planned, keys);
     }
     text += summaryOf(preflight.definitions);
     if (preflight.isRefused())
         return answer.failed(ExitCode::REFUSED, refusalText(preflight.findings), result, text);
-    return answer.done(result, text + "nothing has been changed\n");
+    if (preflight.definitions.empty())
+        text += filled("nothing to install") + "\n";
+    return answer.done(result, text + filled("nothing has been changed") + "\n");
 }
 
 // --- the installation
@@ -140,7 +142,8 @@ void showProgress(const ProgressCounts& counts) {
     (void)std::fflush(stderr);
 }
 
-// The library reports the conflict of two definitions that are the same, too; the preflight has found all that differ.
+// The library rejects identical definitions too. The preflight has refused every one that differs, so overwriting is
+// safe.
 bool overwrites(const InstallRequest& request, const Preflight& preflight) {
     return request.allowOverwrite ||
            std::any_of(preflight.definitions.begin(), preflight.definitions.end(),
@@ -174,42 +177,55 @@ std::string linesOf(const std::string& word, const std::vector<std::string>& nam
 }
 
 std::string toText(const InstallResult& result) {
-    return linesOf("installed", result.installed()) + linesOf("unchanged", result.unchanged()) +
-           linesOf("incomplete", result.incomplete()) + linesOf("not installed", result.notInstalled());
+    return linesOf("installed", result.installed) + linesOf("unchanged", result.unchanged) +
+           linesOf("incomplete", result.incomplete) + linesOf("not installed", result.notInstalled);
 }
 
-Json::Value toJson(const InstallResult& result) {
+Json::Value toJson(const Findings& findings, const InstallResult& result) {
     Json::Value members(Json::objectValue);
-    members["installed"] = toArray(result.installed());
-    members["unchanged"] = toArray(result.unchanged());
-    members["incomplete"] = toArray(result.incomplete());
-    members["not_installed"] = toArray(result.notInstalled());
+    members["findings"] = toJson(findings);
+    members["installed"] = toArray(result.installed);
+    members["unchanged"] = toArray(result.unchanged);
+    members["incomplete"] = toArray(result.incomplete);
+    members["not_installed"] = toArray(result.notInstalled);
     return members;
 }
 
+// Nothing is written, not even the same bytes again.
+ExitCode answerUnchanged(const Preflight& preflight, const Answer& answer) {
+    InstallResult result;
+    for (const PlannedDefinition& planned : preflight.definitions)
+        result.unchanged.push_back(planned.name);
+    return answer.done(toJson(preflight.findings, result), toText(preflight.findings) + toText(result));
+}
+
 ExitCode deploy(const InstallRequest& request, const Preflight& preflight, const Answer& answer) {
-    InstallResult installation(preflight.definitions);
+    const InstallJudge judge(preflight.definitions);
     std::string error;
     const bool progress = !answer.isQuiet() && isatty(STDERR_FILENO) != 0;
-    const bool deployed = preflight.isUnchanged() || deploySource(request, preflight, progress, &error);
-    installation.refresh();
-    Json::Value result = toJson(installation);
-    if (deployed && preflight.definitions.empty()) {
-        result["note"] = filled("nothing to install");
-        return answer.done(result, filled("nothing to install") + "\n");
-    }
-    if (deployed && installation.isComplete())
-        return answer.done(result, toText(installation));
+    const bool deployed = deploySource(request, preflight, progress, &error);
+    const InstallResult made = judge.compare();
+    Json::Value result = toJson(preflight.findings, made);
+    const std::string text = toText(preflight.findings) + toText(made);
+    if (deployed && made.isComplete())
+        return answer.done(result, text);
     // A staged copy that does not read back is passed over without a failure.
     if (deployed)
-        error = filled("some definitions have not been installed: %s", {error});
-    const std::string advice = installation.isChanged()
+        error = error.empty() ? filled("some definitions have not been installed")
+                              : filled("some definitions have not been installed: %s", {error});
+    const std::string advice = made.changed
                                    ? filled("remove the cause, then install the same source with --allow-overwrite, "
                                             "which completes what was begun")
                                    : filled("nothing has been changed");
     result["advice"] = advice;
     return answer.failedWith(ExitCode::FAILED, error, "scada-sensors: " + printable(error) + "\n    " + advice + "\n",
-                             result, toText(installation));
+                             result, text);
+}
+
+ExitCode answerNothing(const Preflight& preflight, const Answer& answer) {
+    Json::Value result = toJson(preflight.findings, InstallResult());
+    result["note"] = filled("nothing to install");
+    return answer.done(result, toText(preflight.findings) + filled("nothing to install") + "\n");
 }
 
 ExitCode install(const InstallRequest& request, const Answer& answer) {
@@ -221,7 +237,11 @@ ExitCode install(const InstallRequest& request, const Answer& answer) {
         return answer.failed(lock.isBusy() ? ExitCode::BUSY : ExitCode::FAILED, lock.failure());
     Device device;
     const Preflight preflight = examine(request, device);
-    return preflight.isRefused() ? refuse(preflight.findings, answer) : deploy(request, preflight, answer);
+    if (preflight.isRefused())
+        return refuse(preflight.findings, answer);
+    if (preflight.definitions.empty())
+        return answerNothing(preflight, answer);
+    return preflight.isUnchanged() ? answerUnchanged(preflight, answer) : deploy(request, preflight, answer);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "answer/Table.h"
 #include "commands/Command.h"
+#include "commands/notes.h"
 #include "device/Device.h"
 #include "device/paths.h"
 #include "text/filled.h"
@@ -33,6 +34,7 @@ STORAGE_TYPE storageOf(const Storages& storages, const std::string& name, const 
 ExitCode list(const std::string& searched, const Answer& answer) {
     Device device;
     Storages& storages = device.storages();
+    noteUnreadableStorages(storages, answer);
     Table table(answer.isJson(), {{"name", "NAME"},
                                   {"storage", "STORAGE"},
                                   {"file", nullptr},

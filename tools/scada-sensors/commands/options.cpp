@@ -50,7 +50,7 @@ void declareOptions(CLI::App& app, AnswerStyle* style) {
     // With a value it would not be known as such among arguments that cannot be parsed.
     app.add_flag("--json", style->json, "Answer with one JSON object")->disable_flag_override()->group(GROUP);
     app.add_flag("-q,--quiet", style->quiet, "Print no notes and no progress on standard error")->group(GROUP);
-    app.add_flag("-v,--verbose", "Print the library's log messages too: --log-level debug")->group(GROUP);
+    app.add_flag("-v,--verbose", "Print debug messages too: the same as --log-level debug")->group(GROUP);
     app.add_option(LOG_LEVEL, "Print log messages of this level and of more severe ones on standard error")
         ->check(CLI::IsMember({"off", "error", "warning", "debug", "trace"}))
         ->type_name("LEVEL")
@@ -58,13 +58,13 @@ void declareOptions(CLI::App& app, AnswerStyle* style) {
         ->group(GROUP);
 }
 
-void applyLogLevel(const CLI::App& app) {
+void applyLogLevel(const CLI::App& app, const Answer& answer) {
     const CLI::Option* level = app.get_option(LOG_LEVEL);
     const bool verbose = app.get_option("--verbose")->count() != 0;
     const bool asked = level->count() != 0 || verbose;
     const std::string word = level->count() != 0 ? level->results().back() : verbose ? "debug" : STANDARD_LEVEL;
     if (!setLogLevel(word) && asked)
-        writeMessage(filled("--log-level has no effect: this device's support library sets the log levels"));
+        answer.note(filled("log levels cannot be changed: this device's support library sets them"));
 }
 
 } // namespace Kelvra::SCADA::Tool

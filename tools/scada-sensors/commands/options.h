@@ -13,6 +13,6 @@ namespace Kelvra::SCADA::Tool {
 void declareOptions(CLI::App& app, AnswerStyle* style);
 
 /// Sets the log level once the options are parsed.
-void applyLogLevel(const CLI::App& app);
+void applyLogLevel(const CLI::App& app, const Answer& answer);
 
 } // namespace Kelvra::SCADA::Tool

@@ -39,6 +39,7 @@ struct Arguments {
 class Removal {
 public:
     void removed(const std::string& name, bool uncovers) {
+        allMissing = false;
         Json::Value& item = members["removed"].append(Json::objectValue);
         item["name"] = name;
         item["uncovers"] = orNull(uncovers ? wordOf(STORAGE_DEFAULT) : "");
@@ -51,7 +52,7 @@ public:
         item["error"] = error;
         lines += "not removed " + printable(name) + ": " + printable(error) + "\n";
     }
-    /// An entry of the storage that is no definition. One that could not be removed explains it.
+    /// An entry that is not a definition. A definition that could not be removed explains it already.
     void leftBehind(const std::string& entry) {
         if (!members["failed"].empty())
             return;
@@ -81,14 +82,15 @@ private:
 };
 
 bool isConfirmed(std::size_t definitions) {
-    std::cerr << "Remove " << counted(definitions, "custom definition") << " and everything else in ["
-              << printable(Env::inst().conf().getDfnCustomDir()) << "]? [y/N] " << std::flush;
+    std::cerr << printable(filled("Remove %s and everything else in [%s]? [y/N] ",
+                                  {counted(definitions, "custom definition"), Env::inst().conf().getDfnCustomDir()}))
+              << std::flush;
     std::string answer;
     std::getline(std::cin, answer);
     return answer == "y" || answer == "Y" || answer == "yes";
 }
 
-// What is thrown about one definition must not take the report on the others along.
+// An exception about one definition must not lose the report on the others.
 bool removeOne(const std::string& name, std::string* error) {
     try {
         return DefinitionsDeployment().deleteOne(name, error);

@@ -4,8 +4,8 @@
 #include "check/listRules.h"
 #include "commands/Command.h"
 #include "commands/definitionFields.h"
-#include "commands/faultyElements.h"
 #include "commands/findingText.h"
+#include "commands/notes.h"
 #include "device/Device.h"
 #include "text/filled.h"
 #include "text/libraryTexts.h"
@@ -102,6 +102,7 @@ ExitCode answerSensor(Device& device, const ListElement& element, const Asked& a
     const std::string name = element.definitionName();
     fields.add("definition", name);
     Storages& storages = device.storages();
+    noteUnreadableStorages(storages, answer);
     if (!storages.lists(name))
         return failedFor({missingDefinition(device.list(), element)}, ExitCode::FAILED, answer, fields.result(),
                          fields.text());
@@ -168,7 +169,11 @@ Run declareResolve(CLI::App& app) {
         std::vector<std::string> given;
         for (const CLI::Option* operand : app.get_options(isOperand))
             given.insert(given.end(), operand->results().begin(), operand->results().end());
-        return given.empty() ? answer.badUsage(filled("ID is required; try resolve --help")) : resolve(given, answer);
+        if (given.empty())
+            return answer.badUsage(filled("ID is required; try resolve --help"));
+        if (normalisedIdentifier(given.size() == 1 ? given[0] : given[1]).empty())
+            return answer.badUsage(filled("ID is blank"));
+        return resolve(given, answer);
     };
 }
 

@@ -1,8 +1,8 @@
 #include "answer/Table.h"
 #include "check/listRules.h"
 #include "commands/Command.h"
-#include "commands/faultyElements.h"
 #include "commands/findingText.h"
+#include "commands/notes.h"
 #include "device/Device.h"
 #include "text/filled.h"
 #include "text/libraryTexts.h"
@@ -45,6 +45,7 @@ ExitCode sensors(const Answer& answer) {
             abandoned.insert(name);
     }
     noteFaultyElements(list, answer);
+    noteUnreadableStorages(storages, answer);
     if (!abandoned.empty())
         return answer.failed(
             ExitCode::FAILED,

@@ -3,6 +3,7 @@
 #include "commands/Command.h"
 #include "commands/definitionFields.h"
 #include "commands/findingText.h"
+#include "commands/notes.h"
 #include "device/Device.h"
 #include "text/filled.h"
 #include "text/libraryTexts.h"
@@ -23,6 +24,7 @@ struct Arguments {
 ExitCode show(const Arguments& asked, bool wholeDefinition, const Answer& answer) {
     Device device;
     Storages& storages = device.storages();
+    noteUnreadableStorages(storages, answer);
     FieldList fields;
     fields.add("definition", asked.name);
     if (!storages.lists(asked.name))

@@ -106,13 +106,6 @@ void ManagedList::readElements() {
     }
 }
 
-const ListElement* ManagedList::find(const std::string& src, const std::string& id) const {
-    const auto element = std::find_if(entries.begin(), entries.end(), [&](const ListElement& one) {
-        return one.isInForce() && one.entry.src == src && one.entry.id == id;
-    });
-    return element == entries.end() ? nullptr : &*element;
-}
-
 std::vector<const ListElement*> ManagedList::findIdentifier(const std::string& id) const {
     std::vector<const ListElement*> found;
     for (const ListElement& element : entries) {

@@ -46,9 +46,7 @@ public:
     const std::vector<ListElement>& elements() const { return entries; }
     Position positionOf(const ListElement& element) const { return content.positionOf(*element.value); }
 
-    /// Returns the element in force for a sensor, or null.
-    const ListElement* find(const std::string& src, const std::string& id) const;
-    /// Returns every element whose identifier is `id`, faulty and repeated ones too.
+    /// Returns every element whose identifier is `id`, faulty and repeated ones too. REQUIRES: `id` is not empty.
     std::vector<const ListElement*> findIdentifier(const std::string& id) const;
     /// Returns the keys of the managed sensors by the name of the definition that they use, in the order of the list.
     std::map<std::string, std::vector<std::string>> sensorsByDefinition() const;

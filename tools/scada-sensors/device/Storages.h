@@ -5,6 +5,7 @@
 #include <scada/SensorDefinitions.h>
 
 #include <string>
+#include <vector>
 
 namespace Kelvra::SCADA::Tool {
 
@@ -24,6 +25,8 @@ public:
     /// Returns the storage that decides about a definition. REQUIRES: one lists it.
     STORAGE_TYPE decidingFor(const std::string& name) const;
     DefinitionDirectory& directoryFor(const std::string& name) { return of(decidingFor(name)); }
+    /// Returns the directories that exist and cannot be read, so that nothing in them is listed.
+    std::vector<std::string> unreadable() const;
     bool isHiding(const std::string& name) const { return custom.lists(name) && standard.lists(name); }
 
 private:

@@ -14,6 +14,14 @@ std::string definitionFile(const std::string& dir, const std::string& name) {
     return dir + "/" + name + ".json";
 }
 
+std::string stemOf(const std::string& name) {
+    return name.substr(name.rfind('/') + 1);
+}
+
+std::string importedDecoderName(const std::string& name) {
+    return stemOf(name) + "-decoder";
+}
+
 std::string canonicalPath(const std::string& path, std::string* failure) {
     std::error_code error;
     const fs::path absolute = fs::absolute(path, error);

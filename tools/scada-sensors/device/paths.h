@@ -7,6 +7,12 @@ namespace Kelvra::SCADA::Tool {
 /// Returns the path of a definition's file in a directory of definitions.
 std::string definitionFile(const std::string& dir, const std::string& name);
 
+/// Returns the last component of a definition's name.
+std::string stemOf(const std::string& name);
+
+/// Returns the file name that an import gives the decoder of a definition.
+std::string importedDecoderName(const std::string& name);
+
 /// Returns the canonical path; what does not exist yet is taken as written. A path that cannot be resolved is returned
 /// as it is, with the reason in `*failure` (unless null), which is otherwise left alone.
 std::string canonicalPath(const std::string& path, std::string* failure = nullptr);

@@ -6,12 +6,15 @@
 #include <scada/DefinitionsStorage.h>
 #include <scada/Env.h>
 
+#include <json/reader.h>
 #include <json/writer.h>
+
+#include <memory>
 
 namespace Kelvra::SCADA::Tool {
 
 std::string installedDecoder(const std::string& name) {
-    return Env::inst().conf().getDfnCustomDir() + "/" + name + "-decoder";
+    return Env::inst().conf().getDfnCustomDir() + "/" + name.substr(0, name.rfind('/') + 1) + importedDecoderName(name);
 }
 
 InstalledFiles installedFiles(const std::string& name) {
@@ -23,9 +26,18 @@ std::optional<std::string> documentToInstall(const Definition& definition) {
     if (!definition.verdict.valid || definition.verdict.decoderPath.empty())
         return std::nullopt;
     Json::Value document = definition.document;
-    document[DefinitionsStorage::JSON_DECODER_SECTION] =
-        definition.name.substr(definition.name.rfind('/') + 1) + "-decoder";
+    document[DefinitionsStorage::JSON_DECODER_SECTION] = importedDecoderName(definition.name);
     return Json::writeString(Json::StreamWriterBuilder(), document);
+}
+
+bool survivesImport(const std::string& document) {
+    // What is not UTF-8 is written as this character, which may make two members one.
+    if (document.find("\\ufffd") == std::string::npos)
+        return true;
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    Json::Value again;
+    return reader->parse(document.data(), document.data() + document.size(), &again, nullptr) &&
+           Json::writeString(Json::StreamWriterBuilder(), again) == document;
 }
 
 } // namespace Kelvra::SCADA::Tool

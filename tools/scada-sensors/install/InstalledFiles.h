@@ -25,6 +25,9 @@ InstalledFiles installedFiles(const std::string& name);
 /// source's when that has no indentation. Nothing when the definition is not valid or has no decoder.
 std::optional<std::string> documentToInstall(const Definition& definition);
 
+/// Returns whether a written document stays the same when it is read and written again, as an import does.
+bool survivesImport(const std::string& document);
+
 /// Returns the path of an installed definition's decoder, which an import names after the definition.
 std::string installedDecoder(const std::string& name);
 

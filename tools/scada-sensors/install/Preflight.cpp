@@ -56,28 +56,49 @@ public:
         for (const std::string& name : source.names())
             append(examineDefinition(source.load(name)), &ofDefinitions);
         append(space.shortage(), &result.findings);
-        if (!source.names().empty())
+        if (!source.names().empty() && !result.isUnchanged())
             append(stagingBlockers(), &result.findings);
         append(ofDefinitions, &result.findings);
-        const Findings tree = checkTree(source);
-        const Findings level = source.names().empty() ? checkSourceLevel(request.source, tree) : Findings();
-        // The level of the source explains every file that is not listed.
-        append(level.empty() ? tree : level, &result.findings);
+        append(examineTree(), &result.findings);
         return std::move(result);
     }
 
 private:
+    // The level of the source explains every file that is not listed.
+    Findings examineTree() {
+        Findings findings = checkTree(source);
+        if (!source.names().empty())
+            return findings;
+        const Findings level = checkSourceLevel(request.source, findings);
+        if (!level.empty())
+            findings.erase(std::remove_if(findings.begin(), findings.end(),
+                                          [](const Finding& one) { return one.rule->severity != Severity::ERROR; }),
+                           findings.end());
+        append(level, &findings);
+        return findings;
+    }
+
     Findings examineDefinition(const Definition& definition) {
         PlannedDefinition planned;
         planned.name = definition.name;
         planned.decoderPath = definition.verdict.decoderPath;
-        const std::optional<std::string> document = documentToInstall(definition);
-        if (document)
-            planned.wanted.document = digestOf(*document);
-        space.add(definition, document);
         Findings findings = checkSourceDefinition(request.source, definition);
-        append(importBlockers(definition.name), &findings);
-        append(examineFormer(definition, &planned), &findings);
+        const std::optional<std::string> document = documentToInstall(definition);
+        if (document) {
+            planned.wanted.document = digestOf(*document);
+            if (!survivesImport(*document))
+                findings.push_back({Rules::SOURCE_NOT_UTF8,
+                                    {definition.file},
+                                    filled("The members are not UTF-8 and do not survive an installation."),
+                                    definition.name});
+        }
+        const Findings ofFormer = examineFormer(definition, &planned);
+        // What is installed already is not written.
+        if (planned.effect != Effect::UNCHANGED) {
+            space.add(definition, document);
+            append(importBlockers(definition.name), &findings);
+        }
+        append(ofFormer, &findings);
         planned.refused = errorCount(findings) != 0;
         result.definitions.push_back(planned);
         return findings;

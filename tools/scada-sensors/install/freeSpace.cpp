@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <limits>
 #include <system_error>
 
 namespace Kelvra::SCADA::Tool {
@@ -18,8 +19,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// What a small file or a directory takes at least; an installed definition is two files.
+// In bytes: what a small file or a directory takes at least; an installed definition is two files.
 constexpr std::uint64_t BLOCK = 4096;
+
+// Sparse files may claim any size, and several more than a number holds.
+std::uint64_t sum(std::uint64_t one, std::uint64_t other) {
+    return one > std::numeric_limits<std::uint64_t>::max() - other ? std::numeric_limits<std::uint64_t>::max()
+                                                                   : one + other;
+}
 
 std::uint64_t inBlocks(std::uint64_t size) {
     return (size / BLOCK + 1) * BLOCK;
@@ -81,8 +88,8 @@ Findings shortageIn(const std::string& option, const std::string& dir, std::uint
 
 // Files are replaced one by one, so space freed late cannot serve earlier files.
 void SpaceNeeds::addFile(std::uint64_t size, const std::string& replaced) {
-    staged += size;
-    installed += size - std::min(size, sizeOnDisk(replaced));
+    staged = sum(staged, size);
+    installed = sum(installed, size - std::min(size, sizeOnDisk(replaced)));
 }
 
 void SpaceNeeds::add(const Definition& definition, const std::optional<std::string>& document) {
@@ -99,15 +106,15 @@ Findings SpaceNeeds::shortage() const {
     const Conf& conf = Env::inst().conf();
     const std::string& staging = conf.getDfnStagingDir();
     const std::string& custom = conf.getDfnCustomDir();
-    const std::uint64_t toStage = staged + directories.size() * BLOCK;
-    const std::uint64_t toInstall = installed + sizeOfMissing(directories, custom);
+    const std::uint64_t toStage = sum(staged, directories.size() * BLOCK);
+    const std::uint64_t toInstall = sum(installed, sizeOfMissing(directories, custom));
     const std::uint64_t freed = sizeOfLeftovers(staging);
     Findings findings = shortageIn("--staging-dir", staging, toStage, freed);
     if (!findings.empty())
         return findings;
     // Nothing is freed before anything is written, except in the staging directory.
     if (deviceOf(nearestExisting(staging)) == deviceOf(nearestExisting(custom)))
-        return shortageIn("--custom-dir", custom, toStage + toInstall, freed);
+        return shortageIn("--custom-dir", custom, sum(toStage, toInstall), freed);
     return shortageIn("--custom-dir", custom, toInstall, 0);
 }
 

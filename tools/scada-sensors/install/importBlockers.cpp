@@ -8,6 +8,9 @@
 
 #include <scada/Env.h>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <filesystem>
 #include <system_error>
 
@@ -45,12 +48,22 @@ bool takesDocument(const std::string& file) {
     return fs::is_regular_file(file, error) && isWritable(file);
 }
 
+// In a sticky directory a file is replaced by its owner, the directory's owner or root alone.
+bool mayReplace(const std::string& file, const std::string& directory) {
+    struct stat ofFile {};
+    struct stat ofDirectory {};
+    if (geteuid() == 0 || stat(file.c_str(), &ofFile) != 0 || stat(directory.c_str(), &ofDirectory) != 0)
+        return true;
+    return (ofDirectory.st_mode & S_ISVTX) == 0 || ofFile.st_uid == geteuid() || ofDirectory.st_uid == geteuid();
+}
+
 // A copy is made in place of a file that may not be written, but not through a link that leads nowhere.
 bool takesDecoder(const std::string& file) {
     std::error_code error;
     if (fs::exists(file, error) ? !fs::is_regular_file(file, error) : fs::is_symlink(fs::symlink_status(file, error)))
         return false;
-    return isWritable(file) || isWritable(fs::path(file).parent_path().string());
+    const std::string directory = fs::path(file).parent_path().string();
+    return isWritable(file) || (isWritable(directory) && mayReplace(file, directory));
 }
 
 } // namespace
@@ -60,7 +73,8 @@ Findings stagingBlockers() {
     const std::string existing = nearestExisting(staging);
     std::error_code error;
     if (!fs::is_directory(existing, error) || !isWritable(existing))
-        return {{Rules::INSTALL_STAGING_CLOSED, {staging}, filled("The staging directory cannot be made or written.")}};
+        return {
+            {Rules::INSTALL_STAGING_UNWRITABLE, {staging}, filled("The staging directory cannot be made or written.")}};
     DefinitionDirectory staged(staging);
     Findings findings;
     for (const std::string& name : staged.names()) {

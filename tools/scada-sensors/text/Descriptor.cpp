@@ -1,5 +1,7 @@
 #include "text/Descriptor.h"
 
+#include "text/filled.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -37,7 +39,7 @@ Descriptor openRegularFile(const std::string& file, std::string* failure) {
     else if (S_ISDIR(status.st_mode))
         reason = reasonOf(EISDIR);
     else if (!S_ISREG(status.st_mode))
-        reason = "Not a regular file";
+        reason = filled("It is not a regular file.");
     if (failure != nullptr)
         *failure = reason;
     return reason.empty() ? std::move(opened) : Descriptor();

@@ -3,6 +3,7 @@
 #include "text/Descriptor.h"
 
 #include <json/reader.h>
+#include <json/writer.h>
 
 #include <algorithm>
 #include <memory>
@@ -94,6 +95,13 @@ Position JsonFile::positionOf(const Json::Value& value) const {
 
 Position JsonFile::positionOfMember(const std::string& member) const {
     return positionOf(document.isMember(member) ? document[member] : document);
+}
+
+bool survivesJson(const std::string& text) {
+    const std::string written = Json::writeString(Json::StreamWriterBuilder(), text);
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    Json::Value again;
+    return reader->parse(written.data(), written.data() + written.size(), &again, nullptr) && again == text;
 }
 
 } // namespace Kelvra::SCADA::Tool

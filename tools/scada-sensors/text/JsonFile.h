@@ -49,4 +49,7 @@ private:
     std::vector<std::size_t> lineStarts;
 };
 
+/// Returns whether a text is the same after it has been written as JSON and read again. What is not UTF-8 is not.
+bool survivesJson(const std::string& text);
+
 } // namespace Kelvra::SCADA::Tool

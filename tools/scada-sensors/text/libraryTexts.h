@@ -9,6 +9,7 @@ namespace Kelvra::SCADA::Tool::LibraryText {
 // Definitions
 constexpr const char* DEFINITION_NOT_FOUND = "Sensor definition [%s] not found.";
 constexpr const char* NO_SECTION = "Invalid syntax of the sensor definition [%s]: no [%s] section defined.";
+constexpr const char* NO_DECODER_FILE = "Invalid sensor definition [%s]: no decoder file found.";
 constexpr const char* PROPERTY_NOT_FOUND = "Sensor definition [%s] does not contain [%s] property.";
 
 // Installation

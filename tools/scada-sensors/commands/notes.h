@@ -2,10 +2,14 @@
 
 #include "answer/Answer.h"
 #include "device/ManagedList.h"
+#include "device/Storages.h"
 
 namespace Kelvra::SCADA::Tool {
 
 /// Tells in one line how many elements of the list are passed over, if any.
 void noteFaultyElements(const ManagedList& list, const Answer& answer);
+
+/// Names the storages that exist and cannot be read.
+void noteUnreadableStorages(const Storages& storages, const Answer& answer);
 
 } // namespace Kelvra::SCADA::Tool

@@ -1,10 +1,10 @@
-#include "install/InstallResult.h"
+#include "install/InstallJudge.h"
 
 #include "text/digest.h"
 
 namespace Kelvra::SCADA::Tool {
 
-InstallResult::InstallResult(const std::vector<PlannedDefinition>& definitions) {
+InstallJudge::InstallJudge(const std::vector<PlannedDefinition>& definitions) {
     for (const PlannedDefinition& planned : definitions) {
         Files& noted = files[planned.name];
         noted.before = planned.former ? *planned.former : installedFiles(planned.name);
@@ -14,19 +14,18 @@ InstallResult::InstallResult(const std::vector<PlannedDefinition>& definitions) 
     }
 }
 
-void InstallResult::refresh() {
-    for (std::vector<std::string>* names : {&complete, &sameAsBefore, &partial, &missing})
-        names->clear();
-    changed = false;
+InstallResult InstallJudge::compare() const {
+    InstallResult result;
     for (const auto& [name, content] : files) {
         const InstalledFiles now = installedFiles(name);
         const bool untouched = now == content.before;
-        changed = changed || !untouched;
+        result.changed = result.changed || !untouched;
         if (now == content.wanted)
-            (untouched ? sameAsBefore : complete).push_back(name);
+            (untouched ? result.unchanged : result.installed).push_back(name);
         else
-            (untouched ? missing : partial).push_back(name);
+            (untouched ? result.notInstalled : result.incomplete).push_back(name);
     }
+    return result;
 }
 
 } // namespace Kelvra::SCADA::Tool

@@ -1,4 +1,4 @@
-#include "commands/faultyElements.h"
+#include "commands/notes.h"
 
 #include "check/listRules.h"
 #include "text/filled.h"
@@ -14,6 +14,11 @@ void noteFaultyElements(const ManagedList& list, const Answer& answer) {
     const std::string all = counted(list.elements().size(), "list element");
     answer.note(faulty == 1 ? filled("%s of %s is faulty: scada-sensors check", {count, all})
                             : filled("%s of %s are faulty: scada-sensors check", {count, all}));
+}
+
+void noteUnreadableStorages(const Storages& storages, const Answer& answer) {
+    for (const std::string& dir : storages.unreadable())
+        answer.note(filled("the storage [%s] cannot be read: scada-sensors check", {dir}));
 }
 
 } // namespace Kelvra::SCADA::Tool
