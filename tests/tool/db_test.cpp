@@ -244,11 +244,11 @@ INSTANTIATE_TEST_SUITE_P(
                       FailureRow{"set_in_no_hash", {"set", "text", "a", "1"}, 1, REFUSED},
                       FailureRow{"push_to_no_list", {"push", "text", "1"}, 1, REFUSED},
                       FailureRow{"pop_from_no_list", {"pop", "text"}, 1, REFUSED},
-                      FailureRow{
-                          "database_that_the_server_lacks",
-                          {"get", "text", "a", "--db", "200"},
-                          3,
-                          "No reply from database 200 at [$S]. Is the server running, and does it have database 200?"}),
+                      FailureRow{"database_that_the_server_lacks",
+                                 {"get", "text", "a", "--db", "200"},
+                                 3,
+                                 "The server at [$S] has no database 200: ERR DB index is out of range. Correct --db, "
+                                 "or the number of its databases."}),
     rowName);
 
 using Answers = std::vector<std::vector<ScriptedRedis::Answer>>;
@@ -264,6 +264,7 @@ struct AnswersRow {
 class DbGetFromAPeer : public ToolTest, public ::testing::WithParamInterface<AnswersRow> {};
 
 const char* const OK = "+OK\r\n";
+const char* const PONG = "+PONG\r\n";
 const char* const LOADING = "-LOADING\r\n";
 const char* const TEXT = "$1\r\nx\r\n";
 
@@ -280,22 +281,33 @@ TEST_P(DbGetFromAPeer, saysWhatItKnows) {
 INSTANTIATE_TEST_SUITE_P(
     Tool, DbGetFromAPeer,
     ::testing::Values(
-        AnswersRow{"still_there", {{{OK}, {TEXT}, {TEXT}}}, 1, "Field [f] of [k] is not of the type int32: [x].", 3},
-        AnswersRow{"gone", {{{OK}, {TEXT}, {"$-1\r\n"}}}, 4, "There is no field [f] of [k].", 3},
-        AnswersRow{"no_text", {{{OK}, {TEXT}, {LOADING}}}, 1, "Key [k] is not readable as a hash.", 3},
+        AnswersRow{"still_there",
+                   {{{OK}, {PONG}}, {{OK}, {TEXT}, {TEXT}}},
+                   1,
+                   "Field [f] of [k] is not of the type int32: [x].",
+                   5},
+        AnswersRow{"gone", {{{OK}, {PONG}}, {{OK}, {TEXT}, {"$-1\r\n"}}}, 4, "There is no field [f] of [k].", 5},
+        AnswersRow{"no_text", {{{OK}, {PONG}}, {{OK}, {TEXT}, {LOADING}}}, 1, "Key [k] is not readable as a hash.", 5},
         AnswersRow{"server_gone",
-                   {{{OK}, {TEXT, true}}, {{"-ERR no\r\n"}}},
+                   {{{OK}, {PONG}}, {{OK}, {TEXT, true}}, {{"-ERR no\r\n"}}},
                    3,
-                   "No reply from database 2 at [$S]. Is the server running, and does it have database 2?",
-                   3}),
+                   "The server at [$S] does not let database 2 be used: ERR no. Look at its configuration.",
+                   6},
+        AnswersRow{"reply_lost",
+                   {{{OK}, {PONG}}, {{OK}, {"", true}}, {{OK}, {"", true}}, {{OK}, {PONG}}},
+                   3,
+                   "The server at [$S] lost the command or its reply. It may have carried it out.",
+                   8}),
     rowName);
 
 TEST_F(ToolTest, dbGetReadsATextOnce) {
-    ScriptedRedis peer(answers({{{OK}, {LOADING}, {TEXT}}}));
+    ScriptedRedis peer(answers({{{OK}, {PONG}}, {{OK}, {LOADING}, {TEXT}}}));
     const ToolRun result = run({"--socket", peer.socket(), "db", "get", "k", "f"});
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.err, "scada-sensors: Key [k] is not readable as a hash.\n");
-    EXPECT_EQ(peer.received(), std::vector<std::string>{encoded({"SELECT", "2"}) + encoded({"HGET", "k", "f"})});
+    const Words expected = {encoded({"SELECT", "2"}) + encoded({"PING"}),
+                            encoded({"SELECT", "2"}) + encoded({"HGET", "k", "f"})};
+    EXPECT_EQ(peer.received(), expected);
 }
 
 struct CommandRow {
@@ -305,8 +317,7 @@ struct CommandRow {
 
 class NoServer : public ToolTest, public ::testing::WithParamInterface<CommandRow> {};
 
-constexpr const char* NO_REPLY =
-    "No reply from database 2 at [/nosuch/redis.sock]. Is the server running, and does it have database 2?";
+constexpr const char* NO_SOCKET = "There is no socket [/nosuch/redis.sock]. Start the server, or correct --socket.";
 
 TEST_P(NoServer, hasItsOwnExitCode) {
     Words words = GetParam().arguments;
@@ -314,13 +325,13 @@ TEST_P(NoServer, hasItsOwnExitCode) {
     const ToolRun result = run(words);
     EXPECT_EQ(result.status, 3);
     EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err, std::string("scada-sensors: ") + NO_REPLY + "\n");
+    EXPECT_EQ(result.err, std::string("scada-sensors: ") + NO_SOCKET + "\n");
     words.insert(words.begin(), "--json");
     const ToolRun json = run(words);
     EXPECT_EQ(json.status, 3);
     EXPECT_EQ(json.err, "");
     Json::Value expected = envelope(3);
-    expected["error"] = NO_REPLY;
+    expected["error"] = NO_SOCKET;
     EXPECT_EQ(parsed(json.out), expected);
 }
 
@@ -358,6 +369,7 @@ INSTANTIATE_TEST_SUITE_P(
             "unknown_type", {"db", "get", "k", "f", "--as", "double"}, "--as: double not in {float,bool,int32,uint32}"},
         UsageRow{"negative_seconds", {"db", "pop", "k", "--timeout", "-1"}, "Could not convert: --timeout = -1"},
         UsageRow{"seconds_are_a_word", {"db", "expire", "k", "x"}, "Could not convert: SECONDS = x"},
+        UsageRow{"no_wait", {"db", "get", "k", "f", "--wait", "0"}, "--wait: Value 0 not in range 1 to 3600"},
         UsageRow{"watch_for_no_change", {"watch", "--count", "0"}, "--count: Value 0 not in range 1 to 4294967295"},
         UsageRow{"watch_for_no_time", {"watch", "--timeout", "0"}, "--timeout: Value 0 not in range 1 to 4294967295"}),
     rowName);

@@ -1,6 +1,6 @@
 #include "answer/printable.h"
 #include "commands/Command.h"
-#include "database/access.h"
+#include "database/LimitedDatabase.h"
 #include "database/typedRead.h"
 #include "text/filled.h"
 #include "text/text.h"
@@ -9,6 +9,8 @@
 #include <scada/Env.h>
 
 #include <CLI/CLI.hpp>
+
+#include <unistd.h>
 
 #include <memory>
 #include <string>
@@ -26,33 +28,34 @@ struct Arguments {
     std::string type;
     unsigned int seconds = 0;
     bool hasSeconds = false;
+    unsigned int wait = STANDARD_WAIT;
 };
 
-using Operation = ExitCode (*)(Database& database, const Arguments& given, const Answer& answer);
+using Outcome = LimitedDatabase::Outcome;
+using Operation = ExitCode (*)(LimitedDatabase& database, const Arguments& given, const Answer& answer);
 
 ExitCode notRead(int code, const Arguments& given, const Answer& answer) {
     if (code == DatabaseBase::RESULT_NOT_FOUND)
         return answer.failed(ExitCode::NOT_FOUND, filled("There is no field [%s] of [%s].", {given.field, given.key}));
-    if (code == DatabaseBase::RESULT_NO_REPLY)
-        return answer.failed(ExitCode::NO_DATABASE, noReplyText());
     return answer.failed(ExitCode::FAILED, filled("Key [%s] is not readable as a hash.", {given.key}));
 }
 
 // The library has one code for a value of another type and for a key that is not a hash: the text tells them apart.
-ExitCode badValue(Database& database, const Arguments& given, const Answer& answer) {
-    std::string text;
-    const int code = database.hget(given.key, given.field, &text);
+ExitCode badValue(LimitedDatabase& limited, const Arguments& given, const Answer& answer) {
+    const auto& [code, value] = limited.run(
+        [given](Database& database, TypedValue* read) { return database.hget(given.key, given.field, &read->text); });
     if (code != DatabaseBase::RESULT_OK)
         return notRead(code, given, answer);
     return answer.failed(ExitCode::FAILED, filled("Field [%s] of [%s] is not of the type %s: [%s].",
-                                                  {given.field, given.key, given.type, text}));
+                                                  {given.field, given.key, given.type, value.text}));
 }
 
-ExitCode get(Database& database, const Arguments& given, const Answer& answer) {
-    TypedValue value;
-    const int code = readAs(given.type, database, given.key, given.field, &value);
+ExitCode get(LimitedDatabase& limited, const Arguments& given, const Answer& answer) {
+    const auto& [code, value] = limited.run([given](Database& database, TypedValue* read) {
+        return readAs(given.type, database, given.key, given.field, read);
+    });
     if (code == DatabaseBase::RESULT_BAD_VALUE && !given.type.empty())
-        return badValue(database, given, answer);
+        return badValue(limited, given, answer);
     if (code != DatabaseBase::RESULT_OK)
         return notRead(code, given, answer);
     Json::Value result;
@@ -65,37 +68,44 @@ ExitCode get(Database& database, const Arguments& given, const Answer& answer) {
 ExitCode written(int code, const Arguments& given, const Json::Value& result, const Answer& answer) {
     if (code == DatabaseBase::RESULT_OK)
         return answer.done(result, "");
-    if (code == DatabaseBase::RESULT_NO_REPLY)
-        return answer.failed(ExitCode::NO_DATABASE, noReplyText());
     return answer.failed(ExitCode::FAILED, filled("The server refused the command for key [%s].", {given.key}));
 }
 
-ExitCode set(Database& database, const Arguments& given, const Answer& answer) {
+ExitCode set(LimitedDatabase& limited, const Arguments& given, const Answer& answer) {
     Json::Value result;
     result["key"] = given.key;
     result["field"] = given.field;
     result["value"] = given.value;
-    return written(database.hset(given.key, given.field, given.value), given, result, answer);
+    const Outcome outcome = limited.run([given](Database& database, TypedValue* /*read*/) {
+        return database.hset(given.key, given.field, given.value);
+    });
+    return written(outcome.code, given, result, answer);
 }
 
-ExitCode expire(Database& database, const Arguments& given, const Answer& answer) {
+ExitCode expire(LimitedDatabase& limited, const Arguments& given, const Answer& answer) {
     Json::Value result;
     result["key"] = given.key;
     result["seconds"] = given.hasSeconds ? given.seconds : Env::inst().conf().getDfnDatabaseKeyTtl();
-    const int code = given.hasSeconds ? database.expire(given.key, given.seconds) : database.expire(given.key);
-    return written(code, given, result, answer);
+    const Outcome outcome = limited.run([given](Database& database, TypedValue* /*read*/) {
+        return given.hasSeconds ? database.expire(given.key, given.seconds) : database.expire(given.key);
+    });
+    return written(outcome.code, given, result, answer);
 }
 
-ExitCode push(Database& database, const Arguments& given, const Answer& answer) {
+ExitCode push(LimitedDatabase& limited, const Arguments& given, const Answer& answer) {
     Json::Value result;
     result["key"] = given.key;
     result["value"] = given.value;
-    return written(database.lpush(given.key, given.value), given, result, answer);
+    const Outcome outcome = limited.run(
+        [given](Database& database, TypedValue* /*read*/) { return database.lpush(given.key, given.value); });
+    return written(outcome.code, given, result, answer);
 }
 
-ExitCode pop(Database& database, const Arguments& given, const Answer& answer) {
-    std::string value;
-    const int code = database.brpop(given.key, given.seconds, &value);
+ExitCode pop(LimitedDatabase& limited, const Arguments& given, const Answer& answer) {
+    limited.allow(given.seconds);
+    const auto& [code, value] = limited.run([given](Database& database, TypedValue* read) {
+        return database.brpop(given.key, given.seconds, &read->text);
+    });
     if (code == DatabaseBase::RESULT_TIMEOUT)
         return answer.failed(ExitCode::FAILED, filled("Nothing came into list [%s] within %s.",
                                                       {given.key, counted(given.seconds, "second")}));
@@ -103,8 +113,18 @@ ExitCode pop(Database& database, const Arguments& given, const Answer& answer) {
         return written(code, given, Json::Value(), answer);
     Json::Value result;
     result["key"] = given.key;
-    result["value"] = value;
-    return answer.done(result, printable(value) + "\n");
+    result["value"] = value.text;
+    return answer.done(result, printable(value.text) + "\n");
+}
+
+ExitCode operate(Operation operation, const Arguments& given, const Answer& answer) {
+    try {
+        LimitedDatabase limited(given.wait);
+        return operation(limited, given, answer);
+    } catch (const NoDatabase& e) {
+        // All is written. What exit() destroys may still be in use on the thread that waits for the server.
+        _exit(static_cast<int>(answer.failed(ExitCode::NO_DATABASE, e.what())));
+    }
 }
 
 class Operations {
@@ -114,6 +134,10 @@ public:
     CLI::App& add(const char* name, const char* summary, Operation operation) {
         CLI::App& declared = *app.add_subcommand(name, summary)->group("Operations");
         declared.add_option("KEY", given->key, "Key in the database")->required();
+        declared.add_option("--wait", given->wait, "Seconds to wait for the server")
+            ->check(CLI::Range(1U, LONGEST_WAIT))
+            ->type_name("S")
+            ->capture_default_str();
         table.emplace_back(&declared, operation);
         return declared;
     }
@@ -151,11 +175,9 @@ public:
 
     Run run() const {
         return [arguments = given, operations = table](const Answer& answer) {
-            Database database;
-            useConfiguredDatabase(database);
             for (const auto& [declared, operation] : operations) {
                 if (declared->parsed())
-                    return operation(database, *arguments, answer);
+                    return operate(operation, *arguments, answer);
             }
             return ExitCode::BAD_USAGE;
         };

@@ -1,6 +1,6 @@
 #include "answer/printable.h"
 #include "commands/Command.h"
-#include "database/access.h"
+#include "database/databaseFault.h"
 #include "database/watchChanges.h"
 #include "text/filled.h"
 #include "text/text.h"
@@ -23,6 +23,7 @@ namespace {
 struct Limits {
     unsigned int count = 0;   ///< 0: no limit
     unsigned int seconds = 0; ///< 0: no limit
+    unsigned int wait = STANDARD_WAIT;
 };
 
 std::string timeText(std::chrono::system_clock::time_point now) {
@@ -50,8 +51,8 @@ bool show(const KeyChange& change, const Answer& answer) {
 
 ExitCode watch(const Limits& limits, const Answer& answer) {
     // A mistyped socket is an error; a server that goes later may come back.
-    if (!hasDatabase())
-        return answer.failed(ExitCode::NO_DATABASE, noReplyText());
+    if (const std::string fault = databaseFault(TimeLimit(limits.wait)); !fault.empty())
+        return answer.failed(ExitCode::NO_DATABASE, fault);
     std::size_t count = 0;
     bool written = true;
     watchChanges(limits.seconds, [&](const KeyChange& change) {
@@ -70,6 +71,10 @@ Run declareWatch(CLI::App& app) {
     const CLI::Range positive(1U, std::numeric_limits<unsigned int>::max());
     app.add_option("--count", limits->count, "End after so many changes")->check(positive)->type_name("N");
     app.add_option("--timeout", limits->seconds, "End after so many seconds")->check(positive)->type_name("S");
+    app.add_option("--wait", limits->wait, "Seconds to wait for the server at the start")
+        ->check(CLI::Range(1U, LONGEST_WAIT))
+        ->type_name("S")
+        ->capture_default_str();
     return [limits](const Answer& answer) { return watch(*limits, answer); };
 }
 

@@ -85,10 +85,4 @@ void watchChanges(unsigned int seconds, const std::function<bool(const KeyChange
     subscriber.loop(receiveMessage, &watch);
 }
 
-bool hasDatabase() {
-    DatabaseBase probe;
-    useConfiguredDatabase(probe);
-    return probe.ensureConnected() == DatabaseBase::RESULT_OK;
-}
-
 } // namespace Kelvra::SCADA::Tool

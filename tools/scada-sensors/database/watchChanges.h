@@ -18,7 +18,4 @@ struct KeyChange {
 /// a server for as long as it takes, also for one that goes and comes back.
 void watchChanges(unsigned int seconds, const std::function<bool(const KeyChange&)>& receive);
 
-/// Returns whether the configured database answers now.
-bool hasDatabase();
-
 } // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,75 @@
+#include "database/LimitedDatabase.h"
+
+#include "database/access.h"
+#include "database/databaseFault.h"
+#include "text/filled.h"
+#include "text/text.h"
+
+#include <scada/Env.h>
+
+#include <algorithm>
+#include <future>
+#include <thread>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+using Clock = TimeLimit::Clock;
+
+void requireServer(const TimeLimit& limit) {
+    const std::string fault = databaseFault(limit);
+    if (!fault.empty())
+        throw NoDatabase(fault);
+}
+
+// Waits in pieces: a wait of many years does not fit the system's time on 32-bit machines.
+bool isReadyBy(const std::future<LimitedDatabase::Outcome>& outcome, std::optional<Clock::time_point> end) {
+    constexpr std::chrono::hours LONGEST_PIECE(1);
+    for (;;) {
+        const Clock::time_point piece = Clock::now() + LONGEST_PIECE;
+        if (outcome.wait_until(end ? std::min(*end, piece) : piece) == std::future_status::ready)
+            return true;
+        if (end && Clock::now() >= *end)
+            return false;
+    }
+}
+
+} // namespace
+
+LimitedDatabase::LimitedDatabase(unsigned int waitSeconds) : limit(waitSeconds), end(limit.end) {
+    requireServer(limit);
+    useConfiguredDatabase(*database);
+}
+
+void LimitedDatabase::allow(unsigned int seconds) {
+    end = seconds == 0 ? std::nullopt : std::optional<Clock::time_point>(limit.end + std::chrono::seconds(seconds));
+}
+
+// The library's command has no time limit, and nothing calls it back: a thread waits for it, which the process leaves
+// behind. A limit on the socket would not hold for the selection of the database, nor for the library's second attempt.
+LimitedDatabase::Outcome LimitedDatabase::run(const Call& call) {
+    std::packaged_task<Outcome()> task([shared = database, call] {
+        Outcome outcome;
+        outcome.code = call(*shared, &outcome.value);
+        return outcome;
+    });
+    std::future<Outcome> future = task.get_future();
+    std::thread thread(std::move(task));
+    const std::string path = Env::inst().conf().getDfnDatabaseSocket();
+    if (!isReadyBy(future, end)) {
+        thread.detach();
+        throw NoDatabase(filled("The server at [%s] did not answer the command within %s. It may still carry it out.",
+                                {path, counted(limit.seconds, "second")}));
+    }
+    thread.join();
+    Outcome outcome = future.get();
+    if (outcome.code != DatabaseBase::RESULT_NO_REPLY)
+        return outcome;
+    TimeLimit rest(limit.seconds);
+    rest.end = std::min(rest.end, end.value_or(rest.end));
+    requireServer(rest);
+    throw NoDatabase(filled("The server at [%s] lost the command or its reply. It may have carried it out.", {path}));
+}
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "database/TimeLimit.h"
+#include "database/typedRead.h"
+
+#include <scada/Database.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+
+namespace Kelvra::SCADA::Tool {
+
+/// Thrown with the reason when the database does not serve, or not in time. A command may then still wait for its reply
+/// on a thread of its own: the process must end without running what exit() runs.
+class NoDatabase : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The configured database, asked within a time limit. Each operation throws NoDatabase.
+class LimitedDatabase {
+public:
+    struct Outcome {
+        int code = DatabaseBase::RESULT_OK; ///< never RESULT_NO_REPLY
+        TypedValue value;
+    };
+    using Call = std::function<int(Database& database, TypedValue* value)>;
+
+    /// Looks at the server before anything is asked of it.
+    explicit LimitedDatabase(unsigned int waitSeconds);
+
+    /// Lets the server take so much more time, 0 being for ever.
+    void allow(unsigned int seconds);
+
+    /// Runs one call of the library. What `call` captures must live as long as the process.
+    Outcome run(const Call& call);
+
+private:
+    TimeLimit limit;
+    std::optional<TimeLimit::Clock::time_point> end;
+    std::shared_ptr<Database> database = std::make_shared<Database>();
+};
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <chrono>
+
+namespace Kelvra::SCADA::Tool {
+
+/// How long the user wants to wait for the database, from the construction on.
+struct TimeLimit {
+    using Clock = std::chrono::steady_clock;
+
+    explicit TimeLimit(unsigned int givenSeconds)
+        : seconds(givenSeconds), end(Clock::now() + std::chrono::seconds(givenSeconds)) {}
+
+    unsigned int seconds;
+    Clock::time_point end;
+};
+
+/// What --wait is without a word of the user, in seconds, and the most that it can be.
+constexpr unsigned int STANDARD_WAIT = 5;
+constexpr unsigned int LONGEST_WAIT = 3600;
+
+} // namespace Kelvra::SCADA::Tool

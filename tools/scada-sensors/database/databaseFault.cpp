@@ -1,0 +1,191 @@
+#include "database/databaseFault.h"
+
+#include "text/Descriptor.h"
+#include "text/filled.h"
+#include "text/text.h"
+
+#include <scada/Env.h>
+
+#include <hiredis/hiredis.h>
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/un.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <memory>
+#include <vector>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+// Of a longer path the client library takes the first 107 bytes, perhaps with a stray one after them: another socket.
+constexpr std::size_t LONGEST_PATH = 106;
+
+struct FreeReader {
+    void operator()(redisReader* reader) const { redisReaderFree(reader); }
+};
+struct FreeReply {
+    void operator()(redisReply* reply) const { freeReplyObject(reply); }
+};
+using ReplyPtr = std::unique_ptr<redisReply, FreeReply>;
+
+std::string silence(const std::string& path, const TimeLimit& limit) {
+    return filled("The server at [%s] did not answer within %s. It may be halted or busy: look at it, or raise --wait.",
+                  {path, counted(limit.seconds, "second")});
+}
+
+int millisecondsLeft(const TimeLimit& limit) {
+    using std::chrono::milliseconds;
+    const auto left = std::chrono::ceil<milliseconds>(limit.end - TimeLimit::Clock::now()).count();
+    return static_cast<int>(std::max<milliseconds::rep>(left, 0));
+}
+
+// Connecting waits while the server's queue is full, as that of a halted one is at last.
+void limitConnecting(int descriptor, const TimeLimit& limit) {
+    const int left = std::max(millisecondsLeft(limit), 1);
+    timeval time{};
+    time.tv_sec = left / 1000;
+    time.tv_usec = left % 1000 * 1000;
+    setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &time, sizeof(time));
+}
+
+std::string reasonOfConnecting(int error, const std::string& path, const TimeLimit& limit) {
+    switch (error) {
+    case ENOENT:
+    case ENOTDIR:
+        return filled("There is no socket [%s]. Start the server, or correct --socket.", {path});
+    case ECONNREFUSED:
+        return filled("Nobody listens at the socket [%s]. Start the server, or correct --socket.", {path});
+    case EACCES:
+    case EPERM:
+        return filled("You may not use the socket [%s]. Run the tool as a user who may write it.", {path});
+    case EAGAIN:
+        return silence(path, limit);
+    default:
+        return filled("The socket [%s] cannot be used: %s. Correct --socket.", {path, reasonOf(error)});
+    }
+}
+
+std::string encoded(const std::vector<std::string>& words) {
+    std::string bytes = "*" + std::to_string(words.size()) + "\r\n";
+    for (const std::string& word : words)
+        bytes += "$" + std::to_string(word.size()) + "\r\n" + word + "\r\n";
+    return bytes;
+}
+
+// A connection on which each reply comes in time, or why it did not is known. The client library's own connection has
+// no limit for a whole exchange, raises SIGPIPE and keeps no error number.
+class Inquiry {
+public:
+    Inquiry(const std::string& socketPath, const TimeLimit& timeLimit)
+        : path(socketPath), limit(timeLimit), peer(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)),
+          reader(redisReaderCreate()) {}
+
+    // Each returns what is wrong, or an empty text.
+    std::string connect() const;
+    std::string ask(const std::vector<std::string>& command, ReplyPtr* reply) const;
+
+private:
+    std::string receive() const;
+
+    const std::string& path;
+    const TimeLimit& limit;
+    Descriptor peer;
+    std::unique_ptr<redisReader, FreeReader> reader;
+};
+
+std::string Inquiry::connect() const {
+    if (!peer.isOpen() || !reader)
+        return reasonOfConnecting(errno, path, limit);
+    limitConnecting(peer.number(), limit);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, LONGEST_PATH);
+    if (::connect(peer.number(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0)
+        return "";
+    return reasonOfConnecting(errno, path, limit);
+}
+
+// A server that takes no connection says why before it closes it: what has come is read even after a failed write.
+std::string Inquiry::ask(const std::vector<std::string>& command, ReplyPtr* reply) const {
+    const std::string bytes = encoded(command);
+    static_cast<void>(send(peer.number(), bytes.data(), bytes.size(), MSG_NOSIGNAL));
+    for (;;) {
+        void* whole = nullptr;
+        if (redisReaderGetReply(reader.get(), &whole) != REDIS_OK)
+            return filled("What listens at [%s] does not speak the protocol of the database. Correct --socket.",
+                          {path});
+        if (whole != nullptr) {
+            reply->reset(static_cast<redisReply*>(whole));
+            return "";
+        }
+        if (const std::string failure = receive(); !failure.empty())
+            return failure;
+    }
+}
+
+std::string Inquiry::receive() const {
+    std::array<char, 1024> bytes{};
+    pollfd readable{peer.number(), POLLIN, 0};
+    if (poll(&readable, 1, millisecondsLeft(limit)) == 0)
+        return silence(path, limit);
+    const ssize_t size = recv(peer.number(), bytes.data(), bytes.size(), MSG_DONTWAIT);
+    if (size > 0)
+        redisReaderFeed(reader.get(), bytes.data(), static_cast<std::size_t>(size));
+    const bool comesLater = size < 0 && (errno == EAGAIN || errno == EINTR);
+    return size > 0 || comesLater ? "" : filled("The server at [%s] closed the connection. Look at its log.", {path});
+}
+
+// The words of an error reply; nothing for any other.
+std::string errorOf(const ReplyPtr& reply) {
+    return reply->type == REDIS_REPLY_ERROR ? std::string(reply->str, static_cast<std::size_t>(reply->len)) : "";
+}
+
+// What keeps every command from being carried out; other errors are for the command itself to find.
+std::string commonFault(const std::string& error, const std::string& path) {
+    if (startsWith(error, "NOAUTH"))
+        return filled("The server at [%s] wants a password, and the library has none. Let it serve its socket without.",
+                      {path});
+    if (startsWith(error, "LOADING"))
+        return filled("The server at [%s] is still loading its data. Try again in a moment.", {path});
+    return "";
+}
+
+std::string selectionFault(const std::string& error, const std::string& path) {
+    const std::string number = std::to_string(Env::inst().conf().getDfnDatabaseNumber());
+    if (error.find("DB index") != std::string::npos)
+        return filled("The server at [%s] has no database %s: %s. Correct --db, or the number of its databases.",
+                      {path, number, error});
+    return filled("The server at [%s] does not let database %s be used: %s. Look at its configuration.",
+                  {path, number, error});
+}
+
+} // namespace
+
+std::string databaseFault(const TimeLimit& limit) {
+    const std::string path = Env::inst().conf().getDfnDatabaseSocket();
+    if (path.size() > LONGEST_PATH)
+        return filled("The path of the socket has %s bytes, more than %s: [%s]. Give a shorter one, as a link to it.",
+                      {std::to_string(path.size()), std::to_string(LONGEST_PATH), path});
+    const Inquiry inquiry(path, limit);
+    ReplyPtr reply;
+    std::string fault = inquiry.connect();
+    if (fault.empty())
+        fault = inquiry.ask({"SELECT", std::to_string(Env::inst().conf().getDfnDatabaseNumber())}, &reply);
+    if (!fault.empty())
+        return fault;
+    if (const std::string error = errorOf(reply); !error.empty()) {
+        fault = commonFault(error, path);
+        return fault.empty() ? selectionFault(error, path) : fault;
+    }
+    // A server that loads lets a database be selected, but carries no command out.
+    fault = inquiry.ask({"PING"}, &reply);
+    return fault.empty() ? commonFault(errorOf(reply), path) : fault;
+}
+
+} // namespace Kelvra::SCADA::Tool
