@@ -9,11 +9,14 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <ctime>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace Kelvra::SCADA::Tool {
@@ -49,19 +52,49 @@ bool show(const KeyChange& change, const Answer& answer) {
                                    printable(change.key) + "  " + printable(change.event) + "\n");
 }
 
+// What has been seen until now; written on the thread of the watch.
+struct Tally {
+    std::atomic<unsigned int> count{0};
+    std::atomic<bool> written{true};
+};
+
+void tell(WatchState now, const Answer& answer) {
+    const std::string socket = Env::inst().conf().getDfnDatabaseSocket();
+    if (now == WatchState::WATCHING)
+        answer.note(filled("the database at [%s] is back", {socket}));
+    else if (now == WatchState::REFUSED)
+        answer.note(filled("the database at [%s] refuses to announce changes; asking again", {socket}));
+    else
+        answer.note(filled("the database at [%s] is lost; waiting for it", {socket}));
+}
+
+ExitCode end(WatchState last, const Tally& tally, const Answer& answer) {
+    answer.note(counted(tally.count, "change"));
+    if (!tally.written)
+        return ExitCode::FAILED;
+    if (last == WatchState::WATCHING || last == WatchState::STARTING)
+        return ExitCode::DONE;
+    return answer.failed(ExitCode::NO_DATABASE, filled("The database at [%s] announced no changes at the end.",
+                                                       {Env::inst().conf().getDfnDatabaseSocket()}));
+}
+
 ExitCode watch(const Limits& limits, const Answer& answer) {
+    WatchLimits wanted{std::nullopt, std::chrono::seconds(limits.wait)};
+    TimeLimit start(limits.wait);
+    if (limits.seconds != 0) {
+        wanted.end = TimeLimit(limits.seconds).end;
+        start = TimeLimit(std::min(limits.wait, limits.seconds));
+    }
     // A mistyped socket is an error; a server that goes later may come back.
-    if (const std::string fault = databaseFault(TimeLimit(limits.wait)); !fault.empty())
+    if (const std::string fault = databaseFault(start); !fault.empty())
         return answer.failed(ExitCode::NO_DATABASE, fault);
-    std::size_t count = 0;
-    bool written = true;
-    watchChanges(limits.seconds, [&](const KeyChange& change) {
-        written = show(change, answer);
-        ++count;
-        return written && count != limits.count;
-    });
-    answer.note(counted(count, "change"));
-    return written ? ExitCode::DONE : ExitCode::FAILED;
+    Tally tally;
+    watchChanges(wanted, {[&](const KeyChange& change) {
+                              tally.written = show(change, answer);
+                              return ++tally.count != limits.count && tally.written;
+                          },
+                          [&](WatchState now) { tell(now, answer); },
+                          [&](WatchState last) { return end(last, tally, answer); }});
 }
 
 } // namespace
@@ -71,7 +104,7 @@ Run declareWatch(CLI::App& app) {
     const CLI::Range positive(1U, std::numeric_limits<unsigned int>::max());
     app.add_option("--count", limits->count, "End after so many changes")->check(positive)->type_name("N");
     app.add_option("--timeout", limits->seconds, "End after so many seconds")->check(positive)->type_name("S");
-    app.add_option("--wait", limits->wait, "Seconds to wait for the server at the start")
+    app.add_option("--wait", limits->wait, "Seconds to wait for an answer of the server")
         ->check(CLI::Range(1U, LONGEST_WAIT))
         ->type_name("S")
         ->capture_default_str();

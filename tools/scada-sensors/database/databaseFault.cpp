@@ -47,7 +47,7 @@ int millisecondsLeft(const TimeLimit& limit) {
 
 // Connecting waits while the server's queue is full, as that of a halted one is at last.
 void limitConnecting(int descriptor, const TimeLimit& limit) {
-    const int left = std::max(millisecondsLeft(limit), 1);
+    const long left = std::max(millisecondsLeft(limit), 1);
     timeval time{};
     time.tv_sec = left / 1000;
     time.tv_usec = left % 1000 * 1000;
@@ -124,7 +124,7 @@ std::string Inquiry::ask(const std::vector<std::string>& command, ReplyPtr* repl
             reply->reset(static_cast<redisReply*>(whole));
             return "";
         }
-        if (const std::string failure = receive(); !failure.empty())
+        if (std::string failure = receive(); !failure.empty())
             return failure;
     }
 }

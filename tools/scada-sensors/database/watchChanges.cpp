@@ -1,88 +1,224 @@
 #include "database/watchChanges.h"
 
 #include "database/access.h"
+#include "text/Descriptor.h"
 
 #include <scada/DatabaseSubscriber.h>
 
 #include <hiredis/hiredis.h>
 
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstddef>
+#include <memory>
+#include <mutex>
+#include <string_view>
+#include <system_error>
+#include <thread>
 
 namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-// What a signal handler can reach, and a free-standing callback that stops the loop.
-std::atomic<DatabaseSubscriber*> watching{nullptr};
-static_assert(decltype(watching)::is_always_lock_free, "used in a signal handler");
+using Clock = TimeLimit::Clock;
 
-extern "C" void stopWatching(int /*signal*/) {
-    if (DatabaseSubscriber* subscriber = watching)
-        subscriber->stop();
+constexpr std::chrono::milliseconds RETRY_PAUSE(200);
+constexpr std::chrono::milliseconds QUESTION_PAUSE(1000);
+// A reader that takes nothing, so that a line cannot be finished, does not keep the watch from ending.
+constexpr std::chrono::milliseconds LINE_LIMIT(100);
+
+// What a signal handler can reach.
+std::atomic<int> wakeUp{-1};
+static_assert(decltype(wakeUp)::is_always_lock_free, "used in a signal handler");
+
+extern "C" void endWatching(int /*signal*/) {
+    const int keptErrno = errno;
+    static_cast<void>(write(wakeUp, "", 1) == 1);
+    errno = keptErrno;
 }
 
-// Stops the watch on SIGINT, SIGTERM or SIGALRM; a second signal of a kind kills it, because a server that accepts
-// commands and never answers leaves the first one unseen.
-class EndingSignals {
+// A pipe that becomes readable when the watch is to end. A second signal of a kind kills.
+class Ending {
 public:
-    EndingSignals(DatabaseSubscriber& subscriber, unsigned int seconds) {
-        watching = &subscriber;
-        handleBy(stopWatching);
-        alarm(seconds);
-    }
-    ~EndingSignals() {
-        alarm(0);
-        handleBy(SIG_DFL);
-        watching = nullptr;
-    }
-    EndingSignals(const EndingSignals&) = delete;
-    EndingSignals& operator=(const EndingSignals&) = delete;
-
-private:
-    static void handleBy(void (*handler)(int)) {
+    Ending() {
+        std::array<int, 2> ends{};
+        if (pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) != 0)
+            throw std::system_error(errno, std::generic_category());
+        reading = Descriptor(ends[0]);
+        writing = Descriptor(ends[1]);
+        wakeUp = writing.number();
         struct sigaction action {};
-        action.sa_handler = handler;
-        action.sa_flags = static_cast<int>(SA_RESETHAND);
-        for (const int signal : {SIGINT, SIGTERM, SIGALRM})
+        action.sa_handler = endWatching;
+        action.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
+        for (const int signal : {SIGINT, SIGTERM})
             sigaction(signal, &action, nullptr);
     }
+
+    static void ask() { endWatching(0); }
+
+    void waitUntil(const std::optional<Clock::time_point>& end) const {
+        using std::chrono::milliseconds;
+        constexpr milliseconds LONGEST_PIECE(3600000);
+        for (bool goesOn = true; goesOn;) {
+            const auto left = end ? std::chrono::ceil<milliseconds>(*end - Clock::now()) : LONGEST_PIECE;
+            pollfd asked{reading.number(), POLLIN, 0};
+            const auto piece = std::clamp(left, milliseconds(0), LONGEST_PIECE);
+            goesOn = poll(&asked, 1, static_cast<int>(piece.count())) <= 0 && !(end && Clock::now() >= *end);
+        }
+    }
+
+private:
+    Descriptor reading;
+    Descriptor writing;
 };
 
-struct Watch {
-    DatabaseSubscriber& subscriber;
-    const std::function<bool(const KeyChange&)>& receive;
+struct FreeReply {
+    void operator()(redisReply* reply) const { freeReplyObject(reply); }
+};
+using ReplyPtr = std::unique_ptr<redisReply, FreeReply>;
+
+// The library's own loop keeps to itself that a connection is lost or back, and cannot tell a halted server from a
+// silent one. This one reads the same subscription and asks a silent server for a sign of life.
+class Subscription : public DatabaseSubscriber {
+public:
+    enum class Heard { MESSAGE, PART, NOTHING, END };
+
+    Heard receive(ReplyPtr* message) {
+        void* whole = nullptr;
+        if (redisGetReplyFromReader(context, &whole) != REDIS_OK)
+            return Heard::END;
+        message->reset(static_cast<redisReply*>(whole));
+        if (whole != nullptr)
+            return Heard::MESSAGE;
+        pollfd readable{context->fd, POLLIN, 0};
+        if (poll(&readable, 1, static_cast<int>(QUESTION_PAUSE.count())) <= 0)
+            return Heard::NOTHING;
+        return redisBufferRead(context) == REDIS_OK ? Heard::PART : Heard::END;
+    }
+
+    // Without the client library, whose writing waits and raises SIGPIPE. A lost connection shows when it is read.
+    void askForSignOfLife() const {
+        constexpr std::string_view PING = "*1\r\n$4\r\nPING\r\n";
+        static_cast<void>(send(context->fd, PING.data(), PING.size(), MSG_DONTWAIT | MSG_NOSIGNAL));
+    }
+
+    // The next subscription connects anew.
+    void leave() { reconnectNeeded = true; }
 };
 
 std::string textOf(const redisReply* reply) {
     return reply->type == REDIS_REPLY_STRING ? std::string(reply->str, static_cast<std::size_t>(reply->len)) : "";
 }
 
-// A message is kind, pattern, channel and event; the channel is a prefix with the database's number, and the key.
-void receiveMessage(redisReply* message, void* user) {
-    if (message->type != REDIS_REPLY_ARRAY || message->elements != 4)
-        return;
-    const auto* watch = static_cast<const Watch*>(user);
-    const std::string channel = textOf(message->element[2]);
-    const std::size_t colon = channel.find(':');
-    if (textOf(message->element[0]) != "pmessage" || colon == std::string::npos)
-        return;
-    const KeyChange change = {std::chrono::system_clock::now(), channel.substr(colon + 1), textOf(message->element[3])};
-    if (!watch->receive(change))
-        watch->subscriber.stop();
-}
+class Watch {
+public:
+    Watch(const WatchLimits& limits, const WatchListener& watchListener)
+        : longestSilence(limits.silence), listener(watchListener) {
+        useConfiguredDatabase(subscription);
+    }
+
+    // Never returns.
+    void run() {
+        for (;;) {
+            const int result = subscription.subscribe();
+            if (result == DatabaseBase::RESULT_OK) {
+                turn(WatchState::WATCHING);
+                listen();
+                subscription.leave();
+                turn(WatchState::LOST);
+            } else {
+                turn(result == DatabaseBase::RESULT_NO_REPLY ? WatchState::LOST : WatchState::REFUSED);
+                std::this_thread::sleep_for(RETRY_PAUSE);
+            }
+        }
+    }
+
+    // Lets no further line begin.
+    ExitCode end() {
+        static_cast<void>(speaking.try_lock_for(LINE_LIMIT));
+        const bool hasHung = state == WatchState::STARTING && Clock::now() - begin >= longestSilence;
+        return listener.ended(hasHung ? WatchState::LOST : state.load());
+    }
+
+private:
+    // Returns when the connection has ended.
+    void listen() {
+        Clock::time_point lastHeard = Clock::now();
+        bool isAsked = false;
+        ReplyPtr message;
+        for (;;) {
+            const Subscription::Heard heard = subscription.receive(&message);
+            if (heard == Subscription::Heard::END)
+                return;
+            if (heard == Subscription::Heard::MESSAGE)
+                receive(*message);
+            if (heard != Subscription::Heard::NOTHING) {
+                lastHeard = Clock::now();
+                isAsked = false;
+                turn(WatchState::WATCHING);
+                continue;
+            }
+            if (!isAsked)
+                subscription.askForSignOfLife();
+            isAsked = true;
+            if (Clock::now() - lastHeard > longestSilence + QUESTION_PAUSE)
+                turn(WatchState::LOST);
+        }
+    }
+
+    // A message is kind, pattern, channel and event; the channel is a prefix with the database's number, and the key.
+    void receive(const redisReply& message) {
+        if (message.type != REDIS_REPLY_ARRAY || message.elements != 4)
+            return;
+        const std::string channel = textOf(message.element[2]);
+        const std::size_t colon = channel.find(':');
+        if (textOf(message.element[0]) != "pmessage" || colon == std::string::npos)
+            return;
+        const std::lock_guard<std::timed_mutex> lock(speaking);
+        if (!isWanted)
+            return;
+        isWanted =
+            listener.changed({std::chrono::system_clock::now(), channel.substr(colon + 1), textOf(message.element[3])});
+        if (!isWanted)
+            Ending::ask();
+    }
+
+    void turn(WatchState now) {
+        const std::lock_guard<std::timed_mutex> lock(speaking);
+        if (!isWanted || state == now)
+            return;
+        const WatchState before = state.exchange(now);
+        if (before != WatchState::STARTING || now != WatchState::WATCHING)
+            listener.turned(now);
+    }
+
+    Clock::time_point begin = Clock::now();
+    std::chrono::seconds longestSilence;
+    const WatchListener& listener;
+    Subscription subscription;
+    std::timed_mutex speaking;
+    std::atomic<WatchState> state{WatchState::STARTING};
+    bool isWanted = true;
+};
 
 } // namespace
 
-void watchChanges(unsigned int seconds, const std::function<bool(const KeyChange&)>& receive) {
-    DatabaseSubscriber subscriber;
-    useConfiguredDatabase(subscriber);
-    Watch watch{subscriber, receive};
-    const EndingSignals signals(subscriber, seconds);
-    subscriber.loop(receiveMessage, &watch);
+// The library's subscribing waits for a silent server without a limit, and nothing calls it back. It has a thread of
+// its own therefore, which the end of the process takes along.
+void watchChanges(const WatchLimits& limits, const WatchListener& listener) {
+    const Ending ending;
+    Watch watch(limits, listener);
+    std::thread([&watch] { watch.run(); }).detach();
+    ending.waitUntil(limits.end);
+    _exit(static_cast<int>(watch.end()));
 }
 
 } // namespace Kelvra::SCADA::Tool
