@@ -1,11 +1,14 @@
 #include <kelvra/Logger.h>
 #include <kelvra/LoggerControl.h>
 
+#include <terminal/Character.h>
+
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
 #include <mutex>
 #include <string>
 
@@ -16,7 +19,8 @@ namespace Kelvra::Logger {
 namespace {
 
 constexpr int WARNING = 1;
-const char HEX_DIGITS[] = "0123456789abcdef";
+const char LINE_CHARACTERS[] = "\n\r\t";
+const char LINE_LETTERS[] = "nrt";
 
 std::atomic<int> currentLevel{WARNING};
 std::mutex writing;
@@ -35,19 +39,16 @@ __attribute__((format(printf, 1, 0))) std::string formatted(const char* format, 
     return text;
 }
 
+/// A message quotes names and values of others, which must neither begin a line nor be obeyed by a terminal.
 void appendEscaped(std::string& line, const std::string& text) {
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (c == '\n')
-            line += "\\n";
-        else if (c == '\r')
-            line += "\\r";
-        else if (c == '\t')
-            line += "\\t";
-        else if (byte < 0x20 || byte == 0x7f)
-            (line += "\\x") += {HEX_DIGITS[byte >> 4U], HEX_DIGITS[byte & 0xfU]};
-        else
-            line += c;
+    for (std::size_t at = 0; at < text.size();) {
+        const char* const found = std::strchr(LINE_CHARACTERS, text[at]);
+        if (found == nullptr || *found == '\0') {
+            at = Terminal::appendShown(line, text, at);
+        } else {
+            (line += '\\') += LINE_LETTERS[found - LINE_CHARACTERS];
+            ++at;
+        }
     }
 }
 

@@ -4,6 +4,9 @@
 
 #include <json/writer.h>
 
+#include <terminal/Character.h>
+
+#include <algorithm>
 #include <sstream>
 
 namespace Kelvra::SCADA::Tool {
@@ -18,18 +21,56 @@ std::string writeJson(const Json::Value& value, const std::string& indentation, 
     return Json::writeString(builder, value);
 }
 
+// Whether a backslash of a string, which is written as two, would read as the begin of an escaped byte.
+bool looksEscaped(const std::string& written, std::size_t at) {
+    const std::size_t digits = at + 3;
+    return written.compare(at, 3, "\\\\x") == 0 && digits + 2 <= written.size() &&
+           std::all_of(written.begin() + static_cast<std::ptrdiff_t>(digits),
+                       written.begin() + static_cast<std::ptrdiff_t>(digits + 2),
+                       [](char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'); });
+}
+
+void appendUnit(std::string& text, unsigned unit) {
+    static constexpr char DIGITS[] = "0123456789abcdef";
+    (text += "\\u") +=
+        {DIGITS[unit >> 12U & 0xfU], DIGITS[unit >> 8U & 0xfU], DIGITS[unit >> 4U & 0xfU], DIGITS[unit & 0xfU]};
+}
+
+// Appends the character of a string at `at`, or, where the bytes are not UTF-8, the byte as the text \xNN. A
+// replacement character would make one name of two. Returns the place of the next one.
+std::size_t appendInAscii(std::string& text, const std::string& written, std::size_t at) {
+    const Terminal::Character character = Terminal::characterAt(written, at);
+    if (!character.isValid()) {
+        text += '\\';
+        Terminal::appendEscapedByte(text, Terminal::byteAt(written, at));
+        return at + 1;
+    }
+    if (character.codePoint < 0x10000) {
+        appendUnit(text, character.codePoint);
+    } else {
+        appendUnit(text, 0xd800 + ((character.codePoint - 0x10000) >> 10U));
+        appendUnit(text, 0xdc00 + (character.codePoint & 0x3ffU));
+    }
+    return at + character.length;
+}
+
 } // namespace
 
 std::string jsonText(const Json::Value& value, const std::string& indentation) {
-    const std::string written = writeJson(value, indentation, false);
-    // The one control character that the writer leaves as it is; it can only be inside a string.
+    const std::string written = writeJson(value, indentation, true);
     std::string text;
     text.reserve(written.size());
-    for (const char c : written) {
-        if (c == '\x7f')
-            text += "\\u007f";
-        else
+    for (std::size_t at = 0; at < written.size();) {
+        const char c = written[at];
+        if (c == '\\') {
+            text += looksEscaped(written, at) ? "\\\\x5c" : written.substr(at, 2);
+            at += 2;
+        } else if (c == '\n' || (c >= 0x20 && c < 0x7f)) {
             text += c;
+            ++at;
+        } else {
+            at = appendInAscii(text, written, at);
+        }
     }
     return text;
 }

@@ -7,8 +7,9 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// Returns a value as JSON text for programs, in ASCII and without comments, which other readers refuse. With an empty
-/// indentation the text is one line.
+/// Returns a value as JSON text for programs, in ASCII and without comments, which other readers refuse. A byte that is
+/// not UTF-8 is the text \xNN, and a backslash before such a text is \x5c, so that strings that differ stay apart. With
+/// an empty indentation the text is one line.
 std::string jsonText(const Json::Value& value, const std::string& indentation = "  ");
 
 /// Returns a value as JSON text for people: printable, with its letters as they are. With an empty indentation the text

@@ -193,7 +193,7 @@ std::string completionsFor(CLI::App& app, const std::vector<std::string>& words)
     const Offer offer = reader.offerFor(current);
     std::string lines = offer.kind + std::string("\n");
     for (const std::string& word : offer.words) {
-        // A word with a control character would be several, or none.
+        // A word that cannot be shown as it is cannot be offered: the shell would write it to the terminal.
         if (startsWith(word, current) && printable(word) == word)
             lines += word + "\n";
     }
