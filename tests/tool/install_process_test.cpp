@@ -16,16 +16,20 @@ namespace {
 
 using namespace Kelvra::SCADA::Test;
 
-/// Puts a "cp" before the real one, which stops before the copy to a file until it may go on, or fails there.
+/// Puts a "cp" in the place of the real one, which stops before the copy to a file until it may go on, or fails there.
 class SlowCopies : public ToolTest {
 protected:
     SlowCopies() : path(std::getenv("PATH")), source(temp / "source") {
         for (const char* name : {"lora/demo/a", "lora/demo/b", "lora/demo/c"})
             addDefinition(source, name);
         addDefinition(custom, "lora/other/x");
-        setenv("PATH", ((temp / "bin:") + path).c_str(), 1);
+        setenv("LD_LIBRARY_PATH", SCADA_PATH_PROVIDER_DIR, 1);
+        setenv("SCADA_TEST_PROGRAMS", (temp / "bin").c_str(), 1);
     }
-    ~SlowCopies() override { setenv("PATH", path.c_str(), 1); }
+    ~SlowCopies() override {
+        unsetenv("SCADA_TEST_PROGRAMS");
+        unsetenv("LD_LIBRARY_PATH");
+    }
 
     void stopCopiesTo(const std::string& target) const {
         // Not ended by the hangup of the terminal that ends with its tool, but with the test.

@@ -1,0 +1,85 @@
+// What the tool makes of the process that its caller gives it.
+
+#include "ToolTest.h"
+
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+
+namespace {
+
+using namespace Kelvra::SCADA::Test;
+
+/// The environment of the runs.
+class Variables {
+public:
+    explicit Variables(const std::map<std::string, std::string>& values) {
+        for (const auto& [name, value] : values) {
+            const char* const former = std::getenv(name.c_str());
+            before[name] = former == nullptr ? "" : former;
+            setenv(name.c_str(), value.c_str(), 1);
+        }
+    }
+    ~Variables() {
+        for (const auto& [name, value] : before) {
+            if (value.empty())
+                unsetenv(name.c_str());
+            else
+                setenv(name.c_str(), value.c_str(), 1);
+        }
+    }
+    Variables(const Variables&) = delete;
+    Variables& operator=(const Variables&) = delete;
+
+private:
+    std::map<std::string, std::string> before;
+};
+
+class StartUp : public ToolTest {
+protected:
+    StartUp() : source(temp / "source") {
+        addDefinition(standard, "lora/demo/th1");
+        addDefinition(source, "lora/demo/th2");
+    }
+
+    void addProgram(const std::string& name, const std::string& lines) const {
+        writeFile(temp / ("bin/" + name), "#!/bin/sh\n" + lines);
+        chmod((temp / ("bin/" + name)).c_str(), 0755);
+    }
+
+    StorageBuilder source;
+};
+
+TEST_F(StartUp, programsOfTheCallersPathAreNotRun) {
+    for (const char* name : {"cp", "mkdir", "rm", "sh"})
+        addProgram(name, "echo " + std::string(name) + " >> " + (temp / "hijacked") + "\nexit 1\n");
+    const Variables variables({{"PATH", temp / "bin"}});
+    EXPECT_EQ(run({"install", temp / "source"}).out, "installed lora/demo/th2\n");
+    EXPECT_EQ(treeOf(temp / "staging"), std::set<std::string>{});
+    EXPECT_EQ(run({"remove", "--all", "--yes"}).status, 0);
+    EXPECT_EQ(treeOf(temp / "custom"), std::set<std::string>{});
+    EXPECT_FALSE(std::filesystem::exists(temp / "hijacked")) << readFile(temp / "hijacked");
+}
+
+TEST_F(StartUp, shellsAreToldNothing) {
+    addProgram("cp", "env > " + (temp / "environment") + "\nexec /bin/cp \"$@\"\n");
+    const Variables variables({{"LD_LIBRARY_PATH", SCADA_PATH_PROVIDER_DIR},
+                               {"SCADA_TEST_PROGRAMS", temp / "bin"},
+                               {"ENV", "obeyed"},
+                               {"BASH_ENV", "obeyed"},
+                               {"IFS", "obeyed"},
+                               {"CDPATH", "obeyed"},
+                               {"SHELLOPTS", "obeyed"},
+                               {"BASHOPTS", "obeyed"},
+                               {"BASH_FUNC_rm%%", "() { obeyed; }"},
+                               {"TOLD", "kept"}});
+    EXPECT_EQ(run({"install", temp / "source"}).status, 0);
+    const std::string environment = readFile(temp / "environment");
+    EXPECT_EQ(environment.find("obeyed"), std::string::npos) << environment;
+    EXPECT_NE(environment.find("PATH=/usr/sbin:/usr/bin:/sbin:/bin\n"), std::string::npos) << environment;
+    EXPECT_NE(environment.find("TOLD=kept\n"), std::string::npos) << environment;
+}
+
+} // namespace

@@ -1,0 +1,50 @@
+#include "device/startUp.h"
+
+#include "text/text.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+constexpr const char* SEARCH_PATH = "/usr/sbin:/usr/bin:/sbin:/bin";
+
+// What shells read before or while they run a line, whichever of them is /bin/sh.
+bool isObeyedByShells(const std::string& name) {
+    for (const char* obeyed : {"ENV", "BASH_ENV", "IFS", "CDPATH", "SHELLOPTS", "BASHOPTS"}) {
+        if (name == obeyed)
+            return true;
+    }
+    return startsWith(name, "BASH_FUNC_");
+}
+
+} // namespace
+
+// Reading what is open for writing fails, and the other way round: nothing is taken for done.
+void openStandardDescriptors() {
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(descriptor, F_GETFD) < 0)
+            open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+}
+
+void fixEnvironment() {
+    std::vector<std::string> obeyed;
+    for (char** variable = environ; *variable != nullptr; ++variable) {
+        const std::string text = *variable;
+        const std::string name = text.substr(0, text.find('='));
+        if (isObeyedByShells(name))
+            obeyed.push_back(name);
+    }
+    for (const std::string& name : obeyed)
+        unsetenv(name.c_str());
+    setenv("PATH", SEARCH_PATH, 1);
+}
+
+} // namespace Kelvra::SCADA::Tool

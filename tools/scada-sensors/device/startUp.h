@@ -1,0 +1,13 @@
+#pragma once
+
+namespace Kelvra::SCADA::Tool {
+
+/// Opens those of the descriptors 0 to 2 that are closed. A closed one would become the first file or socket that is
+/// opened, and messages would go there.
+void openStandardDescriptors();
+
+/// Fixes where the programs that the library runs are found, and takes away what their shell would obey, so that
+/// whoever calls the tool does not choose what runs with its rights. REQUIRES: no other thread is running.
+void fixEnvironment();
+
+} // namespace Kelvra::SCADA::Tool
