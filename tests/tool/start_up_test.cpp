@@ -1,6 +1,7 @@
 // What the tool makes of the process that its caller gives it.
 
 #include "ToolTest.h"
+#include "rowName.h"
 
 #include <sys/stat.h>
 
@@ -80,6 +81,68 @@ TEST_F(StartUp, shellsAreToldNothing) {
     EXPECT_EQ(environment.find("obeyed"), std::string::npos) << environment;
     EXPECT_NE(environment.find("PATH=/usr/sbin:/usr/bin:/sbin:/bin\n"), std::string::npos) << environment;
     EXPECT_NE(environment.find("TOLD=kept\n"), std::string::npos) << environment;
+}
+
+// Returns a shell's words for a run of the tool.
+std::string shellWords(const std::vector<std::string>& arguments) {
+    std::string line;
+    for (const std::string& word : toolCommand(arguments))
+        line += " '" + word + "'";
+    return line;
+}
+
+TEST_F(StartUp, aReaderThatHasGoneIsAnError) {
+    const std::string line = "(sleep 0.2;" + shellWords({"--default-dir", temp / "default", "list"}) + " 2> " +
+                             (temp / "err") + "; echo $? > " + (temp / "status") + ") | true";
+    ASSERT_EQ(std::system(line.c_str()), 0);
+    EXPECT_EQ(readFile(temp / "status"), "1\n");
+    EXPECT_EQ(readFile(temp / "err"), "scada-sensors: cannot write to standard output: Broken pipe\n");
+}
+
+struct FullRow {
+    const char* name;
+    const char* limit;
+    const char* output;
+    const char* reason;
+};
+
+class Full : public StartUp, public ::testing::WithParamInterface<FullRow> {
+protected:
+    Full() { writeList({GOOD_SENSOR}); }
+};
+
+TEST_P(Full, outputIsAnError) {
+    for (const char* command : {"list", "sensors", "--help", "--version", "check"}) {
+        std::string line = GetParam().limit + shellWords({"--default-dir", temp / "default", "--custom-dir",
+                                                          temp / "custom", "--map", temp / "list.json", command});
+        line += " > " + replaced(GetParam().output, "$T", temp.path()) + " 2> " + (temp / "err.fifo");
+        // The messages go through a FIFO, which has no size that a limit could meet.
+        line = "mkfifo " + (temp / "err.fifo") + "; cat " + (temp / "err.fifo") + " > " + (temp / "err") + " & (" +
+               line + "); status=$?; wait; rm " + (temp / "err.fifo") + "; exit $status";
+        EXPECT_EQ(std::system(line.c_str()), 1 << 8) << command;
+        EXPECT_EQ(readFile(temp / "err"),
+                  std::string("scada-sensors: cannot write to standard output: ") + GetParam().reason + "\n")
+            << command;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Tool, Full,
+                         ::testing::Values(FullRow{"file_size", "ulimit -f 0;", "$T/out", "File too large"},
+                                           FullRow{"device", "", "/dev/full", "No space left on device"}),
+                         rowName);
+
+// What could not be written does not read back, and that is what the library reports.
+TEST_F(StartUp, anInstallationBeyondTheFileSizeLimitSaysSo) {
+    const auto before = snapshot(temp / "custom");
+    const std::string line = "(ulimit -f 0;" +
+                             shellWords({"--default-dir", temp / "default", "--custom-dir", temp / "custom",
+                                         "--staging-dir", temp / "staging", "install", temp / "source"}) +
+                             ") 2>&1 | cat > " + (temp / "out");
+    ASSERT_EQ(std::system(line.c_str()), 0);
+    EXPECT_EQ(readFile(temp / "out"), "not installed lora/demo/th2\n"
+                                      "scada-sensors: Invalid syntax of the sensor definition [lora/demo/th2].\n"
+                                      "    nothing has been changed\n");
+    EXPECT_EQ(snapshot(temp / "custom"), before);
 }
 
 } // namespace

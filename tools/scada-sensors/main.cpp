@@ -8,6 +8,7 @@ using namespace Kelvra::SCADA::Tool;
 
 int main(int argc, char** argv) {
     openStandardDescriptors();
+    ignoreWriteSignals();
     fixEnvironment();
     try {
         return static_cast<int>(CommandLine().run(argc, argv));

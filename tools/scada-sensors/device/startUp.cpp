@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -32,6 +33,11 @@ void openStandardDescriptors() {
         if (fcntl(descriptor, F_GETFD) < 0)
             open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
     }
+}
+
+void ignoreWriteSignals() {
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
 }
 
 void fixEnvironment() {

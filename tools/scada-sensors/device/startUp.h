@@ -6,6 +6,10 @@ namespace Kelvra::SCADA::Tool {
 /// opened, and messages would go there.
 void openStandardDescriptors();
 
+/// Makes a write to a closed pipe or beyond a file-size limit an error instead of the end of the process. The programs
+/// that the stand-in runs start with the default.
+void ignoreWriteSignals();
+
 /// Fixes where the programs that the library runs are found, and takes away what their shell would obey, so that
 /// whoever calls the tool does not choose what runs with its rights. REQUIRES: no other thread is running.
 void fixEnvironment();
