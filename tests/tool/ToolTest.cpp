@@ -14,8 +14,8 @@ std::string replaced(std::string text, const std::string& part, const std::strin
 }
 
 Json::Value envelope(int status) {
-    constexpr std::array<const char*, 7> CODES = {"done",      "failed",  "usage", "no-database",
-                                                  "not-found", "refused", "busy"};
+    constexpr std::array<const char*, 8> CODES = {"done",      "failed",  "usage", "no-database",
+                                                  "not-found", "refused", "busy",  "interrupted"};
     Json::Value members(Json::objectValue);
     members["format_version"] = 2;
     members["status"] = status == 0 ? "success" : "fail";

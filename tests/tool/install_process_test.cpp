@@ -1,6 +1,7 @@
 #include "ToolProcess.h"
 #include "ToolTest.h"
 #include "findings.h"
+#include "rowName.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -9,6 +10,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <memory>
 
@@ -95,8 +97,7 @@ TEST_F(SlowCopies, aKilledInstallationHoldsItsDirectoriesNoLongerThanItLives) {
     killed->wait();
     const pid_t copy = std::stoi(readFile(temp / "waiting"));
     EXPECT_EQ(kill(copy, 0), 0);
-    EXPECT_TRUE(isFree("custom"));
-    EXPECT_TRUE(isFree("staging"));
+    EXPECT_TRUE(becomesTrue([&] { return isFree("custom") && isFree("staging"); }));
     kill(copy, SIGKILL);
 }
 
@@ -220,6 +221,118 @@ TEST_F(SlowCopies, removalOfEverythingAsksOnATerminal) {
     EXPECT_EQ(replaced(replaced(confirmed->screen(), temp.path(), "$T"), "y\n", ""),
               question + "removed lora/other/x\n");
     EXPECT_EQ(treeOf(temp / "custom"), std::set<std::string>{});
+}
+
+// --- signals
+
+struct SignalRow {
+    const char* name;
+    int signal;
+    bool typed; ///< with Ctrl-C, which reaches all that runs in the terminal's foreground
+};
+
+class Signalled : public SlowCopies, public ::testing::WithParamInterface<SignalRow> {
+protected:
+    void signalTo(const ToolProcess& process) const {
+        if (GetParam().typed)
+            process.type("\x03");
+        else
+            process.send(GetParam().signal);
+        // A signal that does harm does it by then.
+        for (int left = 10; left > 0; --left)
+            pauseBriefly();
+    }
+    std::string note() const {
+        return "scada-sensors: SIG" + std::string(sigabbrev_np(GetParam().signal)) +
+               " came while files were being changed; the work has been finished\n";
+    }
+};
+
+TEST_P(Signalled, anInstallationThatHasBegunIsFinished) {
+    for (const char* stopped : {"staging/lora/demo/a-decoder", "custom/lora/demo/b-decoder"}) {
+        std::filesystem::remove_all(temp / "custom/lora/demo");
+        std::filesystem::remove(temp / "go");
+        std::filesystem::remove(temp / "waiting");
+        stopCopiesTo(stopped);
+        const auto process = startInstallation();
+        ASSERT_TRUE(isWaiting());
+        signalTo(*process);
+        signalTo(*process);
+        EXPECT_EQ(kill(std::stoi(readFile(temp / "waiting")), 0), 0);
+        ASSERT_FALSE(process->hasEnded());
+        goOn();
+        EXPECT_EQ(process->wait(), 0);
+        const std::string screen = process->screen();
+        EXPECT_NE(screen.find(note()), std::string::npos) << screen;
+        EXPECT_NE(screen.find("installed lora/demo/a\ninstalled lora/demo/b\ninstalled lora/demo/c\n"),
+                  std::string::npos)
+            << screen;
+        EXPECT_EQ(treeOf(temp / "custom/lora/demo"),
+                  (std::set<std::string>{"a-decoder", "a.json", "b-decoder", "b.json", "c-decoder", "c.json"}));
+        EXPECT_EQ(treeOf(temp / "staging"), std::set<std::string>{});
+    }
+}
+
+TEST_P(Signalled, programsAreToldTheSignal) {
+    stopCopiesTo("custom/lora/demo/b-decoder");
+    const auto process = start({"install", temp / "source", "--json", "-q"});
+    ASSERT_TRUE(isWaiting());
+    signalTo(*process);
+    goOn();
+    EXPECT_EQ(process->wait(), 0);
+    const std::string screen = process->screen();
+    EXPECT_NE(screen.find("\"signal\" : \"SIG" + std::string(sigabbrev_np(GetParam().signal)) + "\""),
+              std::string::npos)
+        << screen;
+}
+
+TEST_P(Signalled, anInstallationThatHasNotBegunChangesNothing) {
+    for (int number = 0; number < 3000; ++number)
+        addDefinition(source, "lora/many/" + std::to_string(number));
+    const auto before = snapshot(temp / "custom");
+    const auto process = startInstallation();
+    ASSERT_TRUE(becomesTrue([this] { return std::filesystem::exists(temp / "custom.lock"); }));
+    signalTo(*process);
+    EXPECT_EQ(process->wait(), 7);
+    EXPECT_EQ(replaced(process->screen(), "^C", ""), "scada-sensors: interrupted by SIG" +
+                                                         std::string(sigabbrev_np(GetParam().signal)) +
+                                                         "; nothing has been changed\n");
+    EXPECT_EQ(snapshot(temp / "custom"), before);
+    EXPECT_FALSE(std::filesystem::exists(temp / "staging"));
+    EXPECT_EQ(run({"remove", "lora/other/x"}).status, 0);
+}
+
+TEST_P(Signalled, aRemovalThatHasBegunIsFinished) {
+    writeFile(temp / "bin/rm", "#!/bin/sh\ntouch " + (temp / "waiting") + "\nwhile [ ! -e " + (temp / "go") +
+                                   " ]; do sleep 0.02; done\nexec rm \"$@\"\n");
+    chmod((temp / "bin/rm").c_str(), 0755);
+    const auto process = start({"remove", "lora/other/x"});
+    ASSERT_TRUE(isWaiting());
+    signalTo(*process);
+    goOn();
+    EXPECT_EQ(process->wait(), 0);
+    const std::string screen = process->screen();
+    EXPECT_NE(screen.find("removed lora/other/x\n"), std::string::npos) << screen;
+    EXPECT_NE(screen.find(note()), std::string::npos) << screen;
+    EXPECT_FALSE(std::filesystem::exists(temp / "custom/lora/other/x.json"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Tool, Signalled,
+                         ::testing::Values(SignalRow{"typed", SIGINT, true}, SignalRow{"interrupt", SIGINT, false},
+                                           SignalRow{"terminate", SIGTERM, false}, SignalRow{"hangup", SIGHUP, false}),
+                         rowName);
+
+TEST_F(SlowCopies, aSignalThatTheCallerIgnoresIsNotReported) {
+    stopCopiesTo("custom/lora/demo/b-decoder");
+    const auto former = std::signal(SIGHUP, SIG_IGN);
+    const auto process = startInstallation();
+    std::signal(SIGHUP, former);
+    ASSERT_TRUE(isWaiting());
+    process->send(SIGHUP);
+    pauseBriefly();
+    goOn();
+    EXPECT_EQ(process->wait(), 0);
+    EXPECT_EQ(process->screen().find("SIGHUP"), std::string::npos);
 }
 
 } // namespace

@@ -11,6 +11,7 @@ const std::vector<ExitCodeRow>& exitCodes() {
         {ExitCode::NOT_FOUND, "not-found", "What was asked for does not exist"},
         {ExitCode::REFUSED, "refused", "Refused, and nothing has been changed"},
         {ExitCode::BUSY, "busy", "Another installation or removal is running"},
+        {ExitCode::INTERRUPTED, "interrupted", "Interrupted by a signal, and nothing has been changed"},
     };
     return rows;
 }

@@ -13,6 +13,7 @@ enum class ExitCode {
     NOT_FOUND = 4,
     REFUSED = 5,
     BUSY = 6,
+    INTERRUPTED = 7,
 };
 
 struct ExitCodeRow {

@@ -1,6 +1,7 @@
 #include "answer/json.h"
 #include "answer/printable.h"
 #include "commands/Command.h"
+#include "commands/apart.h"
 #include "commands/findingText.h"
 #include "device/Device.h"
 #include "install/InstallJudge.h"
@@ -150,7 +151,9 @@ bool overwrites(const InstallRequest& request, const Preflight& preflight) {
                        [](const PlannedDefinition& planned) { return planned.effect == Effect::UNCHANGED; });
 }
 
-bool deploySource(const InstallRequest& request, const Preflight& preflight, bool progress, std::string* error) {
+bool deploySource(const InstallRequest& request, const Preflight& preflight, SignalGuard& guard, bool progress,
+                  std::string* error) {
+    guard.begin();
     std::set<std::string> names;
     for (const PlannedDefinition& planned : preflight.definitions)
         names.insert(planned.name);
@@ -199,13 +202,14 @@ ExitCode answerUnchanged(const Preflight& preflight, const Answer& answer) {
     return answer.done(toJson(preflight.findings, result), toText(preflight.findings) + toText(result));
 }
 
-ExitCode deploy(const InstallRequest& request, const Preflight& preflight, const Answer& answer) {
+ExitCode deploy(const InstallRequest& request, const Preflight& preflight, SignalGuard& guard, const Answer& answer) {
     const InstallJudge judge(preflight.definitions);
     std::string error;
     const bool progress = !answer.isQuiet() && isatty(STDERR_FILENO) != 0;
-    const bool deployed = deploySource(request, preflight, progress, &error);
+    const bool deployed = deploySource(request, preflight, guard, progress, &error);
     const InstallResult made = judge.compare();
     Json::Value result = toJson(preflight.findings, made);
+    tellSignal(guard, answer, &result);
     const std::string text = toText(preflight.findings) + toText(made);
     if (deployed && made.isComplete())
         return answer.done(result, text);
@@ -228,7 +232,7 @@ ExitCode answerNothing(const Preflight& preflight, const Answer& answer) {
     return answer.done(result, toText(preflight.findings) + filled("nothing to install") + "\n");
 }
 
-ExitCode install(const InstallRequest& request, const Answer& answer) {
+ExitCode install(const InstallRequest& request, SignalGuard& guard, const Answer& answer) {
     const Findings directories = checkDirectories(request.source);
     if (!directories.empty())
         return refuse(directories, answer);
@@ -241,7 +245,8 @@ ExitCode install(const InstallRequest& request, const Answer& answer) {
         return refuse(preflight.findings, answer);
     if (preflight.definitions.empty())
         return answerNothing(preflight, answer);
-    return preflight.isUnchanged() ? answerUnchanged(preflight, answer) : deploy(request, preflight, answer);
+    return preflight.isUnchanged() ? answerUnchanged(preflight, answer)
+                                   : deploy(request, preflight, guard, answer);
 }
 
 } // namespace
@@ -252,7 +257,9 @@ Run declareInstall(CLI::App& app) {
     app.add_flag("--allow-overwrite", request->allowOverwrite, "Replace installed definitions of the same names");
     const CLI::Option* dry = app.add_flag("--dry-run", "Show what would happen, and change nothing");
     return [request, dry](const Answer& answer) {
-        return dry->count() != 0 ? dryRun(*request, answer) : install(*request, answer);
+        if (dry->count() != 0)
+            return dryRun(*request, answer);
+        return runApart(answer, [&](SignalGuard& guard) { return install(*request, guard, answer); });
     };
 }
 

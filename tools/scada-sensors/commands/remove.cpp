@@ -1,6 +1,7 @@
 #include "answer/json.h"
 #include "answer/printable.h"
 #include "commands/Command.h"
+#include "commands/apart.h"
 #include "commands/findingText.h"
 #include "device/Storages.h"
 #include "install/OperationLock.h"
@@ -59,7 +60,8 @@ public:
         failed(entry, filled("It is still there."), true);
         definitionFailed = false;
     }
-    ExitCode answerWith(const Answer& answer) const {
+    ExitCode answerWith(const SignalGuard& guard, const Answer& answer) {
+        tellSignal(guard, answer, &members);
         if (members["failed"].empty())
             return answer.done(members, lines);
         return answer.failed(allMissing ? ExitCode::NOT_FOUND : ExitCode::FAILED,
@@ -100,8 +102,9 @@ bool removeOne(const std::string& name, std::string* error) {
     }
 }
 
-ExitCode removeNames(const std::vector<std::string>& names, const Answer& answer) {
+ExitCode removeNames(const std::vector<std::string>& names, SignalGuard& guard, const Answer& answer) {
     const Storages before;
+    guard.begin();
     Removal removal;
     for (const std::string& name : std::set<std::string>(names.begin(), names.end())) {
         std::string error;
@@ -110,7 +113,7 @@ ExitCode removeNames(const std::vector<std::string>& names, const Answer& answer
         else
             removal.failed(name, error, before.of(STORAGE_CUSTOM).lists(name));
     }
-    return removal.answerWith(answer);
+    return removal.answerWith(guard, answer);
 }
 
 // Hidden entries are not a part of what an emptying reaches.
@@ -125,8 +128,9 @@ std::string visibleEntry() {
     return "";
 }
 
-ExitCode removeAll(const Answer& answer) {
+ExitCode removeAll(SignalGuard& guard, const Answer& answer) {
     const Storages before;
+    guard.begin();
     DefinitionsDeployment().deleteAll(nullptr);
     const Storages after;
     Removal removal;
@@ -139,7 +143,7 @@ ExitCode removeAll(const Answer& answer) {
     const std::string entry = visibleEntry();
     if (!entry.empty())
         removal.leftBehind(entry);
-    return removal.answerWith(answer);
+    return removal.answerWith(guard, answer);
 }
 
 // Returns how the command ends when it must not go on.
@@ -160,13 +164,11 @@ std::optional<ExitCode> refuse(const Arguments& asked, const Answer& answer) {
     return std::nullopt;
 }
 
-ExitCode remove(const Arguments& asked, const Answer& answer) {
-    if (const std::optional<ExitCode> refused = refuse(asked, answer))
-        return *refused;
+ExitCode remove(const Arguments& asked, SignalGuard& guard, const Answer& answer) {
     const OperationLock lock;
     if (!lock.failure().empty())
         return answer.failed(lock.isBusy() ? ExitCode::BUSY : ExitCode::FAILED, lock.failure());
-    return asked.all ? removeAll(answer) : removeNames(asked.names, answer);
+    return asked.all ? removeAll(guard, answer) : removeNames(asked.names, guard, answer);
 }
 
 } // namespace
@@ -176,7 +178,12 @@ Run declareRemove(CLI::App& app) {
     app.add_option("NAME", arguments->names, "Custom definitions, as in lora/maker/model");
     app.add_flag("--all", arguments->all, "Empty the custom storage");
     app.add_flag("--yes", arguments->yes, "Do not ask before --all");
-    return [arguments](const Answer& answer) { return remove(*arguments, answer); };
+    return [arguments](const Answer& answer) {
+        // The question is asked in this process: it is the one that Ctrl-C ends.
+        if (const std::optional<ExitCode> refused = refuse(*arguments, answer))
+            return *refused;
+        return runApart(answer, [&](SignalGuard& guard) { return remove(*arguments, guard, answer); });
+    };
 }
 
 } // namespace Kelvra::SCADA::Tool
