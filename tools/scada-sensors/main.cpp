@@ -10,6 +10,7 @@ int main(int argc, char** argv) {
     openStandardDescriptors();
     ignoreWriteSignals();
     fixEnvironment();
+    fixUmask();
     try {
         return static_cast<int>(CommandLine().run(argc, argv));
     } catch (const std::exception& e) {

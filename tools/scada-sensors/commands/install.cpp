@@ -5,6 +5,7 @@
 #include "commands/findingText.h"
 #include "device/Device.h"
 #include "install/InstallJudge.h"
+#include "install/InstalledModes.h"
 #include "install/OperationLock.h"
 #include "install/Preflight.h"
 #include "install/Progress.h"
@@ -206,7 +207,11 @@ ExitCode deploy(const InstallRequest& request, const Preflight& preflight, Signa
     const InstallJudge judge(preflight.definitions);
     std::string error;
     const bool progress = !answer.isQuiet() && isatty(STDERR_FILENO) != 0;
+    const InstalledModes modes(preflight.definitions);
     const bool deployed = deploySource(request, preflight, guard, progress, &error);
+    const std::string uncorrected = modes.apply();
+    if (!uncorrected.empty())
+        answer.note(uncorrected);
     const InstallResult made = judge.compare();
     Json::Value result = toJson(preflight.findings, made);
     tellSignal(guard, answer, &result);

@@ -3,6 +3,7 @@
 #include "text/text.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -51,6 +52,10 @@ void fixEnvironment() {
     for (const std::string& name : obeyed)
         unsetenv(name.c_str());
     setenv("PATH", SEARCH_PATH, 1);
+}
+
+void fixUmask() {
+    umask(S_IWGRP | S_IWOTH);
 }
 
 } // namespace Kelvra::SCADA::Tool

@@ -14,4 +14,7 @@ void ignoreWriteSignals();
 /// whoever calls the tool does not choose what runs with its rights. REQUIRES: no other thread is running.
 void fixEnvironment();
 
+/// Keeps others from writing what the library and its programs make, also while they are at it.
+void fixUmask();
+
 } // namespace Kelvra::SCADA::Tool
