@@ -60,8 +60,9 @@ public:
     explicit Worker(Shared& sharedState) : shared(sharedState) {}
 
     void begin() override {
-        const bool mayBegin = shared.leaveAsking(Stage::CHANGING) || shared.stage == Stage::CHANGING;
-        while (!mayBegin)
+        if (shared.leaveAsking(Stage::CHANGING) || shared.stage == Stage::CHANGING)
+            return;
+        for (;;)
             pause();
     }
     std::string signalName() const override {
@@ -136,8 +137,8 @@ ExitCode runApart(const Answer& answer, const std::function<ExitCode(SignalGuard
     const sigset_t signals = deferredSignals();
     sigset_t blocked = signals;
     sigaddset(&blocked, SIGCHLD);
-    std::signal(SIGCHLD, SIG_DFL);
-    sigprocmask(SIG_BLOCK, &blocked, nullptr);
+    (void)std::signal(SIGCHLD, SIG_DFL);
+    pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
     const pid_t parent = getpid();
     const pid_t child = fork();
     if (child < 0)

@@ -37,8 +37,8 @@ void openStandardDescriptors() {
 }
 
 void ignoreWriteSignals() {
-    std::signal(SIGPIPE, SIG_IGN);
-    std::signal(SIGXFSZ, SIG_IGN);
+    (void)std::signal(SIGPIPE, SIG_IGN);
+    (void)std::signal(SIGXFSZ, SIG_IGN);
 }
 
 void fixEnvironment() {
@@ -50,8 +50,8 @@ void fixEnvironment() {
             obeyed.push_back(name);
     }
     for (const std::string& name : obeyed)
-        unsetenv(name.c_str());
-    setenv("PATH", SEARCH_PATH, 1);
+        unsetenv(name.c_str());     // NOLINT(concurrency-mt-unsafe)
+    setenv("PATH", SEARCH_PATH, 1); // NOLINT(concurrency-mt-unsafe)
 }
 
 void fixUmask() {
