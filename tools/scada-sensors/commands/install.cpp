@@ -250,8 +250,7 @@ ExitCode install(const InstallRequest& request, SignalGuard& guard, const Answer
         return refuse(preflight.findings, answer);
     if (preflight.definitions.empty())
         return answerNothing(preflight, answer);
-    return preflight.isUnchanged() ? answerUnchanged(preflight, answer)
-                                   : deploy(request, preflight, guard, answer);
+    return preflight.isUnchanged() ? answerUnchanged(preflight, answer) : deploy(request, preflight, guard, answer);
 }
 
 } // namespace
