@@ -91,7 +91,7 @@ Findings checkDefinition(const Definition& definition) {
 Findings checkDefinition(const Definition& definition, DefinitionPlaces* places) {
     if (isSound(definition))
         return {};
-    const Findings findings = locateFaults(definition, places->json());
+    Findings findings = locateFaults(definition, places->json());
     if (definition.verdict.valid || errorCount(findings) != 0)
         return findings;
     // The file has been corrected since the library read it; its verdict counts.

@@ -26,7 +26,7 @@ constexpr const char* SUFFIX = ".json";
 constexpr std::size_t SUFFIX_LENGTH = 5;
 constexpr int DEFINITION_DEPTH = 2;
 // In bytes. A longer file is not read to see whether it is a definition.
-constexpr std::uintmax_t LONGEST_DEFINITION = 1024 * 1024;
+constexpr std::uintmax_t LONGEST_DEFINITION = std::uintmax_t{1024} * 1024;
 
 // ".JSON", ".json.bak" and the like.
 bool hasSuffixSomewhere(const std::string& name) {

@@ -105,9 +105,9 @@ Words wordsOfOperand(const std::string& command, const std::vector<std::string>&
 }
 
 /// The words before the current one, as far as they matter for it.
-class Reader {
+class CompletionContext {
 public:
-    explicit Reader(CLI::App& wholeApp) : app(wholeApp), command(&wholeApp) {}
+    explicit CompletionContext(CLI::App& wholeApp) : app(wholeApp), command(&wholeApp) {}
 
     void read(const std::string& word) {
         if (word == "=")
@@ -184,13 +184,13 @@ private:
 } // namespace
 
 std::string completionsFor(CLI::App& app, const std::vector<std::string>& words) {
-    Reader reader(app);
+    CompletionContext context(app);
     for (std::size_t at = 0; at + 1 < words.size(); ++at)
-        reader.read(words[at]);
+        context.read(words[at]);
     std::string current = words.empty() ? "" : words.back();
     if (current == "=")
         current.clear();
-    const Offer offer = reader.offerFor(current);
+    const Offer offer = context.offerFor(current);
     std::string lines = offer.kind + std::string("\n");
     for (const std::string& word : offer.words) {
         // A word that cannot be shown as it is cannot be offered: the shell would write it to the terminal.
