@@ -60,6 +60,15 @@ void growDecoder(const std::string& dir) {
     fs::resize_file(dir + "/source/lora/demo/th1.js", FOUR_TERABYTES);
 }
 
+void plantManyLinks(const std::string& dir) {
+    constexpr int LINKS = 1100;
+    for (int number = 0; number < LINKS; ++number)
+        makeLink("/", dir + "/source/link" + std::to_string(number));
+}
+
+// For sources with files of many bytes and no content.
+const std::vector<std::string> WITHOUT_LIMITS = {"--max-decoder", "8796093022208", "--max-source", "8796093022208"};
+
 std::vector<Plant> ofTheDirectories() {
     return {
         {"staging_is_the_source", nothing, {"install/unsafe-directory"}, {"--staging-dir", "$T/source"}},
@@ -72,7 +81,37 @@ std::vector<Plant> ofTheDirectories() {
         {"source_of_another_level",
          all({removal("source/lora"), file("source/pack/lora/demo/th1.json", GOOD)}),
          {"source/wrong-level"}},
-        {"no_space", growDecoder, {"install/no-space"}},
+        {"definition_too_large",
+         [](const std::string& dir) { fs::resize_file(dir + "/source/lora/demo/th1.json", 1024 * 1024 + 1); },
+         {"source/too-large"}},
+        {"decoder_too_large", growDecoder, {"source/too-large"}},
+        {"two_files_too_large",
+         all({growDecoder, file("source/lora/demo/th2.js", "123456789")}),
+         {"source/too-large", "source/too-large"},
+         {"--max-decoder", "8"}},
+        {"source_too_large",
+         file("source/lora/demo/other.js", std::string(1000, 'x')),
+         {"source/too-large"},
+         {"--max-source", "1000"}},
+        {"too_many_definitions",
+         all({file("source/lora/demo/th2.json", GOOD), file("source/lora/demo/th3.json", GOOD)}),
+         {"source/too-many"},
+         {"--max-definitions", "2"}},
+        {"too_many_entries", plantManyLinks, {"source/too-many"}, {"--max-definitions", "1"}},
+        {"directories_too_deep",
+         [](const std::string& dir) {
+             std::string path = dir + "/source/lora";
+             for (int depth = 0; depth < 40; ++depth)
+                 path += "/d";
+             makeDir(path);
+         },
+         {"source/too-many"}},
+        {"file_unreadable", all({file("source/readme.txt", ""), mode("source/readme.txt", 0)}), {"source/unreadable"}},
+        {"decoder_in_a_sibling_of_like_name",
+         all({file("source2/x.js", ""), removal("source/lora/demo/th1.js"),
+              [](const std::string& dir) { makeLink(dir + "/source2/x.js", dir + "/source/lora/demo/th1.js"); }}),
+         {"source/decoder-outside"}},
+        {"no_space", growDecoder, {"install/no-space"}, WITHOUT_LIMITS},
         {"staging_is_a_file", all({removal("staging"), file("staging", "")}), {"install/staging-unwritable"}},
         {"staging_closed", mode("staging", 0555), {"install/staging-unwritable"}},
         {"staging_with_hidden_definitions",
@@ -149,7 +188,8 @@ std::vector<Plant> ofTheCustomStorage() {
               file("source/lora/stray.json", "{}"), file("source/other/demo/c.json", R"({"properties": 5})")}),
          {"install/no-space", "install/staging-hidden", "definition/syntax", "install/directory-blocked",
           "definition/not-an-object", "install/directory-blocked", "install/directory-blocked",
-          "definition/no-properties", "source/not-lorawan", "tree/wrong-level"}},
+          "definition/no-properties", "source/not-lorawan", "tree/wrong-level"},
+         WITHOUT_LIMITS},
     };
 }
 
@@ -175,6 +215,7 @@ const std::vector<Plant>& warnings() {
          document(R"({"decoder": "th1.js", "properties": {"a": 1, "b": {}}})"),
          {"definition/property-not-an-object"}},
         {"behind_a_link", link("source/lora/demo/link.json", "th1.json"), {"tree/behind-link"}},
+        {"link_to_a_directory", link("source/lora/all", "/"), {"tree/behind-link"}},
         {"wrong_level", file("source/lora/stray.json", "{}"), {"tree/wrong-level"}},
         {"wrong_suffix", file("source/lora/demo/th1.json.bak", "{"), {"tree/wrong-suffix"}},
         {"not_a_file",

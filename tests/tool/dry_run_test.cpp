@@ -325,7 +325,8 @@ TEST_F(DryRun, saysThatThereIsNoRoom) {
     constexpr std::uintmax_t FOUR_TERABYTES = std::uintmax_t{1} << 42U;
     std::filesystem::resize_file(temp / "source/lora/demo/th1.js", FOUR_TERABYTES);
     // No snapshot, which would read the file.
-    const ToolRun result = run({"install", temp / "source", "--dry-run"});
+    const ToolRun result = run(
+        {"install", temp / "source", "--dry-run", "--max-decoder", "8796093022208", "--max-source", "8796093022208"});
     EXPECT_EQ(result.status, 5);
     EXPECT_THAT(result.out,
                 MatchesRegex("[$]T/staging: error: There is not enough free space for --staging-dir: 4398046527488 "

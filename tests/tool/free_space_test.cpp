@@ -32,7 +32,8 @@ protected:
     }
 
     void expectShortage(const std::string& directory, std::uintmax_t needed) const {
-        const ToolRun result = run({"install", temp / "source", "--allow-overwrite", "--dry-run"});
+        const ToolRun result = run({"install", temp / "source", "--allow-overwrite", "--dry-run", "--max-decoder",
+                                    "8796093022208", "--max-source", "8796093022208"});
         EXPECT_EQ(result.status, 5);
         const std::string text = "$T/" + directory + ": error: There is not enough free space for --" + directory +
                                  "-dir: " + std::to_string(needed) + " bytes needed, ";

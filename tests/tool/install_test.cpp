@@ -174,7 +174,7 @@ TEST_F(Install, refusesMoreThanThereIsRoomFor) {
     addDefinition(source, "lora/demo/th1");
     constexpr std::uintmax_t FOUR_TERABYTES = std::uintmax_t{1} << 42U;
     std::filesystem::resize_file(temp / "source/lora/demo/th1.js", FOUR_TERABYTES);
-    const ToolRun result = install();
+    const ToolRun result = install({"--max-decoder", "8796093022208", "--max-source", "8796093022208"});
     EXPECT_EQ(result.status, 5);
     EXPECT_THAT(result.out,
                 MatchesRegex("[$]T/staging: error: There is not enough free space for --staging-dir: 4398046527488 "

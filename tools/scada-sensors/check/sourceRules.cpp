@@ -29,12 +29,7 @@ bool isInFamily(const std::string& name) {
     return startsWith(name, std::string(FAMILY) + "/");
 }
 
-// By path components: the library compares texts, and takes a directory whose name begins like the source's for it.
-bool isWithin(const std::string& path, const std::string& directory) {
-    return path == directory || startsWith(path, directory == "/" ? directory : directory + "/");
-}
-
-Findings checkDecoder(const std::string& srcDir, const Definition& definition, DefinitionPlaces* places) {
+Findings checkDecoder(const SourceCopy& source, const Definition& definition, DefinitionPlaces* places) {
     const std::string& decoderPath = definition.verdict.decoderPath;
     const auto place = [&] {
         return Place{definition.file, places->json().positionOfMember(DefinitionsStorage::JSON_DECODER_SECTION)};
@@ -45,9 +40,7 @@ Findings checkDecoder(const std::string& srcDir, const Definition& definition, D
         return {{Rules::SOURCE_NO_DECODER, place(), filled(LibraryText::DECODER_NOT_DEFINED, {definition.name})}};
     }
     Findings findings;
-    std::string source;
-    std::string decoder;
-    if (FsNode(srcDir).realPath(&source) && FsNode(decoderPath).realPath(&decoder) && !isWithin(decoder, source))
+    if (source.leadsOutside(decoderPath))
         findings.push_back(
             {Rules::SOURCE_DECODER_OUTSIDE, place(), filled(LibraryText::DECODER_OUTSIDE_SOURCE, {definition.name})});
     if (decoderPath.find('\0') != std::string::npos || !isReadable(decoderPath))
@@ -101,30 +94,30 @@ Findings checkSourceDirectory(const std::string& srcDir) {
     return {};
 }
 
-Findings checkSourceDefinition(const std::string& srcDir, const Definition& definition) {
+Findings checkSourceDefinition(const SourceCopy& source, const Definition& definition) {
     DefinitionPlaces places(definition.file);
     Findings findings = checkDefinition(definition, &places);
     if (!isInFamily(definition.name))
         findings.push_back({Rules::SOURCE_NOT_LORAWAN, {definition.file}, filled(LibraryText::LORAWAN_ONLY)});
     // Without a document the file or its decoder has been found faulty already.
     if (!definition.document.isNull())
-        append(checkDecoder(srcDir, definition, &places), &findings);
+        append(checkDecoder(source, definition, &places), &findings);
     append(checkName(definition), &findings);
     for (Finding& finding : findings)
         finding.definition = definition.name;
     return findings;
 }
 
-Findings checkSourceLevel(const std::string& srcDir, const Findings& tree) {
+Findings checkSourceLevel(const SourceCopy& source, const Findings& tree) {
     std::set<std::string> sources;
     std::string stray;
     for (const Finding& finding : tree) {
         const std::string& file = finding.place.file;
         if (finding.rule->severity == Severity::WARNING)
-            stray = file;
+            stray = source.pathInSource(file);
         if (finding.rule != &Rules::TREE_WRONG_LEVEL || !endsWith(file, ".json"))
             continue;
-        const std::string right = rightLevelFor(canonicalPath(file));
+        const std::string right = rightLevelFor(canonicalPath(source.pathInSource(file)));
         if (!right.empty())
             sources.insert("[" + right + "]");
     }
@@ -132,10 +125,10 @@ Findings checkSourceLevel(const std::string& srcDir, const Findings& tree) {
         return {};
     if (sources.empty())
         return {{Rules::SOURCE_WRONG_LEVEL,
-                 {srcDir},
+                 {source.dir},
                  filled("There is no definition at lora/MAKER/MODEL.json, but [%s] looks like one.", {stray})}};
     return {{Rules::SOURCE_WRONG_LEVEL,
-             {srcDir},
+             {source.dir},
              filled("The definitions are at another level. Install %s instead.", {joined(sources, " or ")})}};
 }
 

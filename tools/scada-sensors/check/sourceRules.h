@@ -2,6 +2,7 @@
 
 #include "check/DefinitionPlaces.h"
 #include "check/Finding.h"
+#include "check/SourceCopy.h"
 #include "device/DefinitionDirectory.h"
 
 #include <string>
@@ -13,10 +14,10 @@ Findings checkSourceDirectory(const std::string& srcDir);
 
 /// Returns everything that keeps one definition of a source from being installed, the rules of every definition
 /// included.
-Findings checkSourceDefinition(const std::string& srcDir, const Definition& definition);
+Findings checkSourceDefinition(const SourceCopy& source, const Definition& definition);
 
 /// Returns the fault of a source that lists no definitions but has files that look like some. `tree` is what
-/// checkTree() found there.
-Findings checkSourceLevel(const std::string& srcDir, const Findings& tree);
+/// checkTree() found in the copy.
+Findings checkSourceLevel(const SourceCopy& source, const Findings& tree);
 
 } // namespace Kelvra::SCADA::Tool

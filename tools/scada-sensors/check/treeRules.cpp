@@ -47,17 +47,13 @@ bool readsAsDefinition(const std::string& file) {
     return json.root().isObject() && json.root()[DefinitionsStorage::JSON_PROPERTIES_SECTION].isObject();
 }
 
-/// What an entry is, links not followed and followed.
-struct Kind {
-    fs::file_type own;
-    fs::file_type target;
-    bool isDirectory() const { return target == fs::file_type::directory; }
-    bool isRegular() const { return target == fs::file_type::regular; }
-};
-
 class TreeCheck {
 public:
-    explicit TreeCheck(DefinitionDirectory& examined) : directory(examined) {}
+    TreeCheck(DefinitionDirectory& examined, const SpecialEntries& specialEntries)
+        : directory(examined), special(specialEntries) {
+        for (const auto& [path, kind] : special)
+            specialNames[fs::path(path).parent_path().string()].insert(fs::path(path).filename().string());
+    }
 
     Findings run() {
         for (const std::string& name : directory.names())
@@ -70,41 +66,60 @@ private:
     // `depth` counts the directories between the root and the entries of `relative`; `link` is the symbolic link that
     // leads there, if any.
     void checkDirectory(const std::string& relative, int depth, const std::string& link) {
-        std::map<std::string, fs::directory_entry> entries;
+        std::set<std::string> entries = namesOfSpecial(relative);
         std::error_code error;
         for (fs::directory_iterator at(pathOf(relative), error); !error && at != fs::directory_iterator();
              at.increment(error))
-            entries.emplace(at->path().filename().string(), *at);
+            entries.insert(at->path().filename().string());
         if (error)
             add(Rules::TREE_DIRECTORY_UNREADABLE, relative,
                 filled("The directory cannot be read: %s", {error.message()}));
         const std::string prefix = relative.empty() ? "" : relative + "/";
-        for (const auto& [name, entry] : entries)
-            checkEntry(prefix + name, entry, depth, link);
+        for (const std::string& name : entries)
+            checkEntry(prefix + name, depth, link);
     }
 
-    std::optional<Kind> kindOf(const std::string& relative, const fs::directory_entry& entry) {
+    std::set<std::string> namesOfSpecial(const std::string& relative) const {
+        const auto known = specialNames.find(relative);
+        return known == specialNames.end() ? std::set<std::string>() : known->second;
+    }
+
+    std::optional<EntryKind> kindOf(const std::string& relative) {
+        const auto known = special.find(relative);
+        if (known != special.end())
+            return known->second;
         std::error_code error;
-        const fs::file_status own = entry.symlink_status(error);
+        const fs::path path = pathOf(relative);
+        const fs::file_status own = fs::symlink_status(path, error);
         if (!fs::status_known(own)) {
             add(Rules::TREE_ENTRY_UNREADABLE, relative, filled("The entry cannot be examined: %s", {error.message()}));
             return std::nullopt;
         }
         // A link that leads nowhere is judged by its name.
-        return Kind{own.type(), fs::is_symlink(own) ? fs::status(entry.path(), error).type() : own.type()};
+        return EntryKind{own.type(), fs::is_symlink(own) ? fs::status(path, error).type() : own.type()};
     }
 
-    void checkEntry(const std::string& relative, const fs::directory_entry& entry, int depth,
-                    const std::string& outerLink) {
-        const std::optional<Kind> kind = kindOf(relative, entry);
+    void checkEntry(const std::string& relative, int depth, const std::string& outerLink) {
+        const std::optional<EntryKind> kind = kindOf(relative);
         if (!kind)
             return;
-        const std::string link = outerLink.empty() && kind->own == fs::file_type::symlink ? relative : outerLink;
+        const std::string link = outerLink.empty() && kind->isLink() ? relative : outerLink;
+        if (kind->isLink() && kind->isDirectory() && special.count(relative) != 0) {
+            checkDirectoryLink(relative, depth);
+            return;
+        }
         // Beyond a link only what would be listed without it is of interest, which also ends every loop of links.
         if (kind->isDirectory() && (link.empty() || depth < DEFINITION_DEPTH))
             checkDirectory(relative, depth + 1, link);
         if (!kind->isDirectory() || (depth == DEFINITION_DEPTH && endsWith(relative, SUFFIX)))
             checkFile(relative, depth, link, kind->isRegular());
+    }
+
+    // What is behind it is not known; definitions could be.
+    void checkDirectoryLink(const std::string& relative, int depth) {
+        if (depth < DEFINITION_DEPTH || endsWith(relative, SUFFIX))
+            add(Rules::TREE_BEHIND_LINK, relative,
+                filled("Not listed: it is reached through the symbolic link [%s].", {relative}));
     }
 
     // Adds each reason why a file that looks like a definition is not listed.
@@ -159,6 +174,8 @@ private:
     }
 
     DefinitionDirectory& directory;
+    const SpecialEntries& special;
+    std::map<std::string, std::set<std::string>> specialNames; ///< by their directory
     std::set<std::string> decoders;
     std::set<std::string> resolved;
     Findings found;
@@ -166,8 +183,8 @@ private:
 
 } // namespace
 
-Findings checkTree(DefinitionDirectory& directory) {
-    return TreeCheck(directory).run();
+Findings checkTree(DefinitionDirectory& directory, const SpecialEntries& special) {
+    return TreeCheck(directory, special).run();
 }
 
 } // namespace Kelvra::SCADA::Tool

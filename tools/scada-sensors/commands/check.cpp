@@ -2,6 +2,7 @@
 #include "check/storageRules.h"
 #include "commands/Command.h"
 #include "commands/findingText.h"
+#include "commands/limits.h"
 #include "device/Device.h"
 #include "install/Preflight.h"
 #include "text/filled.h"
@@ -10,6 +11,7 @@
 #include <CLI/CLI.hpp>
 
 #include <memory>
+#include <vector>
 
 namespace Kelvra::SCADA::Tool {
 
@@ -56,11 +58,16 @@ Run declareCheck(CLI::App& app) {
                                                "An installation source, checked instead of the storages and the list");
     const CLI::Option* overwrite = app.add_flag("--allow-overwrite", request->allowOverwrite,
                                                 "Accept a source with definitions that are installed already");
-    return [request, source, overwrite](const Answer& answer) {
+    const std::vector<CLI::Option*> limits = declareLimits(app, &request->limits);
+    return [request, source, overwrite, limits](const Answer& answer) {
         if (source->count() != 0)
             return checkSource(*request, answer);
         if (overwrite->count() != 0)
-            return answer.badUsage(filled("--allow-overwrite needs SRC_DIR"));
+            return answer.badUsage(filled("%s needs SRC_DIR", {overwrite->get_name()}));
+        for (const CLI::Option* limit : limits) {
+            if (limit->count() != 0)
+                return answer.badUsage(filled("%s needs SRC_DIR", {limit->get_name()}));
+        }
         return checkDevice(answer);
     };
 }

@@ -3,6 +3,7 @@
 #include "commands/Command.h"
 #include "commands/apart.h"
 #include "commands/findingText.h"
+#include "commands/limits.h"
 #include "device/Device.h"
 #include "install/InstallJudge.h"
 #include "install/InstalledModes.h"
@@ -163,7 +164,7 @@ bool deploySource(const InstallRequest& request, const Preflight& preflight, Sig
         shown.emplace(names, showProgress);
     bool deployed = false;
     try {
-        deployed = DefinitionsDeployment().deploy(request.source, overwrites(request, preflight), error);
+        deployed = DefinitionsDeployment().deploy(preflight.intake->copy().dir, overwrites(request, preflight), error);
     } catch (const std::exception& e) {
         *error = e.what();
     }
@@ -260,6 +261,7 @@ Run declareInstall(CLI::App& app) {
     app.add_option("SRC_DIR", request->source, "Directory with the definitions to install")->required();
     app.add_flag("--allow-overwrite", request->allowOverwrite, "Replace installed definitions of the same names");
     const CLI::Option* dry = app.add_flag("--dry-run", "Show what would happen, and change nothing");
+    declareLimits(app, &request->limits);
     return [request, dry](const Answer& answer) {
         if (dry->count() != 0)
             return dryRun(*request, answer);

@@ -48,8 +48,8 @@ bool isSameSize(const std::string& one, const std::string& other) {
 
 class Examination {
 public:
-    Examination(const InstallRequest& asked, Device& examined)
-        : request(asked), device(examined), source(asked.source) {}
+    Examination(const InstallRequest& asked, const Intake& taken, Device& examined)
+        : request(asked), intake(taken), device(examined), source(taken.copy().dir) {}
 
     Preflight run() {
         Findings ofDefinitions;
@@ -60,16 +60,17 @@ public:
             append(stagingBlockers(), &result.findings);
         append(ofDefinitions, &result.findings);
         append(examineTree(), &result.findings);
+        append(intake.unreadable(result.findings), &result.findings);
         return std::move(result);
     }
 
 private:
     // The level of the source explains every file that is not listed.
     Findings examineTree() {
-        Findings findings = checkTree(source);
+        Findings findings = checkTree(source, intake.copy().special);
         if (!source.names().empty())
             return findings;
-        const Findings level = checkSourceLevel(request.source, findings);
+        const Findings level = checkSourceLevel(intake.copy(), findings);
         if (!level.empty())
             findings.erase(std::remove_if(findings.begin(), findings.end(),
                                           [](const Finding& one) { return one.rule->severity != Severity::ERROR; }),
@@ -82,7 +83,7 @@ private:
         PlannedDefinition planned;
         planned.name = definition.name;
         planned.decoderPath = definition.verdict.decoderPath;
-        Findings findings = checkSourceDefinition(request.source, definition);
+        Findings findings = checkSourceDefinition(intake.copy(), definition);
         const std::optional<std::string> document = documentToInstall(definition);
         if (document) {
             planned.wanted.document = digestOf(*document);
@@ -144,6 +145,7 @@ private:
     }
 
     const InstallRequest& request;
+    const Intake& intake;
     Device& device;
     DefinitionDirectory source;
     SpaceNeeds space;
@@ -182,8 +184,20 @@ Findings checkDirectories(const std::string& source) {
 }
 
 Preflight examine(const InstallRequest& request, Device& device) {
-    const Findings findings = checkDirectories(request.source);
-    return findings.empty() ? Examination(request, device).run() : Preflight{findings, {}};
+    Preflight preflight;
+    preflight.findings = checkDirectories(request.source);
+    if (!preflight.findings.empty())
+        return preflight;
+    auto intake = std::make_unique<Intake>(request.source, request.limits);
+    if (intake->refusals().empty())
+        preflight = Examination(request, *intake, device).run();
+    else
+        preflight.findings = intake->refusals();
+    // The user knows the source, not its copy.
+    for (Finding& finding : preflight.findings)
+        finding.place.file = intake->copy().pathInSource(finding.place.file);
+    preflight.intake = std::move(intake);
+    return preflight;
 }
 
 } // namespace Kelvra::SCADA::Tool

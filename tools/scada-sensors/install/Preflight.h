@@ -3,9 +3,11 @@
 #include "check/Finding.h"
 #include "device/Device.h"
 #include "install/InstalledFiles.h"
+#include "install/Intake.h"
 
 #include <json/value.h>
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,6 +17,7 @@ namespace Kelvra::SCADA::Tool {
 struct InstallRequest {
     std::string source;
     bool allowOverwrite = false;
+    IntakeLimits limits;
 };
 
 /// What an installation does with a definition.
@@ -35,7 +38,7 @@ struct PlannedDefinition {
     Effect effect = Effect::NEW;
     bool hidesDefault = false; ///< whether there is a default definition of this name
     bool refused = false;
-    std::string decoderPath;              ///< in the source
+    std::string decoderPath;              ///< in the copy of the source
     InstalledFiles wanted;                ///< what would be written; the decoder only as far as it has been read
     std::optional<InstalledFiles> former; ///< what the custom storage holds, where it lists the definition
     std::vector<PropertyChange> changes;
@@ -46,6 +49,7 @@ struct PlannedDefinition {
 struct Preflight {
     Findings findings; ///< an error refuses the whole installation
     std::vector<PlannedDefinition> definitions;
+    std::unique_ptr<Intake> intake; ///< the copy that was examined; none where the directories are at fault
 
     bool isRefused() const;
     /// Whether everything is installed already, to the byte.

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <set>
+#include <string>
+
+namespace Kelvra::SCADA::Tool {
+
+/// What an entry of a directory is, links not followed and followed.
+struct EntryKind {
+    std::filesystem::file_type own;
+    std::filesystem::file_type target;
+    bool isDirectory() const { return target == std::filesystem::file_type::directory; }
+    bool isRegular() const { return target == std::filesystem::file_type::regular; }
+    bool isLink() const { return own == std::filesystem::file_type::symlink; }
+};
+
+/// The entries of a tree that its copy has in another form or not at all, by their relative paths.
+using SpecialEntries = std::map<std::string, EntryKind>;
+
+/// The source of an installation, and the copy that is examined and installed in its place. The copy has directories
+/// and regular files only.
+struct SourceCopy {
+    std::string source; ///< as it was given
+    std::string dir;    ///< the copy
+    SpecialEntries special;
+    std::set<std::string> outside; ///< symbolic links that lead out of the source; empty files in the copy
+
+    /// Returns the path in the source of a path in the copy; other paths are returned as they are.
+    std::string pathInSource(const std::string& path) const {
+        return path.compare(0, dir.size(), dir) == 0 ? source + path.substr(dir.size()) : path;
+    }
+    /// Whether a path in the copy stands for a link that leads out of the source.
+    bool leadsOutside(const std::string& path) const {
+        const std::string normal = std::filesystem::path(path).lexically_normal().string();
+        return normal.size() > dir.size() && outside.count(normal.substr(dir.size() + 1)) != 0;
+    }
+};
+
+} // namespace Kelvra::SCADA::Tool

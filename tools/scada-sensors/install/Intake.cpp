@@ -1,0 +1,233 @@
+#include "install/Intake.h"
+
+#include "device/paths.h"
+#include "install/CopyBuilder.h"
+#include "text/Descriptor.h"
+#include "text/DirectoryEntries.h"
+#include "text/filled.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <filesystem>
+#include <set>
+#include <stdexcept>
+#include <system_error>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int NOT_FOLLOWED = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+constexpr std::size_t CHUNK = 65536;
+
+fs::file_type typeOf(mode_t mode) {
+    if (S_ISREG(mode))
+        return fs::file_type::regular;
+    if (S_ISDIR(mode))
+        return fs::file_type::directory;
+    return S_ISLNK(mode) ? fs::file_type::symlink : fs::file_type::unknown;
+}
+
+void writeAll(int file, const char* data, std::size_t size) {
+    while (size > 0) {
+        const ssize_t written = write(file, data, size);
+        if (written < 0 && errno != EINTR)
+            throw std::runtime_error(filled("cannot copy the source: %s", {reasonOf(errno)}));
+        data += std::max<ssize_t>(written, 0);
+        size -= static_cast<std::size_t>(std::max<ssize_t>(written, 0));
+    }
+}
+
+/// Copies as much of a file as it had when it was opened. Holes stay holes.
+class FileCopy {
+public:
+    FileCopy(int source, int target, const struct stat& status)
+        : in(source), out(target), end(status.st_size), sparse(status.st_blocks * S_BLKSIZE < status.st_size) {}
+
+    /// Returns the system's reason when the file cannot be read, and nothing on success.
+    std::string run() {
+        for (off_t at = nextData(0); at < end;) {
+            const auto wanted = static_cast<std::size_t>(std::min<off_t>(end - at, CHUNK));
+            const ssize_t count = pread(in, chunk.data(), wanted, at);
+            if (count < 0 && errno != EINTR)
+                return reasonOf(errno);
+            if (count == 0)
+                break;
+            if (count < 0)
+                continue;
+            writeAll(out, chunk.data(), static_cast<std::size_t>(count));
+            at = nextData(at + count);
+        }
+        return sparse && ftruncate(out, end) != 0 ? reasonOf(errno) : "";
+    }
+
+private:
+    off_t nextData(off_t at) const {
+        if (!sparse)
+            return at;
+        const off_t data = lseek(in, at, SEEK_DATA);
+        if (data < 0)
+            return errno == ENXIO ? end : at;
+        return lseek(out, data, SEEK_SET) == data ? data : at;
+    }
+
+    int in;
+    int out;
+    off_t end;
+    bool sparse;
+    std::array<char, CHUNK> chunk;
+};
+
+/// Reads a directory from the outside in, each entry relative to the directory that was opened.
+class Walk {
+public:
+    Walk(CopyBuilder* copyBuilder, SourceCopy* target, std::map<std::string, std::string>* failures)
+        : builder(copyBuilder), copy(target), unreadable(failures) {}
+
+    void run(const std::string& source) {
+        const Descriptor root{open(source.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC)};
+        if (root.isOpen())
+            takeEntries(root.number(), "");
+        else
+            failed("", errno);
+        builder->followLinks();
+        // Where they may not be read in the source, the library is to find them as it would there.
+        for (const auto& [relative, mode] : closed)
+            chmod(builder->pathOf(relative).c_str(), mode);
+    }
+
+private:
+    void takeEntries(int directory, const std::string& relative) {
+        if (faccessat(directory, ".", X_OK, AT_EACCESS) != 0)
+            closed[relative] = S_IRUSR;
+        std::vector<DirectoryEntry> entries;
+        try {
+            entries = entriesOf(directory, MOST_ENTRIES);
+        } catch (const std::system_error& e) {
+            failed(relative, e.code().value());
+        }
+        for (const DirectoryEntry& entry : entries) {
+            const std::string path = relative.empty() ? entry.name : relative + "/" + entry.name;
+            if (!builder->admitsEntry(path))
+                return;
+            takeEntry(directory, entry, path);
+            if (builder->isFull())
+                return;
+        }
+    }
+
+    void takeEntry(int directory, const DirectoryEntry& entry, const std::string& relative) {
+        struct stat status {};
+        unsigned char type = entry.type;
+        if (type == DT_UNKNOWN && fstatat(directory, entry.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0)
+            type = IFTODT(status.st_mode);
+        if (type == DT_LNK)
+            takeLink(directory, entry.name, relative);
+        else if (type == DT_DIR)
+            takeDirectory(directory, entry.name, relative);
+        else if (type == DT_REG || type == DT_UNKNOWN)
+            takeFile(directory, entry.name, relative);
+        else
+            copy->special.insert({relative, {fs::file_type::unknown, fs::file_type::unknown}});
+    }
+
+    void takeDirectory(int parent, const std::string& name, const std::string& relative) {
+        const Descriptor directory{openat(parent, name.c_str(), NOT_FOLLOWED | O_DIRECTORY)};
+        const int error = errno;
+        builder->makeDirectory(relative);
+        if (directory.isOpen()) {
+            takeEntries(directory.number(), relative);
+            return;
+        }
+        failed(relative, error);
+        if (error == EACCES)
+            closed[relative] = 0;
+    }
+
+    void takeLink(int directory, const std::string& name, const std::string& relative) {
+        std::array<char, PATH_MAX> target;
+        const ssize_t length = readlinkat(directory, name.c_str(), target.data(), target.size());
+        if (length < 0) {
+            failed(relative, errno);
+            return;
+        }
+        struct stat status {};
+        const bool stands = fstatat(directory, name.c_str(), &status, 0) == 0;
+        builder->addLink(relative, std::string(target.data(), static_cast<std::size_t>(length)),
+                         {fs::file_type::symlink, stands ? typeOf(status.st_mode) : fs::file_type::not_found});
+    }
+
+    void takeFile(int directory, const std::string& name, const std::string& relative) {
+        const Descriptor file{openat(directory, name.c_str(), NOT_FOLLOWED)};
+        struct stat status {};
+        if (!file.isOpen() || fstat(file.number(), &status) != 0) {
+            failed(relative, errno);
+            return;
+        }
+        // It may have been replaced since it was listed.
+        if (!S_ISREG(status.st_mode)) {
+            copy->special.insert({relative, {typeOf(status.st_mode), typeOf(status.st_mode)}});
+            return;
+        }
+        if (!builder->admitsFile(relative, static_cast<std::uint64_t>(status.st_size)))
+            return;
+        const Descriptor target = builder->makeFile(relative, status.st_mode);
+        const std::string reason =
+            target.isOpen() ? FileCopy(file.number(), target.number(), status).run() : reasonOf(errno);
+        if (!reason.empty())
+            (*unreadable)[relative] = reason;
+    }
+
+    // What may not be read is not to be read in the copy either, so that its own rule tells it. A privileged user reads
+    // everything: there it must not look like an empty file.
+    void failed(const std::string& relative, int error) {
+        (*unreadable)[relative] = reasonOf(error);
+        const std::string path = builder->pathOf(relative);
+        if (error == EACCES && builder->makeFile(relative, 0).isOpen() && isReadable(path))
+            unlink(path.c_str());
+    }
+
+    static constexpr std::size_t MOST_ENTRIES = 1000000;
+
+    CopyBuilder* builder;
+    SourceCopy* copy;
+    std::map<std::string, std::string>* unreadable;
+    std::map<std::string, mode_t> closed;
+};
+
+} // namespace
+
+// In the directory for temporary files for all three commands alike: a check needs no right to write beside the
+// device's directories, and whatever a killed run leaves there goes with the next start of the device.
+Intake::Intake(const std::string& source, const IntakeLimits& limits)
+    : directory(canonicalPath(fs::temp_directory_path().string()), "scada-sensors-") {
+    taken.source = source;
+    taken.dir = directory.path() + "/source";
+    CopyBuilder builder(limits, &taken, &found);
+    builder.makeDirectory("");
+    Walk(&builder, &taken, &failures).run(source);
+}
+
+Findings Intake::unreadable(const Findings& findings) const {
+    std::set<std::string> told;
+    for (const Finding& finding : findings)
+        told.insert(finding.place.file);
+    Findings more;
+    for (const auto& [relative, reason] : failures) {
+        const std::string path = relative.empty() ? taken.dir : taken.dir + "/" + relative;
+        if (told.count(path) == 0)
+            more.push_back({Rules::SOURCE_UNREADABLE, {path}, filled("The entry cannot be read: %s", {reason})});
+    }
+    return more;
+}
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,57 @@
+#include "install/LinkPath.h"
+
+#include <deque>
+#include <filesystem>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// As many as the system follows.
+constexpr int MOST_LINKS = 40;
+
+std::deque<fs::path> partsOf(const fs::path& path) {
+    return {path.begin(), path.end()};
+}
+
+// Takes the way to the source off an absolute path. Returns false when it leads elsewhere.
+bool enterSource(std::deque<fs::path>* parts, const fs::path& source) {
+    for (const fs::path& part : source) {
+        if (parts->empty() || parts->front() != part)
+            return false;
+        parts->pop_front();
+    }
+    return true;
+}
+
+} // namespace
+
+LinkEnd endOfLink(const std::string& relative, const std::map<std::string, std::string>& links,
+                  const std::string& source) {
+    const LinkEnd nowhere{true, ""};
+    std::deque<fs::path> ahead = partsOf(relative);
+    fs::path reached;
+    for (int followed = 0; !ahead.empty();) {
+        const fs::path part = ahead.front();
+        ahead.pop_front();
+        if (part.empty() || part == ".")
+            continue;
+        if (part == ".." && reached.empty())
+            return nowhere;
+        reached = part == ".." ? reached.parent_path() : reached / part;
+        const auto link = links.find(reached.string());
+        if (link == links.end())
+            continue;
+        std::deque<fs::path> target = partsOf(link->second);
+        const bool absolute = fs::path(link->second).is_absolute();
+        if (++followed > MOST_LINKS || (absolute && !enterSource(&target, source)))
+            return nowhere;
+        ahead.insert(ahead.begin(), target.begin(), target.end());
+        reached = absolute ? fs::path() : reached.parent_path();
+    }
+    return {false, reached.string()};
+}
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace Kelvra::SCADA::Tool {
+
+struct DirectoryEntry {
+    std::string name;
+    unsigned char type; ///< DT_REG and the like; DT_UNKNOWN where the file system does not tell
+};
+
+/// Returns the entries of an open directory, sorted, without "." and ".."; no more than `most` of them. Throws
+/// std::system_error when it cannot be read.
+std::vector<DirectoryEntry> entriesOf(int directory, std::size_t most);
+
+} // namespace Kelvra::SCADA::Tool
