@@ -114,10 +114,7 @@ std::vector<Plant> ofTheDirectories() {
         {"no_space", growDecoder, {"install/no-space"}, WITHOUT_LIMITS},
         {"staging_is_a_file", all({removal("staging"), file("staging", "")}), {"install/staging-unwritable"}},
         {"staging_closed", mode("staging", 0555), {"install/staging-unwritable"}},
-        {"staging_with_hidden_definitions",
-         all({file("staging/.old/v/a.json", R"({"properties": {}})"),
-              file("staging/.old/v/b.json", nestedArrays(1001))}),
-         {"install/staging-hidden", "install/staging-hidden"}},
+        {"staging_open_to_others", mode("staging", 0777), {"install/untrusted-directory"}},
     };
 }
 
@@ -183,12 +180,12 @@ std::vector<Plant> ofTheCustomStorage() {
          file("custom/lora/demo/th1.json", R"({"properties": {}})"),
          {"install/already-installed"}},
         {"everywhere_at_once",
-         all({growDecoder, file("staging/.old/v/m.json", R"({"properties": {}})"), file("custom/lora/demo", ""),
-              file("source/lora/demo/a.json", "{"), file("source/lora/demo/b.json", "[]"),
-              file("source/lora/stray.json", "{}"), file("source/other/demo/c.json", R"({"properties": 5})")}),
-         {"install/no-space", "install/staging-hidden", "definition/syntax", "install/directory-blocked",
-          "definition/not-an-object", "install/directory-blocked", "install/directory-blocked",
-          "definition/no-properties", "source/not-lorawan", "tree/wrong-level"},
+         all({growDecoder, file("custom/lora/demo", ""), file("source/lora/demo/a.json", "{"),
+              file("source/lora/demo/b.json", "[]"), file("source/lora/stray.json", "{}"),
+              file("source/other/demo/c.json", R"({"properties": 5})")}),
+         {"install/no-space", "definition/syntax", "install/directory-blocked", "definition/not-an-object",
+          "install/directory-blocked", "install/directory-blocked", "definition/no-properties", "source/not-lorawan",
+          "tree/wrong-level"},
          WITHOUT_LIMITS},
     };
 }

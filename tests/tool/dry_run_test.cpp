@@ -283,25 +283,6 @@ INSTANTIATE_TEST_SUITE_P(
                    {NO_STAGING},
                    false,
                    NEW},
-        BlockedRow{"staging_with_hidden_definitions",
-                   [](const std::string& dir) {
-                       writeFile(dir + "/staging/.old/v/m.json", R"({"properties": {}})");
-                       writeFile(dir + "/staging/.old/v/n.json", R"({"properties": {}})");
-                       writeFile(dir + "/staging/.old/v/unreadable.json", "{}");
-                   },
-                   {"$T/staging/.old/v/m.json: error: The hidden definition [.old/v/m] in the staging directory is "
-                    "never removed and would be installed too. [install/staging-hidden]",
-                    "$T/staging/.old/v/n.json: error: The hidden definition [.old/v/n] in the staging directory is "
-                    "never removed and would be installed too. [install/staging-hidden]"},
-                   false,
-                   NEW},
-        BlockedRow{
-            "staging_with_a_hidden_definition_that_throws",
-            [](const std::string& dir) { writeFile(dir + "/staging/.old/v/m.json", nestedArrays(1001)); },
-            {"$T/staging/.old/v/m.json: error: The hidden definition [.old/v/m] in the staging directory is never "
-             "removed and would stop the import: Exceeded stackLimit in readValue(). [install/staging-hidden]"},
-            false,
-            NEW},
         BlockedRow{"staging_closed",
                    [](const std::string& dir) {
                        makeDir(dir + "/staging");

@@ -5,6 +5,7 @@
 #include "rowName.h"
 
 #include <sys/mount.h>
+#include <sys/stat.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -86,6 +87,7 @@ protected:
 
 TEST_P(FreeSpaceForStaging, countsWhatItsEmptyingFrees) {
     writeFile(temp / "staging" + ("/" + std::string(GetParam())) + "/m.js", std::string(15 * BLOCK, 'x'));
+    chmod((temp / "staging" + ("/" + std::string(GetParam()))).c_str(), 0700);
     if (GetParam()[0] == '.') {
         expectShortage("staging", 4 * BLOCK);
     } else {
@@ -93,7 +95,8 @@ TEST_P(FreeSpaceForStaging, countsWhatItsEmptyingFrees) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Tool, FreeSpaceForStaging, ::testing::ValuesIn(whereMountable<const char*>({"left", ".kept"})),
+INSTANTIATE_TEST_SUITE_P(Tool, FreeSpaceForStaging,
+                         ::testing::ValuesIn(whereMountable<const char*>({"scada-install-a1B2c3", ".kept"})),
                          [](const auto& row) { return row.param[0] == '.' ? "hidden" : "visible"; });
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(FreeSpaceForStaging);
 

@@ -12,6 +12,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <ostream>
 
 namespace {
@@ -122,28 +123,9 @@ TEST_F(Install, refusesWhatWouldStopItHalfWay) {
                   "[install/file-blocked]\n");
 }
 
-TEST_F(Install, refusesToInstallWhatIsHiddenInStagingToo) {
-    addDefinition(source, "lora/demo/th1");
-    StorageBuilder staging(temp / "staging");
-    addDefinition(staging, ".old/v/m");
-    const auto before = snapshot(temp / "staging");
-    expectRefusal({}, 1,
-                  "$T/staging/.old/v/m.json: error: The hidden definition [.old/v/m] in the staging directory is never "
-                  "removed and would be installed too. [install/staging-hidden]\n");
-    EXPECT_EQ(snapshot(temp / "staging"), before);
-}
-
-TEST_F(Install, ofNothingMindsNothingHidden) {
-    StorageBuilder staging(temp / "staging");
-    addDefinition(staging, ".old/v/m");
-    EXPECT_EQ(run({"install", temp / "source", "--dry-run"}).status, 0);
-    EXPECT_EQ(install().out, "nothing to install\n");
-    EXPECT_EQ(treeOf(temp / "custom"), std::set<std::string>{});
-}
-
 TEST_F(Install, refusesADirectoryThatItCannotLock) {
     addDefinition(source, "lora/demo/th1");
-    chmod((temp / "custom").c_str(), 0333);
+    chmod((temp / "custom").c_str(), 0300);
     const ToolRun result = install();
     chmod((temp / "custom").c_str(), 0755);
     EXPECT_EQ(result.status, 1);
@@ -151,14 +133,44 @@ TEST_F(Install, refusesADirectoryThatItCannotLock) {
     EXPECT_EQ(treeOf(temp / "custom"), std::set<std::string>{});
 }
 
-TEST_F(Install, passesOverHiddenEntriesInStagingThatAreNoDefinitions) {
+// The directory that an operator names may be one with files of his own.
+class InstallBesideFiles : public Install {
+protected:
+    InstallBesideFiles() {
+        StorageBuilder staging(temp / "staging");
+        addDefinition(staging, "lora/demo/own");
+        addDefinition(staging, ".old/v/m");
+        writeFile(temp / "staging/notes.txt", "mine");
+        writeFile(temp / "staging/scada-install-notes/a.txt", "mine");
+        before = snapshot(temp / "staging");
+    }
+    ~InstallBesideFiles() override { EXPECT_EQ(snapshot(temp / "staging"), before); }
+
+    std::map<std::string, std::string> before;
+};
+
+TEST_F(InstallBesideFiles, succeeds) {
     addDefinition(source, "lora/demo/th1");
-    writeFile(temp / "staging/.keep", "");
-    writeFile(temp / "staging/.old/m.json", "{}");
-    writeFile(temp / "staging/lora/.left/m.json", "{}");
-    EXPECT_EQ(run({"install", temp / "source", "--dry-run"}).status, 0);
     EXPECT_EQ(install().out, "installed lora/demo/th1\n");
-    EXPECT_EQ(treeOf(temp / "staging"), (std::set<std::string>{".keep", ".old", ".old/m.json"}));
+    EXPECT_EQ(treeOf(temp / "custom/lora/demo"), (std::set<std::string>{"th1-decoder", "th1.json"}));
+}
+
+TEST_F(InstallBesideFiles, fails) {
+    addDefinition(source, "lora/demo/th1");
+    source.definition("lora/demo/th2", "{");
+    EXPECT_EQ(install().status, 5);
+}
+
+TEST_F(InstallBesideFiles, hasNothingToDo) {
+    EXPECT_EQ(install().out, "nothing to install\n");
+}
+
+TEST_F(Install, removesWhatAKilledOneHasLeftInStaging) {
+    addDefinition(source, "lora/demo/th1");
+    writeFile(temp / "staging/scada-install-a1B2c3/lora/demo/x.json", "{}");
+    chmod((temp / "staging/scada-install-a1B2c3").c_str(), 0700);
+    EXPECT_EQ(install().out, "installed lora/demo/th1\n");
+    EXPECT_EQ(treeOf(temp / "staging"), std::set<std::string>{});
 }
 
 TEST_F(Install, refusesWhatTheLibraryWouldThrowAbout) {
@@ -235,6 +247,57 @@ TEST_F(Install, needsItsLockFile) {
     const ToolRun result = install();
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.err, "scada-sensors: cannot open the lock file [$T/custom.lock]: Is a directory\n");
+}
+
+struct UntrustedRow {
+    const char* name;
+    const char* directory; ///< in the temporary directory
+    mode_t mode;
+};
+
+void PrintTo(const UntrustedRow& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class UntrustedDirectory : public Install, public ::testing::WithParamInterface<UntrustedRow> {};
+
+TEST_P(UntrustedDirectory, isRefused) {
+    addDefinition(source, "lora/demo/th1");
+    makeDir(temp / "open/custom");
+    makeDir(temp / "open/staging");
+    const std::string directory = temp / GetParam().directory;
+    chmod(directory.c_str(), GetParam().mode);
+    const std::vector<std::string> options = {"--custom-dir", temp / "open/custom", "--staging-dir",
+                                              temp / "open/staging"};
+    const ToolRun result = install(options);
+    EXPECT_EQ(result.status, 5);
+    EXPECT_NE(result.out.find("[$T/" + std::string(GetParam().directory) +
+                              "] may be written by others. [install/untrusted-directory]\n    " +
+                              remedyOf("install/untrusted-directory")),
+              std::string::npos)
+        << result.out;
+    EXPECT_EQ(treeOf(temp / "open"), (std::set<std::string>{"custom", "staging"}));
+    chmod(directory.c_str(), GetParam().mode | S_ISVTX);
+    EXPECT_EQ(install(options).status, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Tool, UntrustedDirectory,
+                         ::testing::Values(UntrustedRow{"custom", "open/custom", 0777},
+                                           UntrustedRow{"staging", "open/staging", 0777},
+                                           UntrustedRow{"above_both", "open", 0777},
+                                           UntrustedRow{"writable_only", "open/custom", 0733 | S_IROTH}),
+                         rowName);
+
+// Who owns it can change its mode and its entries at any time.
+TEST_F(Install, refusesADirectoryOfAnotherUser) {
+    addDefinition(source, "lora/demo/th1");
+    constexpr uid_t OTHER = 4711;
+    ASSERT_EQ(chown((temp / "custom").c_str(), OTHER, OTHER), 0);
+    const ToolRun result = install();
+    EXPECT_EQ(result.status, 5);
+    EXPECT_EQ(result.out, withRemedies("$T/custom: error: --custom-dir [$T/custom] can be changed by others: "
+                                       "[$T/custom] belongs to the user with the number 4711. "
+                                       "[install/untrusted-directory]\n"));
 }
 
 struct UnsafeRow {

@@ -61,17 +61,17 @@ protected:
 };
 
 TEST_P(Modes, areThoseOfNeitherUploadNorUmask) {
-    chmod((temp / "custom").c_str(), 02775);
+    chmod((temp / "custom").c_str(), 02755);
     // Root may give any group; others keep their own.
     const gid_t group = geteuid() == 0 ? 1 : getegid();
     ASSERT_EQ(chown((temp / "custom").c_str(), geteuid(), group), 0);
-    chmod((temp / "custom").c_str(), 02775);
+    chmod((temp / "custom").c_str(), 02755);
     const Umask mask(GetParam().mask);
     ASSERT_EQ(run({"install", temp / "source"}).status, 0);
     expectModes();
-    EXPECT_EQ(modeOf(temp / "custom"), 02775U);
+    EXPECT_EQ(modeOf(temp / "custom"), 02755U);
     for (const char* directory : {"custom/lora", "custom/lora/demo", "custom/lora/other"}) {
-        EXPECT_EQ(modeOf(temp / directory), 02775U) << directory;
+        EXPECT_EQ(modeOf(temp / directory), 02755U) << directory;
         EXPECT_EQ(groupOf(temp / directory), group) << directory;
     }
 }

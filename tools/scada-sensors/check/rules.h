@@ -125,8 +125,9 @@ inline constexpr Rule INSTALL_STAGING_UNWRITABLE = {
     "install/staging-unwritable", Severity::ERROR,
     "Correct the owner or the mode, remove what is in the way, or give another "
     "directory with --staging-dir."};
-inline constexpr Rule INSTALL_STAGING_HIDDEN = {"install/staging-hidden", Severity::ERROR,
-                                                "Remove the hidden directory from the staging directory."};
+inline constexpr Rule INSTALL_UNTRUSTED_DIRECTORY = {
+    "install/untrusted-directory", Severity::ERROR,
+    "Make root or the user of the tool its owner, and take the right to write from all others."};
 inline constexpr Rule INSTALL_DIRECTORY_BLOCKED = {
     "install/directory-blocked", Severity::ERROR,
     "Remove what is in the way, or correct the owner or the mode of the directory."};

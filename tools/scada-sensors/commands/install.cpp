@@ -9,6 +9,7 @@
 #include "install/InstalledModes.h"
 #include "install/OperationLock.h"
 #include "install/Preflight.h"
+#include "install/PrivateStaging.h"
 #include "install/Progress.h"
 #include "text/filled.h"
 #include "text/text.h"
@@ -159,6 +160,7 @@ bool deploySource(const InstallRequest& request, const Preflight& preflight, Sig
     std::set<std::string> names;
     for (const PlannedDefinition& planned : preflight.definitions)
         names.insert(planned.name);
+    const PrivateStaging staging;
     std::optional<Progress> shown;
     if (progress)
         shown.emplace(names, showProgress);

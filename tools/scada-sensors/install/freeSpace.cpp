@@ -2,6 +2,7 @@
 
 #include "device/paths.h"
 #include "install/InstalledFiles.h"
+#include "install/PrivateStaging.h"
 #include "text/filled.h"
 
 #include <scada/Env.h>
@@ -53,15 +54,13 @@ std::uint64_t sizeOfMissing(const std::set<std::string>& directories, const std:
     return size;
 }
 
-// What the emptying of the staging directory gives back: all but its hidden entries.
+// What goes from the staging directory before anything is written.
 std::uint64_t sizeOfLeftovers(const std::string& staging) {
     std::uint64_t size = 0;
     std::error_code error;
-    for (fs::recursive_directory_iterator at(staging, error); !error && at != fs::recursive_directory_iterator();
-         at.increment(error)) {
-        if (at.depth() == 0 && at->path().filename().string().front() == '.')
-            at.disable_recursion_pending();
-        else
+    for (const std::string& leftover : leftoversIn(staging)) {
+        for (fs::recursive_directory_iterator at(leftover, error); !error && at != fs::recursive_directory_iterator();
+             at.increment(error))
             size += sizeOnDisk(at->path().string());
     }
     return size;

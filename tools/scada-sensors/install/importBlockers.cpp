@@ -1,6 +1,5 @@
 #include "install/importBlockers.h"
 
-#include "device/DefinitionDirectory.h"
 #include "device/paths.h"
 #include "install/InstalledFiles.h"
 #include "text/filled.h"
@@ -75,30 +74,7 @@ Findings stagingBlockers() {
     if (!fs::is_directory(existing, error) || !isWritable(existing))
         return {
             {Rules::INSTALL_STAGING_UNWRITABLE, {staging}, filled("The staging directory cannot be made or written.")}};
-    DefinitionDirectory staged(staging);
-    Findings findings;
-    for (const std::string& name : staged.names()) {
-        if (name.front() != '.')
-            continue;
-        const Verdict& verdict = staged.verdict(name);
-        const std::string file = definitionFile(staging, name);
-        // An import passes over what cannot be read; what throws ends it.
-        if (verdict.valid)
-            findings.push_back(
-                {Rules::INSTALL_STAGING_HIDDEN,
-                 {file},
-                 filled("The hidden definition [%s] in the staging directory is never removed and would be installed "
-                        "too.",
-                        {name})});
-        else if (verdict.abandoned)
-            findings.push_back(
-                {Rules::INSTALL_STAGING_HIDDEN,
-                 {file},
-                 filled("The hidden definition [%s] in the staging directory is never removed and would stop the "
-                        "import: %s",
-                        {name, verdict.state})});
-    }
-    return findings;
+    return {};
 }
 
 Findings importBlockers(const std::string& name) {

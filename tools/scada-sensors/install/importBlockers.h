@@ -10,8 +10,7 @@ namespace Kelvra::SCADA::Tool {
 /// is opened: an import that met a FIFO would wait for its other end.
 Findings importBlockers(const std::string& name);
 
-/// Returns why the staging directory cannot be used, and the definitions in it that its emptying leaves there, so that
-/// they would be installed with those of any source.
+/// Returns why the staging directory cannot be used, or nothing.
 Findings stagingBlockers();
 
 } // namespace Kelvra::SCADA::Tool

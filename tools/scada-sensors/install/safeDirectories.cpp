@@ -1,6 +1,7 @@
 #include "install/safeDirectories.h"
 
 #include "device/paths.h"
+#include "install/untrustedDirectories.h"
 #include "text/filled.h"
 
 #include <scada/Env.h>
@@ -105,6 +106,10 @@ Findings unsafeDirectories(const std::string* source) {
     for (const Directory& other : {custom, srcDir, standard})
         add(staging, overlap(staging, other));
     add(custom, overlap(custom, standard));
+    if (!findings.empty())
+        return findings;
+    for (const Directory& directory : {staging, custom})
+        append(untrustedDirectory(directory.option, directory.path), &findings);
     return findings;
 }
 
