@@ -8,13 +8,16 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
 #include <filesystem>
 #include <set>
 #include <stdexcept>
@@ -204,12 +207,29 @@ private:
     std::map<std::string, mode_t> closed;
 };
 
+constexpr const char* MEMORY = "/dev/shm";
+
+bool isInMemory(const char* directory) {
+    struct statfs status {};
+    return statfs(directory, &status) == 0 && status.f_type == TMPFS_MAGIC && isWritable(directory);
+}
+
+// Where temporary files are, for all three commands alike: a check needs no right to write beside the device's
+// directories, and whatever a killed run leaves goes with the next start of the device. Many small files cost several
+// times less in memory, where there is room for far more than a source may have.
+std::string placeOfCopies(const IntakeLimits& limits) {
+    constexpr std::uint64_t SHARE = 8;
+    std::error_code error;
+    const bool chosen = std::getenv("TMPDIR") != nullptr; // NOLINT(concurrency-mt-unsafe)
+    if (!chosen && isInMemory(MEMORY) && fs::space(MEMORY, error).available / SHARE > limits.source && !error)
+        return MEMORY;
+    return canonicalPath(fs::temp_directory_path().string());
+}
+
 } // namespace
 
-// In the directory for temporary files for all three commands alike: a check needs no right to write beside the
-// device's directories, and whatever a killed run leaves there goes with the next start of the device.
 Intake::Intake(const std::string& source, const IntakeLimits& limits)
-    : directory(canonicalPath(fs::temp_directory_path().string()), "scada-sensors-") {
+    : directory(placeOfCopies(limits), "scada-sensors-") {
     taken.source = source;
     taken.dir = directory.path() + "/source";
     CopyBuilder builder(limits, &taken, &found);
