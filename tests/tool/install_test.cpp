@@ -1,19 +1,26 @@
 #include "ToolTest.h"
 #include "findings.h"
 #include "jsonText.h"
+#include "mountPrivately.h"
 #include "rowName.h"
 
 #include <gmock/gmock.h>
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdint>
+#include <ctime>
 #include <filesystem>
 #include <map>
 #include <ostream>
+#include <regex>
+#include <vector>
 
 namespace {
 
@@ -123,13 +130,16 @@ TEST_F(Install, refusesWhatWouldStopItHalfWay) {
                   "[install/file-blocked]\n");
 }
 
-TEST_F(Install, refusesADirectoryThatItCannotLock) {
+TEST_F(Install, refusesADirectoryThatItCannotRead) {
     addDefinition(source, "lora/demo/th1");
     chmod((temp / "custom").c_str(), 0300);
     const ToolRun result = install();
     chmod((temp / "custom").c_str(), 0755);
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.err, "scada-sensors: cannot lock the directory [$T/custom]: Permission denied\n");
+    EXPECT_EQ(result.status, 5);
+    EXPECT_EQ(result.out, "$T/custom: error: File copying error while importing [lora/demo/th1] definition. "
+                          "[install/directory-blocked]\n    " +
+                              remedyOf("install/directory-blocked") + "\n");
+    EXPECT_EQ(result.err, refusal(1));
     EXPECT_EQ(treeOf(temp / "custom"), std::set<std::string>{});
 }
 
@@ -196,6 +206,11 @@ TEST_F(Install, refusesMoreThanThereIsRoomFor) {
     EXPECT_EQ(treeOf(temp / "custom"), std::set<std::string>{});
 }
 
+// Returns `text` with "T" for each time that it tells.
+std::string withoutTime(const std::string& text) {
+    return std::regex_replace(text, std::regex("[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}"), "T");
+}
+
 TEST_F(Install, waitsForNobodyWhoHoldsTheLock) {
     addDefinition(source, "lora/demo/th1");
     const int descriptor = open((temp / "custom.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
@@ -208,38 +223,87 @@ TEST_F(Install, waitsForNobodyWhoHoldsTheLock) {
         const ToolRun result = run(arguments);
         EXPECT_EQ(result.status, 6);
         EXPECT_EQ(result.out, "");
-        EXPECT_EQ(result.err, "scada-sensors: another installation or removal is running; it holds the lock file "
-                              "[$T/custom.lock]\n");
+        const std::string busy = "another installation or removal is running (process " + std::to_string(getpid()) +
+                                 ", started T); it holds the lock file [$T/custom.lock]";
+        EXPECT_EQ(withoutTime(result.err), "scada-sensors: " + busy + "\n");
         std::vector<std::string> forPrograms = arguments;
         forPrograms.emplace_back("--json");
         const ToolRun json = run(forPrograms);
         Json::Value expected = envelope(6);
-        expected["error"] = "another installation or removal is running; it holds the lock file [$T/custom.lock]";
+        expected["error"] = busy;
         EXPECT_EQ(json.status, 6);
-        EXPECT_EQ(parsed(json.out), expected);
+        EXPECT_EQ(parsed(withoutTime(json.out)), expected);
     }
     close(descriptor);
     EXPECT_EQ(install().status, 0);
 }
 
-TEST_F(Install, waitsForNobodyWhoHoldsADirectory) {
+// Locks the file and stops. The caller ends it.
+pid_t startStoppedHolder(const std::string& file) {
+    const pid_t holder = fork();
+    if (holder == 0) {
+        const int descriptor = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        struct flock whole {};
+        whole.l_type = F_WRLCK;
+        if (fcntl(descriptor, F_SETLK, &whole) == 0)
+            raise(SIGSTOP);
+        _exit(1);
+    }
+    int status = 0;
+    waitpid(holder, &status, WUNTRACED);
+    EXPECT_TRUE(WIFSTOPPED(status));
+    return holder;
+}
+
+TEST_F(Install, namesAStoppedHolderOfTheLock) {
+    addDefinition(source, "lora/demo/th1");
+    const std::time_t before = std::time(nullptr);
+    const pid_t holder = startStoppedHolder(temp / "custom.lock");
+    const ToolRun result = install();
+    kill(holder, SIGKILL);
+    waitpid(holder, nullptr, 0);
+    const std::string number = std::to_string(holder);
+    EXPECT_EQ(result.status, 6);
+    EXPECT_EQ(withoutTime(result.err), "scada-sensors: another installation or removal is stopped (process " + number +
+                                           ", started T); it holds the lock file [$T/custom.lock]. Let it go on with "
+                                           "\"kill -CONT " +
+                                           number + "\", or end it with \"kill -KILL " + number + "\".\n");
+    struct tm told {};
+    const std::size_t at = result.err.find("started ");
+    ASSERT_NE(at, std::string::npos);
+    ASSERT_NE(strptime(result.err.c_str() + at, "started %Y-%m-%d %H:%M:%S", &told), nullptr);
+    told.tm_isdst = -1;
+    // The system counts in ticks from a start whose second it has rounded.
+    EXPECT_NEAR(static_cast<double>(std::mktime(&told)), static_cast<double>(before), 5);
+    EXPECT_EQ(install().status, 0);
+}
+
+TEST_F(Install, isNotBlockedByAReaderOfItsDirectories) {
     addDefinition(source, "lora/demo/th1");
     makeDir(temp / "staging");
+    std::vector<int> descriptors;
     for (const char* directory : {"custom", "staging"}) {
-        const int descriptor = open((temp / directory).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        ASSERT_EQ(flock(descriptor, LOCK_EX), 0);
-        for (const std::vector<std::string>& arguments :
-             {std::vector<std::string>{"install", temp / "source"}, {"remove", "--all", "--yes"}}) {
-            const ToolRun result = run(arguments);
-            EXPECT_EQ(result.status, 6);
-            EXPECT_EQ(result.out, "");
-            EXPECT_EQ(result.err, std::string("scada-sensors: another installation or removal is running; it holds "
-                                              "the lock of the directory [$T/") +
-                                      directory + "]\n");
-        }
-        close(descriptor);
+        descriptors.push_back(open((temp / directory).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        ASSERT_EQ(flock(descriptors.back(), LOCK_EX), 0);
     }
     EXPECT_EQ(install().status, 0);
+    EXPECT_EQ(run({"remove", "--all", "--yes"}).status, 0);
+    for (const int descriptor : descriptors)
+        close(descriptor);
+}
+
+TEST_F(Install, keepsItsLockFilesFromReaders) {
+    addDefinition(source, "lora/demo/th1");
+    writeFile(temp / "custom.lock", "");
+    chmod((temp / "custom.lock").c_str(), 0666);
+    const mode_t before = umask(0);
+    EXPECT_EQ(install().status, 0);
+    umask(before);
+    for (const char* file : {"custom.lock", "staging.lock"}) {
+        struct stat status {};
+        ASSERT_EQ(stat((temp / file).c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 07777U, 0600U) << file;
+    }
 }
 
 TEST_F(Install, needsItsLockFile) {
@@ -248,6 +312,42 @@ TEST_F(Install, needsItsLockFile) {
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.err, "scada-sensors: cannot open the lock file [$T/custom.lock]: Is a directory\n");
 }
+
+// Each path of the custom directory has its own lock file beside it.
+class CustomDirectoryWithTwoPaths : public Install, public ::testing::WithParamInterface<const char*> {
+protected:
+    void SetUp() override {
+        addDefinition(source, "lora/demo/th1");
+        ASSERT_TRUE(mountPrivately(temp / "disk", "size=1m"));
+        makeDir(temp / "disk/storage");
+        makeDir(temp / "bound");
+        ASSERT_EQ(mount((temp / "disk/storage").c_str(), (temp / "bound").c_str(), nullptr, MS_BIND, nullptr), 0);
+    }
+    void TearDown() override {
+        umount((temp / "bound").c_str());
+        umount((temp / "disk").c_str());
+    }
+};
+
+TEST_P(CustomDirectoryWithTwoPaths, hasOneLock) {
+    EXPECT_EQ(install({"--custom-dir", temp / GetParam()}).status, 0);
+    const int descriptor = open((temp / "bound/.scada-sensors.lock").c_str(), O_RDWR | O_CLOEXEC);
+    struct flock whole {};
+    whole.l_type = F_WRLCK;
+    ASSERT_EQ(fcntl(descriptor, F_SETLK, &whole), 0);
+    const ToolRun result = install({"--custom-dir", temp / GetParam()});
+    EXPECT_EQ(result.status, 6);
+    EXPECT_NE(result.err.find("it holds the lock file [$T/" + std::string(GetParam()) + "/.scada-sensors.lock]"),
+              std::string::npos)
+        << result.err;
+    close(descriptor);
+    EXPECT_EQ(run({"remove", "--all", "--yes", "--custom-dir", temp / GetParam()}).status, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Tool, CustomDirectoryWithTwoPaths,
+                         ::testing::ValuesIn(whereMountable<const char*>({"bound", "disk/storage"})),
+                         [](const auto& row) { return row.param[0] == 'b' ? "mounted" : "original"; });
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(CustomDirectoryWithTwoPaths);
 
 struct UntrustedRow {
     const char* name;

@@ -1,41 +1,14 @@
 #include "install/PrivateDirectory.h"
 
 #include "text/Descriptor.h"
-#include "text/DirectoryEntries.h"
 #include "text/filled.h"
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include "text/removeTree.h"
 
 #include <cerrno>
 #include <cstdlib>
 #include <stdexcept>
 
 namespace Kelvra::SCADA::Tool {
-
-namespace {
-
-// Step by step from directory to directory, so that nobody can put a link in the way. The mode is opened first: a copy
-// may have directories that could not be read.
-void removeEntry(int parent, const std::string& name) {
-    if (unlinkat(parent, name.c_str(), 0) == 0 || errno == ENOENT)
-        return;
-    if (unlinkat(parent, name.c_str(), AT_REMOVEDIR) == 0)
-        return;
-    Descriptor directory{openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)};
-    if (!directory.isOpen() || faccessat(directory.number(), ".", X_OK, AT_EACCESS) != 0) {
-        fchmodat(parent, name.c_str(), S_IRWXU, 0);
-        directory = Descriptor{openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)};
-    }
-    if (!directory.isOpen())
-        return;
-    for (const DirectoryEntry& entry : entriesOf(directory.number(), SIZE_MAX))
-        removeEntry(directory.number(), entry.name);
-    unlinkat(parent, name.c_str(), AT_REMOVEDIR);
-}
-
-} // namespace
 
 PrivateDirectory::PrivateDirectory(const std::string& parent, const std::string& prefix)
     : dir(parent + "/" + prefix + "XXXXXX") {
@@ -45,10 +18,6 @@ PrivateDirectory::PrivateDirectory(const std::string& parent, const std::string&
 
 PrivateDirectory::~PrivateDirectory() {
     removeTree(dir);
-}
-
-void removeTree(const std::string& path) {
-    removeEntry(AT_FDCWD, path);
 }
 
 } // namespace Kelvra::SCADA::Tool

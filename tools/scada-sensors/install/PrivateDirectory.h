@@ -20,7 +20,4 @@ private:
     std::string dir;
 };
 
-/// Removes a directory and all that is in it. Links are removed, not followed; what cannot be removed stays.
-void removeTree(const std::string& path);
-
 } // namespace Kelvra::SCADA::Tool

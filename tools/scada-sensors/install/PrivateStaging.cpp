@@ -1,5 +1,6 @@
 #include "install/PrivateStaging.h"
 
+#include "text/removeTree.h"
 #include "text/text.h"
 
 #include <scada/Env.h>

@@ -32,6 +32,10 @@ Findings blockersOnTheWay(const std::string& name, bool* reachable) {
         if (!*reachable && (stands || !isWritable(nearestExisting(level))))
             findings.push_back(
                 {Rules::INSTALL_DIRECTORY_BLOCKED, {level}, filled(LibraryText::DIRECTORY_NOT_MADE, {name}), name});
+        // What cannot be listed does not read back.
+        if (*reachable && !isReadable(level))
+            findings.push_back(
+                {Rules::INSTALL_DIRECTORY_BLOCKED, {level}, filled(LibraryText::FILE_NOT_COPIED, {name}), name});
         if (*reachable && end != 0 && fs::is_symlink(fs::symlink_status(level, error)))
             findings.push_back(
                 {Rules::INSTALL_BEHIND_LINK, {level}, filled(LibraryText::FILE_NOT_COPIED, {name}), name});

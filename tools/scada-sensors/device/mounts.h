@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string>
+
+namespace Kelvra::SCADA::Tool {
+
+/// Whether a directory is the root of a mount, by this path or by another one. What stands beside its path does not
+/// stand beside the others, and nothing can take its place by a rename.
+bool isMountRoot(const std::string& directory);
+
+} // namespace Kelvra::SCADA::Tool
