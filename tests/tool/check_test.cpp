@@ -137,17 +137,17 @@ const std::vector<PlantRow> CLOSED_FILES = {
 const std::vector<PlantRow> STRAY_FILES = {
     {"linked_file",
      [](const std::string& dir) { makeLink("/dev/null", dir + "/lora/link/null.json"); },
-     {"$C/lora/link/null.json: warning: Not listed: it is reached through the symbolic link [lora/link/null.json]. "
+     {"$C/lora/link/null.json: warning: Not listed: it is a symbolic link. "
       "[tree/behind-link]",
       "$C/lora/link/null.json: warning: Not listed: it is not a regular file. [tree/not-a-file]"}},
     {"dangling_link",
      [](const std::string& dir) { makeLink("nosuch", dir + "/lora/link/gone.json"); },
-     {"$C/lora/link/gone.json: warning: Not listed: it is reached through the symbolic link [lora/link/gone.json]. "
+     {"$C/lora/link/gone.json: warning: Not listed: it is a symbolic link. "
       "[tree/behind-link]",
       "$C/lora/link/gone.json: warning: Not listed: it is not a regular file. [tree/not-a-file]"}},
     {"linked_directory",
      plantLinkedDirectory,
-     {"$C/linked/m/x.json: warning: Not listed: it is reached through the symbolic link [linked]. [tree/behind-link]"}},
+     {"$C/linked: warning: It is a symbolic link to a directory: nothing behind it is listed. [tree/behind-link]"}},
     {"loop_of_links", [](const std::string& dir) { makeLink(".", dir + "/lora/loop/self"); }, {}},
     {"too_high",
      file("top.json", GOOD),
@@ -324,6 +324,17 @@ TEST_P(CheckElement, namesEveryFaultInTheLibrarysWords) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Tool, CheckElement, ::testing::ValuesIn(elements()), rowName);
+
+TEST_F(Check, doesNotDescendLinks) {
+    constexpr std::size_t LINKS = 100;
+    for (std::size_t number = 0; number < LINKS; ++number)
+        makeLink("/", temp / ("custom/link" + std::to_string(number)));
+    const ToolRun result = check();
+    EXPECT_EQ(result.out.substr(0, result.out.find('\n')),
+              "$C/link0: warning: It is a symbolic link to a directory: nothing behind it is listed. "
+              "[tree/behind-link]");
+    EXPECT_THAT(result.out, HasSubstr("\n" + summary(LINKS)));
+}
 
 TEST_F(Check, hidesNoFaultBehindAnother) {
     std::vector<std::string> faults = {

@@ -58,14 +58,13 @@ public:
     Findings run() {
         for (const std::string& name : directory.names())
             decoders.insert(directory.verdict(name).decoderPath);
-        checkDirectory("", 0, "");
+        checkDirectory("", 0);
         return found;
     }
 
 private:
-    // `depth` counts the directories between the root and the entries of `relative`; `link` is the symbolic link that
-    // leads there, if any.
-    void checkDirectory(const std::string& relative, int depth, const std::string& link) {
+    // `depth` counts the directories between the root and the entries of `relative`.
+    void checkDirectory(const std::string& relative, int depth) {
         std::set<std::string> entries = namesOfSpecial(relative);
         std::error_code error;
         for (fs::directory_iterator at(pathOf(relative), error); !error && at != fs::directory_iterator();
@@ -76,7 +75,7 @@ private:
                 filled("The directory cannot be read: %s", {error.message()}));
         const std::string prefix = relative.empty() ? "" : relative + "/";
         for (const std::string& name : entries)
-            checkEntry(prefix + name, depth, link);
+            checkEntry(prefix + name, depth);
     }
 
     std::set<std::string> namesOfSpecial(const std::string& relative) const {
@@ -99,48 +98,45 @@ private:
         return EntryKind{own.type(), fs::is_symlink(own) ? fs::status(path, error).type() : own.type()};
     }
 
-    void checkEntry(const std::string& relative, int depth, const std::string& outerLink) {
+    void checkEntry(const std::string& relative, int depth) {
         const std::optional<EntryKind> kind = kindOf(relative);
         if (!kind)
             return;
-        const std::string link = outerLink.empty() && kind->isLink() ? relative : outerLink;
-        if (kind->isLink() && kind->isDirectory() && special.count(relative) != 0) {
+        if (kind->isDirectory() && kind->isLink()) {
             checkDirectoryLink(relative, depth);
             return;
         }
-        // Beyond a link only what would be listed without it is of interest, which also ends every loop of links.
-        if (kind->isDirectory() && (link.empty() || depth < DEFINITION_DEPTH))
-            checkDirectory(relative, depth + 1, link);
+        if (kind->isDirectory())
+            checkDirectory(relative, depth + 1);
         if (!kind->isDirectory() || (depth == DEFINITION_DEPTH && endsWith(relative, SUFFIX)))
-            checkFile(relative, depth, link, kind->isRegular());
+            checkFile(relative, depth, *kind);
     }
 
-    // What is behind it is not known; definitions could be.
+    // Nobody looks behind it: there may be the whole system. What could be there is told at the link itself.
     void checkDirectoryLink(const std::string& relative, int depth) {
         if (depth < DEFINITION_DEPTH || endsWith(relative, SUFFIX))
             add(Rules::TREE_BEHIND_LINK, relative,
-                filled("Not listed: it is reached through the symbolic link [%s].", {relative}));
+                filled("It is a symbolic link to a directory: nothing behind it is listed."));
     }
 
     // Adds each reason why a file that looks like a definition is not listed.
-    void checkFile(const std::string& relative, int depth, const std::string& link, bool regular) {
+    void checkFile(const std::string& relative, int depth, const EntryKind& kind) {
         if (isListed(relative) || decoders.count(pathOf(relative)) != 0)
             return;
         const std::string name = fs::path(relative).filename().string();
-        const bool mayBeDefinition = hasSuffixSomewhere(name) || (depth == DEFINITION_DEPTH && regular);
+        const bool mayBeDefinition = hasSuffixSomewhere(name) || (depth == DEFINITION_DEPTH && kind.isRegular());
         if (!mayBeDefinition || isDecoder(relative))
             return;
         if (!hasSuffixSomewhere(name) && !readsAsDefinition(pathOf(relative)))
             return;
-        if (!link.empty())
-            add(Rules::TREE_BEHIND_LINK, relative,
-                filled("Not listed: it is reached through the symbolic link [%s].", {link}));
+        if (kind.isLink())
+            add(Rules::TREE_BEHIND_LINK, relative, filled("Not listed: it is a symbolic link."));
         if (depth != DEFINITION_DEPTH)
             add(Rules::TREE_WRONG_LEVEL, relative,
                 filled("Not listed: a definition must be exactly two directories below its storage."));
         if (!endsWith(name, SUFFIX))
             add(Rules::TREE_WRONG_SUFFIX, relative, filled("Not listed: its name does not end in [.json]."));
-        if (!regular)
+        if (!kind.isRegular())
             add(Rules::TREE_NOT_A_FILE, relative, filled("Not listed: it is not a regular file."));
     }
 
