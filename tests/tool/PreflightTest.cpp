@@ -66,6 +66,13 @@ void plantManyLinks(const std::string& dir) {
         makeLink("/", dir + "/source/link" + std::to_string(number));
 }
 
+void plantLongLinks(const std::string& dir) {
+    constexpr int LINKS = 1100;
+    constexpr std::size_t LONG = 4000;
+    for (int number = 0; number < LINKS; ++number)
+        makeLink(std::string(LONG, 'x'), dir + "/source/link" + std::to_string(number));
+}
+
 // For sources with files of many bytes and no content.
 const std::vector<std::string> WITHOUT_LIMITS = {"--max-decoder", "8796093022208", "--max-source", "8796093022208"};
 
@@ -86,9 +93,18 @@ std::vector<Plant> ofTheDirectories() {
          {"source/too-large"}},
         {"decoder_too_large", growDecoder, {"source/too-large"}},
         {"two_files_too_large",
-         all({growDecoder, file("source/lora/demo/th2.js", "123456789")}),
+         all({growDecoder, file("source/lora/demo/th2.json", R"({"decoder": "th2.js", "properties": {}})"),
+              file("source/lora/demo/th2.js", "123456789")}),
          {"source/too-large", "source/too-large"},
          {"--max-decoder", "8"}},
+        {"link_to_a_decoder_too_large",
+         all({growDecoder,
+              [](const std::string& dir) {
+                  fs::rename(dir + "/source/lora/demo/th1.js", dir + "/source/th1.js");
+                  makeLink("../../th1.js", dir + "/source/lora/demo/th1.js");
+              }}),
+         {"source/too-large"}},
+        {"links_too_long", plantLongLinks, {"source/too-many"}},
         {"source_too_large",
          file("source/lora/demo/other.js", std::string(1000, 'x')),
          {"source/too-large"},
@@ -226,6 +242,13 @@ const std::vector<Plant>& warnings() {
 const std::vector<Plant>& notes() {
     static const std::vector<Plant> ROWS = {
         {"replaces_broken", file("custom/lora/demo/th1.json", "{"), {"install/replaces-broken"}},
+        {"large_file_that_no_definition_names",
+         [](const std::string& dir) {
+             constexpr std::uintmax_t FIVE_MEGABYTES = 5 * 1024 * 1024;
+             writeFile(dir + "/source/lora/demo/manual.pdf", std::string(FIVE_MEGABYTES, 'x'));
+         },
+         {}},
+        {"sizes_with_suffixes", nothing, {}, {"--max-definition", "1K", "--max-decoder", "64K", "--max-source", "1M"}},
     };
     return ROWS;
 }

@@ -27,14 +27,25 @@ struct SourceCopy {
     SpecialEntries special;
     std::set<std::string> outside; ///< symbolic links that lead out of the source; empty files in the copy
 
+    std::map<std::string, std::string>
+        oversized; ///< files that are too large, with the text of the finding; empty ones
+
     /// Returns the path in the source of a path in the copy; other paths are returned as they are.
     std::string pathInSource(const std::string& path) const {
         return path.compare(0, dir.size(), dir) == 0 ? source + path.substr(dir.size()) : path;
     }
     /// Whether a path in the copy stands for a link that leads out of the source.
-    bool leadsOutside(const std::string& path) const {
+    bool leadsOutside(const std::string& path) const { return outside.count(relativeOf(path)) != 0; }
+    /// Returns why a path in the copy stands for a file that is too large, or nothing.
+    std::string oversize(const std::string& path) const {
+        const auto known = oversized.find(relativeOf(path));
+        return known == oversized.end() ? "" : known->second;
+    }
+
+private:
+    std::string relativeOf(const std::string& path) const {
         const std::string normal = std::filesystem::path(path).lexically_normal().string();
-        return normal.size() > dir.size() && outside.count(normal.substr(dir.size() + 1)) != 0;
+        return normal.size() > dir.size() ? normal.substr(dir.size() + 1) : "";
     }
 };
 

@@ -43,6 +43,9 @@ Findings checkDecoder(const SourceCopy& source, const Definition& definition, De
     if (source.leadsOutside(decoderPath))
         findings.push_back(
             {Rules::SOURCE_DECODER_OUTSIDE, place(), filled(LibraryText::DECODER_OUTSIDE_SOURCE, {definition.name})});
+    const std::string oversize = source.oversize(decoderPath);
+    if (!oversize.empty())
+        findings.push_back({Rules::SOURCE_TOO_LARGE, {decoderPath}, oversize});
     if (decoderPath.find('\0') != std::string::npos || !isReadable(decoderPath))
         findings.push_back({Rules::SOURCE_DECODER_UNREADABLE,
                             {decoderPath},

@@ -2,18 +2,29 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cstdint>
+#include <string>
+
 namespace Kelvra::SCADA::Tool {
 
+namespace {
+
+CLI::Option* declareSize(CLI::App& app, const std::string& name, std::uint64_t* size, const std::string& help) {
+    CLI::AsSizeValue asSize(false);
+    asSize.description("");
+    return app.add_option(name, *size, help)
+        ->transform(asSize)
+        ->type_name("BYTES")
+        ->default_str(std::to_string(*size / IntakeLimits::MEGABYTE) + "M");
+}
+
+} // namespace
+
 std::vector<CLI::Option*> declareLimits(CLI::App& app, IntakeLimits* limits) {
-    return {app.add_option("--max-definition", limits->definition, "Largest definition that is accepted")
-                ->type_name("BYTES")
-                ->capture_default_str(),
-            app.add_option("--max-decoder", limits->decoder, "Largest decoder, or other file, that is accepted")
-                ->type_name("BYTES")
-                ->capture_default_str(),
-            app.add_option("--max-source", limits->source, "Largest sum of all files that is accepted")
-                ->type_name("BYTES")
-                ->capture_default_str(),
+    return {declareSize(app, "--max-definition", &limits->definition,
+                        "Largest definition that is accepted; 1K and 1M have 1024 and 1048576 bytes"),
+            declareSize(app, "--max-decoder", &limits->decoder, "Largest decoder that is accepted"),
+            declareSize(app, "--max-source", &limits->source, "Largest sum of all files that is accepted"),
             app.add_option("--max-definitions", limits->definitions, "Most definitions that are accepted")
                 ->type_name("N")
                 ->capture_default_str()};

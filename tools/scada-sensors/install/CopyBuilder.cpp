@@ -21,6 +21,7 @@ namespace {
 
 constexpr std::ptrdiff_t DEFINITION_DEPTH = 2;
 constexpr std::ptrdiff_t DEEPEST = 32;
+constexpr std::size_t MOST_LINK_BYTES = std::size_t{4} * 1024 * 1024;
 
 std::ptrdiff_t depthOf(const std::string& relative) {
     return std::count(relative.begin(), relative.end(), '/');
@@ -41,29 +42,29 @@ void CopyBuilder::stop(const Rule& rule, const std::string& text) {
     full = true;
 }
 
-bool CopyBuilder::admitsEntry(const std::string& relative) {
-    if (++entries > limits.entries())
+bool CopyBuilder::admitsEntries(std::size_t count) {
+    entries += count;
+    if (entries > limits.entries())
         stop(Rules::SOURCE_TOO_MANY,
              filled("The source has more than %s entries.", {std::to_string(limits.entries())}));
-    else if (depthOf(relative) > DEEPEST)
+    return !full;
+}
+
+bool CopyBuilder::admitsPath(const std::string& relative) {
+    if (depthOf(relative) > DEEPEST)
         stop(Rules::SOURCE_TOO_MANY,
              filled("The source has directories more than %s levels deep.", {std::to_string(DEEPEST)}));
     return !full;
 }
 
 bool CopyBuilder::admitsFile(const std::string& relative, std::uint64_t size) {
-    const bool definition = isDefinitionPath(relative);
-    const std::uint64_t limit = definition ? limits.definition : limits.decoder;
-    if (definition && ++definitions > limits.definitions) {
+    if (isDefinitionPath(relative) && ++definitions > limits.definitions) {
         stop(Rules::SOURCE_TOO_MANY,
              filled("The source has more than %s definitions.", {std::to_string(limits.definitions)}));
         return false;
     }
-    if (size > limit) {
-        const std::initializer_list<std::string> values = {std::to_string(size), std::to_string(limit)};
-        refuse(Rules::SOURCE_TOO_LARGE, relative,
-               definition ? filled("The definition has %s bytes; the limit is %s.", values)
-                          : filled("The file has %s bytes; the limit of a decoder is %s.", values));
+    if (size > limitOf(relative)) {
+        addOversized(relative, size);
         return false;
     }
     bytes += size;
@@ -71,6 +72,23 @@ bool CopyBuilder::admitsFile(const std::string& relative, std::uint64_t size) {
         stop(Rules::SOURCE_TOO_LARGE,
              filled("The files of the source have more than %s bytes together.", {std::to_string(limits.source)}));
     return !full;
+}
+
+std::uint64_t CopyBuilder::limitOf(const std::string& relative) const {
+    return isDefinitionPath(relative) ? limits.definition : limits.decoder;
+}
+
+// A file that no definition names is no reason to refuse the source: whoever names it finds that it is too large.
+void CopyBuilder::addOversized(const std::string& relative, std::uint64_t size) {
+    if (isDefinitionPath(relative)) {
+        refuse(Rules::SOURCE_TOO_LARGE, relative,
+               filled("The definition has %s bytes; the limit is %s.",
+                      {std::to_string(size), std::to_string(limits.definition)}));
+        return;
+    }
+    makeFile(relative, S_IRUSR | S_IWUSR);
+    copy->oversized[relative] =
+        filled("The decoder has %s bytes; the limit is %s.", {std::to_string(size), std::to_string(limits.decoder)});
 }
 
 void CopyBuilder::makeDirectory(const std::string& relative) const {
@@ -82,7 +100,14 @@ Descriptor CopyBuilder::makeFile(const std::string& relative, mode_t mode) const
         open(pathOf(relative).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode & ACCESSPERMS)};
 }
 
+// Their texts are kept, and may have thousands of bytes each.
 void CopyBuilder::addLink(const std::string& relative, const std::string& target, const EntryKind& kind) {
+    linkBytes += relative.size() + target.size();
+    if (linkBytes > MOST_LINK_BYTES)
+        stop(Rules::SOURCE_TOO_MANY, filled("The symbolic links of the source have more than %s bytes together.",
+                                            {std::to_string(MOST_LINK_BYTES)}));
+    if (full)
+        return;
     links[relative] = target;
     copy->special.insert({relative, kind});
 }
@@ -103,6 +128,9 @@ void CopyBuilder::followLink(const std::string& relative) const {
         copy->outside.insert(relative);
     } else if (std::filesystem::is_regular_file(pathOf(end.relative), error)) {
         std::filesystem::create_hard_link(pathOf(end.relative), pathOf(relative), error);
+        const auto oversized = copy->oversized.find(end.relative);
+        if (oversized != copy->oversized.end())
+            copy->oversized[relative] = oversized->second;
     }
 }
 

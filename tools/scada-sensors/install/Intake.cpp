@@ -114,13 +114,14 @@ private:
             closed[relative] = S_IRUSR;
         std::vector<DirectoryEntry> entries;
         try {
-            entries = entriesOf(directory, MOST_ENTRIES);
+            entries = entriesOf(directory, builder->entriesLeft() + 1);
         } catch (const std::system_error& e) {
             failed(relative, e.code().value());
         }
+        builder->admitsEntries(entries.size());
         for (const DirectoryEntry& entry : entries) {
             const std::string path = relative.empty() ? entry.name : relative + "/" + entry.name;
-            if (!builder->admitsEntry(path))
+            if (!builder->admitsPath(path))
                 return;
             takeEntry(directory, entry, path);
             if (builder->isFull())
@@ -198,8 +199,6 @@ private:
         if (error == EACCES && builder->makeFile(relative, 0).isOpen() && isReadable(path))
             unlink(path.c_str());
     }
-
-    static constexpr std::size_t MOST_ENTRIES = 1000000;
 
     CopyBuilder* builder;
     SourceCopy* copy;

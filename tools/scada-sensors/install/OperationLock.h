@@ -6,8 +6,8 @@
 namespace Kelvra::SCADA::Tool {
 
 /// Keeps every other installation and removal on the same directories out while it lives. The lock files stand beside
-/// the staging and the custom directory, and in a custom directory that is mounted, and stay. Only their owner may open them: whoever may open a file, or a
-/// directory, may lock it. The system frees the locks of a holder that was killed.
+/// the staging and the custom directory, and in a custom directory that is mounted, and stay. Only their owner may open
+/// them: whoever may open a file, or a directory, may lock it. The system frees the locks of a holder that was killed.
 class OperationLock {
 public:
     /// Makes the lock files and their directories where they are missing.
