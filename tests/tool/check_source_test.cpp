@@ -3,9 +3,16 @@
 #include "jsonText.h"
 #include "rowName.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cstdlib>
+#include <filesystem>
 #include <functional>
+#include <set>
+#include <string>
 
 namespace {
 
@@ -127,7 +134,7 @@ class CheckSourcePlace : public ToolTest, public ::testing::WithParamInterface<P
 TEST_P(CheckSourcePlace, isJudgedAsAnInstallationJudgesIt) {
     makeDir(temp / "empty");
     makeDir(temp / "staging");
-    writeFile(temp / "file", "");
+    makeFifo(temp / "fifo");
     const ToolRun result = run({"check", replaced(GetParam().source, "$T", temp.path())});
     EXPECT_EQ(result.out, withRemedies(GetParam().out));
     EXPECT_EQ(result.status, result.out.rfind("0 faults", 0) == 0 ? 0 : 1);
@@ -142,8 +149,8 @@ INSTANTIATE_TEST_SUITE_P(
                       PlaceRow{"no_name", "",
                                "error: No definition files provided. [source/missing]\n"
                                "1 fault in 0 definitions\n"},
-                      PlaceRow{"no_directory", "$T/file",
-                               "$T/file: error: Source directory is not provided. [source/not-a-directory]\n"
+                      PlaceRow{"no_directory", "$T/fifo",
+                               "$T/fifo: error: Source directory is not provided. [source/not-a-directory]\n"
                                "1 fault in 0 definitions\n"},
                       PlaceRow{"empty", "$T/empty", "0 faults in 0 definitions\n"},
                       PlaceRow{"staging", "$T/staging",
@@ -183,6 +190,62 @@ TEST_F(CheckSource, asJson) {
   "status" : "fail"
 }
 )");
+}
+
+// What killed runs have left where the copies of sources are made.
+class LeftCopies : public ToolTest {
+protected:
+    LeftCopies() : source(temp / "source") {
+        addDefinition(source, "lora/demo/th1");
+        makeDir(temp / "tmp");
+        leave("scada-source-a1B2c3");
+        setenv("TMPDIR", (temp / "tmp").c_str(), 1);
+    }
+    ~LeftCopies() override { unsetenv("TMPDIR"); }
+
+    void leave(const std::string& name, mode_t mode = 0700) const {
+        writeFile(temp / ("tmp/" + name + "/source/lora/demo/x.json"), "{}");
+        chmod((temp / ("tmp/" + name)).c_str(), mode);
+    }
+    std::set<std::string> left() const {
+        std::set<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(temp / "tmp"))
+            names.insert(entry.path().filename().string());
+        return names;
+    }
+
+    StorageBuilder source;
+};
+
+TEST_F(LeftCopies, areRemoved) {
+    EXPECT_EQ(run({"check", source.dir()}).status, 0);
+    EXPECT_EQ(left(), std::set<std::string>{});
+}
+
+TEST_F(LeftCopies, areToldFromOtherDirectories) {
+    leave("scada-source-open12", 0755);
+    leave("scada-source-longer-name");
+    leave("scada-sourceX-a1B2c3");
+    EXPECT_EQ(run({"check", source.dir()}).status, 0);
+    EXPECT_EQ(left(),
+              (std::set<std::string>{"scada-source-longer-name", "scada-source-open12", "scada-sourceX-a1B2c3"}));
+}
+
+TEST_F(LeftCopies, areToldFromThoseInUse) {
+    const int held = open((temp / "tmp/scada-source-a1B2c3").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(flock(held, LOCK_EX), 0);
+    EXPECT_EQ(run({"check", source.dir()}).status, 0);
+    EXPECT_EQ(left(), std::set<std::string>{"scada-source-a1B2c3"});
+    close(held);
+    EXPECT_EQ(run({"check", source.dir()}).status, 0);
+    EXPECT_EQ(left(), std::set<std::string>{});
+}
+
+// Nothing is made or removed where others could exchange it.
+TEST_F(LeftCopies, stayWhereOthersMayWrite) {
+    chmod((temp / "tmp").c_str(), 0777);
+    EXPECT_EQ(run({"check", source.dir()}).status, 0);
+    EXPECT_EQ(left(), std::set<std::string>{"scada-source-a1B2c3"});
 }
 
 } // namespace

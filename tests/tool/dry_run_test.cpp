@@ -395,11 +395,11 @@ TEST_F(DryRun, refusesASourceThatIsNone) {
     EXPECT_EQ(missing.out,
               withRemedies("$T/none: error: No definition files provided. [source/missing]\n") + "0 definitions\n");
     EXPECT_EQ(missing.err, refusal(1));
-    const ToolRun file = run({"install", temp / "list.json", "--dry-run"});
+    makeFifo(temp / "fifo");
+    const ToolRun file = run({"install", temp / "fifo", "--dry-run"});
     EXPECT_EQ(file.status, 5);
-    EXPECT_EQ(file.out,
-              withRemedies("$T/list.json: error: Source directory is not provided. [source/not-a-directory]\n") +
-                  "0 definitions\n");
+    EXPECT_EQ(file.out, withRemedies("$T/fifo: error: Source directory is not provided. [source/not-a-directory]\n") +
+                            "0 definitions\n");
     EXPECT_EQ(file.err, refusal(1));
 }
 

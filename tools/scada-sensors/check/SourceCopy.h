@@ -2,7 +2,6 @@
 
 #include <filesystem>
 #include <map>
-#include <set>
 #include <string>
 
 namespace Kelvra::SCADA::Tool {
@@ -22,10 +21,11 @@ using SpecialEntries = std::map<std::string, EntryKind>;
 /// The source of an installation, and the copy that is examined and installed in its place. The copy has directories
 /// and regular files only.
 struct SourceCopy {
-    std::string source; ///< as it was given
+    std::string source; ///< as it is named to the user
     std::string dir;    ///< the copy
     SpecialEntries special;
-    std::set<std::string> outside; ///< symbolic links that lead out of the source; empty files in the copy
+    bool archive = false;                ///< whether the source is one
+    std::map<std::string, bool> outside; ///< symbolic links that lead out of the source; empty files in the copy
 
     std::map<std::string, std::string>
         oversized; ///< files that are too large, with the text of the finding; empty ones

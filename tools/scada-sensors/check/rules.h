@@ -94,13 +94,15 @@ inline constexpr Rule LIST_NO_DECODER = {"list/no-decoder", Severity::ERROR, "Ad
 // The source of an installation
 inline constexpr Rule SOURCE_MISSING = {"source/missing", Severity::ERROR, "Correct the path of the source."};
 inline constexpr Rule SOURCE_NOT_A_DIRECTORY = {"source/not-a-directory", Severity::ERROR,
-                                                R"(Give the directory that contains "lora".)"};
+                                                R"(Give the directory that contains "lora", or an archive of it.)"};
 inline constexpr Rule SOURCE_UNREADABLE = {"source/unreadable", Severity::ERROR, SET_PERMISSIONS};
 inline constexpr Rule SOURCE_TOO_LARGE = {
     "source/too-large", Severity::ERROR,
     "Make it smaller, or raise the limit with --max-definition, --max-decoder or --max-source."};
 inline constexpr Rule SOURCE_TOO_MANY = {"source/too-many", Severity::ERROR,
                                          "Install less at a time, or raise the limit with --max-definitions."};
+inline constexpr Rule SOURCE_BAD_ARCHIVE = {"source/bad-archive", Severity::ERROR,
+                                            "Make it again as tar, tar with gzip, or zip, without a password."};
 inline constexpr Rule SOURCE_WRONG_LEVEL = {"source/wrong-level", Severity::ERROR,
                                             R"(Give the directory that contains "lora".)"};
 inline constexpr Rule SOURCE_NOT_LORAWAN = {"source/not-lorawan", Severity::ERROR,

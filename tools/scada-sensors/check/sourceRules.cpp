@@ -120,7 +120,8 @@ Findings checkSourceLevel(const SourceCopy& source, const Findings& tree) {
             stray = source.pathInSource(file);
         if (finding.rule != &Rules::TREE_WRONG_LEVEL || !endsWith(file, ".json"))
             continue;
-        const std::string right = rightLevelFor(canonicalPath(source.pathInSource(file)));
+        // A directory of an archive cannot be installed instead.
+        const std::string right = source.archive ? "" : rightLevelFor(canonicalPath(source.pathInSource(file)));
         if (!right.empty())
             sources.insert("[" + right + "]");
     }

@@ -54,8 +54,9 @@ ExitCode checkSource(const InstallRequest& request, const Answer& answer) {
 
 Run declareCheck(CLI::App& app) {
     const auto request = std::make_shared<InstallRequest>();
-    const CLI::Option* source = app.add_option("SRC_DIR", request->source,
-                                               "An installation source, checked instead of the storages and the list");
+    const CLI::Option* source =
+        app.add_option("SRC_DIR", request->source,
+                       "An installation source, as for install, checked instead of the storages and the list");
     const CLI::Option* overwrite = app.add_flag("--allow-overwrite", request->allowOverwrite,
                                                 "Accept a source with definitions that are installed already");
     const std::vector<CLI::Option*> limits = declareLimits(app, &request->limits);

@@ -260,7 +260,9 @@ ExitCode install(const InstallRequest& request, SignalGuard& guard, const Answer
 
 Run declareInstall(CLI::App& app) {
     const auto request = std::make_shared<InstallRequest>();
-    app.add_option("SRC_DIR", request->source, "Directory with the definitions to install")->required();
+    app.add_option("SRC_DIR", request->source,
+                   "Directory or archive with the definitions to install; - reads an archive from standard input")
+        ->required();
     app.add_flag("--allow-overwrite", request->allowOverwrite, "Replace installed definitions of the same names");
     const CLI::Option* dry = app.add_flag("--dry-run", "Show what would happen, and change nothing");
     declareLimits(app, &request->limits);

@@ -15,14 +15,13 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// Whether a file of this relative path is listed as a definition.
-bool isDefinitionPath(const std::string& relative);
-
 /// Makes the copy of a source, entry by entry, and holds it to the limits. Paths are relative to the source.
 class CopyBuilder {
 public:
-    CopyBuilder(const IntakeLimits& allowed, SourceCopy* target, Findings* refusals)
-        : limits(allowed), copy(target), found(refusals) {}
+    /// `failures` takes what could not be copied, with the reasons.
+    CopyBuilder(const IntakeLimits& allowed, SourceCopy* target, Findings* refusals,
+                std::map<std::string, std::string>* failures)
+        : limits(allowed), copy(target), found(refusals), unreadable(failures) {}
 
     /// Counts entries. Returns false when there are too many of them.
     bool admitsEntries(std::size_t count);
@@ -31,33 +30,63 @@ public:
     /// Counts a file. Returns false when it, or all together, exceeds a limit. A file that no definition can be gets an
     /// empty one in its place.
     bool admitsFile(const std::string& relative, std::uint64_t size);
+    /// Counts bytes of files. Returns false when there are too many.
+    bool admitsBytes(std::uint64_t count);
+    /// Returns false when so many bytes are more than the packed files of a source can have.
+    bool admitsStream(std::uint64_t size);
     /// Returns how many more entries are admitted.
     std::size_t entriesLeft() const { return limits.entries() - std::min(entries, limits.entries()); }
-    /// Whether a limit of the source as a whole has been reached, so that nothing more is to be read.
+    /// Returns how many bytes a file may have.
+    std::uint64_t limitOf(const std::string& relative) const;
+    /// Whether nothing more is to be read.
     bool isFull() const { return full; }
+    /// Refuses the source as a whole.
+    void stop(const Rule& rule, const std::string& text);
 
-    void makeDirectory(const std::string& relative) const;
+    /// The one directory that an archive has everything in, if any: the layout of the source begins there.
+    const std::string& top() const { return outermost; }
+    void setTop(const std::string& directory) { outermost = directory; }
+
+    /// Returns whether it has been made, and was not there.
+    bool makeDirectory(const std::string& relative) const;
     /// Returns the new file, open for writing. Not open where its path is too long.
     Descriptor makeFile(const std::string& relative, mode_t mode) const;
+    /// Throws std::runtime_error when that is impossible.
+    static void write(int file, const char* data, std::size_t size, off_t offset);
+    void removeFile(const std::string& relative) const;
+    bool hasEntry(const std::string& relative) const;
+    /// Gives a file of the source another name. Returns whether there is one.
+    bool addHardLink(const std::string& relative, const std::string& target);
+    void addOversized(const std::string& relative, std::uint64_t size);
     /// Counts and notes a link, to be followed when all entries are known.
     void addLink(const std::string& relative, const std::string& target, const EntryKind& kind);
+    /// Counts and notes an entry that is neither a file nor a directory.
+    void addSpecial(const std::string& relative, const EntryKind& kind);
+    bool isSpecial(const std::string& relative) const { return copy->special.count(relative) != 0; }
+    void addFailure(const std::string& relative, int error) { addFailure(relative, reasonOf(error)); }
+    void addFailure(const std::string& relative, const std::string& reason);
+
     /// Gives each link to a file of the source the content of that file, and each that leads outside an empty one.
-    void followLinks() const;
+    /// Without refusals, the copy then begins in the outermost directory.
+    void finish();
 
     std::string pathOf(const std::string& relative) const { return copy->dir + "/" + relative; }
 
 private:
-    std::uint64_t limitOf(const std::string& relative) const;
-    void addOversized(const std::string& relative, std::uint64_t size);
-    void followLink(const std::string& relative) const;
+    bool keeps(std::size_t count);
+    bool isDefinition(const std::string& relative) const;
     void refuse(const Rule& rule, const std::string& relative, const std::string& text);
-    void stop(const Rule& rule, const std::string& text);
+    void followLink(const std::string& relative) const;
+    void shareFile(const std::string& relative, const std::string& target) const;
+    void enterTop();
 
     const IntakeLimits limits;
     SourceCopy* copy;
     Findings* found;
+    std::map<std::string, std::string>* unreadable;
     std::map<std::string, std::string> links;
-    std::size_t linkBytes = 0;
+    std::string outermost;
+    std::size_t kept = 0; ///< bytes of the names and targets that are kept
     std::size_t entries = 0;
     std::size_t definitions = 0;
     std::uint64_t bytes = 0;

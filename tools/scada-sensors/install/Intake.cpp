@@ -1,10 +1,13 @@
 #include "install/Intake.h"
 
 #include "device/paths.h"
+#include "install/ArchiveIntake.h"
 #include "install/CopyBuilder.h"
+#include "install/untrustedDirectories.h"
 #include "text/Descriptor.h"
 #include "text/DirectoryEntries.h"
 #include "text/filled.h"
+#include "text/libraryTexts.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -31,6 +34,8 @@ namespace fs = std::filesystem;
 
 constexpr int NOT_FOLLOWED = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
 constexpr std::size_t CHUNK = 65536;
+constexpr const char* STANDARD_INPUT = "-";
+constexpr const char* PREFIX = "scada-source-";
 
 fs::file_type typeOf(mode_t mode) {
     if (S_ISREG(mode))
@@ -38,16 +43,6 @@ fs::file_type typeOf(mode_t mode) {
     if (S_ISDIR(mode))
         return fs::file_type::directory;
     return S_ISLNK(mode) ? fs::file_type::symlink : fs::file_type::unknown;
-}
-
-void writeAll(int file, const char* data, std::size_t size) {
-    while (size > 0) {
-        const ssize_t written = write(file, data, size);
-        if (written < 0 && errno != EINTR)
-            throw std::runtime_error(filled("cannot copy the source: %s", {reasonOf(errno)}));
-        data += std::max<ssize_t>(written, 0);
-        size -= static_cast<std::size_t>(std::max<ssize_t>(written, 0));
-    }
 }
 
 /// Copies as much of a file as it had when it was opened. Holes stay holes.
@@ -67,7 +62,7 @@ public:
                 break;
             if (count < 0)
                 continue;
-            writeAll(out, chunk.data(), static_cast<std::size_t>(count));
+            CopyBuilder::write(out, chunk.data(), static_cast<std::size_t>(count), at);
             at = nextData(at + count);
         }
         return sparse && ftruncate(out, end) != 0 ? reasonOf(errno) : "";
@@ -80,7 +75,7 @@ private:
         const off_t data = lseek(in, at, SEEK_DATA);
         if (data < 0)
             return errno == ENXIO ? end : at;
-        return lseek(out, data, SEEK_SET) == data ? data : at;
+        return data;
     }
 
     int in;
@@ -93,16 +88,11 @@ private:
 /// Reads a directory from the outside in, each entry relative to the directory that was opened.
 class Walk {
 public:
-    Walk(CopyBuilder* copyBuilder, SourceCopy* target, std::map<std::string, std::string>* failures)
-        : builder(copyBuilder), copy(target), unreadable(failures) {}
+    explicit Walk(CopyBuilder* copyBuilder) : builder(copyBuilder) {}
 
-    void run(const std::string& source) {
-        const Descriptor root{open(source.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC)};
-        if (root.isOpen())
-            takeEntries(root.number(), "");
-        else
-            failed("", errno);
-        builder->followLinks();
+    void run(int root) {
+        takeEntries(root, "");
+        builder->finish();
         // Where they may not be read in the source, the library is to find them as it would there.
         for (const auto& [relative, mode] : closed)
             chmod(builder->pathOf(relative).c_str(), mode);
@@ -141,7 +131,7 @@ private:
         else if (type == DT_REG || type == DT_UNKNOWN)
             takeFile(directory, entry.name, relative);
         else
-            copy->special.insert({relative, {fs::file_type::unknown, fs::file_type::unknown}});
+            builder->addSpecial(relative, {fs::file_type::unknown, fs::file_type::unknown});
     }
 
     void takeDirectory(int parent, const std::string& name, const std::string& relative) {
@@ -179,7 +169,7 @@ private:
         }
         // It may have been replaced since it was listed.
         if (!S_ISREG(status.st_mode)) {
-            copy->special.insert({relative, {typeOf(status.st_mode), typeOf(status.st_mode)}});
+            builder->addSpecial(relative, {typeOf(status.st_mode), typeOf(status.st_mode)});
             return;
         }
         if (!builder->admitsFile(relative, static_cast<std::uint64_t>(status.st_size)))
@@ -188,52 +178,77 @@ private:
         const std::string reason =
             target.isOpen() ? FileCopy(file.number(), target.number(), status).run() : reasonOf(errno);
         if (!reason.empty())
-            (*unreadable)[relative] = reason;
+            builder->addFailure(relative, reason);
     }
 
     // What may not be read is not to be read in the copy either, so that its own rule tells it. A privileged user reads
     // everything: there it must not look like an empty file.
     void failed(const std::string& relative, int error) {
-        (*unreadable)[relative] = reasonOf(error);
+        builder->addFailure(relative, error);
         const std::string path = builder->pathOf(relative);
         if (error == EACCES && builder->makeFile(relative, 0).isOpen() && isReadable(path))
             unlink(path.c_str());
     }
 
     CopyBuilder* builder;
-    SourceCopy* copy;
-    std::map<std::string, std::string>* unreadable;
     std::map<std::string, mode_t> closed;
 };
 
 constexpr const char* MEMORY = "/dev/shm";
 
-bool isInMemory(const char* directory) {
+bool isInMemory(const std::string& directory) {
     struct statfs status {};
-    return statfs(directory, &status) == 0 && status.f_type == TMPFS_MAGIC && isWritable(directory);
+    return statfs(directory.c_str(), &status) == 0 && status.f_type == TMPFS_MAGIC;
+}
+
+// Whoever could exchange the copy could have checked what is not installed.
+bool isUsable(const std::string& directory) {
+    return isWritable(directory) && untrustedDirectory("TMPDIR", directory).empty();
 }
 
 // Where temporary files are, for all three commands alike: a check needs no right to write beside the device's
-// directories, and whatever a killed run leaves goes with the next start of the device. Many small files cost several
-// times less in memory, where there is room for far more than a source may have.
+// directories, and whatever a killed run leaves goes with the next run or start of the device. Many small files cost
+// several times less in memory, where there is room for far more than a source may have.
 std::string placeOfCopies(const IntakeLimits& limits) {
     constexpr std::uint64_t SHARE = 8;
+    const char* chosen = std::getenv("TMPDIR"); // NOLINT(concurrency-mt-unsafe)
+    if (chosen != nullptr && *chosen != '\0' && isUsable(chosen))
+        return canonicalPath(chosen);
     std::error_code error;
-    const bool chosen = std::getenv("TMPDIR") != nullptr; // NOLINT(concurrency-mt-unsafe)
-    if (!chosen && isInMemory(MEMORY) && fs::space(MEMORY, error).available / SHARE > limits.source && !error)
+    if (isInMemory(MEMORY) && isUsable(MEMORY) && fs::space(MEMORY, error).available / SHARE > limits.source && !error)
         return MEMORY;
-    return canonicalPath(fs::temp_directory_path().string());
+    return "/tmp";
 }
 
 } // namespace
 
-Intake::Intake(const std::string& source, const IntakeLimits& limits)
-    : directory(placeOfCopies(limits), "scada-sensors-") {
-    taken.source = source;
+Intake::Intake(const std::string& source, const IntakeLimits& limits) : directory(placeOfCopies(limits), PREFIX) {
+    taken.source = source == STANDARD_INPUT ? "standard input" : source;
     taken.dir = directory.path() + "/source";
-    CopyBuilder builder(limits, &taken, &found);
+    CopyBuilder builder(limits, &taken, &found, &failures);
     builder.makeDirectory("");
-    Walk(&builder, &taken, &failures).run(source);
+    const Descriptor opened{source == STANDARD_INPUT ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
+                                                     : open(source.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)};
+    struct stat status {};
+    if (!opened.isOpen() || fstat(opened.number(), &status) != 0)
+        builder.addFailure("", errno);
+    else if (source == STANDARD_INPUT || S_ISREG(status.st_mode))
+        takeArchive(opened.number(), &builder);
+    else if (S_ISDIR(status.st_mode))
+        Walk(&builder).run(opened.number());
+    else
+        builder.stop(Rules::SOURCE_NOT_A_DIRECTORY, filled(LibraryText::SOURCE_NOT_A_DIRECTORY));
+}
+
+void Intake::takeArchive(int descriptor, CopyBuilder* builder) {
+    taken.archive = true;
+    ArchiveIntake(descriptor, builder).run();
+    builder->finish();
+}
+
+bool isArchive(const std::string& source) {
+    std::error_code error;
+    return source == STANDARD_INPUT || fs::is_regular_file(source, error);
 }
 
 Findings Intake::unreadable(const Findings& findings) const {

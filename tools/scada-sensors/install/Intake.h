@@ -10,8 +10,11 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// Copies the source of an installation into a directory of its own, once. Whoever owns the source can change it while
-/// it is examined; the copy stays as it is. Links are not followed, special files are not opened.
+class CopyBuilder;
+
+/// Copies the source of an installation, a directory or an archive, into a directory of its own, once. Whoever owns the
+/// source can change it while it is examined; the copy stays as it is. Links are not followed, special files are not
+/// opened.
 class Intake {
 public:
     /// Throws std::runtime_error when no copy can be made.
@@ -26,10 +29,15 @@ public:
     Findings unreadable(const Findings& findings) const;
 
 private:
+    void takeArchive(int descriptor, CopyBuilder* builder);
+
     PrivateDirectory directory;
     SourceCopy taken;
     Findings found;
     std::map<std::string, std::string> failures; ///< the reasons by relative path
 };
+
+/// Whether a source is read as an archive: a file, or "-" for standard input.
+bool isArchive(const std::string& source);
 
 } // namespace Kelvra::SCADA::Tool

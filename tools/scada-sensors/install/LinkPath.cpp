@@ -46,7 +46,7 @@ LinkEnd endOfLink(const std::string& relative, const std::map<std::string, std::
             continue;
         std::deque<fs::path> target = partsOf(link->second);
         const bool absolute = fs::path(link->second).is_absolute();
-        if (++followed > MOST_LINKS || (absolute && !enterSource(&target, source)))
+        if (++followed > MOST_LINKS || (absolute && (source.empty() || !enterSource(&target, source))))
             return nowhere;
         ahead.insert(ahead.begin(), target.begin(), target.end());
         reached = absolute ? fs::path() : reached.parent_path();

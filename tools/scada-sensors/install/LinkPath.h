@@ -13,7 +13,7 @@ struct LinkEnd {
 
 /// Follows a link through the other links of its source, by their texts alone: the file system is not asked, so that
 /// nobody can change the answer meanwhile. `links` has the targets by relative path; `source` is the path of the
-/// source.
+/// source; without it an absolute link leads outside.
 LinkEnd endOfLink(const std::string& relative, const std::map<std::string, std::string>& links,
                   const std::string& source);
 

@@ -179,8 +179,9 @@ bool Preflight::isUnchanged() const {
 
 // Whatever is wrong with the directories would be the cause of all that follows.
 Findings checkDirectories(const std::string& source) {
-    const Findings findings = unsafeDirectories(&source);
-    return findings.empty() ? checkSourceDirectory(source) : findings;
+    const bool archive = isArchive(source);
+    const Findings findings = unsafeDirectories(archive ? nullptr : &source);
+    return findings.empty() && !archive ? checkSourceDirectory(source) : findings;
 }
 
 Preflight examine(const InstallRequest& request, Device& device) {

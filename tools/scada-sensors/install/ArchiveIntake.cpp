@@ -1,0 +1,263 @@
+#include "install/ArchiveIntake.h"
+
+#include "text/filled.h"
+
+#include <archive.h>
+#include <archive_entry.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <clocale>
+#include <filesystem>
+#include <memory>
+#include <optional>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t CHUNK = 65536;
+
+struct FreeArchive {
+    void operator()(archive* reader) const { archive_read_free(reader); }
+};
+
+/// Lets names of other scripts be read, whatever the locale of the caller.
+class Utf8Locale {
+public:
+    Utf8Locale() : utf8(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)) {
+        if (utf8 != nullptr)
+            former = uselocale(utf8);
+    }
+    ~Utf8Locale() {
+        if (utf8 == nullptr)
+            return;
+        uselocale(former);
+        freelocale(utf8);
+    }
+    Utf8Locale(const Utf8Locale&) = delete;
+    Utf8Locale& operator=(const Utf8Locale&) = delete;
+
+private:
+    locale_t utf8;
+    locale_t former = nullptr;
+};
+
+std::string textOf(const char* text) {
+    return text == nullptr ? "" : text;
+}
+
+std::string reasonOf(archive* reader) {
+    const std::string reason = textOf(archive_error_string(reader));
+    return reason.empty() ? filled("it is damaged or incomplete") : reason;
+}
+
+// Returns the path without "." and repeated "/"; nothing when it leads out of the archive.
+std::optional<std::string> relativePath(const std::string& path) {
+    if (path.empty() || path.front() == '/' || path.size() >= PATH_MAX)
+        return std::nullopt;
+    std::string relative;
+    for (const fs::path& part : fs::path(path)) {
+        if (part == "..")
+            return std::nullopt;
+        if (!part.empty() && part != ".")
+            relative += (relative.empty() ? "" : "/") + part.string();
+    }
+    return relative;
+}
+
+} // namespace
+
+ArchiveIntake::ArchiveIntake(int descriptor, CopyBuilder* copyBuilder)
+    : in(descriptor), builder(copyBuilder), chunk(CHUNK, '\0') {}
+
+void ArchiveIntake::run() {
+    const Utf8Locale locale;
+    const std::unique_ptr<archive, FreeArchive> reader(archive_read_new());
+    if (!reader)
+        throw std::bad_alloc();
+    archive_read_support_filter_gzip(reader.get());
+    archive_read_support_format_tar(reader.get());
+    // It needs no list of all entries, which could be of any length.
+    archive_read_support_format_zip_streamable(reader.get());
+    if (archive_read_open(reader.get(), this, nullptr, readChunk, nullptr) == ARCHIVE_OK)
+        takeEntries(reader.get());
+    else if (!builder->isFull())
+        refuse(filled("The archive cannot be read: %s", {reasonOf(reader.get())}));
+}
+
+long ArchiveIntake::readChunk(archive* reader, void* self, const void** data) {
+    ArchiveIntake& intake = *static_cast<ArchiveIntake*>(self);
+    ssize_t count = 0;
+    do
+        count = read(intake.in, intake.chunk.data(), intake.chunk.size());
+    while (count < 0 && errno == EINTR);
+    *data = intake.chunk.data();
+    if (count < 0)
+        archive_set_error(reader, errno, "%s", Tool::reasonOf(errno).c_str());
+    intake.packed += static_cast<std::uint64_t>(std::max<ssize_t>(count, 0));
+    return intake.builder->admitsStream(intake.packed) ? count : -1;
+}
+
+void ArchiveIntake::takeEntries(archive* reader) {
+    archive_entry* entry = nullptr;
+    for (;;) {
+        const int status = archive_read_next_header(reader, &entry);
+        if (builder->isFull() || status == ARCHIVE_EOF)
+            return;
+        if (status < ARCHIVE_WARN) {
+            refuse(filled("The archive cannot be read: %s", {reasonOf(reader)}));
+            return;
+        }
+        const la_int64_t stream = archive_filter_bytes(reader, 0);
+        if (!builder->admitsEntries(1) ||
+            !builder->admitsStream(static_cast<std::uint64_t>(std::max<la_int64_t>(stream, 0))))
+            return;
+        takeEntry(reader, entry);
+        if (builder->isFull())
+            return;
+    }
+}
+
+void ArchiveIntake::takeEntry(archive* reader, archive_entry* entry) {
+    const char* name = archive_entry_pathname(entry);
+    const std::string path = textOf(name != nullptr ? name : archive_entry_pathname_utf8(entry));
+    const std::optional<std::string> relative = relativePath(path);
+    if (archive_entry_is_encrypted(entry) != 0) {
+        refuse(filled("The archive is encrypted."));
+    } else if (!relative) {
+        refuse(filled("The archive has a path that leads out of it, or that is no path: [%s]",
+                      {path.substr(0, NAME_MAX)}));
+    } else if (!relative->empty() && builder->admitsPath(*relative)) {
+        noteTop(*relative, archive_entry_filetype(entry) == AE_IFDIR);
+        if (makeParents(*relative))
+            takeKind(reader, entry, *relative);
+    }
+    // What nobody has asked for is read too, within the limits: it could be of any length.
+    std::uint64_t size = 0;
+    if (!builder->isFull())
+        takeContent(reader, -1, 0, &size);
+}
+
+void ArchiveIntake::takeKind(archive* reader, archive_entry* entry, const std::string& relative) {
+    const std::string hardLink = textOf(archive_entry_hardlink(entry));
+    const auto type = archive_entry_filetype(entry);
+    const bool plain = type == AE_IFREG || type == AE_IFDIR || !hardLink.empty();
+    if (plain ? builder->isSpecial(relative) : builder->hasEntry(relative)) {
+        builder->addFailure(relative, EEXIST);
+        return;
+    }
+    if (!hardLink.empty()) {
+        takeHardLink(relative, hardLink);
+        return;
+    }
+    switch (type) {
+    case AE_IFREG:
+        takeFile(reader, entry, relative);
+        break;
+    case AE_IFDIR:
+        builder->makeDirectory(relative);
+        break;
+    case AE_IFLNK:
+        builder->addLink(relative, textOf(archive_entry_symlink(entry)), {fs::file_type::symlink, fs::file_type::none});
+        break;
+    default:
+        builder->addSpecial(relative, {fs::file_type::unknown, fs::file_type::unknown});
+        break;
+    }
+}
+
+void ArchiveIntake::takeFile(archive* reader, archive_entry* entry, const std::string& relative) {
+    const bool known = archive_entry_size_is_set(entry) != 0;
+    std::uint64_t size = known ? static_cast<std::uint64_t>(std::max<la_int64_t>(archive_entry_size(entry), 0)) : 0;
+    // As with other tools, the last one of several files of one name counts.
+    builder->removeFile(relative);
+    const bool admitted = builder->admitsFile(relative, size);
+    if (builder->isFull())
+        return;
+    const Descriptor file = admitted ? builder->makeFile(relative, S_IRUSR | S_IWUSR) : Descriptor();
+    if (admitted && !file.isOpen())
+        builder->addFailure(relative, errno);
+    std::uint64_t end = 0;
+    if (!takeContent(reader, file.number(), builder->limitOf(relative), &end) || !file.isOpen())
+        return;
+    if (end > builder->limitOf(relative)) {
+        builder->removeFile(relative);
+        builder->addOversized(relative, end);
+        return;
+    }
+    if (!known)
+        builder->admitsBytes(end);
+    else if (end < size && ftruncate(file.number(), static_cast<off_t>(size)) != 0)
+        builder->addFailure(relative, errno);
+}
+
+// Reads the content whether it is kept or not: what is passed over unread could be of any length. `*size` is where its
+// last byte ends. Returns false when the archive is refused.
+bool ArchiveIntake::takeContent(archive* reader, int file, std::uint64_t limit, std::uint64_t* size) {
+    const void* data = nullptr;
+    std::size_t count = 0;
+    la_int64_t offset = 0;
+    for (;;) {
+        const int status = archive_read_data_block(reader, &data, &count, &offset);
+        if (builder->isFull())
+            return false;
+        if (status == ARCHIVE_EOF)
+            return true;
+        if (status < ARCHIVE_WARN) {
+            refuse(filled("The archive cannot be read: %s", {reasonOf(reader)}));
+            return false;
+        }
+        unpacked += count;
+        if (!builder->admitsStream(unpacked))
+            return false;
+        *size = std::max(*size, static_cast<std::uint64_t>(offset) + count);
+        if (file >= 0 && *size <= limit)
+            builder->write(file, static_cast<const char*>(data), count, offset);
+    }
+}
+
+void ArchiveIntake::takeHardLink(const std::string& relative, const std::string& target) {
+    const std::optional<std::string> path = relativePath(target);
+    if (!path || !builder->addHardLink(relative, *path))
+        builder->addFailure(relative, ENOENT);
+}
+
+// Returns false when the entry cannot be where it says.
+bool ArchiveIntake::makeParents(const std::string& relative) {
+    const std::size_t length = relative.rfind('/');
+    const std::string parent = length == std::string::npos ? "" : relative.substr(0, length);
+    if (parent == lastParent)
+        return true;
+    for (std::size_t end = relative.find('/'); end != std::string::npos; end = relative.find('/', end + 1)) {
+        const std::string directory = relative.substr(0, end);
+        if (builder->isSpecial(directory)) {
+            builder->addFailure(relative, ENOTDIR);
+            return false;
+        }
+        if (builder->makeDirectory(directory) && !builder->admitsEntries(1))
+            return false;
+    }
+    lastParent = parent;
+    return true;
+}
+
+// Archives often have one directory around everything.
+void ArchiveIntake::noteTop(const std::string& relative, bool directory) {
+    const std::string top = relative.substr(0, relative.find('/'));
+    if (first)
+        builder->setTop(top == "lora" ? "" : top);
+    if (builder->top() != top || (top == relative && !directory))
+        builder->setTop("");
+    first = false;
+}
+
+void ArchiveIntake::refuse(const std::string& text) {
+    builder->stop(Rules::SOURCE_BAD_ARCHIVE, text);
+}
+
+} // namespace Kelvra::SCADA::Tool

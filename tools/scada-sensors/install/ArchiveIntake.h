@@ -1,0 +1,46 @@
+#pragma once
+
+#include "check/Finding.h"
+#include "install/CopyBuilder.h"
+
+#include <cstdint>
+#include <string>
+
+struct archive;
+struct archive_entry;
+
+namespace Kelvra::SCADA::Tool {
+
+/// Unpacks an archive into the copy of a source, entry by entry as it is read. The copy gets directories and regular
+/// files only, so that no entry can lead out of it.
+class ArchiveIntake {
+public:
+    /// `descriptor` is read from where it stands.
+    ArchiveIntake(int descriptor, CopyBuilder* copyBuilder);
+
+    /// Reads to the end, or to the first thing that refuses the archive.
+    void run();
+
+private:
+    static long readChunk(archive* reader, void* self, const void** chunk);
+
+    void takeEntries(archive* reader);
+    void takeEntry(archive* reader, archive_entry* entry);
+    void takeKind(archive* reader, archive_entry* entry, const std::string& relative);
+    void takeFile(archive* reader, archive_entry* entry, const std::string& relative);
+    void takeHardLink(const std::string& relative, const std::string& target);
+    bool takeContent(archive* reader, int file, std::uint64_t limit, std::uint64_t* size);
+    bool makeParents(const std::string& relative);
+    void noteTop(const std::string& relative, bool directory);
+    void refuse(const std::string& text);
+
+    int in;
+    CopyBuilder* builder;
+    std::uint64_t packed = 0;   ///< bytes read
+    std::uint64_t unpacked = 0; ///< bytes of the files, those that are not kept included
+    std::string lastParent;
+    std::string chunk;
+    bool first = true;
+};
+
+} // namespace Kelvra::SCADA::Tool
