@@ -73,6 +73,32 @@ void plantLongLinks(const std::string& dir) {
         makeLink(std::string(LONG, 'x'), dir + "/source/link" + std::to_string(number));
 }
 
+std::string repeated(const std::string& part, std::size_t times) {
+    std::string text;
+    for (std::size_t done = 0; done < times; ++done)
+        text += part;
+    return text;
+}
+
+constexpr std::size_t MOST_FINDINGS = 1000;
+
+void plantManyFaults(const std::string& dir) {
+    fs::remove(dir + "/source/lora/demo/th1.json");
+    for (std::size_t number = 0; number <= MOST_FINDINGS; ++number)
+        writeFile(dir + "/source/lora/demo/broken" + std::to_string(number) + ".json", "{");
+}
+
+void plantManyStrayFiles(const std::string& dir) {
+    for (std::size_t number = 0; number <= MOST_FINDINGS; ++number)
+        writeFile(dir + "/source/lora/demo/th1.json." + std::to_string(number), "{");
+}
+
+std::vector<std::string> findingsUpToTheLimit(const char* rule) {
+    std::vector<std::string> rules(MOST_FINDINGS, rule);
+    rules.emplace_back("source/too-many-findings");
+    return rules;
+}
+
 // For sources with files of many bytes and no content.
 const std::vector<std::string> WITHOUT_LIMITS = {"--max-decoder", "8796093022208", "--max-source", "8796093022208"};
 
@@ -108,6 +134,18 @@ std::vector<Plant> ofTheDirectories() {
               }}),
          {"source/too-large"}},
         {"links_too_long", plantLongLinks, {"source/too-many"}},
+        {"definition_with_too_many_values",
+         file("source/lora/demo/th1.json", "{\"properties\": {}, \"list\": [1" + repeated(",1", 50000) + "]}"),
+         {"source/too-large"}},
+        {"definition_with_values_behind_a_comment",
+         file("source/lora/demo/th1.json", "{ // \"\n\"properties\": {}, \"list\": [1" + repeated(",1", 50000) + "]}"),
+         {"source/too-large"}},
+        {"definition_with_too_much_indentation",
+         file("source/lora/demo/th1.json", "{\"properties\": {}, \"list\": " + repeated("[", 900) +
+                                               repeated("[],", 5000) + repeated("]", 900) + "}"),
+         {"source/too-large"}},
+        {"too_many_findings", plantManyFaults, findingsUpToTheLimit("definition/syntax")},
+        {"too_many_stray_files", plantManyStrayFiles, findingsUpToTheLimit("tree/wrong-suffix")},
         {"source_too_large",
          file("source/lora/demo/other.js", std::string(1000, 'x')),
          {"source/too-large"},

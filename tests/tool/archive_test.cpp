@@ -33,7 +33,7 @@ struct Entry {
     std::string content;
     mode_t type = AE_IFREG;
     std::string target = ""; ///< of a link; of a regular file: of a hard link
-    bool sized = true;
+    std::size_t zeros = 0;   ///< behind the content
 };
 
 using Entries = std::vector<Entry>;
@@ -78,6 +78,7 @@ private:
 };
 
 void add(archive* writer, const Entry& described, bool sized) {
+    const std::string content = described.content + std::string(described.zeros, '\0');
     const std::unique_ptr<archive_entry, FreeEntry> entry(archive_entry_new());
     archive_entry_set_pathname(entry.get(), described.path.c_str());
     archive_entry_set_filetype(entry.get(), described.type);
@@ -87,9 +88,9 @@ void add(archive* writer, const Entry& described, bool sized) {
     else if (!described.target.empty())
         archive_entry_set_hardlink(entry.get(), described.target.c_str());
     if (sized)
-        archive_entry_set_size(entry.get(), static_cast<la_int64_t>(described.content.size()));
+        archive_entry_set_size(entry.get(), static_cast<la_int64_t>(content.size()));
     if (archive_write_header(writer, entry.get()) != ARCHIVE_OK ||
-        archive_write_data(writer, described.content.data(), described.content.size()) < 0)
+        archive_write_data(writer, content.data(), content.size()) < 0)
         throw std::runtime_error(archive_error_string(writer));
 }
 
@@ -232,7 +233,7 @@ TEST_P(RefusedArchive, changesNothing) {
 
 std::vector<RefusedRow> refused() {
     const Entry definition = {"lora/demo/th1.json", GOOD};
-    const std::string zeros(65 * MEGABYTE, '\0');
+    const auto zeros = [](const std::string& path) { return Entry{path, "", AE_IFREG, "", 65 * MEGABYTE}; };
     Entries many;
     for (int number = 0; number < 1010; ++number)
         many.push_back({"lora/d" + std::to_string(number), "", AE_IFDIR});
@@ -262,20 +263,20 @@ std::vector<RefusedRow> refused() {
          "[$T/up.archive/lora/demo/th1.json] looks like one."},
         {"encrypted", {definition}, {"source/bad-archive"}, "The archive is encrypted.", ZIP, "secret"},
         {"definition_too_large",
-         {{"lora/demo/th1.json", std::string(MEGABYTE + 1, ' ')}},
+         {{"lora/demo/th1.json", "", AE_IFREG, "", MEGABYTE + 1}},
          {"source/too-large"},
          "up.archive/lora/demo/th1.json: error: The definition has 1048577 bytes; the limit is 1048576."},
         {"decoder_too_large",
-         {definition, {"lora/demo/th1.js", std::string(4 * MEGABYTE + 1, 'x')}},
+         {definition, {"lora/demo/th1.js", "", AE_IFREG, "", 4 * MEGABYTE + 1}},
          {"source/too-large"},
          "up.archive/lora/demo/th1.js: error: The decoder has 4194305 bytes; the limit is 4194304."},
         {"zeros",
-         {{"lora/a", zeros}, {"lora/b", zeros}, {"lora/c", zeros}},
+         {zeros("lora/a"), zeros("lora/b"), zeros("lora/c")},
          {"source/too-large"},
          "The files of the source have more than 67108864 bytes together.",
          {"gzip", archive_write_set_format_ustar, true, true}},
         {"zeros_without_sizes",
-         {{"lora/a", zeros}, {"lora/b", zeros}, {"lora/c", zeros}},
+         {zeros("lora/a"), zeros("lora/b"), zeros("lora/c")},
          {"source/too-large"},
          "The files of the source have more than 67108864 bytes together.",
          {"zip", archive_write_set_format_zip, false, false}},

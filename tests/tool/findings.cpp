@@ -46,6 +46,7 @@ constexpr Remedy REMEDIES[] = {
     {"list/no-decoder", "Add a decoder to the definition."},
     {"source/missing", "Correct the path of the source."},
     {"source/not-a-directory", "Give the directory that contains \"lora\", or an archive of it."},
+    {"source/too-many-findings", "Correct what is listed, then check again."},
     {"source/bad-archive", "Make it again as tar, tar with gzip, or zip, without a password."},
     {"source/unreadable", "Correct the owner or the mode, or run the tool as a user who may read it."},
     {"source/too-large", "Make it smaller, or raise the limit with --max-definition, --max-decoder or --max-source."},

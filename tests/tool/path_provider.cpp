@@ -5,7 +5,9 @@
 #include <spawn.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <cstdlib>
+#include <new>
 #include <string>
 
 extern "C" {
@@ -23,4 +25,21 @@ int __wrap_posix_spawnp(pid_t* pid, const char* file, const posix_spawn_file_act
     return __real_posix_spawnp(pid, isOurs ? program.c_str() : file, actions, attributes, arguments, environment);
 }
 // NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
+}
+
+// The system has no more memory than a test wants.
+void* operator new(std::size_t size) {
+    const char* largest = std::getenv("SCADA_TEST_LARGEST_ALLOCATION");
+    void* memory = largest != nullptr && size > std::strtoull(largest, nullptr, 10) ? nullptr : std::malloc(size + 1);
+    if (memory == nullptr)
+        throw std::bad_alloc();
+    return memory;
+}
+
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t /*size*/) noexcept {
+    std::free(memory);
 }

@@ -1,8 +1,10 @@
 #include "answer/Answer.h"
 #include "commands/CommandLine.h"
 #include "device/startUp.h"
+#include "text/filled.h"
 
 #include <exception>
+#include <new>
 
 using namespace Kelvra::SCADA::Tool;
 
@@ -13,6 +15,9 @@ int main(int argc, char** argv) {
     fixUmask();
     try {
         return static_cast<int>(CommandLine().run(argc, argv));
+    } catch (const std::bad_alloc&) {
+        writeMessage(filled("not enough memory"));
+        return static_cast<int>(ExitCode::FAILED);
     } catch (const std::exception& e) {
         writeMessage(e.what());
         return static_cast<int>(ExitCode::FAILED);

@@ -41,6 +41,15 @@ std::size_t errorCount(const Findings& findings);
 /// Returns how many findings are errors or warnings.
 std::size_t faultCount(const Findings& findings);
 
+/// The examination of a source ends after so many findings.
+constexpr std::size_t MOST_FINDINGS = 1000;
+
+/// Returns the finding that says so.
+Finding tooManyFindings(const std::string& source);
+
+/// Whether an examination is to end: a few findings may be as long as many.
+bool areTooMany(const Findings& findings);
+
 void append(const Findings& more, Findings* findings);
 
 } // namespace Kelvra::SCADA::Tool

@@ -101,6 +101,8 @@ inline constexpr Rule SOURCE_TOO_LARGE = {
     "Make it smaller, or raise the limit with --max-definition, --max-decoder or --max-source."};
 inline constexpr Rule SOURCE_TOO_MANY = {"source/too-many", Severity::ERROR,
                                          "Install less at a time, or raise the limit with --max-definitions."};
+inline constexpr Rule SOURCE_TOO_MANY_FINDINGS = {"source/too-many-findings", Severity::ERROR,
+                                                  "Correct what is listed, then check again."};
 inline constexpr Rule SOURCE_BAD_ARCHIVE = {"source/bad-archive", Severity::ERROR,
                                             "Make it again as tar, tar with gzip, or zip, without a password."};
 inline constexpr Rule SOURCE_WRONG_LEVEL = {"source/wrong-level", Severity::ERROR,

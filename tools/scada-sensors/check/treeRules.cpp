@@ -1,6 +1,8 @@
 #include "check/treeRules.h"
 
+#include "text/Descriptor.h"
 #include "text/JsonFile.h"
+#include "text/JsonWeight.h"
 #include "text/filled.h"
 #include "text/text.h"
 
@@ -27,6 +29,7 @@ constexpr std::size_t SUFFIX_LENGTH = 5;
 constexpr int DEFINITION_DEPTH = 2;
 // In bytes. A longer file is not read to see whether it is a definition.
 constexpr std::uintmax_t LONGEST_DEFINITION = std::uintmax_t{1024} * 1024;
+constexpr std::size_t MOST_VALUES = 50000;
 
 // ".JSON", ".json.bak" and the like.
 bool hasSuffixSomewhere(const std::string& name) {
@@ -41,7 +44,12 @@ bool hasSuffixSomewhere(const std::string& name) {
 bool readsAsDefinition(const std::string& file) {
     std::error_code error;
     const std::uintmax_t size = fs::file_size(file, error);
-    if (error || size > LONGEST_DEFINITION)
+    std::string text;
+    if (error || size > LONGEST_DEFINITION || !readRegularFile(file, &text).empty())
+        return false;
+    JsonWeight weight;
+    weight.add(text.data(), text.size());
+    if (weight.values() > MOST_VALUES)
         return false;
     const JsonFile json(file);
     return json.root().isObject() && json.root()[DefinitionsStorage::JSON_PROPERTIES_SECTION].isObject();
@@ -49,8 +57,8 @@ bool readsAsDefinition(const std::string& file) {
 
 class TreeCheck {
 public:
-    TreeCheck(DefinitionDirectory& examined, const SpecialEntries& specialEntries)
-        : directory(examined), special(specialEntries) {
+    TreeCheck(DefinitionDirectory& examined, const SpecialEntries& specialEntries, std::size_t mostFindings)
+        : directory(examined), special(specialEntries), most(mostFindings) {
         for (const auto& [path, kind] : special)
             specialNames[fs::path(path).parent_path().string()].insert(fs::path(path).filename().string());
     }
@@ -166,7 +174,8 @@ private:
     }
 
     void add(const Rule& rule, const std::string& relative, const std::string& text) {
-        found.push_back({rule, {pathOf(relative)}, text});
+        if (found.size() < most)
+            found.push_back({rule, {pathOf(relative)}, text});
     }
 
     DefinitionDirectory& directory;
@@ -174,13 +183,14 @@ private:
     std::map<std::string, std::set<std::string>> specialNames; ///< by their directory
     std::set<std::string> decoders;
     std::set<std::string> resolved;
+    std::size_t most;
     Findings found;
 };
 
 } // namespace
 
-Findings checkTree(DefinitionDirectory& directory, const SpecialEntries& special) {
-    return TreeCheck(directory, special).run();
+Findings checkTree(DefinitionDirectory& directory, const SpecialEntries& special, std::size_t most) {
+    return TreeCheck(directory, special, most).run();
 }
 
 } // namespace Kelvra::SCADA::Tool

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <new>
 #include <optional>
 
 namespace Kelvra::SCADA::Tool {
@@ -101,6 +102,8 @@ ExitCode CommandLine::runParsed() const {
             continue;
         try {
             return command(answer);
+        } catch (const std::bad_alloc&) {
+            return answer.failed(ExitCode::FAILED, filled("not enough memory"));
         } catch (const std::exception& e) {
             return answer.failed(ExitCode::FAILED, e.what());
         }

@@ -96,6 +96,8 @@ sigset_t deferredSignals() {
     try {
         Worker worker(shared);
         code = work(worker);
+    } catch (const std::bad_alloc&) {
+        code = answer.failed(ExitCode::FAILED, filled("not enough memory"));
     } catch (const std::exception& e) {
         code = answer.failed(ExitCode::FAILED, e.what());
     }

@@ -1,9 +1,8 @@
 #include "install/ArchiveIntake.h"
 
+#include "install/Libarchive.h"
 #include "text/filled.h"
 
-#include <archive.h>
-#include <archive_entry.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -23,7 +22,7 @@ namespace fs = std::filesystem;
 constexpr std::size_t CHUNK = 65536;
 
 struct FreeArchive {
-    void operator()(archive* reader) const { archive_read_free(reader); }
+    void operator()(archive* reader) const { libarchive().archive_read_free(reader); }
 };
 
 /// Lets names of other scripts be read, whatever the locale of the caller.
@@ -52,7 +51,7 @@ std::string textOf(const char* text) {
 }
 
 std::string reasonOf(archive* reader) {
-    const std::string reason = textOf(archive_error_string(reader));
+    const std::string reason = textOf(libarchive().archive_error_string(reader));
     return reason.empty() ? filled("it is damaged or incomplete") : reason;
 }
 
@@ -77,14 +76,14 @@ ArchiveIntake::ArchiveIntake(int descriptor, CopyBuilder* copyBuilder)
 
 void ArchiveIntake::run() {
     const Utf8Locale locale;
-    const std::unique_ptr<archive, FreeArchive> reader(archive_read_new());
+    const std::unique_ptr<archive, FreeArchive> reader(libarchive().archive_read_new());
     if (!reader)
         throw std::bad_alloc();
-    archive_read_support_filter_gzip(reader.get());
-    archive_read_support_format_tar(reader.get());
+    libarchive().archive_read_support_filter_gzip(reader.get());
+    libarchive().archive_read_support_format_tar(reader.get());
     // It needs no list of all entries, which could be of any length.
-    archive_read_support_format_zip_streamable(reader.get());
-    if (archive_read_open(reader.get(), this, nullptr, readChunk, nullptr) == ARCHIVE_OK)
+    libarchive().archive_read_support_format_zip_streamable(reader.get());
+    if (libarchive().archive_read_open(reader.get(), this, nullptr, readChunk, nullptr) == ARCHIVE_OK)
         takeEntries(reader.get());
     else if (!builder->isFull())
         refuse(filled("The archive cannot be read: %s", {reasonOf(reader.get())}));
@@ -98,7 +97,7 @@ long ArchiveIntake::readChunk(archive* reader, void* self, const void** data) {
     while (count < 0 && errno == EINTR);
     *data = intake.chunk.data();
     if (count < 0)
-        archive_set_error(reader, errno, "%s", Tool::reasonOf(errno).c_str());
+        libarchive().archive_set_error(reader, errno, "%s", Tool::reasonOf(errno).c_str());
     intake.packed += static_cast<std::uint64_t>(std::max<ssize_t>(count, 0));
     return intake.builder->admitsStream(intake.packed) ? count : -1;
 }
@@ -106,14 +105,14 @@ long ArchiveIntake::readChunk(archive* reader, void* self, const void** data) {
 void ArchiveIntake::takeEntries(archive* reader) {
     archive_entry* entry = nullptr;
     for (;;) {
-        const int status = archive_read_next_header(reader, &entry);
+        const int status = libarchive().archive_read_next_header(reader, &entry);
         if (builder->isFull() || status == ARCHIVE_EOF)
             return;
         if (status < ARCHIVE_WARN) {
             refuse(filled("The archive cannot be read: %s", {reasonOf(reader)}));
             return;
         }
-        const la_int64_t stream = archive_filter_bytes(reader, 0);
+        const la_int64_t stream = libarchive().archive_filter_bytes(reader, 0);
         if (!builder->admitsEntries(1) ||
             !builder->admitsStream(static_cast<std::uint64_t>(std::max<la_int64_t>(stream, 0))))
             return;
@@ -124,16 +123,16 @@ void ArchiveIntake::takeEntries(archive* reader) {
 }
 
 void ArchiveIntake::takeEntry(archive* reader, archive_entry* entry) {
-    const char* name = archive_entry_pathname(entry);
-    const std::string path = textOf(name != nullptr ? name : archive_entry_pathname_utf8(entry));
+    const char* name = libarchive().archive_entry_pathname(entry);
+    const std::string path = textOf(name != nullptr ? name : libarchive().archive_entry_pathname_utf8(entry));
     const std::optional<std::string> relative = relativePath(path);
-    if (archive_entry_is_encrypted(entry) != 0) {
+    if (libarchive().archive_entry_is_encrypted(entry) != 0) {
         refuse(filled("The archive is encrypted."));
     } else if (!relative) {
         refuse(filled("The archive has a path that leads out of it, or that is no path: [%s]",
                       {path.substr(0, NAME_MAX)}));
     } else if (!relative->empty() && builder->admitsPath(*relative)) {
-        noteTop(*relative, archive_entry_filetype(entry) == AE_IFDIR);
+        noteTop(*relative, libarchive().archive_entry_filetype(entry) == AE_IFDIR);
         if (makeParents(*relative))
             takeKind(reader, entry, *relative);
     }
@@ -144,8 +143,8 @@ void ArchiveIntake::takeEntry(archive* reader, archive_entry* entry) {
 }
 
 void ArchiveIntake::takeKind(archive* reader, archive_entry* entry, const std::string& relative) {
-    const std::string hardLink = textOf(archive_entry_hardlink(entry));
-    const auto type = archive_entry_filetype(entry);
+    const std::string hardLink = textOf(libarchive().archive_entry_hardlink(entry));
+    const auto type = libarchive().archive_entry_filetype(entry);
     const bool plain = type == AE_IFREG || type == AE_IFDIR || !hardLink.empty();
     if (plain ? builder->isSpecial(relative) : builder->hasEntry(relative)) {
         builder->addFailure(relative, EEXIST);
@@ -163,7 +162,8 @@ void ArchiveIntake::takeKind(archive* reader, archive_entry* entry, const std::s
         builder->makeDirectory(relative);
         break;
     case AE_IFLNK:
-        builder->addLink(relative, textOf(archive_entry_symlink(entry)), {fs::file_type::symlink, fs::file_type::none});
+        builder->addLink(relative, textOf(libarchive().archive_entry_symlink(entry)),
+                         {fs::file_type::symlink, fs::file_type::none});
         break;
     default:
         builder->addSpecial(relative, {fs::file_type::unknown, fs::file_type::unknown});
@@ -172,8 +172,9 @@ void ArchiveIntake::takeKind(archive* reader, archive_entry* entry, const std::s
 }
 
 void ArchiveIntake::takeFile(archive* reader, archive_entry* entry, const std::string& relative) {
-    const bool known = archive_entry_size_is_set(entry) != 0;
-    std::uint64_t size = known ? static_cast<std::uint64_t>(std::max<la_int64_t>(archive_entry_size(entry), 0)) : 0;
+    const bool known = libarchive().archive_entry_size_is_set(entry) != 0;
+    std::uint64_t size =
+        known ? static_cast<std::uint64_t>(std::max<la_int64_t>(libarchive().archive_entry_size(entry), 0)) : 0;
     // As with other tools, the last one of several files of one name counts.
     builder->removeFile(relative);
     const bool admitted = builder->admitsFile(relative, size);
@@ -183,7 +184,9 @@ void ArchiveIntake::takeFile(archive* reader, archive_entry* entry, const std::s
     if (admitted && !file.isOpen())
         builder->addFailure(relative, errno);
     std::uint64_t end = 0;
-    if (!takeContent(reader, file.number(), builder->limitOf(relative), &end) || !file.isOpen())
+    const bool taken = takeContent(reader, file.number(), builder->limitOf(relative), &end);
+    builder->endFile(relative);
+    if (!taken || !file.isOpen())
         return;
     if (end > builder->limitOf(relative)) {
         builder->removeFile(relative);
@@ -203,7 +206,7 @@ bool ArchiveIntake::takeContent(archive* reader, int file, std::uint64_t limit, 
     std::size_t count = 0;
     la_int64_t offset = 0;
     for (;;) {
-        const int status = archive_read_data_block(reader, &data, &count, &offset);
+        const int status = libarchive().archive_read_data_block(reader, &data, &count, &offset);
         if (builder->isFull())
             return false;
         if (status == ARCHIVE_EOF)

@@ -24,6 +24,9 @@ namespace fs = std::filesystem;
 
 constexpr std::ptrdiff_t DEFINITION_DEPTH = 2;
 constexpr std::ptrdiff_t DEEPEST = 32;
+// The reader needs some hundred bytes for each value, and holds a document several times.
+constexpr std::size_t MOST_VALUES = 50000;
+constexpr std::uint64_t MOST_INDENTATION = std::uint64_t{4} * 1024 * 1024;
 constexpr std::size_t MOST_KEPT = std::size_t{4} * 1024 * 1024;
 // What an archive has beside the content of a file: headers, and the rest of its last block.
 constexpr std::uint64_t BESIDE_CONTENT = 2048;
@@ -44,6 +47,13 @@ template <typename Value> void withoutPrefix(const std::string& prefix, std::map
 } // namespace
 
 void CopyBuilder::refuse(const Rule& rule, const std::string& relative, const std::string& text) {
+    if (full)
+        return;
+    if (found->size() >= MOST_FINDINGS) {
+        full = true;
+        found->push_back(tooManyFindings(copy->dir));
+        return;
+    }
     found->push_back({rule, {relative.empty() ? copy->dir : pathOf(relative)}, text});
 }
 
@@ -129,6 +139,7 @@ Descriptor CopyBuilder::makeFile(const std::string& relative, mode_t mode) const
 }
 
 void CopyBuilder::write(int file, const char* data, std::size_t size, off_t offset) {
+    weight.add(data, size);
     while (size > 0) {
         const ssize_t written = pwrite(file, data, size, offset);
         if (written < 0 && errno != EINTR)
@@ -138,6 +149,19 @@ void CopyBuilder::write(int file, const char* data, std::size_t size, off_t offs
         size -= count;
         offset += static_cast<off_t>(count);
     }
+}
+
+void CopyBuilder::endFile(const std::string& relative) {
+    const JsonWeight ended = std::exchange(weight, JsonWeight());
+    if (!isDefinition(relative))
+        return;
+    if (ended.values() > MOST_VALUES)
+        refuse(Rules::SOURCE_TOO_LARGE, relative,
+               filled("The definition has more than %s values.", {std::to_string(MOST_VALUES)}));
+    else if (ended.indentation() > MOST_INDENTATION)
+        refuse(Rules::SOURCE_TOO_LARGE, relative,
+               filled("The definition is nested too deeply: its indentation would take more than %s bytes.",
+                      {std::to_string(MOST_INDENTATION)}));
 }
 
 void CopyBuilder::removeFile(const std::string& relative) const {

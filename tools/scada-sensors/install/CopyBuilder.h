@@ -4,6 +4,7 @@
 #include "check/SourceCopy.h"
 #include "install/IntakeLimits.h"
 #include "text/Descriptor.h"
+#include "text/JsonWeight.h"
 
 #include <sys/types.h>
 
@@ -51,8 +52,11 @@ public:
     bool makeDirectory(const std::string& relative) const;
     /// Returns the new file, open for writing. Not open where its path is too long.
     Descriptor makeFile(const std::string& relative, mode_t mode) const;
-    /// Throws std::runtime_error when that is impossible.
-    static void write(int file, const char* data, std::size_t size, off_t offset);
+    /// Writes the next part of a file, which makeFile() has returned. Throws std::runtime_error when that is
+    /// impossible.
+    void write(int file, const char* data, std::size_t size, off_t offset);
+    /// Judges the definition that has been written, or does nothing for another file.
+    void endFile(const std::string& relative);
     void removeFile(const std::string& relative) const;
     bool hasEntry(const std::string& relative) const;
     /// Gives a file of the source another name. Returns whether there is one.
@@ -86,6 +90,7 @@ private:
     std::map<std::string, std::string>* unreadable;
     std::map<std::string, std::string> links;
     std::string outermost;
+    JsonWeight weight;
     std::size_t kept = 0; ///< bytes of the names and targets that are kept
     std::size_t entries = 0;
     std::size_t definitions = 0;

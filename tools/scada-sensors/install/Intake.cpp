@@ -48,8 +48,9 @@ fs::file_type typeOf(mode_t mode) {
 /// Copies as much of a file as it had when it was opened. Holes stay holes.
 class FileCopy {
 public:
-    FileCopy(int source, int target, const struct stat& status)
-        : in(source), out(target), end(status.st_size), sparse(status.st_blocks * S_BLKSIZE < status.st_size) {}
+    FileCopy(CopyBuilder* copyBuilder, int source, int target, const struct stat& status)
+        : builder(copyBuilder), in(source), out(target), end(status.st_size),
+          sparse(status.st_blocks * S_BLKSIZE < status.st_size) {}
 
     /// Returns the system's reason when the file cannot be read, and nothing on success.
     std::string run() {
@@ -62,7 +63,7 @@ public:
                 break;
             if (count < 0)
                 continue;
-            CopyBuilder::write(out, chunk.data(), static_cast<std::size_t>(count), at);
+            builder->write(out, chunk.data(), static_cast<std::size_t>(count), at);
             at = nextData(at + count);
         }
         return sparse && ftruncate(out, end) != 0 ? reasonOf(errno) : "";
@@ -78,6 +79,7 @@ private:
         return data;
     }
 
+    CopyBuilder* builder;
     int in;
     int out;
     off_t end;
@@ -176,9 +178,10 @@ private:
             return;
         const Descriptor target = builder->makeFile(relative, status.st_mode);
         const std::string reason =
-            target.isOpen() ? FileCopy(file.number(), target.number(), status).run() : reasonOf(errno);
+            target.isOpen() ? FileCopy(builder, file.number(), target.number(), status).run() : reasonOf(errno);
         if (!reason.empty())
             builder->addFailure(relative, reason);
+        builder->endFile(relative);
     }
 
     // What may not be read is not to be read in the copy either, so that its own rule tells it. A privileged user reads
@@ -257,6 +260,8 @@ Findings Intake::unreadable(const Findings& findings) const {
         told.insert(finding.place.file);
     Findings more;
     for (const auto& [relative, reason] : failures) {
+        if (more.size() > MOST_FINDINGS)
+            break;
         const std::string path = relative.empty() ? taken.dir : taken.dir + "/" + relative;
         if (told.count(path) == 0)
             more.push_back({Rules::SOURCE_UNREADABLE, {path}, filled("The entry cannot be read: %s", {reason})});

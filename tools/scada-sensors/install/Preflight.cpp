@@ -53,21 +53,34 @@ public:
 
     Preflight run() {
         Findings ofDefinitions;
-        for (const std::string& name : source.names())
+        for (const std::string& name : source.names()) {
             append(examineDefinition(source.load(name)), &ofDefinitions);
+            if (areTooMany(ofDefinitions))
+                return ended(std::move(ofDefinitions));
+        }
         append(space.shortage(), &result.findings);
         if (!source.names().empty() && !result.isUnchanged())
             append(stagingBlockers(), &result.findings);
         append(ofDefinitions, &result.findings);
         append(examineTree(), &result.findings);
         append(intake.unreadable(result.findings), &result.findings);
+        if (areTooMany(result.findings))
+            return ended(std::move(result.findings));
         return std::move(result);
     }
 
 private:
+    Preflight ended(Findings findings) {
+        if (findings.size() > MOST_FINDINGS)
+            findings.erase(findings.begin() + MOST_FINDINGS, findings.end());
+        findings.push_back(tooManyFindings(intake.copy().dir));
+        result.findings = std::move(findings);
+        return std::move(result);
+    }
+
     // The level of the source explains every file that is not listed.
     Findings examineTree() {
-        Findings findings = checkTree(source, intake.copy().special);
+        Findings findings = checkTree(source, intake.copy().special, MOST_FINDINGS + 1);
         if (!source.names().empty())
             return findings;
         const Findings level = checkSourceLevel(intake.copy(), findings);

@@ -1,0 +1,139 @@
+// How much memory the examination of a source may take, whatever is in it.
+
+#include "ToolTest.h"
+#include "rowName.h"
+
+#include <sys/resource.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <functional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace Kelvra::SCADA::Test;
+
+constexpr std::size_t MEGABYTE = std::size_t{1024} * 1024;
+
+#if defined(SCADA_EMULATOR)
+// What the emulator takes for itself.
+constexpr long MOST_KILOBYTES = 2 * 64 * 1024;
+#else
+constexpr long MOST_KILOBYTES = 64 * 1024;
+#endif
+
+struct HostileRow {
+    const char* name;
+    std::function<void(const std::string& dir)> plant; ///< in the source
+};
+
+void PrintTo(const HostileRow& row, std::ostream* out) {
+    *out << row.name;
+}
+
+std::string repeated(const std::string& part, std::size_t bytes) {
+    std::string text;
+    while (text.size() + part.size() <= bytes)
+        text += part;
+    return text;
+}
+
+/// Plants definitions of one text.
+std::function<void(const std::string&)> definitions(const std::string& front, const std::string& part,
+                                                    const std::string& back, std::size_t bytes = MEGABYTE - 100,
+                                                    std::size_t number = 60) {
+    return [=](const std::string& dir) {
+        const std::string text = front + repeated(part, bytes) + back;
+        for (std::size_t left = number; left > 0; --left)
+            writeFile(dir + "/lora/demo/x" + std::to_string(left) + ".json", text);
+        writeFile(dir + "/lora/demo/th1.js", "");
+    };
+}
+
+const std::string FRONT = R"({"decoder": "th1.js", "properties": {"p": {"x": [1)";
+const std::string BACK = "]}}}";
+
+class HostileSource : public ToolTest, public ::testing::WithParamInterface<HostileRow> {
+protected:
+    /// Returns the peak of the memory of a run.
+    long kilobytesOf(const std::vector<std::string>& arguments) const {
+        std::vector<std::string> words = toolCommand(arguments);
+        std::vector<char*> pointers;
+        for (std::string& word : words)
+            pointers.push_back(word.data());
+        pointers.push_back(nullptr);
+        const pid_t child = fork();
+        if (child == 0) {
+            if (freopen((temp / "out").c_str(), "w", stdout) != nullptr)
+                execv(pointers[0], pointers.data());
+            _exit(127);
+        }
+        int status = 0;
+        struct rusage usage {};
+        wait4(child, &status, 0, &usage);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) < 6) << status;
+        return usage.ru_maxrss;
+    }
+};
+
+// The sanitizers take several times as much for themselves.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) && !defined(__has_feature)
+TEST_P(HostileSource, takesLittleMemory) {
+    GetParam().plant(temp / "source");
+    const long kilobytes = kilobytesOf({"--custom-dir", temp / "custom", "--default-dir", temp / "default",
+                                        "--staging-dir", temp / "staging", "check", temp / "source"});
+    EXPECT_LE(kilobytes, MOST_KILOBYTES);
+    RecordProperty("kilobytes", static_cast<int>(kilobytes));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Tool, HostileSource,
+    ::testing::Values(HostileRow{"values", definitions(FRONT, ",1", BACK)},
+                      HostileRow{"values_up_to_the_limit", definitions(FRONT, ",1", BACK, 99000, 20)},
+                      HostileRow{"objects_up_to_the_limit", definitions(FRONT, ",{\"a\":{}}", BACK, 110000, 20)},
+                      HostileRow{"values_behind_a_comment", definitions("{ // \"\n\"a\": [1", ",1", "]}")},
+                      HostileRow{"members", definitions("{", "\"a\":1,", "\"b\":1}")},
+                      HostileRow{"long_name", definitions("{\"properties\": {\"", "x", "\": 1}}")},
+                      HostileRow{"long_unprintable_name", definitions("{\"properties\": {\"", "\xc2\x80", "\": 1}}")},
+                      HostileRow{"no_json", definitions("", "x", "")},
+                      HostileRow{"stray_files",
+                                 [](const std::string& dir) {
+                                     for (int number = 0; number < 60; ++number)
+                                         writeFile(dir + "/lora/demo/y" + std::to_string(number),
+                                                   "[1" + repeated(",1", MEGABYTE - 100) + "]");
+                                 }},
+                      HostileRow{"links",
+                                 [](const std::string& dir) {
+                                     for (int number = 0; number < 2000; ++number)
+                                         makeLink(std::string(4000, 'x'), dir + "/link" + std::to_string(number));
+                                 }},
+                      HostileRow{"long_names",
+                                 [](const std::string& dir) {
+                                     for (int number = 0; number < 5000; ++number)
+                                         writeFile(dir + "/lora/demo/x" + std::string(230, 'x') +
+                                                       std::to_string(number) + ".json.bak",
+                                                   "");
+                                 }}),
+    rowName);
+
+TEST_F(ToolTest, saysThatThereIsNotEnoughMemory) {
+    definitions("{\"properties\": {}, \"a\": \"", "x", "\"}", MEGABYTE - 100, 1)(temp / "source");
+    setenv("LD_LIBRARY_PATH", SCADA_PATH_PROVIDER_DIR, 1);
+    setenv("SCADA_TEST_LARGEST_ALLOCATION", "500000", 1);
+    for (const char* command : {"check", "install"}) {
+        const ToolRun result = run({command, temp / "source"});
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(result.err, "scada-sensors: not enough memory\n");
+    }
+    unsetenv("SCADA_TEST_LARGEST_ALLOCATION");
+    unsetenv("LD_LIBRARY_PATH");
+}
+#endif
+
+} // namespace

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <archive.h>
+#include <archive_entry.h>
+
+namespace Kelvra::SCADA::Tool {
+
+/// The functions of libarchive that are used, under their own names. The library is loaded when the first archive is
+/// read: loading it and those that it needs takes longer than most commands.
+struct Libarchive {
+    decltype(&::archive_read_new) archive_read_new = nullptr;
+    decltype(&::archive_read_free) archive_read_free = nullptr;
+    decltype(&::archive_read_support_filter_gzip) archive_read_support_filter_gzip = nullptr;
+    decltype(&::archive_read_support_format_tar) archive_read_support_format_tar = nullptr;
+    decltype(&::archive_read_support_format_zip_streamable) archive_read_support_format_zip_streamable = nullptr;
+    decltype(&::archive_read_open) archive_read_open = nullptr;
+    decltype(&::archive_read_next_header) archive_read_next_header = nullptr;
+    decltype(&::archive_read_data_block) archive_read_data_block = nullptr;
+    decltype(&::archive_filter_bytes) archive_filter_bytes = nullptr;
+    decltype(&::archive_error_string) archive_error_string = nullptr;
+    decltype(&::archive_set_error) archive_set_error = nullptr;
+    decltype(&::archive_entry_pathname) archive_entry_pathname = nullptr;
+    decltype(&::archive_entry_pathname_utf8) archive_entry_pathname_utf8 = nullptr;
+    decltype(&::archive_entry_is_encrypted) archive_entry_is_encrypted = nullptr;
+    decltype(&::archive_entry_filetype) archive_entry_filetype = nullptr;
+    decltype(&::archive_entry_hardlink) archive_entry_hardlink = nullptr;
+    decltype(&::archive_entry_symlink) archive_entry_symlink = nullptr;
+    decltype(&::archive_entry_size) archive_entry_size = nullptr;
+    decltype(&::archive_entry_size_is_set) archive_entry_size_is_set = nullptr;
+};
+
+/// Loads the library when that has not been done. Throws std::runtime_error when it cannot be loaded.
+const Libarchive& libarchive();
+
+} // namespace Kelvra::SCADA::Tool
