@@ -3,6 +3,7 @@
 #include "ToolTest.h"
 #include "rowName.h"
 
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/time.h>
 #include <sys/wait.h>
@@ -69,7 +70,8 @@ protected:
         pointers.push_back(nullptr);
         const pid_t child = fork();
         if (child == 0) {
-            if (freopen((temp / "out").c_str(), "w", stdout) != nullptr)
+            const int out = open((temp / "out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+            if (out >= 0 && dup2(out, STDOUT_FILENO) >= 0)
                 execv(pointers[0], pointers.data());
             _exit(127);
         }

@@ -1,6 +1,7 @@
 #include "check/treeRules.h"
 
 #include "text/Descriptor.h"
+#include "text/DirectoryEntries.h"
 #include "text/JsonFile.h"
 #include "text/JsonWeight.h"
 #include "text/filled.h"
@@ -9,8 +10,13 @@
 #include <scada/DefinitionsStorage.h>
 #include <scada/FsNode.h>
 
+#include <dirent.h>
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <cstdint>
 #include <filesystem>
 #include <map>
@@ -73,17 +79,24 @@ public:
 private:
     // `depth` counts the directories between the root and the entries of `relative`.
     void checkDirectory(const std::string& relative, int depth) {
-        std::set<std::string> entries = namesOfSpecial(relative);
-        std::error_code error;
-        for (fs::directory_iterator at(pathOf(relative), error); !error && at != fs::directory_iterator();
-             at.increment(error))
-            entries.insert(at->path().filename().string());
-        if (error)
+        std::map<std::string, unsigned char> entries;
+        for (const std::string& name : namesOfSpecial(relative))
+            entries.emplace(name, DT_UNKNOWN);
+        const Descriptor opened{open(pathOf(relative).c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC)};
+        // Where the entries cannot be looked at, their types do not count.
+        const bool searchable = opened.isOpen() && faccessat(opened.number(), ".", X_OK, AT_EACCESS) == 0;
+        try {
+            if (!opened.isOpen())
+                throw std::system_error(errno, std::generic_category());
+            for (const DirectoryEntry& entry : entriesOf(opened.number(), SIZE_MAX))
+                entries.emplace(entry.name, searchable ? entry.type : static_cast<unsigned char>(DT_UNKNOWN));
+        } catch (const std::system_error& e) {
             add(Rules::TREE_DIRECTORY_UNREADABLE, relative,
-                filled("The directory cannot be read: %s", {error.message()}));
+                filled("The directory cannot be read: %s", {reasonOf(e.code().value())}));
+        }
         const std::string prefix = relative.empty() ? "" : relative + "/";
-        for (const std::string& name : entries)
-            checkEntry(prefix + name, depth);
+        for (const auto& [name, type] : entries)
+            checkEntry(prefix + name, type, depth);
     }
 
     std::set<std::string> namesOfSpecial(const std::string& relative) const {
@@ -91,10 +104,14 @@ private:
         return known == specialNames.end() ? std::set<std::string>() : known->second;
     }
 
-    std::optional<EntryKind> kindOf(const std::string& relative) {
+    std::optional<EntryKind> kindOf(const std::string& relative, unsigned char type) {
         const auto known = special.find(relative);
         if (known != special.end())
             return known->second;
+        if (type == DT_REG)
+            return EntryKind{fs::file_type::regular, fs::file_type::regular};
+        if (type == DT_DIR)
+            return EntryKind{fs::file_type::directory, fs::file_type::directory};
         std::error_code error;
         const fs::path path = pathOf(relative);
         const fs::file_status own = fs::symlink_status(path, error);
@@ -106,8 +123,8 @@ private:
         return EntryKind{own.type(), fs::is_symlink(own) ? fs::status(path, error).type() : own.type()};
     }
 
-    void checkEntry(const std::string& relative, int depth) {
-        const std::optional<EntryKind> kind = kindOf(relative);
+    void checkEntry(const std::string& relative, unsigned char type, int depth) {
+        const std::optional<EntryKind> kind = kindOf(relative, type);
         if (!kind)
             return;
         if (kind->isDirectory() && kind->isLink()) {

@@ -133,13 +133,15 @@ bool CopyBuilder::makeDirectory(const std::string& relative) const {
     return mkdir(pathOf(relative).c_str(), S_IRWXU) == 0;
 }
 
-Descriptor CopyBuilder::makeFile(const std::string& relative, mode_t mode) const {
+Descriptor CopyBuilder::makeFile(const std::string& relative, mode_t mode) {
+    weighing = isDefinition(relative);
     return Descriptor{
         open(pathOf(relative).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode & ACCESSPERMS)};
 }
 
 void CopyBuilder::write(int file, const char* data, std::size_t size, off_t offset) {
-    weight.add(data, size);
+    if (weighing)
+        weight.add(data, size);
     while (size > 0) {
         const ssize_t written = pwrite(file, data, size, offset);
         if (written < 0 && errno != EINTR)
@@ -152,9 +154,9 @@ void CopyBuilder::write(int file, const char* data, std::size_t size, off_t offs
 }
 
 void CopyBuilder::endFile(const std::string& relative) {
-    const JsonWeight ended = std::exchange(weight, JsonWeight());
-    if (!isDefinition(relative))
+    if (!std::exchange(weighing, false))
         return;
+    const JsonWeight ended = std::exchange(weight, JsonWeight());
     if (ended.values() > MOST_VALUES)
         refuse(Rules::SOURCE_TOO_LARGE, relative,
                filled("The definition has more than %s values.", {std::to_string(MOST_VALUES)}));
@@ -228,7 +230,7 @@ void CopyBuilder::finish() {
 }
 
 // What is listed as a definition where it is a link must not be listed where it is a file.
-void CopyBuilder::followLink(const std::string& relative) const {
+void CopyBuilder::followLink(const std::string& relative) {
     const LinkEnd end = endOfLink(relative, links, copy->archive ? "" : canonicalPath(copy->source));
     std::error_code error;
     const fs::file_type type =

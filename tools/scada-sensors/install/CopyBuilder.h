@@ -51,7 +51,7 @@ public:
     /// Returns whether it has been made, and was not there.
     bool makeDirectory(const std::string& relative) const;
     /// Returns the new file, open for writing. Not open where its path is too long.
-    Descriptor makeFile(const std::string& relative, mode_t mode) const;
+    Descriptor makeFile(const std::string& relative, mode_t mode);
     /// Writes the next part of a file, which makeFile() has returned. Throws std::runtime_error when that is
     /// impossible.
     void write(int file, const char* data, std::size_t size, off_t offset);
@@ -80,7 +80,7 @@ private:
     bool keeps(std::size_t count);
     bool isDefinition(const std::string& relative) const;
     void refuse(const Rule& rule, const std::string& relative, const std::string& text);
-    void followLink(const std::string& relative) const;
+    void followLink(const std::string& relative);
     void shareFile(const std::string& relative, const std::string& target) const;
     void enterTop();
 
@@ -91,7 +91,8 @@ private:
     std::map<std::string, std::string> links;
     std::string outermost;
     JsonWeight weight;
-    std::size_t kept = 0; ///< bytes of the names and targets that are kept
+    bool weighing = false; ///< whether the file that is written is a definition
+    std::size_t kept = 0;  ///< bytes of the names and targets that are kept
     std::size_t entries = 0;
     std::size_t definitions = 0;
     std::uint64_t bytes = 0;

@@ -110,7 +110,7 @@ private:
         // What is installed already is not written.
         if (planned.effect != Effect::UNCHANGED) {
             space.add(definition, document);
-            append(importBlockers(definition.name), &findings);
+            append(blockers.of(definition.name), &findings);
         }
         append(ofFormer, &findings);
         planned.refused = errorCount(findings) != 0;
@@ -162,6 +162,7 @@ private:
     Device& device;
     DefinitionDirectory source;
     SpaceNeeds space;
+    ImportBlockers blockers;
     Preflight result;
 };
 

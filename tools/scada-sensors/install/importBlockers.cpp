@@ -19,36 +19,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A link is followed when it is written to and not when the storage is listed.
-Findings blockersOnTheWay(const std::string& name, bool* reachable) {
-    const std::string custom = Env::inst().conf().getDfnCustomDir();
-    Findings findings;
-    *reachable = true;
-    std::error_code error;
-    for (std::size_t end = 0; end != std::string::npos && *reachable; end = name.find('/', end + 1)) {
-        const std::string level = end == 0 ? custom : custom + "/" + name.substr(0, end);
-        const bool stands = fs::exists(fs::symlink_status(level, error));
-        *reachable = fs::is_directory(fs::status(level, error));
-        if (!*reachable && (stands || !isWritable(nearestExisting(level))))
-            findings.push_back(
-                {Rules::INSTALL_DIRECTORY_BLOCKED, {level}, filled(LibraryText::DIRECTORY_NOT_MADE, {name}), name});
-        // What cannot be listed does not read back.
-        if (*reachable && !isReadable(level))
-            findings.push_back(
-                {Rules::INSTALL_DIRECTORY_BLOCKED, {level}, filled(LibraryText::FILE_NOT_COPIED, {name}), name});
-        if (*reachable && end != 0 && fs::is_symlink(fs::symlink_status(level, error)))
-            findings.push_back(
-                {Rules::INSTALL_BEHIND_LINK, {level}, filled(LibraryText::FILE_NOT_COPIED, {name}), name});
-    }
-    return findings;
-}
-
-// What is not there can be written where its directory can; a regular file is written in place.
-bool takesDocument(const std::string& file) {
-    std::error_code error;
-    if (!fs::exists(file, error))
-        return isWritable(fs::path(file).parent_path().string());
-    return fs::is_regular_file(file, error) && isWritable(file);
+std::string parentOf(const std::string& file) {
+    return file.substr(0, file.rfind('/'));
 }
 
 // In a sticky directory a file is replaced by its owner, the directory's owner or root alone.
@@ -58,15 +30,6 @@ bool mayReplace(const std::string& file, const std::string& directory) {
     if (geteuid() == 0 || stat(file.c_str(), &ofFile) != 0 || stat(directory.c_str(), &ofDirectory) != 0)
         return true;
     return (ofDirectory.st_mode & S_ISVTX) == 0 || ofFile.st_uid == geteuid() || ofDirectory.st_uid == geteuid();
-}
-
-// A copy is made in place of a file that may not be written, but not through a link that leads nowhere.
-bool takesDecoder(const std::string& file) {
-    std::error_code error;
-    if (fs::exists(file, error) ? !fs::is_regular_file(file, error) : fs::is_symlink(fs::symlink_status(file, error)))
-        return false;
-    const std::string directory = fs::path(file).parent_path().string();
-    return isWritable(file) || (isWritable(directory) && mayReplace(file, directory));
 }
 
 } // namespace
@@ -81,12 +44,72 @@ Findings stagingBlockers() {
     return {};
 }
 
-Findings importBlockers(const std::string& name) {
+ImportBlockers::ImportBlockers() : custom(Env::inst().conf().getDfnCustomDir()) {}
+
+const ImportBlockers::Level& ImportBlockers::levelAt(const std::string& path) {
+    const auto known = levels.find(path);
+    if (known != levels.end())
+        return known->second;
+    Level level;
+    std::error_code error;
+    const fs::file_status own = fs::symlink_status(path, error);
+    level.link = fs::is_symlink(own);
+    level.reachable = level.link ? fs::is_directory(path, error) : fs::is_directory(own);
+    level.blocked = !level.reachable && (fs::exists(own) || !isWritable(nearestExisting(path)));
+    level.unreadable = level.reachable && !isReadable(path);
+    level.writable = level.reachable && isWritable(path);
+    return levels.emplace(path, level).first->second;
+}
+
+// A link is followed when it is written to and not when the storage is listed.
+Findings ImportBlockers::onTheWay(const std::string& name, bool* reachable) {
+    Findings findings;
+    *reachable = true;
+    for (std::size_t end = 0; end != std::string::npos && *reachable; end = name.find('/', end + 1)) {
+        const std::string path = end == 0 ? custom : custom + "/" + name.substr(0, end);
+        const Level& level = levelAt(path);
+        *reachable = level.reachable;
+        if (level.blocked)
+            findings.push_back(
+                {Rules::INSTALL_DIRECTORY_BLOCKED, {path}, filled(LibraryText::DIRECTORY_NOT_MADE, {name}), name});
+        // What cannot be listed does not read back.
+        if (level.unreadable)
+            findings.push_back(
+                {Rules::INSTALL_DIRECTORY_BLOCKED, {path}, filled(LibraryText::FILE_NOT_COPIED, {name}), name});
+        if (level.reachable && end != 0 && level.link)
+            findings.push_back(
+                {Rules::INSTALL_BEHIND_LINK, {path}, filled(LibraryText::FILE_NOT_COPIED, {name}), name});
+    }
+    return findings;
+}
+
+// What is not there can be written where its directory can; a regular file is written in place.
+bool ImportBlockers::takesDocument(const std::string& file) {
+    std::error_code error;
+    const fs::file_status status = fs::status(file, error);
+    if (!fs::exists(status))
+        return levelAt(parentOf(file)).writable;
+    return fs::is_regular_file(status) && isWritable(file);
+}
+
+// A copy is made in place of a file that may not be written, but not through a link that leads nowhere.
+bool ImportBlockers::takesDecoder(const std::string& file) {
+    std::error_code error;
+    const fs::file_status own = fs::symlink_status(file, error);
+    const bool writable = levelAt(parentOf(file)).writable;
+    if (!fs::exists(own))
+        return writable;
+    if (!fs::is_regular_file(fs::is_symlink(own) ? fs::status(file, error) : own))
+        return false;
+    return isWritable(file) || (writable && mayReplace(file, parentOf(file)));
+}
+
+Findings ImportBlockers::of(const std::string& name) {
     bool reachable = false;
-    Findings findings = blockersOnTheWay(name, &reachable);
+    Findings findings = onTheWay(name, &reachable);
     if (!reachable)
         return findings;
-    const std::string file = definitionFile(Env::inst().conf().getDfnCustomDir(), name);
+    const std::string file = definitionFile(custom, name);
     std::error_code error;
     if (fs::is_symlink(fs::symlink_status(file, error)))
         findings.push_back({Rules::INSTALL_BEHIND_LINK, {file}, filled(LibraryText::FILE_NOT_COPIED, {name}), name});
