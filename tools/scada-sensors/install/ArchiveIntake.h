@@ -22,7 +22,7 @@ public:
     void run();
 
 private:
-    static long readChunk(archive* reader, void* self, const void** chunk);
+    static long readChunk(archive* reader, void* self, const void** data);
 
     void takeEntries(archive* reader);
     void takeEntry(archive* reader, archive_entry* entry);

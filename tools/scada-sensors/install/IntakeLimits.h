@@ -7,7 +7,7 @@ namespace Kelvra::SCADA::Tool {
 
 /// The largest source that is accepted. Sizes are in bytes; a file with holes counts with them.
 struct IntakeLimits {
-    static constexpr std::uint64_t MEGABYTE = 1024 * 1024;
+    static constexpr std::uint64_t MEGABYTE = std::uint64_t{1024} * 1024;
 
     std::uint64_t definition = MEGABYTE;
     std::uint64_t decoder = 4 * MEGABYTE; ///< and of every other file

@@ -8,6 +8,7 @@ namespace Kelvra::SCADA::Tool {
 /// The functions of libarchive that are used, under their own names. The library is loaded when the first archive is
 /// read: loading it and those that it needs takes longer than most commands.
 struct Libarchive {
+    // NOLINTBEGIN(readability-identifier-naming)
     decltype(&::archive_read_new) archive_read_new = nullptr;
     decltype(&::archive_read_free) archive_read_free = nullptr;
     decltype(&::archive_read_support_filter_gzip) archive_read_support_filter_gzip = nullptr;
@@ -27,6 +28,7 @@ struct Libarchive {
     decltype(&::archive_entry_symlink) archive_entry_symlink = nullptr;
     decltype(&::archive_entry_size) archive_entry_size = nullptr;
     decltype(&::archive_entry_size_is_set) archive_entry_size_is_set = nullptr;
+    // NOLINTEND(readability-identifier-naming)
 };
 
 /// Loads the library when that has not been done. Throws std::runtime_error when it cannot be loaded.
