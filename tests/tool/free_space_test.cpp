@@ -57,7 +57,7 @@ TEST_F(FreeSpace, countsTheDocumentAsItIsWritten) {
 }
 
 TEST_F(FreeSpace, countsTheFileOfADocumentThatCannotBeWritten) {
-    source.definition("lora/demo/th2", std::string(3 * BLOCK, '{'));
+    source.definition("lora/demo/th2", std::string(3 * BLOCK, 'x'));
     growDecoder(FOUR_TERABYTES);
     expectShortage("staging", BLOCK + 4 * BLOCK + inBlocks(FOUR_TERABYTES) + 2 * BLOCK);
 }
