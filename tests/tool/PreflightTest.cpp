@@ -168,6 +168,7 @@ std::vector<Plant> ofTheDirectories() {
          all({file("source2/x.js", ""), removal("source/lora/demo/th1.js"),
               [](const std::string& dir) { makeLink(dir + "/source2/x.js", dir + "/source/lora/demo/th1.js"); }}),
          {"source/decoder-outside"}},
+        {"operation_interrupted", file("custom.generations/interrupted", "{}"), {"storage/interrupted"}},
         {"no_space", growDecoder, {"install/no-space"}, WITHOUT_LIMITS},
         {"staging_is_a_file", all({removal("staging"), file("staging", "")}), {"install/staging-unwritable"}},
         {"staging_closed", mode("staging", 0555), {"install/staging-unwritable"}},

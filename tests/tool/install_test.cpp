@@ -72,7 +72,6 @@ TEST_F(Install, answersPrograms) {
   "result" : 
   {
     "findings" : [],
-    "incomplete" : [],
     "installed" : [ "lora/demo/th1" ],
     "not_installed" : [],
     "unchanged" : []
@@ -94,7 +93,6 @@ TEST_F(Install, installsNothingFromAnEmptySource) {
   "result" : 
   {
     "findings" : [],
-    "incomplete" : [],
     "installed" : [],
     "not_installed" : [],
     "note" : "nothing to install",

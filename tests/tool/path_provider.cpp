@@ -1,11 +1,16 @@
 // Makes the stand-in start a program from the directory SCADA_TEST_PROGRAMS when it is there. The tool lets no one who
 // calls it choose the programs, so that tests that slow one down or make it fail put this library in the stand-in's
-// place.
+// place. Before directories are exchanged, it waits in the directory SCADA_TEST_GATE until the file "go" is there.
+// With SCADA_TEST_NO_EXCHANGE they cannot be exchanged.
 
+#include <fcntl.h>
 #include <spawn.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <new>
 #include <string>
@@ -23,6 +28,20 @@ int __wrap_posix_spawnp(pid_t* pid, const char* file, const posix_spawn_file_act
     const std::string program = directory == nullptr ? file : std::string(directory) + "/" + file;
     const bool isOurs = access(program.c_str(), X_OK) == 0;
     return __real_posix_spawnp(pid, isOurs ? program.c_str() : file, actions, attributes, arguments, environment);
+}
+
+// In the place of the system library's.
+int renameat2(int fromDirectory, const char* from, int toDirectory, const char* to, unsigned int flags) noexcept {
+    if (const char* const gate = std::getenv("SCADA_TEST_GATE")) {
+        close(open((std::string(gate) + "/waiting").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
+        while (access(gate, F_OK) == 0 && access((std::string(gate) + "/go").c_str(), F_OK) != 0)
+            usleep(10000);
+    }
+    if (std::getenv("SCADA_TEST_NO_EXCHANGE") != nullptr) {
+        errno = EINVAL;
+        return -1;
+    }
+    return static_cast<int>(syscall(SYS_renameat2, fromDirectory, from, toDirectory, to, flags));
 }
 // NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 }

@@ -21,6 +21,8 @@ constexpr const Rule* RULES[] = {&Rules::STORAGE_NOT_CONFIGURED,
                                  &Rules::STORAGE_UNREACHABLE,
                                  &Rules::STORAGE_NOT_A_DIRECTORY,
                                  &Rules::STORAGE_HIDES_DEFAULT,
+                                 &Rules::STORAGE_INTERRUPTED,
+                                 &Rules::STORAGE_IN_PLACE,
                                  &Rules::TREE_DIRECTORY_UNREADABLE,
                                  &Rules::TREE_ENTRY_UNREADABLE,
                                  &Rules::TREE_BEHIND_LINK,
@@ -134,6 +136,10 @@ const std::vector<Plant>& plantsOfStorages() {
              customDefinition(R"({"decoder": "th1.js", "properties": {}})")(dir);
          },
          {"storage/hides-default"}},
+        {"operation_interrupted",
+         [](const std::string& dir) { writeFile(dir + "/custom.generations/interrupted", "{}"); },
+         {"storage/interrupted"}},
+        {"cannot_be_exchanged", nothing, {"storage/in-place"}, {"--custom-dir", "/proc/sys/kernel/random"}},
         {"every_fault_of_a_storage",
          [](const std::string& dir) {
              customDefinition(R"({"decoder": "none.js", "properties": {"a": 1}})")(dir);

@@ -38,6 +38,12 @@ inline constexpr Rule STORAGE_NOT_A_DIRECTORY = {"storage/not-a-directory", Seve
                                                  "Correct the path, or move the file out of the way."};
 inline constexpr Rule STORAGE_HIDES_DEFAULT = {"storage/hides-default", Severity::NOTE,
                                                "Remove the custom definition to use the default one."};
+inline constexpr Rule STORAGE_INTERRUPTED = {
+    "storage/interrupted", Severity::ERROR,
+    R"(Run "scada-sensors recover", or "scada-sensors recover --forward" to complete the operation.)"};
+inline constexpr Rule STORAGE_IN_PLACE = {
+    "storage/in-place", Severity::NOTE,
+    "Nothing to do; or put the custom storage below the root of its mount, on a file system such as ext4."};
 
 // Files that are not listed
 inline constexpr Rule TREE_DIRECTORY_UNREADABLE = {"tree/directory-unreadable", Severity::ERROR, SET_PERMISSIONS};

@@ -2,8 +2,11 @@
 
 #include "check/definitionRules.h"
 #include "check/treeRules.h"
+#include "device/GenerationPaths.h"
 #include "device/paths.h"
 #include "text/filled.h"
+
+#include <scada/Env.h>
 
 #include <filesystem>
 #include <system_error>
@@ -43,13 +46,34 @@ Findings checkStorage(DefinitionDirectory& storage, const std::string& which) {
     return findings;
 }
 
+// Readers can meet a mixture of old and new files then.
+Findings checkExchange(const std::string& dir) {
+    const std::string obstacle = dir.empty() ? "" : exchangeObstacle(canonicalPath(dir));
+    if (obstacle.empty())
+        return {};
+    return {{Rules::STORAGE_IN_PLACE,
+             {dir},
+             filled("Operations change the custom storage file by file and not in one step: %s.", {obstacle})}};
+}
+
 } // namespace
+
+Findings checkInterruption() {
+    const GenerationPaths paths = GenerationPaths::ofDevice();
+    if (!isInterrupted(paths))
+        return {};
+    return {{Rules::STORAGE_INTERRUPTED,
+             {Env::inst().conf().getDfnCustomDir()},
+             filled("An operation was interrupted; the custom storage is neither in the old nor in the new state.")}};
+}
 
 Findings checkStorages(Storages& storages) {
     Findings findings;
     for (const STORAGE_TYPE type : {STORAGE_DEFAULT, STORAGE_CUSTOM})
         append(checkStorage(storages.of(type), wordOf(type)), &findings);
     const DefinitionDirectory& custom = storages.of(STORAGE_CUSTOM);
+    append(checkInterruption(), &findings);
+    append(checkExchange(custom.path()), &findings);
     for (const std::string& name : custom.names()) {
         if (storages.isHiding(name))
             findings.push_back({Rules::STORAGE_HIDES_DEFAULT,

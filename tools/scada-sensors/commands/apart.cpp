@@ -1,5 +1,6 @@
 #include "commands/apart.h"
 
+#include "commands/failedOperation.h"
 #include "text/Descriptor.h"
 #include "text/filled.h"
 
@@ -107,7 +108,7 @@ sigset_t deferredSignals() {
 ExitCode endedAs(int status, const Answer& answer) {
     if (WIFEXITED(status))
         return static_cast<ExitCode>(WEXITSTATUS(status));
-    return answer.failed(ExitCode::FAILED, filled("the work was ended by %s", {nameOf(WTERMSIG(status))}));
+    return failedOperation(filled("the work was ended by %s", {nameOf(WTERMSIG(status))}), Json::Value(), "", answer);
 }
 
 ExitCode waitFor(pid_t child, sigset_t signals, Shared& shared, const Answer& answer) {
@@ -125,6 +126,8 @@ ExitCode waitFor(pid_t child, sigset_t signals, Shared& shared, const Answer& an
         shared.signal = signal;
         if (!shared.leaveAsking(Stage::INTERRUPTED))
             continue;
+        // The programs that it runs go with it: one of them may be what hangs.
+        kill(-child, SIGKILL);
         kill(child, SIGKILL);
         waitpid(child, nullptr, 0);
         return answer.failed(ExitCode::INTERRUPTED,

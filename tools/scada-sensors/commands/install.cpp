@@ -2,6 +2,7 @@
 #include "answer/printable.h"
 #include "commands/Command.h"
 #include "commands/apart.h"
+#include "commands/failedOperation.h"
 #include "commands/findingText.h"
 #include "commands/limits.h"
 #include "device/Device.h"
@@ -11,6 +12,7 @@
 #include "install/Preflight.h"
 #include "install/PrivateStaging.h"
 #include "install/Progress.h"
+#include "install/generations.h"
 #include "text/filled.h"
 #include "text/text.h"
 
@@ -154,9 +156,7 @@ bool overwrites(const InstallRequest& request, const Preflight& preflight) {
                        [](const PlannedDefinition& planned) { return planned.effect == Effect::UNCHANGED; });
 }
 
-bool deploySource(const InstallRequest& request, const Preflight& preflight, SignalGuard& guard, bool progress,
-                  std::string* error) {
-    guard.begin();
+bool deploySource(const InstallRequest& request, const Preflight& preflight, bool progress, std::string* error) {
     std::set<std::string> names;
     for (const PlannedDefinition& planned : preflight.definitions)
         names.insert(planned.name);
@@ -185,7 +185,7 @@ std::string linesOf(const std::string& word, const std::vector<std::string>& nam
 
 std::string toText(const InstallResult& result) {
     return linesOf("installed", result.installed) + linesOf("unchanged", result.unchanged) +
-           linesOf("incomplete", result.incomplete) + linesOf("not installed", result.notInstalled);
+           linesOf("not installed", result.notInstalled);
 }
 
 Json::Value toJson(const Findings& findings, const InstallResult& result) {
@@ -193,7 +193,6 @@ Json::Value toJson(const Findings& findings, const InstallResult& result) {
     members["findings"] = toJson(findings);
     members["installed"] = toArray(result.installed);
     members["unchanged"] = toArray(result.unchanged);
-    members["incomplete"] = toArray(result.incomplete);
     members["not_installed"] = toArray(result.notInstalled);
     return members;
 }
@@ -206,32 +205,61 @@ ExitCode answerUnchanged(const Preflight& preflight, const Answer& answer) {
     return answer.done(toJson(preflight.findings, result), toText(preflight.findings) + toText(result));
 }
 
-ExitCode deploy(const InstallRequest& request, const Preflight& preflight, SignalGuard& guard, const Answer& answer) {
+// Installs in the next generation, and notes in `*made` what has come of it. Returns why it is not to be put in place.
+std::string deployInto(const NextGeneration& next, const InstallRequest& request, const Preflight& preflight,
+                       bool progress, InstallResult* made) {
     const InstallJudge judge(preflight.definitions);
-    std::string error;
-    const bool progress = !answer.isQuiet() && isatty(STDERR_FILENO) != 0;
     const InstalledModes modes(preflight.definitions);
-    const bool deployed = deploySource(request, preflight, guard, progress, &error);
-    const std::string uncorrected = modes.apply();
-    if (!uncorrected.empty())
-        answer.note(uncorrected);
-    const InstallResult made = judge.compare();
+    for (const PlannedDefinition& planned : preflight.definitions)
+        next.makeRoomFor(planned.name);
+    std::string error;
+    const bool deployed = deploySource(request, preflight, progress, &error);
+    *made = judge.compare();
+    if (!deployed)
+        return error;
+    // A staged copy that does not read back is passed over without a failure.
+    if (!made->notInstalled.empty())
+        return error.empty() ? filled("some definitions could not be installed")
+                             : filled("some definitions could not be installed: %s", {error});
+    return modes.apply();
+}
+
+std::vector<HistoryChange> changesOf(const InstallResult& made) {
+    std::vector<HistoryChange> changes;
+    for (const std::string& name : made.installed)
+        changes.push_back({"installed", name, contentHash(installedFiles(name))});
+    return changes;
+}
+
+ExitCode answerFailure(const Preflight& preflight, InstallResult made, const std::string& error, const Answer& answer) {
+    if (!isUnfinished(GenerationPaths::ofDevice())) {
+        made.notInstalled.insert(made.notInstalled.end(), made.installed.begin(), made.installed.end());
+        std::sort(made.notInstalled.begin(), made.notInstalled.end());
+        made.installed.clear();
+    }
+    return failedOperation(error, toJson(preflight.findings, made), toText(preflight.findings) + toText(made), answer);
+}
+
+ExitCode deploy(const InstallRequest& request, const Preflight& preflight, SignalGuard& guard, const Answer& answer) {
+    InstallResult made;
+    for (const PlannedDefinition& planned : preflight.definitions)
+        made.notInstalled.push_back(planned.name);
+    try {
+        NextGeneration next;
+        const bool progress = !answer.isQuiet() && isatty(STDERR_FILENO) != 0;
+        const std::string error = deployInto(next, request, preflight, progress, &made);
+        if (!error.empty())
+            return answerFailure(preflight, made, error, answer);
+        const HistoryEntry entry = historyEntryOf("install", changesOf(made));
+        const std::string note = next.putInPlace(entry, [&guard] { guard.begin(); });
+        if (!note.empty())
+            answer.note(note);
+    } catch (const std::exception& e) {
+        return answerFailure(preflight, made, e.what(), answer);
+    }
     Json::Value result = toJson(preflight.findings, made);
     tellSignal(guard, answer, &result);
-    const std::string text = toText(preflight.findings) + toText(made);
-    if (deployed && made.isComplete())
-        return answer.done(result, text);
-    // A staged copy that does not read back is passed over without a failure.
-    if (deployed)
-        error = error.empty() ? filled("some definitions have not been installed")
-                              : filled("some definitions have not been installed: %s", {error});
-    const std::string advice = made.changed
-                                   ? filled("remove the cause, then install the same source with --allow-overwrite, "
-                                            "which completes what was begun")
-                                   : filled("nothing has been changed");
-    result["advice"] = advice;
-    return answer.failedWith(ExitCode::FAILED, error, "scada-sensors: " + printable(error) + "\n    " + advice + "\n",
-                             result, text);
+    return answer.done(result, toText(preflight.findings) + toText(made));
 }
 
 ExitCode answerNothing(const Preflight& preflight, const Answer& answer) {

@@ -2,20 +2,28 @@
 #include "answer/printable.h"
 #include "commands/Command.h"
 #include "commands/apart.h"
+#include "commands/failedOperation.h"
 #include "commands/findingText.h"
 #include "device/Storages.h"
+#include "device/paths.h"
+#include "install/InstalledFiles.h"
 #include "install/OperationLock.h"
+#include "install/generations.h"
 #include "install/safeDirectories.h"
 #include "text/filled.h"
+#include "text/libraryTexts.h"
+#include "text/removeTree.h"
 #include "text/text.h"
 
 #include <scada/DefinitionsDeployment.h>
+#include <scada/DefinitionsStorage.h>
 #include <scada/Env.h>
 
 #include <CLI/CLI.hpp>
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <exception>
 #include <filesystem>
 #include <iostream>
@@ -53,23 +61,19 @@ public:
         item["error"] = error;
         lines += "not removed " + printable(name) + ": " + printable(error) + "\n";
     }
-    /// An entry that is not a definition. A definition that could not be removed explains it already.
-    void leftBehind(const std::string& entry) {
-        if (!members["failed"].empty())
-            return;
-        failed(entry, filled("It is still there."), true);
-        definitionFailed = false;
-    }
     ExitCode answerWith(const SignalGuard& guard, const Answer& answer) {
         tellSignal(guard, answer, &members);
         if (members["failed"].empty())
             return answer.done(members, lines);
         return answer.failed(allMissing ? ExitCode::NOT_FOUND : ExitCode::FAILED,
-                             definitionFailed
-                                 ? filled("%s not removed", {counted(members["failed"].size(), "definition")})
-                                 : filled("the custom storage is not empty"),
-                             members, lines);
+                             filled("%s not removed", {counted(members["failed"].size(), "definition")}), members,
+                             lines);
     }
+    /// Nothing has been changed after all, or it is not known what has been.
+    static ExitCode answerFailure(const std::string& error, const Answer& answer) {
+        return failedOperation(error, Removal().members, "", answer);
+    }
+    bool hasRemoved() const { return !members["removed"].empty(); }
 
     Removal() {
         members["removed"] = Json::arrayValue;
@@ -80,7 +84,6 @@ private:
     Json::Value members{Json::objectValue};
     std::string lines;
     bool allMissing = true;
-    bool definitionFailed = true;
 };
 
 bool isConfirmed(std::size_t definitions) {
@@ -92,58 +95,65 @@ bool isConfirmed(std::size_t definitions) {
     return answer == "y" || answer == "Y" || answer == "yes";
 }
 
-// An exception about one definition must not lose the report on the others.
-bool removeOne(const std::string& name, std::string* error) {
+// Returns the decoder of a definition that is removed with it, or nothing: one outside the storage stays.
+std::string ownDecoder(const std::string& dir, const std::string& name) {
+    DefinitionSpec spec;
     try {
-        return DefinitionsDeployment().deleteOne(name, error);
-    } catch (const std::exception& e) {
-        *error = e.what();
+        DefinitionsStorage{dir}.getSpec(name, &spec, nullptr);
+    } catch (const Json::Exception&) {
+        return installedDecoder(name);
+    }
+    const bool isInside = startsWith(canonicalPath(spec.decoderPath), canonicalPath(dir) + "/");
+    return spec.decoderPath.empty() || !isInside ? "" : spec.decoderPath;
+}
+
+bool removeFile(const std::string& file) {
+    return file.empty() || unlink(file.c_str()) == 0 || errno == ENOENT;
+}
+
+// Removes in the next generation. What the library does not remove is removed without it: a definition that the JSON
+// reader gives up on, or what remains where a program that the library runs has failed.
+bool removeOne(const std::string& name, std::string* error) {
+    const std::string& dir = Env::inst().conf().getDfnCustomDir();
+    if (!DefinitionDirectory(dir).lists(name)) {
+        *error = filled(LibraryText::DEFINITION_NOT_FOUND, {name});
         return false;
     }
-}
-
-ExitCode removeNames(const std::vector<std::string>& names, SignalGuard& guard, const Answer& answer) {
-    const Storages before;
-    guard.begin();
-    Removal removal;
-    for (const std::string& name : std::set<std::string>(names.begin(), names.end())) {
-        std::string error;
-        if (removeOne(name, &error))
-            removal.removed(name, before.of(STORAGE_DEFAULT).lists(name));
-        else
-            removal.failed(name, error, before.of(STORAGE_CUSTOM).lists(name));
+    const std::string decoder = ownDecoder(dir, name);
+    try {
+        if (DefinitionsDeployment().deleteOne(name, error))
+            return true;
+    } catch (const Json::Exception& e) {
+        *error = e.what();
     }
-    return removal.answerWith(guard, answer);
+    return removeFile(decoder) && removeFile(definitionFile(dir, name));
 }
 
-// Hidden entries are not a part of what an emptying reaches.
-std::string visibleEntry() {
+void removeNames(const std::set<std::string>& names, const Storages& before, Removal* removal,
+                 std::vector<HistoryChange>* changes) {
+    for (const std::string& name : names) {
+        const HistoryChange change{"removed", name, contentHash(installedFiles(name))};
+        std::string error;
+        if (removeOne(name, &error)) {
+            removal->removed(name, before.of(STORAGE_DEFAULT).lists(name));
+            changes->push_back(change);
+        } else {
+            removal->failed(name, error, before.of(STORAGE_CUSTOM).lists(name));
+        }
+    }
+}
+
+// Entries whose names begin with a dot are not a part of what the library's emptying reaches.
+void removeAll(const Storages& before, Removal* removal, std::vector<HistoryChange>* changes) {
+    for (const std::string& name : before.of(STORAGE_CUSTOM).names()) {
+        changes->push_back({"removed", name, contentHash(installedFiles(name))});
+        removal->removed(name, before.isHiding(name));
+    }
+    DefinitionsDeployment().deleteAll(nullptr);
     std::error_code error;
     for (std::filesystem::directory_iterator at(Env::inst().conf().getDfnCustomDir(), error);
-         !error && at != std::filesystem::directory_iterator(); at.increment(error)) {
-        std::string entry = at->path().filename().string();
-        if (entry.front() != '.')
-            return entry;
-    }
-    return "";
-}
-
-ExitCode removeAll(SignalGuard& guard, const Answer& answer) {
-    const Storages before;
-    guard.begin();
-    DefinitionsDeployment().deleteAll(nullptr);
-    const Storages after;
-    Removal removal;
-    for (const std::string& name : before.of(STORAGE_CUSTOM).names()) {
-        if (after.of(STORAGE_CUSTOM).lists(name))
-            removal.failed(name, filled("It is still there."), true);
-        else
-            removal.removed(name, before.isHiding(name));
-    }
-    const std::string entry = visibleEntry();
-    if (!entry.empty())
-        removal.leftBehind(entry);
-    return removal.answerWith(guard, answer);
+         !error && at != std::filesystem::directory_iterator(); at.increment(error))
+        removeTree(at->path().string());
 }
 
 // Returns how the command ends when it must not go on.
@@ -164,11 +174,34 @@ std::optional<ExitCode> refuse(const Arguments& asked, const Answer& answer) {
     return std::nullopt;
 }
 
+ExitCode removeLocked(const Arguments& asked, SignalGuard& guard, const Answer& answer) {
+    if (isInterrupted(GenerationPaths::ofDevice()))
+        return answerInterrupted(answer);
+    const Storages before;
+    Removal removal;
+    std::vector<HistoryChange> changes;
+    try {
+        NextGeneration next;
+        if (asked.all)
+            removeAll(before, &removal, &changes);
+        else
+            removeNames({asked.names.begin(), asked.names.end()}, before, &removal, &changes);
+        if (!asked.all && !removal.hasRemoved())
+            return removal.answerWith(guard, answer);
+        const std::string note = next.putInPlace(historyEntryOf("remove", changes), [&guard] { guard.begin(); });
+        if (!note.empty())
+            answer.note(note);
+    } catch (const std::exception& e) {
+        return Removal::answerFailure(e.what(), answer);
+    }
+    return removal.answerWith(guard, answer);
+}
+
 ExitCode remove(const Arguments& asked, SignalGuard& guard, const Answer& answer) {
     const OperationLock lock;
     if (!lock.failure().empty())
         return answer.failed(lock.isBusy() ? ExitCode::BUSY : ExitCode::FAILED, lock.failure());
-    return asked.all ? removeAll(guard, answer) : removeNames(asked.names, guard, answer);
+    return removeLocked(asked, guard, answer);
 }
 
 } // namespace

@@ -15,6 +15,10 @@ const std::vector<Command>& commands() {
         {"install", "install SRC_DIR [--allow-overwrite] [--dry-run]",
          "Install the definitions of a directory into the custom storage", declareInstall},
         {"remove", "remove NAME... | --all [--yes]", "Remove custom definitions", declareRemove},
+        {"history", "history", "Show the last operations on the custom storage", declareHistory},
+        {"rollback", "rollback", "Bring the custom storage back to the state before the last operation",
+         declareRollback},
+        {"recover", "recover [--forward]", "Undo or complete an operation that was interrupted", declareRecover},
         {"db", "db get|set|expire|push|pop ...", "Read and write the database", declareDb},
         {"watch", "watch [--count N] [--timeout S]", "Print changes of keys as they happen", declareWatch},
     };

@@ -18,12 +18,10 @@ InstallResult InstallJudge::compare() const {
     InstallResult result;
     for (const auto& [name, content] : files) {
         const InstalledFiles now = installedFiles(name);
-        const bool untouched = now == content.before;
-        result.changed = result.changed || !untouched;
-        if (now == content.wanted)
-            (untouched ? result.unchanged : result.installed).push_back(name);
+        if (!(now == content.wanted))
+            result.notInstalled.push_back(name);
         else
-            (untouched ? result.notInstalled : result.incomplete).push_back(name);
+            (now == content.before ? result.unchanged : result.installed).push_back(name);
     }
     return result;
 }

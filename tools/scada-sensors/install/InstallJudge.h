@@ -13,11 +13,7 @@ namespace Kelvra::SCADA::Tool {
 struct InstallResult {
     std::vector<std::string> installed;
     std::vector<std::string> unchanged;    ///< installed before, to the byte
-    std::vector<std::string> incomplete;   ///< changed, but not to what was to be installed
-    std::vector<std::string> notInstalled; ///< as before
-    bool changed = false;                  ///< whether any file differs from before
-
-    bool isComplete() const { return incomplete.empty() && notInstalled.empty(); }
+    std::vector<std::string> notInstalled; ///< not to the byte what was to be installed
 };
 
 /// Judges an installation by the files: the library stops at the first failure and reports one text.

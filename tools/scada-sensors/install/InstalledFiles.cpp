@@ -13,13 +13,24 @@
 
 namespace Kelvra::SCADA::Tool {
 
+std::string installedDecoder(const std::string& dir, const std::string& name) {
+    return dir + "/" + name.substr(0, name.rfind('/') + 1) + importedDecoderName(name);
+}
+
 std::string installedDecoder(const std::string& name) {
-    return Env::inst().conf().getDfnCustomDir() + "/" + name.substr(0, name.rfind('/') + 1) + importedDecoderName(name);
+    return installedDecoder(Env::inst().conf().getDfnCustomDir(), name);
+}
+
+InstalledFiles installedFiles(const std::string& dir, const std::string& name) {
+    return {digestOfFile(definitionFile(dir, name)), digestOfFile(installedDecoder(dir, name))};
 }
 
 InstalledFiles installedFiles(const std::string& name) {
-    return {digestOfFile(definitionFile(Env::inst().conf().getDfnCustomDir(), name)),
-            digestOfFile(installedDecoder(name))};
+    return installedFiles(Env::inst().conf().getDfnCustomDir(), name);
+}
+
+std::string contentHash(const InstalledFiles& files) {
+    return digestOf(files.document + files.decoder);
 }
 
 std::optional<std::string> documentToInstall(const Definition& definition) {

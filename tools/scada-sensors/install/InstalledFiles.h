@@ -18,8 +18,13 @@ struct InstalledFiles {
     }
 };
 
+/// Returns what a directory of definitions holds for a name.
+InstalledFiles installedFiles(const std::string& dir, const std::string& name);
 /// Returns what the custom storage holds for a name.
 InstalledFiles installedFiles(const std::string& name);
+
+/// Returns one hash of both files.
+std::string contentHash(const InstalledFiles& files);
 
 /// Returns the document that an installation would write for a definition of its source, which is longer than the
 /// source's when that has no indentation. Nothing when the definition is not valid or has no decoder.
@@ -29,6 +34,7 @@ std::optional<std::string> documentToInstall(const Definition& definition);
 bool survivesImport(const std::string& document);
 
 /// Returns the path of an installed definition's decoder, which an import names after the definition.
+std::string installedDecoder(const std::string& dir, const std::string& name);
 std::string installedDecoder(const std::string& name);
 
 } // namespace Kelvra::SCADA::Tool

@@ -50,14 +50,6 @@ std::string correctFile(const std::string& path) {
     return opened.correct(path, opened.status.st_gid, FILE_MODE);
 }
 
-std::string correctDirectory(const std::string& path) {
-    const Opened above(fs::path(path).parent_path().string(), O_DIRECTORY);
-    const Opened made(path, O_DIRECTORY | O_NOFOLLOW);
-    if (above.error != 0 || made.error != 0)
-        return "";
-    return made.correct(path, above.status.st_gid, (above.status.st_mode & ALL_BITS & ~NOT_INHERITED) | S_IRWXU);
-}
-
 } // namespace
 
 InstalledModes::InstalledModes(const std::vector<PlannedDefinition>& definitions) {
@@ -72,6 +64,14 @@ InstalledModes::InstalledModes(const std::vector<PlannedDefinition>& definitions
     }
 }
 
+std::string inheritMode(const std::string& directory, const std::string& above) {
+    const Opened model(above, O_DIRECTORY);
+    const Opened made(directory, O_DIRECTORY | O_NOFOLLOW);
+    if (model.error != 0 || made.error != 0)
+        return "";
+    return made.correct(directory, model.status.st_gid, (model.status.st_mode & ALL_BITS & ~NOT_INHERITED) | S_IRWXU);
+}
+
 std::string InstalledModes::apply() const {
     std::string failure;
     const auto note = [&failure](const std::string& reason) {
@@ -79,7 +79,7 @@ std::string InstalledModes::apply() const {
             failure = reason;
     };
     for (const std::string& directory : missingDirectories)
-        note(correctDirectory(directory));
+        note(inheritMode(directory, fs::path(directory).parent_path().string()));
     for (const std::string& file : files)
         note(correctFile(file));
     return failure;

@@ -24,4 +24,8 @@ private:
     std::set<std::string> missingDirectories; ///< sorted, so that each comes after the one above it
 };
 
+/// Gives a directory that was made the group and the mode of another one, without the right of all others to write.
+/// Returns why that could not be done, or nothing.
+std::string inheritMode(const std::string& directory, const std::string& above);
+
 } // namespace Kelvra::SCADA::Tool

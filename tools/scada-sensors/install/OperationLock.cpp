@@ -25,7 +25,6 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-constexpr const char* LOCK_INSIDE = ".scada-sensors.lock";
 constexpr mode_t OWNER_ALONE = S_IRUSR | S_IWUSR;
 
 struct flock wholeFile() {

@@ -1,6 +1,7 @@
 #include "install/Preflight.h"
 
 #include "check/sourceRules.h"
+#include "check/storageRules.h"
 #include "check/treeRules.h"
 #include "install/freeSpace.h"
 #include "install/importBlockers.h"
@@ -58,6 +59,7 @@ public:
             if (areTooMany(ofDefinitions))
                 return ended(std::move(ofDefinitions));
         }
+        append(checkInterruption(), &result.findings);
         append(space.shortage(), &result.findings);
         if (!source.names().empty() && !result.isUnchanged())
             append(stagingBlockers(), &result.findings);

@@ -1,8 +1,11 @@
 #include "install/PrivateStaging.h"
 
+#include "text/filled.h"
+
 #include <scada/Env.h>
 
 #include <filesystem>
+#include <stdexcept>
 #include <system_error>
 
 namespace Kelvra::SCADA::Tool {
@@ -20,6 +23,8 @@ std::vector<std::string> leftoversIn(const std::string& staging) {
 PrivateStaging::PrivateStaging() : configured(Env::inst().conf().getDfnStagingDir()) {
     std::error_code error;
     std::filesystem::create_directories(configured, error);
+    if (error)
+        throw std::runtime_error(filled("cannot make the directory [%s]: %s", {configured, error.message()}));
     directory = std::make_unique<PrivateDirectory>(configured, PREFIX);
     Env::inst().conf().setDfnStagingDir(directory->path());
 }

@@ -1,5 +1,6 @@
 #include "install/freeSpace.h"
 
+#include "device/GenerationPaths.h"
 #include "device/paths.h"
 #include "install/InstalledFiles.h"
 #include "install/PrivateStaging.h"
@@ -8,10 +9,12 @@
 #include <scada/Env.h>
 
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <limits>
+#include <map>
 #include <system_error>
 
 namespace Kelvra::SCADA::Tool {
@@ -46,24 +49,26 @@ std::uint64_t sizeOnDisk(const std::string& path) {
     return static_cast<std::uint64_t>(status.st_blocks) * 512;
 }
 
-std::uint64_t sizeOfMissing(const std::set<std::string>& directories, const std::string& target) {
-    std::uint64_t size = 0;
+Room roomOfMissing(const std::set<std::string>& directories, const std::string& target) {
+    Room room;
     std::error_code error;
-    for (const std::string& directory : directories)
-        size += fs::exists(target + "/" + directory, error) ? 0 : BLOCK;
-    return size;
+    for (const std::string& directory : directories) {
+        if (!fs::exists(target + "/" + directory, error))
+            room += {BLOCK, 1};
+    }
+    return room;
 }
 
 // What goes from the staging directory before anything is written.
-std::uint64_t sizeOfLeftovers(const std::string& staging) {
-    std::uint64_t size = 0;
+Room roomOfLeftovers(const std::string& staging) {
+    Room room;
     std::error_code error;
     for (const std::string& leftover : leftoversIn(staging)) {
         for (fs::recursive_directory_iterator at(leftover, error); !error && at != fs::recursive_directory_iterator();
              at.increment(error))
-            size += sizeOnDisk(at->path().string());
+            room += {sizeOnDisk(at->path().string()), 1};
     }
-    return size;
+    return room;
 }
 
 dev_t deviceOf(const std::string& path) {
@@ -71,24 +76,61 @@ dev_t deviceOf(const std::string& path) {
     return stat(path.c_str(), &status) == 0 ? status.st_dev : 0;
 }
 
-// `freed` becomes available before anything is written.
-Findings shortageIn(const std::string& option, const std::string& dir, std::uint64_t needed, std::uint64_t freed) {
+struct TreeRoom {
+    Room files;
+    Room directories;
+};
+
+TreeRoom roomOfTree(const std::string& dir) {
+    TreeRoom room;
     std::error_code error;
-    const std::uint64_t available = fs::space(nearestExisting(dir), error).available + freed;
-    if (error || available >= needed)
+    if (fs::is_directory(dir, error))
+        room.directories = {BLOCK, 1};
+    for (fs::recursive_directory_iterator at(dir, error); !error && at != fs::recursive_directory_iterator();
+         at.increment(error)) {
+        if (at->is_directory(error))
+            room.directories += {BLOCK, 1};
+        else
+            room.files += {sizeOnDisk(at->path().string()), 1};
+    }
+    return room;
+}
+
+// `freed` becomes available before anything is written. A file system that does not count inodes says that it has none.
+Findings shortageIn(const std::string& option, const std::string& dir, const std::string& place, const Room& needed,
+                    const Room& freed) {
+    struct statvfs status {};
+    if (statvfs(nearestExisting(place).c_str(), &status) != 0)
         return {};
-    return {{Rules::INSTALL_NO_SPACE,
-             {dir},
-             filled("There is not enough free space for %s: %s bytes needed, %s available.",
-                    {option, std::to_string(needed), std::to_string(available)})}};
+    const std::uint64_t bytes = std::uint64_t{status.f_bavail} * status.f_frsize + freed.bytes;
+    const std::uint64_t inodes = status.f_favail + freed.inodes;
+    if (bytes < needed.bytes)
+        return {{Rules::INSTALL_NO_SPACE,
+                 {dir},
+                 filled("There is not enough free space for %s: %s bytes needed, %s available.",
+                        {option, std::to_string(needed.bytes), std::to_string(bytes)})}};
+    if (status.f_files != 0 && inodes < needed.inodes)
+        return {{Rules::INSTALL_NO_SPACE,
+                 {dir},
+                 filled("There are not enough free inodes for %s: %s needed, %s available.",
+                        {option, std::to_string(needed.inodes), std::to_string(inodes)})}};
+    return {};
 }
 
 } // namespace
 
-// Files are replaced one by one, so space freed late cannot serve earlier files.
+Room& Room::operator+=(const Room& more) {
+    bytes = sum(bytes, more.bytes);
+    inodes = sum(inodes, more.inodes);
+    return *this;
+}
+
+// A file is replaced by a new one, written beside it.
 void SpaceNeeds::addFile(std::uint64_t size, const std::string& replaced) {
-    staged = sum(staged, size);
-    installed = sum(installed, size - std::min(size, sizeOnDisk(replaced)));
+    const std::uint64_t standing = sizeOnDisk(replaced);
+    written += {size, 1};
+    growth = sum(growth, size - std::min(size, standing));
+    largestReplaced = std::max(largestReplaced, std::min(size, standing));
 }
 
 void SpaceNeeds::add(const Definition& definition, const std::optional<std::string>& document) {
@@ -101,20 +143,60 @@ void SpaceNeeds::add(const Definition& definition, const std::optional<std::stri
         directories.insert(name.substr(0, end));
 }
 
+Room SpaceNeeds::inStaging() const {
+    Room room = written;
+    room += {directories.size() * BLOCK, directories.size() + 1};
+    return room;
+}
+
+// The files that stay have second names there, or are copied.
+Room SpaceNeeds::inNextGeneration(const std::string& custom) const {
+    const bool copied = deviceOf(custom) != deviceOf(nearestExisting(GenerationPaths(custom).base));
+    const TreeRoom standing = roomOfTree(custom);
+    Room copy = standing.directories;
+    if (copied)
+        copy += standing.files;
+    Room room = written;
+    room += roomOfMissing(directories, custom);
+    room += copy;
+    if (!exchangeObstacle(custom).empty())
+        room += copy;
+    return room;
+}
+
+Room SpaceNeeds::inCustom(const std::string& custom) const {
+    if (exchangeObstacle(custom).empty())
+        return {};
+    Room room = roomOfMissing(directories, custom);
+    room += {sum(growth, largestReplaced), written.inodes};
+    return room;
+}
+
 Findings SpaceNeeds::shortage() const {
+    if (written.inodes == 0)
+        return {};
     const Conf& conf = Env::inst().conf();
     const std::string& staging = conf.getDfnStagingDir();
-    const std::string& custom = conf.getDfnCustomDir();
-    const std::uint64_t toStage = sum(staged, directories.size() * BLOCK);
-    const std::uint64_t toInstall = sum(installed, sizeOfMissing(directories, custom));
-    const std::uint64_t freed = sizeOfLeftovers(staging);
-    Findings findings = shortageIn("--staging-dir", staging, toStage, freed);
+    const std::string custom = canonicalPath(conf.getDfnCustomDir());
+    const Room freed = roomOfLeftovers(staging);
+    Findings findings = shortageIn("--staging-dir", staging, staging, inStaging(), freed);
     if (!findings.empty())
         return findings;
+    const std::string beside = nearestExisting(GenerationPaths(custom).base);
+    std::map<dev_t, Room> needs;
+    needs[deviceOf(nearestExisting(custom))] += inCustom(custom);
+    needs[deviceOf(beside)] += inNextGeneration(custom);
+    const dev_t ofStaging = deviceOf(nearestExisting(staging));
     // Nothing is freed before anything is written, except in the staging directory.
-    if (deviceOf(nearestExisting(staging)) == deviceOf(nearestExisting(custom)))
-        return shortageIn("--custom-dir", custom, sum(toStage, toInstall), freed);
-    return shortageIn("--custom-dir", custom, toInstall, 0);
+    if (needs.count(ofStaging) != 0)
+        needs[ofStaging] += inStaging();
+    for (const std::string& place : {nearestExisting(custom), beside}) {
+        const Room more = deviceOf(place) == ofStaging ? freed : Room();
+        findings = shortageIn("--custom-dir", conf.getDfnCustomDir(), place, needs[deviceOf(place)], more);
+        if (!findings.empty())
+            return findings;
+    }
+    return {};
 }
 
 } // namespace Kelvra::SCADA::Tool

@@ -10,7 +10,15 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// The room that an installation takes in the staging and in the custom directory.
+/// Room in a file system.
+struct Room {
+    std::uint64_t bytes = 0;
+    std::uint64_t inodes = 0;
+
+    Room& operator+=(const Room& more);
+};
+
+/// The room that an installation takes in the staging directory, beside the custom storage and in it.
 class SpaceNeeds {
 public:
     /// Adds a definition of the source and the document that would be written for it, if any.
@@ -21,9 +29,13 @@ public:
 
 private:
     void addFile(std::uint64_t size, const std::string& replaced);
+    Room inStaging() const;
+    Room inNextGeneration(const std::string& custom) const;
+    Room inCustom(const std::string& custom) const;
 
-    std::uint64_t staged = 0;
-    std::uint64_t installed = 0;
+    Room written;
+    std::uint64_t growth = 0;          ///< beyond what is replaced
+    std::uint64_t largestReplaced = 0; ///< what stands twice while a file is replaced
     std::set<std::string> directories;
 };
 

@@ -15,15 +15,15 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-// Step by step from directory to directory, so that nobody can put a link in the way. The mode is opened first: a copy
-// may have directories that could not be read.
+// Step by step from directory to directory, so that nobody can put a link in the way. A copy may have directories that
+// may not be read or written.
 void removeEntry(int parent, const std::string& name) {
     if (unlinkat(parent, name.c_str(), 0) == 0 || errno == ENOENT)
         return;
     if (unlinkat(parent, name.c_str(), AT_REMOVEDIR) == 0)
         return;
     Descriptor directory{openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)};
-    if (!directory.isOpen() || faccessat(directory.number(), ".", X_OK, AT_EACCESS) != 0) {
+    if (!directory.isOpen() || faccessat(directory.number(), ".", W_OK | X_OK, AT_EACCESS) != 0) {
         fchmodat(parent, name.c_str(), S_IRWXU, 0);
         directory = Descriptor{openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)};
     }

@@ -1,0 +1,282 @@
+// Operations make generations of the custom storage, which take its place, can be returned to, and are written down.
+
+#include "ToolTest.h"
+#include "jsonText.h"
+#include "mountPrivately.h"
+#include "rowName.h"
+
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+namespace {
+
+using namespace Kelvra::SCADA::Test;
+
+using Snapshot = std::map<std::string, std::string>;
+
+/// How the next generation takes the place of the storage.
+enum class Way { EXCHANGED, IN_PLACE, IN_A_MOUNT };
+
+struct WayRow {
+    const char* name;
+    Way way;
+};
+
+void PrintTo(const WayRow& row, std::ostream* out) {
+    *out << row.name;
+}
+
+std::vector<WayRow> ways() {
+    std::vector<WayRow> rows = {{"exchanged", Way::EXCHANGED}, {"in_place", Way::IN_PLACE}};
+    if (canMount())
+        rows.push_back({"in_a_mount", Way::IN_A_MOUNT});
+    return rows;
+}
+
+class Generations : public ToolTest, public ::testing::WithParamInterface<WayRow> {
+protected:
+    Generations() : source(temp / "source") {}
+    void SetUp() override {
+        if (GetParam().way == Way::IN_A_MOUNT) {
+            ASSERT_TRUE(mountPrivately(temp / "custom", "size=1M"));
+        }
+        if (GetParam().way == Way::IN_PLACE) {
+            setenv("LD_LIBRARY_PATH", SCADA_PATH_PROVIDER_DIR, 1);
+            setenv("SCADA_TEST_NO_EXCHANGE", "1", 1);
+        }
+        addDefinition(custom, "lora/demo/kept");
+        addDefinition(custom, "lora/demo/old");
+        makeLink("kept.js", temp / "custom/lora/demo/link.js");
+        addDefinition(source, "lora/demo/old", "Water");
+        addDefinition(source, "lora/new/one");
+    }
+    void TearDown() override {
+        unsetenv("SCADA_TEST_NO_EXCHANGE");
+        unsetenv("LD_LIBRARY_PATH");
+        if (GetParam().way == Way::IN_A_MOUNT)
+            umount((temp / "custom").c_str());
+    }
+
+    ToolRun install() const { return run({"install", temp / "source", "--allow-overwrite"}); }
+    // Without the lock that a mounted storage has in itself.
+    Snapshot now() const {
+        Snapshot entries = snapshot(temp / "custom");
+        entries.erase(".scada-sensors.lock");
+        return entries;
+    }
+    Snapshot previous() const { return snapshot(temp / "custom.generations/previous"); }
+
+    void expectNothingLeft() const {
+        for (const auto& [entry, content] : snapshot(temp / "custom.generations")) {
+            const bool stays = entry == "history" || entry.substr(0, 8) == "previous";
+            EXPECT_TRUE(stays) << entry;
+        }
+    }
+
+    StorageBuilder source;
+};
+
+TEST_P(Generations, keepTheFormerOne) {
+    const Snapshot before = now();
+    ASSERT_EQ(install().out, "installed lora/demo/old\ninstalled lora/new/one\n");
+    EXPECT_EQ(previous(), before);
+    const Snapshot installed = now();
+    EXPECT_NE(installed, before);
+    ASSERT_EQ(run({"remove", "lora/demo/kept"}).status, 0);
+    EXPECT_EQ(previous(), installed);
+    expectNothingLeft();
+}
+
+TEST_P(Generations, areReturnedToByTheByte) {
+    const Snapshot before = now();
+    ASSERT_EQ(install().status, 0);
+    const Snapshot after = now();
+    const ToolRun back = run({"rollback"});
+    EXPECT_EQ(back.status, 0) << back.err;
+    EXPECT_EQ(back.out, "restored lora/demo/old\nremoved lora/new/one\n");
+    EXPECT_EQ(now(), before);
+    EXPECT_EQ(run({"rollback"}).out, "restored lora/demo/old\nrestored lora/new/one\n");
+    EXPECT_EQ(now(), after);
+    expectNothingLeft();
+}
+
+TEST_P(Generations, areReturnedToAfterEverythingWasRemoved) {
+    const Snapshot before = now();
+    ASSERT_EQ(run({"remove", "--all", "--yes"}).status, 0);
+    EXPECT_EQ(now(), Snapshot());
+    ASSERT_EQ(run({"rollback"}).status, 0);
+    EXPECT_EQ(now(), before);
+}
+
+TEST_P(Generations, areAnsweredToPrograms) {
+    ASSERT_EQ(install().status, 0);
+    const Json::Value answer = parsed(run({"rollback", "--json"}).out);
+    EXPECT_EQ(answer["code"], "done");
+    EXPECT_EQ(answer["result"], parsed(R"({"restored": ["lora/demo/old"], "removed": ["lora/new/one"]})"));
+}
+
+TEST_P(Generations, keepWhatIsNotTouchedAsTheSameFile) {
+    if (GetParam().way != Way::EXCHANGED)
+        return;
+    const std::string file = temp / "custom/lora/demo/kept.json";
+    struct stat before {};
+    ASSERT_EQ(stat(file.c_str(), &before), 0);
+    ASSERT_EQ(install().status, 0);
+    struct stat after {};
+    ASSERT_EQ(stat(file.c_str(), &after), 0);
+    EXPECT_EQ(after.st_ino, before.st_ino);
+}
+
+TEST_P(Generations, keepOwnersModesAndAttributes) {
+    chmod((temp / "custom").c_str(), 02750);
+    chmod((temp / "custom/lora/demo").c_str(), 0711);
+    chmod((temp / "custom/lora/demo/kept.js").c_str(), 0640);
+    const bool hasAttributes = setxattr((temp / "custom").c_str(), "user.note", "a", 1, 0) == 0;
+    ASSERT_EQ(install().status, 0);
+    const auto modeOf = [this](const std::string& entry) {
+        struct stat status {};
+        EXPECT_EQ(lstat((temp / entry).c_str(), &status), 0);
+        return status.st_mode & 07777U;
+    };
+    for (const char* generation : {"custom", "custom.generations/previous"}) {
+        EXPECT_EQ(modeOf(generation), 02750U);
+        EXPECT_EQ(modeOf(std::string(generation) + "/lora/demo"), 0711U);
+        EXPECT_EQ(modeOf(std::string(generation) + "/lora/demo/kept.js"), 0640U);
+        char value = '\0';
+        if (hasAttributes) {
+            EXPECT_EQ(getxattr((temp / generation).c_str(), "user.note", &value, 1), 1) << generation;
+        }
+    }
+}
+
+TEST_P(Generations, areWrittenDown) {
+    ASSERT_EQ(install().status, 0);
+    ASSERT_EQ(run({"remove", "lora/new/one"}).status, 0);
+    ASSERT_EQ(run({"rollback"}).status, 0);
+    const Json::Value operations = parsed(run({"history", "--json"}).out)["result"]["operations"];
+    ASSERT_EQ(operations.size(), 3U);
+    std::string words;
+    for (const Json::Value& operation : operations) {
+        words += operation["number"].asString() + " " + operation["operation"].asString();
+        EXPECT_EQ(operation["time"].asString().size(), std::string("2030-01-31T12:00:00Z").size());
+        EXPECT_NE(operation["user"].asString(), "");
+        for (const Json::Value& change : operation["definitions"]) {
+            words += " " + change["change"].asString() + " " + change["name"].asString();
+            EXPECT_EQ(change["content"].asString().size(), 64U);
+        }
+        words += "\n";
+    }
+    EXPECT_EQ(words, "1 install installed lora/demo/old installed lora/new/one\n"
+                     "2 remove removed lora/new/one\n3 rollback restored lora/new/one\n");
+    // What came back is what had gone.
+    EXPECT_EQ(operations[0U]["definitions"][1U]["content"], operations[2U]["definitions"][0U]["content"]);
+}
+
+TEST_P(Generations, areNamedInTheHistory) {
+    ASSERT_EQ(run({"remove", "lora/demo/old"}).status, 0);
+    const std::string text = run({"history"}).out;
+    EXPECT_EQ(text.substr(0, 3), "1  ");
+    EXPECT_NE(text.find("  remove  1 definition\n    removed lora/demo/old "), std::string::npos) << text;
+}
+
+TEST_P(Generations, haveNothingToRecover) {
+    EXPECT_EQ(run({"recover"}).out, "nothing to recover\n");
+    ASSERT_EQ(install().status, 0);
+    EXPECT_EQ(run({"recover", "--forward"}).out, "nothing to recover\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Tool, Generations, ::testing::ValuesIn(ways()), rowName);
+
+class Recovery : public ToolTest {
+protected:
+    Recovery() {
+        addDefinition(custom, "lora/demo/a");
+        const StorageBuilder changed(temp / "changed");
+        StorageBuilder(changed).definition("lora/demo/b", "{}");
+    }
+    void plant(const std::string& entry, const std::string& copied) const {
+        std::filesystem::create_directories(temp / "custom.generations");
+        std::filesystem::copy(temp / copied, temp / ("custom.generations/" + entry),
+                              std::filesystem::copy_options::recursive);
+    }
+    void writeJournal() const {
+        writeFile(temp / "custom.generations/interrupted",
+                  R"({"operation":"install","definitions":[],"time":"2030-01-31T12:00:00Z","user":"root"})");
+    }
+    std::set<std::string> leftBeside() const {
+        std::set<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(temp / "custom.generations"))
+            names.insert(entry.path().filename().string());
+        return names;
+    }
+};
+
+TEST_F(Recovery, removesWhatAKilledOperationLeft) {
+    const auto before = snapshot(temp / "custom");
+    plant("work-a1B2c3", "changed");
+    plant("next", "changed");
+    plant("discarded", "changed");
+    const ToolRun result = run({"recover"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "an operation had changed nothing; what it left has been removed\n");
+    EXPECT_EQ(snapshot(temp / "custom"), before);
+    EXPECT_EQ(leftBeside(), std::set<std::string>{});
+}
+
+TEST_F(Recovery, finishesWhatWasPutInPlace) {
+    plant("previous", "default");
+    plant("next", "changed");
+    const auto former = snapshot(temp / "changed");
+    writeFile(temp / "custom/.new-generation",
+              R"({"operation":"remove","definitions":[],"time":"2030-01-31T12:00:00Z","user":"root"})");
+    const ToolRun result = run({"recover", "--json"});
+    EXPECT_EQ(parsed(result.out)["result"]["recovery"], "finished");
+    EXPECT_EQ(snapshot(temp / "custom.generations/previous"), former);
+    EXPECT_EQ(leftBeside(), (std::set<std::string>{"history", "previous"}));
+    EXPECT_FALSE(std::filesystem::exists(temp / "custom/.new-generation"));
+    EXPECT_EQ(run({"history"}).out, "1  2030-01-31T12:00:00Z  root  remove  0 definitions\n");
+}
+
+TEST_F(Recovery, undoesWhatWasWrittenInPlace) {
+    plant("saved", "changed");
+    plant("next", "default");
+    writeJournal();
+    const ToolRun refused = run({"remove", "lora/demo/a"});
+    EXPECT_EQ(refused.status, 5);
+    EXPECT_EQ(refused.err, "scada-sensors: an operation was interrupted; run: scada-sensors recover\n");
+    EXPECT_EQ(run({"rollback"}).status, 5);
+    EXPECT_EQ(run({"recover"}).out, "the interrupted operation has been undone\n");
+    EXPECT_EQ(snapshot(temp / "custom"), snapshot(temp / "changed"));
+    EXPECT_EQ(leftBeside(), std::set<std::string>{});
+}
+
+TEST_F(Recovery, completesWhatWasWrittenInPlace) {
+    plant("saved", "default");
+    plant("next", "changed");
+    writeJournal();
+    EXPECT_EQ(run({"recover", "--forward"}).out, "the interrupted operation has been completed\n");
+    EXPECT_EQ(snapshot(temp / "custom"), snapshot(temp / "changed"));
+    EXPECT_EQ(leftBeside(), (std::set<std::string>{"history", "previous"}));
+}
+
+TEST_F(Recovery, hasNoPreviousGenerationAtFirst) {
+    const ToolRun result = run({"rollback"});
+    EXPECT_EQ(result.status, 4);
+    EXPECT_EQ(result.err, "scada-sensors: there is no previous generation\n");
+    EXPECT_EQ(run({"history"}).out, "no operations\n");
+}
+
+TEST_F(Recovery, readsNoLineOfTheHistoryThatIsTorn) {
+    writeFile(temp / "custom.generations/history", "{\"number\":7,\"operation\":\"install\"}\n{\"num\n[]\n");
+    ASSERT_EQ(run({"remove", "lora/demo/a"}).status, 0);
+    const Json::Value operations = parsed(run({"history", "--json"}).out)["result"]["operations"];
+    ASSERT_EQ(operations.size(), 2U);
+    EXPECT_EQ(operations[1U]["number"], 8);
+}
+
+} // namespace

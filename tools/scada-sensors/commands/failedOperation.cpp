@@ -1,0 +1,34 @@
+#include "commands/failedOperation.h"
+
+#include "answer/printable.h"
+#include "device/GenerationPaths.h"
+#include "text/filled.h"
+
+#include <utility>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+std::string adviceFor(const GenerationPaths& paths) {
+    if (isInterrupted(paths))
+        return filled("the custom storage is neither in the old nor in the new state; run: scada-sensors recover");
+    if (isUnfinished(paths))
+        return filled("the new state is in place; to finish the operation, run: scada-sensors recover");
+    return filled("nothing has been changed");
+}
+
+} // namespace
+
+ExitCode failedOperation(const std::string& error, Json::Value result, const std::string& text, const Answer& answer) {
+    const std::string advice = adviceFor(GenerationPaths::ofDevice());
+    result["advice"] = advice;
+    return answer.failedWith(ExitCode::FAILED, error, "scada-sensors: " + printable(error) + "\n    " + advice + "\n",
+                             result, text);
+}
+
+ExitCode answerInterrupted(const Answer& answer) {
+    return answer.failed(ExitCode::REFUSED, filled("an operation was interrupted; run: scada-sensors recover"));
+}
+
+} // namespace Kelvra::SCADA::Tool

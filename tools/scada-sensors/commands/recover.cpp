@@ -1,0 +1,78 @@
+#include "commands/Command.h"
+#include "commands/apart.h"
+#include "commands/failedOperation.h"
+#include "commands/findingText.h"
+#include "install/OperationLock.h"
+#include "install/generations.h"
+#include "install/safeDirectories.h"
+#include "text/filled.h"
+
+#include <CLI/CLI.hpp>
+
+#include <exception>
+#include <memory>
+#include <string>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+ExitCode answerDone(const char* word, const std::string& text, const Answer& answer) {
+    Json::Value result(Json::objectValue);
+    result["recovery"] = word;
+    return answer.done(result, text + "\n");
+}
+
+ExitCode recoverInterrupted(const GenerationPaths& paths, bool forward, const Answer& answer) {
+    if (!forward) {
+        recoverBack(paths);
+        return answerDone("back", filled("the interrupted operation has been undone"), answer);
+    }
+    const std::string note = recoverForward(paths);
+    if (!note.empty())
+        answer.note(note);
+    return answerDone("forward", filled("the interrupted operation has been completed"), answer);
+}
+
+ExitCode recoverLocked(bool forward, SignalGuard& guard, const Answer& answer) {
+    const GenerationPaths paths = GenerationPaths::ofDevice();
+    guard.begin();
+    switch (settle(paths)) {
+    case Leftovers::INTERRUPTED:
+        return recoverInterrupted(paths, forward, answer);
+    case Leftovers::FINISHED:
+        return answerDone("finished", filled("an operation had put its state in place and has been finished"), answer);
+    case Leftovers::DISCARDED:
+        return answerDone("discarded", filled("an operation had changed nothing; what it left has been removed"),
+                          answer);
+    case Leftovers::NONE:
+        break;
+    }
+    return answerDone("nothing", filled("nothing to recover"), answer);
+}
+
+ExitCode recover(bool forward, SignalGuard& guard, const Answer& answer) {
+    const Findings unsafe = unsafeDirectories(nullptr);
+    if (!unsafe.empty())
+        return failedFor(unsafe, ExitCode::REFUSED, answer, Json::Value(), "");
+    const OperationLock lock;
+    if (!lock.failure().empty())
+        return answer.failed(lock.isBusy() ? ExitCode::BUSY : ExitCode::FAILED, lock.failure());
+    try {
+        return recoverLocked(forward, guard, answer);
+    } catch (const std::exception& e) {
+        return failedOperation(e.what(), Json::Value(), "", answer);
+    }
+}
+
+} // namespace
+
+Run declareRecover(CLI::App& app) {
+    const auto forward = std::make_shared<bool>(false);
+    app.add_flag("--forward", *forward, "Complete the interrupted operation instead of undoing it");
+    return [forward](const Answer& answer) {
+        return runApart(answer, [&](SignalGuard& guard) { return recover(*forward, guard, answer); });
+    };
+}
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,92 @@
+#include "answer/printable.h"
+#include "commands/Command.h"
+#include "commands/apart.h"
+#include "commands/failedOperation.h"
+#include "commands/findingText.h"
+#include "device/DefinitionDirectory.h"
+#include "install/InstalledFiles.h"
+#include "install/OperationLock.h"
+#include "install/generations.h"
+#include "install/safeDirectories.h"
+#include "text/filled.h"
+
+#include <CLI/CLI.hpp>
+
+#include <exception>
+#include <filesystem>
+#include <set>
+#include <string>
+#include <system_error>
+#include <vector>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+// Returns what a return to the previous generation changes, in the order of the names.
+std::vector<HistoryChange> changesBy(const GenerationPaths& paths) {
+    const DefinitionDirectory present(paths.custom);
+    const DefinitionDirectory previous(paths.previous);
+    std::set<std::string> names = present.names();
+    names.insert(previous.names().begin(), previous.names().end());
+    std::vector<HistoryChange> changes;
+    for (const std::string& name : names) {
+        const InstalledFiles now = installedFiles(paths.custom, name);
+        const InstalledFiles then = installedFiles(paths.previous, name);
+        if (!previous.lists(name))
+            changes.push_back({"removed", name, contentHash(now)});
+        else if (!present.lists(name) || !(now == then))
+            changes.push_back({"restored", name, contentHash(then)});
+    }
+    return changes;
+}
+
+ExitCode answerWith(const std::vector<HistoryChange>& changes, const SignalGuard& guard, const Answer& answer) {
+    Json::Value result(Json::objectValue);
+    result["restored"] = Json::arrayValue;
+    result["removed"] = Json::arrayValue;
+    std::string text;
+    for (const HistoryChange& change : changes) {
+        result[change.change].append(change.name);
+        text += change.change + " " + printable(change.name) + "\n";
+    }
+    if (changes.empty())
+        text = filled("the previous generation has the same definitions") + "\n";
+    tellSignal(guard, answer, &result);
+    return answer.done(result, text);
+}
+
+ExitCode rollBack(SignalGuard& guard, const Answer& answer) {
+    const Findings unsafe = unsafeDirectories(nullptr);
+    if (!unsafe.empty())
+        return failedFor(unsafe, ExitCode::REFUSED, answer, Json::Value(), "");
+    const OperationLock lock;
+    if (!lock.failure().empty())
+        return answer.failed(lock.isBusy() ? ExitCode::BUSY : ExitCode::FAILED, lock.failure());
+    const GenerationPaths paths = GenerationPaths::ofDevice();
+    try {
+        if (settle(paths) == Leftovers::INTERRUPTED)
+            return answerInterrupted(answer);
+        std::error_code error;
+        if (!std::filesystem::exists(paths.previous, error))
+            return answer.failed(ExitCode::NOT_FOUND, filled("there is no previous generation"));
+        const std::vector<HistoryChange> changes = changesBy(paths);
+        NextGeneration next(paths.previous);
+        const std::string note = next.putInPlace(historyEntryOf("rollback", changes), [&guard] { guard.begin(); });
+        if (!note.empty())
+            answer.note(note);
+        return answerWith(changes, guard, answer);
+    } catch (const std::exception& e) {
+        return failedOperation(e.what(), Json::Value(), "", answer);
+    }
+}
+
+} // namespace
+
+Run declareRollback(CLI::App& /*app*/) {
+    return [](const Answer& answer) {
+        return runApart(answer, [&answer](SignalGuard& guard) { return rollBack(guard, answer); });
+    };
+}
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,59 @@
+#include "device/GenerationPaths.h"
+
+#include "device/mounts.h"
+#include "device/paths.h"
+#include "text/filled.h"
+
+#include <scada/Env.h>
+
+#include <linux/magic.h>
+#include <sys/vfs.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <filesystem>
+#include <system_error>
+
+namespace Kelvra::SCADA::Tool {
+
+GenerationPaths GenerationPaths::ofDevice() {
+    return GenerationPaths(canonicalPath(Env::inst().conf().getDfnCustomDir()));
+}
+
+namespace {
+
+constexpr std::uint32_t UBIFS_MAGIC = 0x24051905; // not among the system's
+
+// Their directories can be exchanged in one step.
+constexpr std::array<std::uint32_t, 8> EXCHANGING_FILE_SYSTEMS = {
+    EXT4_SUPER_MAGIC, TMPFS_MAGIC,       RAMFS_MAGIC,     UBIFS_MAGIC,
+    F2FS_SUPER_MAGIC, BTRFS_SUPER_MAGIC, XFS_SUPER_MAGIC, OVERLAYFS_SUPER_MAGIC};
+
+} // namespace
+
+bool isInterrupted(const GenerationPaths& paths) {
+    std::error_code error;
+    return std::filesystem::exists(paths.journal, error);
+}
+
+bool isUnfinished(const GenerationPaths& paths) {
+    std::error_code error;
+    return std::filesystem::exists(paths.mark, error);
+}
+
+std::string exchangeObstacle(const std::string& custom) {
+    if (isMountRoot(custom))
+        return filled("it is mounted by itself");
+    struct statfs status {};
+    if (statfs(nearestExisting(custom).c_str(), &status) != 0)
+        return "";
+    // Of 32 bits on every machine, but with a sign on some.
+    const auto type = static_cast<std::uint32_t>(status.f_type);
+    const auto* const end = EXCHANGING_FILE_SYSTEMS.end();
+    return std::find(EXCHANGING_FILE_SYSTEMS.begin(), end, type) != end
+               ? ""
+               : filled("its file system cannot exchange two directories");
+}
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <string>
+
+namespace Kelvra::SCADA::Tool {
+
+/// Where the generations of the custom storage are: in a directory beside it, so that they can be exchanged with it.
+struct GenerationPaths {
+    /// Takes the canonical path of a custom storage.
+    explicit GenerationPaths(const std::string& customDir)
+        : custom(customDir), mark(customDir + MARK), base(customDir + ".generations"), next(base + "/next"),
+          previous(base + "/previous"), saved(base + "/saved"), discarded(base + "/discarded"),
+          journal(base + "/interrupted"), history(base + "/history") {}
+
+    /// The paths for the storage that Env names.
+    static GenerationPaths ofDevice();
+
+    /// In the root of a generation whose operation has not come to its end.
+    static constexpr const char* MARK = "/.new-generation";
+
+    std::string custom;
+    std::string mark; ///< in the custom storage
+    std::string base;
+    std::string next;      ///< what an operation works on, and after the exchange what the storage was before
+    std::string previous;  ///< what a rollback returns to
+    std::string saved;     ///< the state before an operation that writes in place
+    std::string discarded; ///< a generation that is being removed
+    std::string journal;   ///< there while an operation writes in place
+    std::string history;
+};
+
+/// Whether an operation that wrote in place has not come to its end, so that the storage is neither old nor new.
+bool isInterrupted(const GenerationPaths& paths);
+
+/// Whether a generation has been put in place by an operation that has not come to its end.
+bool isUnfinished(const GenerationPaths& paths);
+
+/// Returns why the custom storage cannot be exchanged with another directory in one step, or nothing. The storage need
+/// not exist.
+std::string exchangeObstacle(const std::string& custom);
+
+} // namespace Kelvra::SCADA::Tool

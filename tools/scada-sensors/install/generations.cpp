@@ -1,0 +1,275 @@
+#include "install/generations.h"
+
+#include "device/paths.h"
+#include "install/InstalledFiles.h"
+#include "install/InstalledModes.h"
+#include "install/treeCopy.h"
+#include "text/Descriptor.h"
+#include "text/filled.h"
+#include "text/removeTree.h"
+#include "text/text.h"
+
+#include <scada/Env.h>
+
+#include <json/reader.h>
+#include <json/writer.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <system_error>
+#include <vector>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr mode_t DIRECTORY_MODE = 0755;
+constexpr const char* WORK_PREFIX = "work-";
+
+bool exists(const std::string& path) {
+    struct stat status {};
+    return lstat(path.c_str(), &status) == 0;
+}
+
+void makeDirectory(const std::string& path) {
+    if (mkdir(path.c_str(), DIRECTORY_MODE) != 0 && errno != EEXIST)
+        throw std::runtime_error(filled("cannot make the directory [%s]: %s", {path, reasonOf(errno)}));
+}
+
+void move(const std::string& from, const std::string& to) {
+    if (rename(from.c_str(), to.c_str()) != 0)
+        throw std::runtime_error(filled("cannot rename [%s] to [%s]: %s", {from, to, reasonOf(errno)}));
+}
+
+std::string parentOf(const std::string& path) {
+    return fs::path(path).parent_path().string();
+}
+
+// Returns false where the directories cannot be exchanged in one step.
+bool exchangeDirectories(const std::string& one, const std::string& other) {
+    if (renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE) == 0)
+        return true;
+    const int error = errno;
+    for (const int impossible : {EINVAL, ENOSYS, EBUSY, EXDEV, EOPNOTSUPP}) {
+        if (error == impossible)
+            return false;
+    }
+    throw std::runtime_error(filled("cannot exchange [%s] and [%s]: %s", {one, other, reasonOf(error)}));
+}
+
+// --- the history
+
+std::string textOf(const HistoryEntry& entry) {
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    return Json::writeString(builder, toJson(entry));
+}
+
+HistoryEntry entryFrom(const std::string& file) {
+    std::string text;
+    Json::Value members;
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    if (readRegularFile(file, &text).empty() &&
+        reader->parse(text.data(), text.data() + text.size(), &members, nullptr) && members.isObject())
+        return historyEntryFrom(members);
+    return historyEntryOf("unknown", {});
+}
+
+// What has been done is done, whether it is written down or not.
+std::string writeHistory(const GenerationPaths& paths, const HistoryEntry& entry) {
+    try {
+        writeDurably(paths.history, historyWith(readHistory(paths.history), entry));
+        return "";
+    } catch (const std::runtime_error& e) {
+        return filled("the history is not complete: %s", {e.what()});
+    }
+}
+
+// --- the end of an operation
+
+std::vector<std::string> leftWork(const GenerationPaths& paths) {
+    std::vector<std::string> directories;
+    std::error_code error;
+    for (fs::directory_iterator at(paths.base, error); !error && at != fs::directory_iterator(); at.increment(error)) {
+        if (startsWith(at->path().filename().string(), WORK_PREFIX))
+            directories.push_back(at->path().string());
+    }
+    return directories;
+}
+
+// `former` becomes the previous generation. Done again after an interruption, it goes on where it was.
+void shiftPrevious(const GenerationPaths& paths, const std::string& former) {
+    if (!exists(former))
+        return;
+    if (exists(paths.previous)) {
+        removeTree(paths.discarded);
+        move(paths.previous, paths.discarded);
+    }
+    move(former, paths.previous);
+}
+
+// The operation is done: what fails now is worth a note, and the next operation does it again if need be.
+std::string endMarkedBy(const std::string& file, const std::string& note) {
+    try {
+        if (unlink(file.c_str()) != 0 && errno != ENOENT)
+            throw std::runtime_error(filled("cannot remove [%s]: %s", {file, reasonOf(errno)}));
+        syncDirectory(parentOf(file));
+        return note;
+    } catch (const std::runtime_error& e) {
+        return note.empty() ? e.what() : note;
+    }
+}
+
+std::string finishExchange(const GenerationPaths& paths) {
+    shiftPrevious(paths, paths.next);
+    const std::string note = writeHistory(paths, entryFrom(paths.mark));
+    syncDirectory(paths.base);
+    removeTree(paths.discarded);
+    return endMarkedBy(paths.mark, note);
+}
+
+std::string finishInPlace(const GenerationPaths& paths) {
+    shiftPrevious(paths, paths.saved);
+    const std::string note = writeHistory(paths, entryFrom(paths.journal));
+    syncDirectory(paths.base);
+    const std::string end = endMarkedBy(paths.journal, note);
+    removeTree(paths.next);
+    removeTree(paths.discarded);
+    return end;
+}
+
+void bringCustomTo(const GenerationPaths& paths, const std::string& generation) {
+    mirrorTree(generation, paths.custom);
+    syncFileSystem(paths.custom);
+}
+
+void save(const GenerationPaths& paths) {
+    removeTree(paths.saved);
+    linkTree(paths.custom, paths.saved);
+    syncFileSystem(paths.saved);
+}
+
+std::string writeInPlace(const GenerationPaths& paths, const HistoryEntry& entry) {
+    writeDurably(paths.journal, textOf(entry));
+    try {
+        bringCustomTo(paths, paths.next);
+    } catch (...) {
+        recoverBack(paths);
+        throw;
+    }
+    return finishInPlace(paths);
+}
+
+// The storage that is not there yet is like one that an installation makes.
+void makeCustom(const GenerationPaths& paths, const std::string& directory) {
+    makeDirectory(directory);
+    const std::string failure = inheritMode(directory, parentOf(paths.custom));
+    if (!failure.empty())
+        throw std::runtime_error(failure);
+}
+
+} // namespace
+
+Leftovers settle(const GenerationPaths& paths) {
+    if (isInterrupted(paths))
+        return Leftovers::INTERRUPTED;
+    if (isUnfinished(paths)) {
+        finishExchange(paths);
+        return Leftovers::FINISHED;
+    }
+    std::vector<std::string> left = leftWork(paths);
+    for (const std::string& directory : {paths.next, paths.saved, paths.discarded}) {
+        if (exists(directory))
+            left.push_back(directory);
+    }
+    for (const std::string& directory : left)
+        removeTree(directory);
+    return left.empty() ? Leftovers::NONE : Leftovers::DISCARDED;
+}
+
+// Without a saved state it has become the previous generation already.
+void recoverBack(const GenerationPaths& paths) {
+    const bool isSaved = exists(paths.saved);
+    bringCustomTo(paths, isSaved ? paths.saved : paths.previous);
+    if (!isSaved && exists(paths.discarded)) {
+        removeTree(paths.previous);
+        move(paths.discarded, paths.previous);
+    }
+    syncDirectory(paths.base);
+    endMarkedBy(paths.journal, "");
+    settle(paths);
+}
+
+std::string recoverForward(const GenerationPaths& paths) {
+    bringCustomTo(paths, paths.next);
+    return finishInPlace(paths);
+}
+
+NextGeneration::NextGeneration(const std::string& source)
+    : places(GenerationPaths::ofDevice()), configured(Env::inst().conf().getDfnCustomDir()) {
+    if (settle(places) == Leftovers::INTERRUPTED)
+        throw std::runtime_error(filled("an operation was interrupted; run: scada-sensors recover"));
+    makeDirectory(places.base);
+    work = std::make_unique<PrivateDirectory>(places.base, WORK_PREFIX);
+    tree = work->path() + "/custom";
+    const std::string copied = source.empty() ? places.custom : source;
+    if (exists(copied))
+        linkTree(copied, tree);
+    else
+        makeCustom(places, tree);
+    Env::inst().conf().setDfnCustomDir(tree);
+}
+
+// What is needed to recover must stay.
+NextGeneration::~NextGeneration() {
+    restoreEnv();
+    if (!isInterrupted(places) && !isUnfinished(places))
+        removeTree(places.next);
+}
+
+void NextGeneration::restoreEnv() const {
+    Env::inst().conf().setDfnCustomDir(configured);
+}
+
+void NextGeneration::makeRoomFor(const std::string& name) const {
+    for (const std::string& file : {definitionFile(tree, name), installedDecoder(tree, name)}) {
+        if (unlink(file.c_str()) != 0 && errno != ENOENT && errno != ENOTDIR)
+            throw std::runtime_error(filled("cannot remove [%s]: %s", {file, reasonOf(errno)}));
+    }
+}
+
+std::string NextGeneration::putInPlace(const HistoryEntry& entry, const std::function<void()>& begin) {
+    restoreEnv();
+    move(tree, places.next);
+    work.reset();
+    const bool exchangeable = exchangeObstacle(places.custom).empty();
+    const std::string mark = places.next + GenerationPaths::MARK;
+    if (exchangeable)
+        writeDurably(mark, textOf(entry));
+    else
+        save(places);
+    syncFileSystem(places.next);
+    begin();
+    if (!exists(places.custom))
+        makeCustom(places, places.custom);
+    if (exchangeable && exchangeDirectories(places.next, places.custom)) {
+        syncDirectory(parentOf(places.custom));
+        return finishExchange(places);
+    }
+    if (exchangeable) {
+        unlink(mark.c_str());
+        save(places);
+    }
+    return writeInPlace(places, entry);
+}
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,315 @@
+#include "install/treeCopy.h"
+
+#include "install/OperationLock.h"
+#include "text/Descriptor.h"
+#include "text/digest.h"
+#include "text/filled.h"
+#include "text/removeTree.h"
+
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/stat.h>
+#include <sys/vfs.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <set>
+#include <stdexcept>
+#include <system_error>
+#include <vector>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr mode_t ALL_BITS = 07777;
+constexpr std::size_t CHUNK = 65536;
+
+[[noreturn]] void failToCopy(const std::string& path, int error) {
+    throw std::runtime_error(filled("cannot copy [%s]: %s", {path, reasonOf(error)}));
+}
+
+[[noreturn]] void failToWrite(const std::string& path, int error) {
+    throw std::runtime_error(filled("cannot write [%s]: %s", {path, reasonOf(error)}));
+}
+
+struct stat statusOf(const std::string& path) {
+    struct stat status {};
+    if (lstat(path.c_str(), &status) != 0)
+        failToCopy(path, errno);
+    return status;
+}
+
+std::set<std::string> namesIn(const std::string& directory) {
+    std::set<std::string> names;
+    std::error_code error;
+    for (fs::directory_iterator at(directory, error); !error && at != fs::directory_iterator(); at.increment(error))
+        names.insert(at->path().filename().string());
+    names.erase(LOCK_INSIDE);
+    if (error)
+        failToCopy(directory, error.value());
+    return names;
+}
+
+// --- attributes
+
+bool hasNoOwners(std::uint32_t fileSystem) {
+    return fileSystem == MSDOS_SUPER_MAGIC || fileSystem == EXFAT_SUPER_MAGIC || fileSystem == FUSE_SUPER_MAGIC;
+}
+
+std::vector<char> attributeOf(const std::string& path, const std::string& name) {
+    std::vector<char> value;
+    ssize_t size = lgetxattr(path.c_str(), name.c_str(), nullptr, 0);
+    if (size > 0) {
+        value.resize(static_cast<std::size_t>(size));
+        size = lgetxattr(path.c_str(), name.c_str(), value.data(), value.size());
+    }
+    value.resize(static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+    return value;
+}
+
+// Returns the names one after the other, each ended by a zero byte.
+std::string attributeNames(const std::string& path) {
+    std::string names;
+    const ssize_t size = llistxattr(path.c_str(), nullptr, 0);
+    if (size <= 0)
+        return names;
+    names.resize(static_cast<std::size_t>(size));
+    const ssize_t length = llistxattr(path.c_str(), names.data(), names.size());
+    names.resize(static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
+    return names;
+}
+
+[[noreturn]] void failToKeep(const std::string& path, int error) {
+    throw std::runtime_error(
+        filled("cannot give the copy of [%s] its owner, mode or attributes: %s", {path, reasonOf(error)}));
+}
+
+// A label that the system has given already need not be set, which may take a privilege.
+void keepExtended(const std::string& source, const std::string& target) {
+    const std::string names = attributeNames(source);
+    for (std::size_t at = 0; at < names.size(); at = names.find('\0', at) + 1) {
+        const std::string name = names.c_str() + at;
+        const std::vector<char> value = attributeOf(source, name);
+        if (lsetxattr(target.c_str(), name.c_str(), value.data(), value.size(), 0) != 0 &&
+            attributeOf(target, name) != value)
+            failToKeep(source, errno);
+    }
+}
+
+// A change of the owner takes bits off the mode, so that the mode comes last.
+void keepAttributes(const std::string& source, const std::string& target) {
+    const struct stat wanted = statusOf(source);
+    const struct stat made = statusOf(target);
+    const bool sameOwner = made.st_uid == wanted.st_uid && made.st_gid == wanted.st_gid;
+    if (!sameOwner && lchown(target.c_str(), wanted.st_uid, wanted.st_gid) != 0)
+        failToKeep(source, errno);
+    keepExtended(source, target);
+    if (!S_ISLNK(wanted.st_mode) && chmod(target.c_str(), wanted.st_mode & ALL_BITS) != 0)
+        failToKeep(source, errno);
+}
+
+// Some file systems, as FAT, have one owner and one mode for all their files.
+void keepWhatCanBeKept(const std::string& source, const std::string& target) {
+    try {
+        keepAttributes(source, target);
+    } catch (const std::runtime_error&) {
+        struct statfs status {};
+        if (statfs(target.c_str(), &status) != 0 || !hasNoOwners(static_cast<std::uint32_t>(status.f_type)))
+            throw;
+    }
+}
+
+// --- files
+
+void writeAll(int file, const std::string& path, const char* data, std::size_t size) {
+    while (size > 0) {
+        const ssize_t written = write(file, data, size);
+        if (written < 0 && errno != EINTR)
+            failToWrite(path, errno);
+        data += std::max<ssize_t>(written, 0);
+        size -= static_cast<std::size_t>(std::max<ssize_t>(written, 0));
+    }
+}
+
+void copyContent(const std::string& source, const std::string& target) {
+    std::string failure;
+    const Descriptor in = openRegularFile(source, &failure);
+    if (!in.isOpen())
+        throw std::runtime_error(filled("cannot copy [%s]: %s", {source, failure}));
+    const Descriptor out{open(target.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR)};
+    if (!out.isOpen())
+        failToWrite(target, errno);
+    std::array<char, CHUNK> chunk;
+    for (;;) {
+        const ssize_t count = read(in.number(), chunk.data(), chunk.size());
+        if (count == 0)
+            return;
+        if (count > 0)
+            writeAll(out.number(), target, chunk.data(), static_cast<std::size_t>(count));
+        else if (errno != EINTR)
+            failToCopy(source, errno);
+    }
+}
+
+std::string targetOf(const std::string& link) {
+    std::error_code error;
+    const fs::path target = fs::read_symlink(link, error);
+    if (error)
+        failToCopy(link, error.value());
+    return target.string();
+}
+
+// FIFOs, sockets and devices are made anew and not opened.
+void copyFile(const std::string& source, const std::string& target) {
+    const struct stat status = statusOf(source);
+    if (S_ISREG(status.st_mode))
+        copyContent(source, target);
+    else if (S_ISLNK(status.st_mode) ? symlink(targetOf(source).c_str(), target.c_str()) != 0
+                                     : mknod(target.c_str(), status.st_mode, status.st_rdev) != 0)
+        failToWrite(target, errno);
+    keepWhatCanBeKept(source, target);
+}
+
+// A link to a file may be refused to those who may not write the file, or by the file system.
+void linkFile(const std::string& source, const std::string& target) {
+    if (linkat(AT_FDCWD, source.c_str(), AT_FDCWD, target.c_str(), 0) != 0)
+        copyFile(source, target);
+}
+
+void duplicate(const std::string& source, const std::string& target,
+               void (*takeFile)(const std::string& source, const std::string& target)) {
+    if (mkdir(target.c_str(), S_IRWXU) != 0)
+        failToWrite(target, errno);
+    for (const std::string& name : namesIn(source)) {
+        const std::string from = source + "/" + name;
+        const std::string to = target + "/" + name;
+        if (S_ISDIR(statusOf(from).st_mode))
+            duplicate(from, to, takeFile);
+        else
+            takeFile(from, to);
+    }
+    keepWhatCanBeKept(source, target);
+}
+
+// In the same directory, so that it can be given the name of the file that it replaces.
+std::string temporaryFor(const std::string& file) {
+    return fs::path(file).parent_path().string() + "/.scada-put";
+}
+
+void giveName(const std::string& temporary, const std::string& file) {
+    if (rename(temporary.c_str(), file.c_str()) == 0)
+        return;
+    const int error = errno;
+    unlink(temporary.c_str());
+    failToWrite(file, error);
+}
+
+void replaceFile(const std::string& source, const std::string& target) {
+    const std::string temporary = temporaryFor(target);
+    unlink(temporary.c_str());
+    copyFile(source, temporary);
+    giveName(temporary, target);
+}
+
+bool hasSameContent(const std::string& one, const std::string& other) {
+    struct stat first {};
+    struct stat second {};
+    if (lstat(one.c_str(), &first) != 0 || lstat(other.c_str(), &second) != 0 ||
+        (first.st_mode & S_IFMT) != (second.st_mode & S_IFMT))
+        return false;
+    if (S_ISREG(first.st_mode))
+        return first.st_size == second.st_size && digestOfFile(one) == digestOfFile(other);
+    return S_ISLNK(first.st_mode) ? targetOf(one) == targetOf(other) : first.st_rdev == second.st_rdev;
+}
+
+bool isDirectory(const std::string& path) {
+    struct stat status {};
+    return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+void removeWhole(const std::string& path) {
+    removeTree(path);
+    struct stat status {};
+    if (lstat(path.c_str(), &status) == 0)
+        throw std::runtime_error(filled("cannot remove [%s]: %s", {path, reasonOf(EEXIST)}));
+}
+
+void mirrorEntry(const std::string& source, const std::string& target) {
+    if (!isDirectory(source)) {
+        if (isDirectory(target))
+            removeWhole(target);
+        if (hasSameContent(source, target))
+            keepWhatCanBeKept(source, target);
+        else
+            replaceFile(source, target);
+        return;
+    }
+    if (!isDirectory(target)) {
+        unlink(target.c_str());
+        if (mkdir(target.c_str(), S_IRWXU) != 0)
+            failToWrite(target, errno);
+    }
+    mirrorTree(source, target);
+}
+
+} // namespace
+
+void linkTree(const std::string& source, const std::string& target) {
+    duplicate(source, target, linkFile);
+}
+
+void copyTree(const std::string& source, const std::string& target) {
+    duplicate(source, target, copyFile);
+}
+
+void mirrorTree(const std::string& source, const std::string& target) {
+    const std::set<std::string> wanted = namesIn(source);
+    for (const std::string& name : wanted)
+        mirrorEntry(source + "/" + name, target + "/" + name);
+    for (const std::string& name : namesIn(target)) {
+        if (wanted.count(name) == 0)
+            removeWhole(target + "/" + name);
+    }
+    keepWhatCanBeKept(source, target);
+}
+
+void writeDurably(const std::string& file, const std::string& text) {
+    const std::string temporary = temporaryFor(file);
+    unlink(temporary.c_str());
+    {
+        const Descriptor out{
+            open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH)};
+        if (!out.isOpen())
+            failToWrite(file, errno);
+        writeAll(out.number(), file, text.data(), text.size());
+        if (fsync(out.number()) != 0)
+            failToWrite(file, errno);
+    }
+    giveName(temporary, file);
+    syncDirectory(fs::path(file).parent_path().string());
+}
+
+void syncFileSystem(const std::string& directory) {
+    const Descriptor opened{open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
+    if (!opened.isOpen() || syncfs(opened.number()) != 0)
+        failToWrite(directory, errno);
+}
+
+// Some file systems cannot sync a directory alone.
+void syncDirectory(const std::string& directory) {
+    const Descriptor opened{open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
+    if (!opened.isOpen() || (fsync(opened.number()) != 0 && errno != EINVAL))
+        failToWrite(directory, errno);
+}
+
+} // namespace Kelvra::SCADA::Tool

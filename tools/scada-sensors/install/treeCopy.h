@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+
+namespace Kelvra::SCADA::Tool {
+
+// Copies of directory trees with owner, group, mode, labels and extended attributes. Symbolic links are copied, never
+// followed; the lock file of a directory is left out, and left alone. Each function throws std::runtime_error with the
+// path and the reason when it cannot do its work. None looks out for others who change the trees: the directories are
+// safe, and the lock is held.
+
+/// Makes `target` a copy of the directory `source` whose files are the same files under a second name. Files that
+/// cannot have one are copied.
+void linkTree(const std::string& source, const std::string& target);
+
+/// Makes `target` a copy of the directory `source` with files of its own.
+void copyTree(const std::string& source, const std::string& target);
+
+/// Brings the directory `target` to the state of `source`. Each file that differs is replaced in one step, so that a
+/// reader finds the old or the new one, whole.
+void mirrorTree(const std::string& source, const std::string& target);
+
+/// Writes a file of its own name in one step, so that a power cut leaves the old content or the new one.
+void writeDurably(const std::string& file, const std::string& text);
+
+/// Writes everything in the directory's file system to the disk.
+void syncFileSystem(const std::string& directory);
+
+/// Writes the entries of a directory to the disk.
+void syncDirectory(const std::string& directory);
+
+} // namespace Kelvra::SCADA::Tool
