@@ -219,6 +219,7 @@ protected:
 TEST_F(Recovery, removesWhatAKilledOperationLeft) {
     const auto before = snapshot(temp / "custom");
     plant("work-a1B2c3", "changed");
+    chmod((temp / "custom.generations/work-a1B2c3").c_str(), 0700);
     plant("next", "changed");
     plant("discarded", "changed");
     const ToolRun result = run({"recover"});
@@ -277,6 +278,60 @@ TEST_F(Recovery, readsNoLineOfTheHistoryThatIsTorn) {
     const Json::Value operations = parsed(run({"history", "--json"}).out)["result"]["operations"];
     ASSERT_EQ(operations.size(), 2U);
     EXPECT_EQ(operations[1U]["number"], 8);
+}
+
+class Export : public ToolTest {
+protected:
+    Export() {
+        addDefinition(custom, "lora/demo/a");
+        addDefinition(custom, "lora/demo/b");
+        writeList({GOOD_SENSOR});
+    }
+    std::string exported(const std::string& name) const {
+        const ToolRun result = run({"export", temp / name});
+        EXPECT_EQ(result.status, 0) << result.err;
+        EXPECT_EQ(result.out, "");
+        return readFile(temp / name);
+    }
+};
+
+TEST_F(Export, hasTheSameBytesForTheSameContent) {
+    const std::string first = exported("first.tar.gz");
+    std::filesystem::rename(temp / "custom", temp / "moved");
+    std::filesystem::copy(temp / "moved", temp / "custom", std::filesystem::copy_options::recursive);
+    chmod((temp / "custom/lora/demo/a.json").c_str(), 0600);
+    EXPECT_TRUE(exported("second.tar.gz") == first);
+    addDefinition(custom, "lora/demo/a", "Water");
+    EXPECT_FALSE(exported("second.tar.gz") == first);
+}
+
+TEST_F(Export, isTakenBackByAnInstallation) {
+    ASSERT_EQ(run({"install", temp / "custom", "--custom-dir", temp / "installed"}).status, 0);
+    const auto wanted = snapshot(temp / "installed");
+    ASSERT_EQ(run({"export", temp / "all.tar.gz", "--custom-dir", temp / "installed"}).status, 0);
+    const ToolRun result = run({"install", temp / "all.tar.gz", "--custom-dir", temp / "restored"});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.out, "installed lora/demo/a\ninstalled lora/demo/b\n");
+    EXPECT_EQ(snapshot(temp / "restored"), wanted);
+}
+
+TEST_F(Export, goesToStandardOutputToo) {
+    const std::string file = exported("all.tar.gz");
+    EXPECT_EQ(run({"export", "-"}, temp / "out").status, 0);
+    EXPECT_TRUE(readFile(temp / "out") == file);
+    const ToolRun refused = run({"export", "-", "--json"});
+    EXPECT_EQ(refused.status, 2);
+}
+
+TEST_F(Export, leavesTheFileAloneWhenItFails) {
+    writeFile(temp / "all.tar.gz", "former");
+    chmod((temp / "custom/lora/demo/a.json").c_str(), 0);
+    const ToolRun result = run({"export", temp / "all.tar.gz"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.err.find("lora/demo/a.json]: Permission denied"), std::string::npos) << result.err;
+    EXPECT_EQ(readFile(temp / "all.tar.gz"), "former");
+    EXPECT_EQ(run({"export", temp / "none/all.tar.gz"}).err,
+              "scada-sensors: cannot write the archive [$T/none/all.tar.gz]: No such file or directory\n");
 }
 
 } // namespace

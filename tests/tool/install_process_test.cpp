@@ -315,7 +315,7 @@ TEST_P(Signalled, anInstallationThatStillCopiesChangesNothing) {
 }
 
 TEST_P(Signalled, anInstallationThatHasNotBegunChangesNothing) {
-    for (int number = 0; number < 3000; ++number)
+    for (int number = 0; number < 200; ++number)
         addDefinition(source, "lora/many/" + std::to_string(number));
     const auto before = snapshot(temp / "custom");
     const auto process = startInstallation();

@@ -15,6 +15,7 @@ const std::vector<Command>& commands() {
         {"install", "install SRC_DIR [--allow-overwrite] [--dry-run]",
          "Install the definitions of a directory into the custom storage", declareInstall},
         {"remove", "remove NAME... | --all [--yes]", "Remove custom definitions", declareRemove},
+        {"export", "export FILE", "Write the custom storage and the managed-sensors list to an archive", declareExport},
         {"history", "history", "Show the last operations on the custom storage", declareHistory},
         {"rollback", "rollback", "Bring the custom storage back to the state before the last operation",
          declareRollback},

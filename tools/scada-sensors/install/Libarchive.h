@@ -6,7 +6,7 @@
 namespace Kelvra::SCADA::Tool {
 
 /// The functions of libarchive that are used, under their own names. The library is loaded when the first archive is
-/// read: loading it and those that it needs takes longer than most commands.
+/// read or written: loading it and those that it needs takes longer than most commands.
 struct Libarchive {
     // NOLINTBEGIN(readability-identifier-naming)
     decltype(&::archive_read_new) archive_read_new = nullptr;
@@ -28,6 +28,24 @@ struct Libarchive {
     decltype(&::archive_entry_symlink) archive_entry_symlink = nullptr;
     decltype(&::archive_entry_size) archive_entry_size = nullptr;
     decltype(&::archive_entry_size_is_set) archive_entry_size_is_set = nullptr;
+    decltype(&::archive_write_new) archive_write_new = nullptr;
+    decltype(&::archive_write_free) archive_write_free = nullptr;
+    decltype(&::archive_write_set_format_pax_restricted) archive_write_set_format_pax_restricted = nullptr;
+    decltype(&::archive_write_add_filter_gzip) archive_write_add_filter_gzip = nullptr;
+    decltype(&::archive_write_set_options) archive_write_set_options = nullptr;
+    decltype(&::archive_write_set_bytes_in_last_block) archive_write_set_bytes_in_last_block = nullptr;
+    decltype(&::archive_write_open_fd) archive_write_open_fd = nullptr;
+    decltype(&::archive_write_header) archive_write_header = nullptr;
+    decltype(&::archive_write_data) archive_write_data = nullptr;
+    decltype(&::archive_write_close) archive_write_close = nullptr;
+    decltype(&::archive_entry_new) archive_entry_new = nullptr;
+    decltype(&::archive_entry_free) archive_entry_free = nullptr;
+    decltype(&::archive_entry_set_pathname) archive_entry_set_pathname = nullptr;
+    decltype(&::archive_entry_set_filetype) archive_entry_set_filetype = nullptr;
+    decltype(&::archive_entry_set_perm) archive_entry_set_perm = nullptr;
+    decltype(&::archive_entry_set_size) archive_entry_set_size = nullptr;
+    decltype(&::archive_entry_set_mtime) archive_entry_set_mtime = nullptr;
+    decltype(&::archive_entry_set_symlink) archive_entry_set_symlink = nullptr;
     // NOLINTEND(readability-identifier-naming)
 };
 

@@ -7,7 +7,6 @@
 #include "text/Descriptor.h"
 #include "text/filled.h"
 #include "text/removeTree.h"
-#include "text/text.h"
 
 #include <scada/Env.h>
 
@@ -96,16 +95,6 @@ std::string writeHistory(const GenerationPaths& paths, const HistoryEntry& entry
 
 // --- the end of an operation
 
-std::vector<std::string> leftWork(const GenerationPaths& paths) {
-    std::vector<std::string> directories;
-    std::error_code error;
-    for (fs::directory_iterator at(paths.base, error); !error && at != fs::directory_iterator(); at.increment(error)) {
-        if (startsWith(at->path().filename().string(), WORK_PREFIX))
-            directories.push_back(at->path().string());
-    }
-    return directories;
-}
-
 // `former` becomes the previous generation. Done again after an interruption, it goes on where it was.
 void shiftPrevious(const GenerationPaths& paths, const std::string& former) {
     if (!exists(former))
@@ -186,7 +175,7 @@ Leftovers settle(const GenerationPaths& paths) {
         finishExchange(paths);
         return Leftovers::FINISHED;
     }
-    std::vector<std::string> left = leftWork(paths);
+    std::vector<std::string> left = leftoversIn(paths.base, WORK_PREFIX);
     for (const std::string& directory : {paths.next, paths.saved, paths.discarded}) {
         if (exists(directory))
             left.push_back(directory);
