@@ -389,13 +389,18 @@ INSTANTIATE_TEST_SUITE_P(Tool, UntrustedDirectory,
 // Who owns it can change its mode and its entries at any time.
 TEST_F(Install, refusesADirectoryOfAnotherUser) {
     addDefinition(source, "lora/demo/th1");
-    constexpr uid_t OTHER = 4711;
-    ASSERT_EQ(chown((temp / "custom").c_str(), OTHER, OTHER), 0);
-    const ToolRun result = install();
-    EXPECT_EQ(result.status, 5);
-    EXPECT_EQ(result.out, withRemedies("$T/custom: error: --custom-dir [$T/custom] can be changed by others: "
-                                       "[$T/custom] belongs to the user with the number 4711. "
-                                       "[install/untrusted-directory]\n"));
+    const struct {
+        uid_t number;
+        const char* name;
+    } others[] = {{4711, "4711"}, {1, "daemon"}};
+    for (const auto& other : others) {
+        ASSERT_EQ(chown((temp / "custom").c_str(), other.number, 0), 0);
+        const ToolRun result = install();
+        EXPECT_EQ(result.status, 5);
+        EXPECT_EQ(result.out, withRemedies("$T/custom: error: --custom-dir [$T/custom] can be changed by others: "
+                                           "[$T/custom] belongs to the user [" +
+                                           std::string(other.name) + "]. [install/untrusted-directory]\n"));
+    }
 }
 
 struct UnsafeRow {

@@ -1,11 +1,11 @@
 #include "device/History.h"
 
+#include "device/userName.h"
 #include "text/Descriptor.h"
 
 #include <json/reader.h>
 #include <json/writer.h>
 
-#include <pwd.h>
 #include <unistd.h>
 
 #include <array>
@@ -24,19 +24,14 @@ constexpr std::size_t MOST_ENTRIES = 100;
 // In bytes, without the newest entry.
 constexpr std::size_t MOST_ROOM = std::size_t{1024} * 1024;
 
-std::string nameOfUser(uid_t user) {
-    const passwd* known = getpwuid(user); // NOLINT(concurrency-mt-unsafe)
-    return known == nullptr ? std::to_string(user) : known->pw_name;
-}
-
 // Who logged in is known also behind sudo.
 std::string currentUser() {
     constexpr uid_t NOBODY_LOGGED_IN = static_cast<uid_t>(-1);
     std::string text;
     if (!readRegularFile("/proc/self/loginuid", &text).empty() || text.empty())
-        return nameOfUser(getuid());
+        return userName(getuid());
     const auto login = static_cast<uid_t>(std::strtoul(text.c_str(), nullptr, 10)); // NOLINT(*-magic-numbers)
-    return nameOfUser(login == NOBODY_LOGGED_IN ? getuid() : login);
+    return userName(login == NOBODY_LOGGED_IN ? getuid() : login);
 }
 
 std::string currentTime() {

@@ -1,6 +1,7 @@
 #include "install/untrustedDirectories.h"
 
 #include "device/paths.h"
+#include "device/userName.h"
 #include "text/filled.h"
 
 #include <sys/stat.h>
@@ -57,8 +58,8 @@ Findings untrustedDirectory(const std::string& option, const std::string& path) 
         if (status.st_uid != 0 && status.st_uid != geteuid())
             return {{Rules::INSTALL_UNTRUSTED_DIRECTORY,
                      {path},
-                     filled("%s [%s] can be changed by others: [%s] belongs to the user with the number %s.",
-                            {option, path, name, std::to_string(status.st_uid)})}};
+                     filled("%s [%s] can be changed by others: [%s] belongs to the user [%s].",
+                            {option, path, name, userName(status.st_uid)})}};
         if (isOpenToOthers(status))
             return {{Rules::INSTALL_UNTRUSTED_DIRECTORY,
                      {path},
