@@ -15,6 +15,7 @@
 
 #include <csignal>
 #include <cstdint>
+#include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <map>
@@ -386,6 +387,67 @@ INSTANTIATE_TEST_SUITE_P(Tool, UntrustedDirectory,
                                            UntrustedRow{"writable_only", "open/custom", 0733 | S_IROTH}),
                          rowName);
 
+/// A storage that belongs to an account.
+class StorageOfAnAccount : public Install {
+protected:
+    StorageOfAnAccount() {
+        addDefinition(source, "lora/demo/th1");
+        chmod(temp.path().c_str(), 0755);
+        // A process that has changed its user lets nobody look into it, not even the search for leaks.
+        setenv("LSAN_OPTIONS", "detect_leaks=0", 1);
+        for (const char* directory : {"account", "account/custom"}) {
+            makeDir(temp / directory);
+            EXPECT_EQ(chown((temp / directory).c_str(), ACCOUNT, ACCOUNT), 0);
+        }
+    }
+    ~StorageOfAnAccount() override { unsetenv("LSAN_OPTIONS"); }
+
+    ToolRun runThere(std::vector<std::string> arguments) const {
+        const std::vector<std::string> options = {"--custom-dir", temp / "account/custom", "--staging-dir",
+                                                  temp / "account/staging"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        return run(arguments);
+    }
+    void expectOwnedByTheAccount() const {
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(temp / "account")) {
+            struct stat status {};
+            EXPECT_EQ(lstat(entry.path().c_str(), &status), 0);
+            EXPECT_EQ(status.st_uid, ACCOUNT) << entry.path();
+            EXPECT_EQ(status.st_gid, ACCOUNT) << entry.path();
+        }
+    }
+
+    static constexpr uid_t ACCOUNT = 1;
+};
+
+TEST_F(StorageOfAnAccount, isChangedByRootAsTheAccount) {
+    const std::string upload = temp / "source";
+    EXPECT_EQ(runThere({"check", upload}).out, "0 faults in 1 definition\n");
+    EXPECT_EQ(runThere({"install", upload, "--dry-run"}).status, 0);
+    EXPECT_EQ(runThere({"install", upload}).out, "installed lora/demo/th1\n");
+    expectOwnedByTheAccount();
+    EXPECT_EQ(runThere({"remove", "lora/demo/th1"}).out, "removed lora/demo/th1\n");
+    EXPECT_EQ(runThere({"rollback"}).out, "restored lora/demo/th1\n");
+    EXPECT_EQ(runThere({"recover"}).out, "nothing to recover\n");
+    EXPECT_EQ(runThere({"remove", "--all", "--yes"}).status, 0);
+    expectOwnedByTheAccount();
+}
+
+// The account owns the directory above and can put links to anything there.
+TEST_F(StorageOfAnAccount, leadsRootNowhereElse) {
+    makeDir(temp / "roots");
+    writeFile(temp / "roots/file", "");
+    for (const std::string name : {"staging", "staging.lock", "custom.lock", "custom.generations"}) {
+        const std::string link = temp / ("account/" + name);
+        removeTree(link);
+        makeLink(temp / "roots", link);
+        EXPECT_NE(runThere({"install", temp / "source"}).status, 0) << name;
+        EXPECT_NE(runThere({"remove", "--all", "--yes"}).status, 0) << name;
+        EXPECT_EQ(treeOf(temp / "roots"), std::set<std::string>{"file"}) << name;
+        removeTree(link);
+    }
+}
+
 // Who owns it can change its mode and its entries at any time.
 TEST_F(Install, refusesADirectoryOfAnotherUser) {
     addDefinition(source, "lora/demo/th1");
@@ -393,12 +455,13 @@ TEST_F(Install, refusesADirectoryOfAnotherUser) {
         uid_t number;
         const char* name;
     } others[] = {{4711, "4711"}, {1, "daemon"}};
+    makeDir(temp / "staging");
     for (const auto& other : others) {
-        ASSERT_EQ(chown((temp / "custom").c_str(), other.number, 0), 0);
+        ASSERT_EQ(chown((temp / "staging").c_str(), other.number, 0), 0);
         const ToolRun result = install();
         EXPECT_EQ(result.status, 5);
-        EXPECT_EQ(result.out, withRemedies("$T/custom: error: --custom-dir [$T/custom] can be changed by others: "
-                                           "[$T/custom] belongs to the user [" +
+        EXPECT_EQ(result.out, withRemedies("$T/staging: error: --staging-dir [$T/staging] can be changed by others: "
+                                           "[$T/staging] belongs to the user [" +
                                            std::string(other.name) + "]. [install/untrusted-directory]\n"));
     }
 }

@@ -1,6 +1,7 @@
 #include "commands/apart.h"
 
 #include "commands/failedOperation.h"
+#include "device/ownerOfStorage.h"
 #include "text/Descriptor.h"
 #include "text/filled.h"
 
@@ -89,14 +90,18 @@ sigset_t deferredSignals() {
 
 [[noreturn]] void workToTheEnd(pid_t parent, Shared& shared, const Answer& answer,
                                const std::function<ExitCode(SignalGuard&)>& work) {
+    // Out of the terminal's session first: the user who owns the storage shall not type for the caller.
     setsid();
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (getppid() != parent)
-        _exit(static_cast<int>(ExitCode::FAILED));
     ExitCode code = ExitCode::FAILED;
     try {
-        Worker worker(shared);
-        code = work(worker);
+        code = runAsOwner(answer, [&] {
+            // The system forgets it when the process changes its user.
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            if (getppid() != parent)
+                _exit(static_cast<int>(ExitCode::FAILED));
+            Worker worker(shared);
+            return work(worker);
+        });
     } catch (const std::bad_alloc&) {
         code = answer.failed(ExitCode::FAILED, filled("not enough memory"));
     } catch (const std::exception& e) {
@@ -136,6 +141,11 @@ ExitCode waitFor(pid_t child, sigset_t signals, Shared& shared, const Answer& an
 }
 
 } // namespace
+
+ExitCode runAsOwner(const Answer& answer, const std::function<ExitCode()>& work) {
+    const std::string failure = becomeOwnerOfStorage();
+    return failure.empty() ? work() : answer.failed(ExitCode::FAILED, failure);
+}
 
 ExitCode runApart(const Answer& answer, const std::function<ExitCode(SignalGuard& guard)>& work) {
     const SharedMemory memory;

@@ -1,9 +1,11 @@
 #include "check/listRules.h"
 #include "check/storageRules.h"
 #include "commands/Command.h"
+#include "commands/apart.h"
 #include "commands/findingText.h"
 #include "commands/limits.h"
 #include "device/Device.h"
+#include "device/ownerOfStorage.h"
 #include "install/Preflight.h"
 #include "text/filled.h"
 #include "text/text.h"
@@ -43,6 +45,7 @@ ExitCode checkDevice(const Answer& answer) {
 }
 
 ExitCode checkSource(const InstallRequest& request, const Answer& answer) {
+    const ReadAccess access;
     Device device;
     const Preflight preflight = examine(request, device);
     Json::Value result(Json::objectValue);
@@ -62,7 +65,7 @@ Run declareCheck(CLI::App& app) {
     const std::vector<CLI::Option*> limits = declareLimits(app, &request->limits);
     return [request, source, overwrite, limits](const Answer& answer) {
         if (source->count() != 0)
-            return checkSource(*request, answer);
+            return runAsOwner(answer, [&] { return checkSource(*request, answer); });
         if (overwrite->count() != 0)
             return answer.badUsage(filled("%s needs SRC_DIR", {overwrite->get_name()}));
         for (const CLI::Option* limit : limits) {

@@ -6,6 +6,7 @@
 #include "commands/findingText.h"
 #include "commands/limits.h"
 #include "device/Device.h"
+#include "device/ownerOfStorage.h"
 #include "install/InstallJudge.h"
 #include "install/InstalledModes.h"
 #include "install/OperationLock.h"
@@ -29,6 +30,7 @@
 #include <memory>
 #include <optional>
 #include <set>
+#include <utility>
 
 namespace Kelvra::SCADA::Tool {
 
@@ -113,6 +115,7 @@ std::string summaryOf(const std::vector<PlannedDefinition>& definitions) {
 }
 
 ExitCode dryRun(const InstallRequest& request, const Answer& answer) {
+    const ReadAccess access;
     Device device;
     const Preflight preflight = examine(request, device);
     if (!device.list().isUsable())
@@ -269,6 +272,7 @@ ExitCode answerNothing(const Preflight& preflight, const Answer& answer) {
 }
 
 ExitCode install(const InstallRequest& request, SignalGuard& guard, const Answer& answer) {
+    std::optional<ReadAccess> access(std::in_place);
     const Findings directories = checkDirectories(request.source);
     if (!directories.empty())
         return refuse(directories, answer);
@@ -277,6 +281,7 @@ ExitCode install(const InstallRequest& request, SignalGuard& guard, const Answer
         return answer.failed(lock.isBusy() ? ExitCode::BUSY : ExitCode::FAILED, lock.failure());
     Device device;
     const Preflight preflight = examine(request, device);
+    access.reset();
     if (preflight.isRefused())
         return refuse(preflight.findings, answer);
     if (preflight.definitions.empty())
@@ -296,7 +301,7 @@ Run declareInstall(CLI::App& app) {
     declareLimits(app, &request->limits);
     return [request, dry](const Answer& answer) {
         if (dry->count() != 0)
-            return dryRun(*request, answer);
+            return runAsOwner(answer, [&] { return dryRun(*request, answer); });
         return runApart(answer, [&](SignalGuard& guard) { return install(*request, guard, answer); });
     };
 }

@@ -212,10 +212,12 @@ Run declareRemove(CLI::App& app) {
     app.add_flag("--all", arguments->all, "Empty the custom storage");
     app.add_flag("--yes", arguments->yes, "Do not ask before --all");
     return [arguments](const Answer& answer) {
-        // The question is asked in this process: it is the one that Ctrl-C ends.
-        if (const std::optional<ExitCode> refused = refuse(*arguments, answer))
-            return *refused;
-        return runApart(answer, [&](SignalGuard& guard) { return remove(*arguments, guard, answer); });
+        return runAsOwner(answer, [&] {
+            // The question is asked in this process: it is the one that Ctrl-C ends.
+            if (const std::optional<ExitCode> refused = refuse(*arguments, answer))
+                return *refused;
+            return runApart(answer, [&](SignalGuard& guard) { return remove(*arguments, guard, answer); });
+        });
     };
 }
 
