@@ -1,0 +1,124 @@
+// The tool is killed at each step of an operation, and at random moments.
+
+#include "FaultTest.h"
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <random>
+#include <thread>
+
+namespace {
+
+using namespace Kelvra::SCADA::Test;
+
+constexpr int KILLED = 128 + SIGKILL;
+
+// An emulated run takes ten times as long. Names decide over what a storage is, so that no change of one is left out.
+bool isTried(const Step& step) {
+#ifdef SCADA_EMULATOR
+    constexpr long STRIDE = 6;
+    return step.number % STRIDE == 0 || step.function.find("rename") == 0 || step.function.find("unlink") == 0;
+#else
+    return step.number > 0;
+#endif
+}
+
+class KilledAtAStep : public FaultTest, public ::testing::WithParamInterface<Case> {};
+
+TEST_P(KilledAtAStep, leavesOldOrNew) {
+    prepare(GetParam().operation, GetParam().way);
+    if (HasFatalFailure())
+        return;
+    const std::vector<Step> steps = stepsOfOperation();
+    Phases phases;
+    for (const Step& step : steps) {
+        if (!isTried(step))
+            continue;
+        SCOPED_TRACE(std::to_string(step.number) + " " + step.function + " " + step.path);
+        reset();
+        EXPECT_EQ(runOperation(faultAt("kill", step.number)).status, KILLED);
+        expectAfterKill(&phases);
+        ASSERT_FALSE(HasFailure());
+    }
+    reset();
+    EXPECT_EQ(runOperation(faultAt("kill", static_cast<long>(steps.size()) + 1)).status, 0);
+    EXPECT_TRUE(isNew());
+    expectNextInstallation();
+    expectPhases(phases, GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(Tool, KilledAtAStep, ::testing::ValuesIn(everyCase()), caseName);
+
+constexpr unsigned int SEED = 20261122;
+constexpr int SHARES = 10; // so that they can run side by side
+#ifdef SCADA_EMULATOR
+constexpr int KILLS = 30 / SHARES; // each takes ten times as long
+#else
+constexpr int KILLS = 300 / SHARES;
+#endif
+constexpr int ATTEMPTS = 20 * KILLS;
+
+class KilledAtRandom : public FaultTest, public ::testing::WithParamInterface<int> {
+protected:
+    using Clock = std::chrono::steady_clock;
+    using Microseconds = std::chrono::microseconds;
+
+    // Syncs are where most of the time goes.
+    Variables synced() const {
+        Variables variables = environment({});
+        variables.erase("SCADA_TEST_NO_SYNC");
+        return variables;
+    }
+
+    Microseconds undisturbedTime() const {
+        Microseconds shortest = Microseconds::max();
+        for (int left = 3; left > 0; --left) {
+            reset();
+            const Clock::time_point start = Clock::now();
+            EXPECT_EQ(RunningTool(commandLine(operation.arguments), synced(), temp.path()).wait().status, 0);
+            shortest = std::min(shortest, std::chrono::duration_cast<Microseconds>(Clock::now() - start));
+        }
+        return shortest;
+    }
+
+    // Returns whether it was killed before its end.
+    bool killAfter(Microseconds moment) const {
+        reset();
+        RunningTool tool(commandLine(operation.arguments), synced(), temp.path());
+        std::this_thread::sleep_for(moment);
+        tool.send(SIGKILL);
+        return tool.wait().status == KILLED;
+    }
+};
+
+TEST_P(KilledAtRandom, leavesOldOrNew) {
+    const std::vector<Case> cases = everyCase();
+    const Case& row = cases.at(static_cast<std::size_t>(GetParam()) % cases.size());
+    prepare(row.operation, row.way);
+    if (HasFatalFailure())
+        return;
+    const unsigned int seed = SEED + static_cast<unsigned int>(GetParam());
+    const auto time = static_cast<unsigned long>(undisturbedTime().count());
+    std::mt19937 random(seed);
+    Phases phases;
+    int kills = 0;
+    for (int attempts = 0; kills < KILLS && attempts < ATTEMPTS; ++attempts) {
+        // The files are changed late.
+        const Microseconds moment(std::max(random() % time, random() % time));
+        SCOPED_TRACE("killed after " + std::to_string(moment.count()) + " us");
+        if (!killAfter(moment))
+            continue;
+        ++kills;
+        expectAfterKill(&phases);
+        ASSERT_FALSE(HasFailure());
+    }
+    EXPECT_EQ(kills, KILLS);
+    for (const auto& [phase, count] : phases)
+        std::printf("%s, seed %u: %s: %d\n", nameOf(row).c_str(), seed, phase.c_str(), count);
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, KilledAtRandom, ::testing::Range(0, SHARES));
+
+} // namespace
