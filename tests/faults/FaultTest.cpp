@@ -36,17 +36,14 @@ std::string replaced(std::string text, const std::string& part, const std::strin
     return text;
 }
 
-void addDefinition(const std::string& storage, const std::string& name, const std::string& title) {
-    const std::string decoder = name.substr(name.rfind('/') + 1) + ".js";
-    StorageBuilder builder(storage);
-    builder.definition(name, R"({"decoder": ")" + decoder + R"(", "properties": {"temperature": {"name": ")" + title +
-                                 R"("}}})");
-    builder.decoder(name, decoder, "// decodes " + title + "\n");
-}
-
 void shell(const std::string& line) {
     if (std::system(line.c_str()) != 0)
         throw std::runtime_error("cannot run " + line);
+}
+
+// With hard links as they are.
+void layFrom(const std::string& source, const std::string& target) {
+    shell("rm -rf " + target + "/* && cp -a " + source + "/. " + target);
 }
 
 std::string modeOf(const std::string& path) {
@@ -72,6 +69,7 @@ State stateOf(const std::string& directory) {
 
 // In the child.
 [[noreturn]] void become(std::vector<std::string> words, const Variables& variables, const std::string& outputs) {
+    setpgid(0, 0);
     for (const auto& [name, value] : variables)
         setenv(name.c_str(), value.c_str(), 1);
     std::vector<char*> pointers;
@@ -101,9 +99,22 @@ Definitions readDefinitions(const std::string& directory) {
             found[name] = {error, ""};
             continue;
         }
-        found[name] = {Json::writeString(Json::StreamWriterBuilder(), spec.json), readFile(spec.decoderPath)};
+        found[name].document = Json::writeString(Json::StreamWriterBuilder(), spec.json);
+        try {
+            found[name].decoder = readFile(spec.decoderPath);
+        } catch (const std::runtime_error& failure) {
+            found[name].decoder = failure.what();
+        }
     }
     return found;
+}
+
+void addDefinition(const std::string& storage, const std::string& name, const std::string& title) {
+    const std::string decoder = name.substr(name.rfind('/') + 1) + ".js";
+    StorageBuilder builder(storage);
+    builder.definition(name, R"({"decoder": ")" + decoder + R"(", "properties": {"temperature": {"name": ")" + title +
+                                 R"("}}})");
+    builder.decoder(name, decoder, "// decodes " + title + "\n");
 }
 
 // --- operations
@@ -159,6 +170,8 @@ Variables operator+(Variables some, const Variables& others) {
     return some;
 }
 
+int RunningTool::running = 0;
+
 RunningTool::RunningTool(const std::vector<std::string>& arguments, const Variables& variables, std::string outputs)
     : directory(std::move(outputs)) {
     const std::vector<std::string> words = toolCommand(arguments);
@@ -167,9 +180,11 @@ RunningTool::RunningTool(const std::vector<std::string>& arguments, const Variab
         become(words, variables, directory);
     if (child < 0)
         throw std::runtime_error("cannot run " + words.front());
+    ++running;
 }
 
 RunningTool::~RunningTool() {
+    --running;
     if (!hasEnded()) {
         send(SIGKILL);
         collect(0);
@@ -178,6 +193,14 @@ RunningTool::~RunningTool() {
 
 void RunningTool::send(int signal) const {
     kill(child, signal);
+}
+
+void RunningTool::sendToGroup(int signal) const {
+    kill(-child, signal);
+}
+
+std::string RunningTool::output() const {
+    return readFile(directory + "/out");
 }
 
 bool RunningTool::collect(int options) {
@@ -194,19 +217,25 @@ bool RunningTool::hasEnded() {
     return collect(WNOHANG);
 }
 
-// What has lost its parent has this process for one.
+// What has lost its parent has this process for one. It is not known whose it was when there are others.
 ToolRun RunningTool::wait() {
     collect(0);
-    while (waitpid(-1, nullptr, 0) > 0) {
+    while (running == 1 && waitpid(-1, nullptr, 0) > 0) {
     }
     return {status, readFile(directory + "/out"), readFile(directory + "/err")};
 }
 
 // --- the storages
 
-FaultTest::FaultTest() {
+Subreaper::Subreaper() {
     prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0);
-    makeDir(temp / "work/default");
+}
+
+Subreaper::~Subreaper() {
+    prctl(PR_SET_CHILD_SUBREAPER, 0, 0, 0, 0);
+}
+
+FaultTest::FaultTest() {
     addDefinition(temp / "source", "lora/demo/new", "New");
     addDefinition(temp / "source", "lora/demo/old", "Newer");
     addDefinition(temp / "later", "lora/later/z", "Later");
@@ -215,46 +244,50 @@ FaultTest::FaultTest() {
 void FaultTest::prepare(const Operation& wanted, Way wantedWay) {
     operation = wanted;
     way = wantedWay;
-    removeTree(temp / "work");
-    makeDir(temp / "work/default");
+    shell("rm -rf " + place + "/*");
+    makeDir(place + "/default");
     if (operation.hasStorage) {
         for (const char* name : {"lora/demo/kept", "lora/demo/old", "lora/other/x"})
-            addDefinition(temp / "work/custom", name, name);
-        writeFile(temp / "work/custom/.hidden/notes", "notes\n");
-        chmod((temp / "work/custom/lora/demo/kept.js").c_str(), 0640);
-        chmod((temp / "work/custom").c_str(), 0750);
+            addDefinition(place + "/custom", name, name);
+        writeFile(place + "/custom/.hidden/notes", "notes\n");
+        chmod((place + "/custom/lora/demo/kept.js").c_str(), 0640);
+        chmod((place + "/custom").c_str(), 0750);
     }
     if (!operation.before.empty()) {
-        ASSERT_EQ(run(operation.before).status, 0);
+        const ToolRun before = run(operation.before);
+        ASSERT_EQ(before.status, 0) << before.out << before.err;
     }
-    shell("cp -a " + (temp / "work") + " " + (temp / "prototype"));
+    makeDir(temp / "prototype");
+    layFrom(place, temp / "prototype");
     old = stateOfCustom();
-    oldDefinitions = readDefinitions(temp / "work/custom");
+    oldDefinitions = readDefinitions(place + "/custom");
     const ToolRun undisturbed = runOperation();
     ASSERT_EQ(undisturbed.status, 0) << undisturbed.err;
     changed = stateOfCustom();
-    newDefinitions = readDefinitions(temp / "work/custom");
+    newDefinitions = readDefinitions(place + "/custom");
     ASSERT_NE(old, changed);
     ASSERT_FALSE(isMarked());
     reset();
 }
 
 void FaultTest::reset() const {
-    shell("rm -rf " + (temp / "work") + " && cp -a " + (temp / "prototype") + " " + (temp / "work"));
+    layFrom(temp / "prototype", place);
 }
 
 void FaultTest::keep() const {
-    shell("rm -rf " + (temp / "kept") + " && cp -a " + (temp / "work") + " " + (temp / "kept"));
+    removeTree(temp / "kept");
+    makeDir(temp / "kept");
+    layFrom(place, temp / "kept");
 }
 
 void FaultTest::resetToKept() const {
-    shell("rm -rf " + (temp / "work") + " && cp -a " + (temp / "kept") + " " + (temp / "work"));
+    layFrom(temp / "kept", place);
 }
 
 std::vector<std::string> FaultTest::commandLine(const std::vector<std::string>& arguments) const {
-    std::vector<std::string> line = {"--default-dir", temp / "work/default",
-                                     "--custom-dir",  temp / "work/custom",
-                                     "--staging-dir", temp / "work/staging",
+    std::vector<std::string> line = {"--default-dir", place + "/default",
+                                     "--custom-dir",  place + "/custom",
+                                     "--staging-dir", place + "/staging",
                                      "--map",         temp / "list.json",
                                      "--log-level",   "off"};
     for (const std::string& argument : arguments)
@@ -277,20 +310,25 @@ ToolRun FaultTest::runOperation(const Variables& more) const {
     return run(operation.arguments, more);
 }
 
-std::vector<Step> FaultTest::stepsOfOperation() const {
+std::vector<Step> FaultTest::stepsOfOperation(const Variables& more) const {
+    reset();
+    return stepsOf(operation.arguments, more);
+}
+
+std::vector<Step> FaultTest::stepsOf(const std::vector<std::string>& arguments, const Variables& more) const {
     const std::string log = temp / "steps";
     removeTree(log);
-    reset();
-    EXPECT_EQ(runOperation({{"SCADA_TEST_FAULT_LOG", log}}).status, 0);
+    EXPECT_EQ(run(arguments, more + Variables{{"SCADA_TEST_FAULT_LOG", log}}).status, 0);
     std::vector<Step> steps;
     std::istringstream lines(readFile(log));
     std::string line;
     while (std::getline(lines, line)) {
         std::istringstream words(line);
         Step step{};
-        int needs = 0;
+        unsigned int needs = 0;
         words >> step.number >> needs >> step.function >> std::ws;
-        step.grows = needs != 0;
+        step.takesSpace = (needs & 1U) != 0;
+        step.takesInode = (needs & 2U) != 0;
         std::getline(words, step.path);
         steps.push_back(step);
     }
@@ -303,11 +341,11 @@ std::size_t FaultTest::programsAmong(const std::vector<Step>& steps) {
 }
 
 State FaultTest::stateOfCustom() const {
-    return stateOf(temp / "work/custom");
+    return stateOf(place + "/custom");
 }
 
 bool FaultTest::shows(const State& state, const Definitions& definitions) const {
-    return readDefinitions(temp / "work/custom") == definitions && stateOfCustom() == state;
+    return readDefinitions(place + "/custom") == definitions && stateOfCustom() == state;
 }
 
 // An empty storage is as good as none: an installation that has not come to its end may have made one.
@@ -321,11 +359,11 @@ bool FaultTest::isNew() const {
 }
 
 bool FaultTest::isMarked() const {
-    return fs::exists(temp / "work/custom" + "/" + MARK);
+    return fs::exists(place + "/custom/" + MARK);
 }
 
 bool FaultTest::has(const std::string& generation) const {
-    return fs::exists(temp / "work/custom.generations/" + generation);
+    return fs::exists(place + "/custom.generations/" + generation);
 }
 
 bool FaultTest::isInterrupted() const {
@@ -349,14 +387,14 @@ void FaultTest::expectNextInstallation() const {
     EXPECT_EQ(after, before);
     EXPECT_FALSE(isMarked());
     if (!before.empty()) {
-        EXPECT_EQ(stateOf(temp / "work/custom.generations/previous"), before);
+        EXPECT_EQ(stateOf(place + "/custom.generations/previous"), before);
     }
     std::error_code error;
-    for (const fs::directory_entry& entry : fs::directory_iterator(temp / "work/custom.generations", error)) {
+    for (const fs::directory_entry& entry : fs::directory_iterator(place + "/custom.generations", error)) {
         const std::string name = entry.path().filename();
         EXPECT_TRUE(name == "previous" || name == "history") << name;
     }
-    for (const std::string& name : treeOf(temp / "work/staging"))
+    for (const std::string& name : treeOf(place + "/staging"))
         ADD_FAILURE() << "in the staging directory: " << name;
 }
 
@@ -400,6 +438,27 @@ void FaultTest::expectAfterKill(Phases* phases) const {
     }
     EXPECT_TRUE(isOld() || isNew()) << found;
     expectNextInstallation();
+}
+
+std::string FaultTest::expectNothingTorn(const ToolRun& failed) const {
+    EXPECT_LT(failed.status, 128);
+    EXPECT_NE(failed.err, "");
+    if (isInterrupted() || isMarked()) {
+        EXPECT_NE(failed.err.find("scada-sensors recover"), std::string::npos);
+    }
+    const std::string found = stateAfterRecovery();
+    EXPECT_TRUE(found != "new" && found != "neither") << found;
+    return found;
+}
+
+std::string FaultTest::stateAfterRecovery() const {
+    if (!isInterrupted() && !isMarked())
+        return isOld() ? "old" : isNew() ? "new" : "neither";
+    const bool forward = isMarked();
+    const ToolRun mended = run({"recover"});
+    EXPECT_EQ(mended.status, 0) << mended.out << mended.err;
+    EXPECT_TRUE(forward ? isNew() : isOld());
+    return forward ? "new when recovered" : "old when recovered";
 }
 
 void expectPhases(const std::map<std::string, int>& phases, const Case& row) {

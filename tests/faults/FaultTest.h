@@ -28,6 +28,9 @@ using Definitions = std::map<std::string, Definition>;
 
 Definitions readDefinitions(const std::string& directory);
 
+/// Adds a good definition with a decoder beside it.
+void addDefinition(const std::string& storage, const std::string& name, const std::string& title);
+
 /// How the tool brings the storage from one state to the next.
 enum class Way { EXCHANGE, IN_PLACE };
 
@@ -63,7 +66,8 @@ Variables operator+(Variables some, const Variables& others);
 /// A call with which the tool changes files.
 struct Step {
     long number;
-    bool grows; ///< whether it takes space or an inode
+    bool takesSpace;
+    bool takesInode;
     std::string function;
     std::string path;
 };
@@ -71,7 +75,7 @@ struct Step {
 /// A run of the tool that may go on beside the test.
 class RunningTool {
 public:
-    /// Its output goes to the files `out` and `err` of the directory `outputs`. With a terminal it has that as its own.
+    /// Its output goes to the files `out` and `err` of the directory `outputs`.
     RunningTool(const std::vector<std::string>& arguments, const Variables& variables, std::string outputs);
     /// Kills it when it still runs.
     ~RunningTool();
@@ -79,16 +83,29 @@ public:
     RunningTool& operator=(const RunningTool&) = delete;
 
     void send(int signal) const;
+    /// Sends it to all that a terminal would send it to.
+    void sendToGroup(int signal) const;
     bool hasEnded();
-    /// Waits for the end of the tool and of everything that it has started.
+    std::string output() const;
+    /// Waits for the end of the tool and, when no other one runs, of everything that it has started.
     ToolRun wait();
 
 private:
     bool collect(int options);
 
+    static int running;
     std::string directory;
     pid_t child;
     int status = -1;
+};
+
+/// While it lives, this process is the parent of all that lose theirs, and so can wait for them.
+class Subreaper {
+public:
+    Subreaper();
+    ~Subreaper();
+    Subreaper(const Subreaper&) = delete;
+    Subreaper& operator=(const Subreaper&) = delete;
 };
 
 /// Storages in the temporary directory, what an operation makes of them, and runs of the tool on them that are
@@ -99,7 +116,7 @@ protected:
 
     /// Lays the storages for an operation and lets it run once, so that `old` and `changed` are known.
     void prepare(const Operation& wanted, Way wantedWay);
-    /// Puts everything back to the moment before the operation.
+    /// Puts everything back to the moment before the operation. What is mounted there stays.
     void reset() const;
     /// The same for what keep() has kept.
     void keep() const;
@@ -109,8 +126,9 @@ protected:
     Variables environment(const Variables& more) const;
     ToolRun run(const std::vector<std::string>& arguments, const Variables& more = {}) const;
     ToolRun runOperation(const Variables& more = {}) const;
-    /// Runs the operation undisturbed. Returns its steps.
-    std::vector<Step> stepsOfOperation() const;
+    std::vector<Step> stepsOf(const std::vector<std::string>& arguments, const Variables& more = {}) const;
+    /// Runs the operation undisturbed. Returns its steps; those below a directory only, if `more` says so.
+    std::vector<Step> stepsOfOperation(const Variables& more = {}) const;
     /// Returns the programs that this run starts.
     static std::size_t programsAmong(const std::vector<Step>& steps);
 
@@ -121,6 +139,11 @@ protected:
     bool isInterrupted() const;
     bool has(const std::string& generation) const;
 
+    /// Expects that a run that said that it failed changed nothing, or said what to do to get to the old or the new
+    /// state. Returns which it was.
+    std::string expectNothingTorn(const ToolRun& failed) const;
+    /// Lets the tool mend what it has to. Returns in which state the storage was or is then.
+    std::string stateAfterRecovery() const;
     /// Expects that the next installation succeeds, changes nothing else and leaves nothing behind.
     void expectNextInstallation() const;
 
@@ -129,7 +152,9 @@ protected:
     /// Expects what must hold when the operation was killed, and mends it. Everything may be changed afterwards.
     void expectAfterKill(Phases* phases) const;
 
+    Subreaper subreaper;
     TempDir temp;
+    std::string place = temp / "work"; ///< the directory that has the storages
     Operation operation;
     Way way = Way::EXCHANGE;
     State old;

@@ -651,6 +651,7 @@ static bool mayAllocate() {
         return true;
     if (++settings().counts->allocations != settings().at)
         return true;
+    writeLog("an allocation fails\n");
     errno = ENOMEM;
     return false;
 }

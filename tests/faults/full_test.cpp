@@ -1,0 +1,187 @@
+// Nothing can be written from some step on, or one step fails.
+
+#include "FaultTest.h"
+#include "mountPrivately.h"
+
+#include <sys/mount.h>
+#include <sys/statvfs.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <ostream>
+#include <string>
+
+namespace {
+
+using namespace Kelvra::SCADA::Test;
+
+struct Lack {
+    const char* name;
+    const char* fault;
+    std::vector<const char*> reasons; ///< one of them is named
+    bool (*matters)(const Step& step);
+    Case row;
+};
+
+void PrintTo(const Lack& row, std::ostream* out) {
+    *out << row.name;
+}
+
+std::vector<Lack> everyLack() {
+    const std::vector<Lack> kinds = {
+        {"full", "full", {"No space left on device"}, [](const Step& step) { return step.takesSpace; }, {}},
+        {"noInodes", "no-inodes", {"No space left on device"}, [](const Step& step) { return step.takesInode; }, {}},
+        {"quota", "quota", {"Disk quota exceeded"}, [](const Step& step) { return step.takesSpace; }, {}},
+        {"error", "error", {"Input/output error"}, [](const Step& step) { return step.number > 0; }, {}},
+    };
+    std::vector<Lack> rows;
+    for (const Lack& kind : kinds) {
+        for (const Case& row : everyCase())
+            rows.push_back({kind.name, kind.fault, kind.reasons, kind.matters, row});
+    }
+    return rows;
+}
+
+// An emulated run takes ten times as long.
+bool isTried(std::size_t number) {
+#ifdef SCADA_EMULATOR
+    constexpr std::size_t STRIDE = 9;
+#else
+    constexpr std::size_t STRIDE = 1;
+#endif
+    return number % STRIDE == 0;
+}
+
+class Lacking : public FaultTest, public ::testing::WithParamInterface<Lack> {
+protected:
+    void SetUp() override { prepare(GetParam().row.operation, GetParam().row.way); }
+
+    Variables below() const { return {{"SCADA_TEST_FAULT_DIR", place + "/"}}; }
+    bool namesReason(const ToolRun& result) const {
+        for (const char* reason : GetParam().reasons) {
+            if (result.err.find(reason) != std::string::npos)
+                return true;
+        }
+        return false;
+    }
+};
+
+TEST_P(Lacking, leavesOldOrNew) {
+    std::vector<Step> steps;
+    for (const Step& step : stepsOfOperation(below())) {
+        if (GetParam().matters(step))
+            steps.push_back(step);
+    }
+    Phases phases;
+    for (std::size_t at = 0; at < steps.size(); ++at) {
+        const Step& step = steps[at];
+        if (!isTried(at))
+            continue;
+        SCOPED_TRACE(std::to_string(step.number) + " " + step.function + " " + step.path);
+        reset();
+        const ToolRun result = runOperation(below() + faultAt(GetParam().fault, step.number));
+        if (result.status == 0) {
+            ++phases["new"];
+            EXPECT_TRUE(isNew()) << result.out << result.err;
+        } else {
+            ++phases[expectNothingTorn(result)];
+            phases["reason not named"] += namesReason(result) ? 0 : 1;
+        }
+        expectNextInstallation();
+        ASSERT_FALSE(HasFailure()) << result.status << " " << result.out << result.err;
+    }
+    EXPECT_GT(phases["old"], 0);
+    for (const auto& [phase, count] : phases)
+        std::printf("%s, %s: %s: %d\n", GetParam().name, nameOf(GetParam().row).c_str(), phase.c_str(), count);
+}
+
+INSTANTIATE_TEST_SUITE_P(Tool, Lacking, ::testing::ValuesIn(everyLack()),
+                         [](const auto& row) { return row.param.name + ("_" + nameOf(row.param.row)); });
+
+// --- a file system that is full
+
+constexpr unsigned long PAGE = 4096;
+constexpr unsigned long SIZES = 30;
+constexpr const char* LARGE = "size=4m,nr_inodes=1k";
+
+enum class Limit { SPACE, INODES };
+
+struct SmallDisk {
+    Limit limit;
+    Case row;
+};
+
+void PrintTo(const SmallDisk& disk, std::ostream* out) {
+    *out << (disk.limit == Limit::SPACE ? "space_" : "inodes_") << nameOf(disk.row);
+}
+
+std::vector<SmallDisk> smallDisks() {
+    std::vector<SmallDisk> disks;
+    for (const Case& row : everyCase()) {
+        disks.push_back({Limit::SPACE, row});
+        disks.push_back({Limit::INODES, row});
+    }
+    return disks;
+}
+
+class FullDisk : public FaultTest, public ::testing::WithParamInterface<SmallDisk> {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(mountPrivately(place, LARGE));
+        prepare(GetParam().row.operation, GetParam().row.way);
+    }
+    void TearDown() override { umount(place.c_str()); }
+
+    void enlarge() const { ASSERT_EQ(mount("tmpfs", place.c_str(), "tmpfs", MS_REMOUNT, LARGE), 0); }
+
+    /// Leaves so many pages or inodes.
+    void leave(unsigned long count) const {
+        struct statvfs status {};
+        ASSERT_EQ(statvfs(place.c_str(), &status), 0);
+        // A size of 0 is none.
+        const unsigned long used = (status.f_blocks - status.f_bfree) * status.f_frsize / PAGE;
+        const unsigned long pages = std::max(used + count, 1UL);
+        const unsigned long inodes = status.f_files - status.f_ffree + count;
+        const std::string options = GetParam().limit == Limit::SPACE ? "size=" + std::to_string(pages * PAGE)
+                                                                     : "nr_inodes=" + std::to_string(inodes);
+        ASSERT_EQ(mount("tmpfs", place.c_str(), "tmpfs", MS_REMOUNT, options.c_str()), 0);
+    }
+
+    static bool namesReason(const ToolRun& result) {
+        const std::string said = result.out + result.err;
+        return said.find("No space left on device") != std::string::npos ||
+               said.find("not enough free space") != std::string::npos;
+    }
+};
+
+// The smallest leave nothing, and the largest room for everything.
+TEST_P(FullDisk, leavesOldOrNew) {
+    Phases phases;
+    for (unsigned long count = 0; count < SIZES; ++count) {
+        SCOPED_TRACE(count);
+        reset();
+        leave(count);
+        const ToolRun result = runOperation();
+        if (result.status == 0) {
+            ++phases["new"];
+            EXPECT_TRUE(isNew()) << result.out << result.err;
+        } else {
+            EXPECT_TRUE(namesReason(result)) << result.out << result.err;
+            enlarge();
+            ++phases[expectNothingTorn(result)];
+        }
+        enlarge();
+        expectNextInstallation();
+        ASSERT_FALSE(HasFailure());
+    }
+    EXPECT_GT(phases["old"], 0);
+    EXPECT_GT(phases["new"], 0);
+    for (const auto& [phase, count] : phases)
+        std::printf("%s: %s: %d\n", nameOf(GetParam().row).c_str(), phase.c_str(), count);
+}
+
+INSTANTIATE_TEST_SUITE_P(Tool, FullDisk, ::testing::ValuesIn(whereMountable(smallDisks())),
+                         [](const auto& row) { return ::testing::PrintToString(row.param); });
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(FullDisk);
+
+} // namespace

@@ -1,0 +1,77 @@
+// Every allocation of an operation fails in turn.
+
+#include "FaultTest.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <string>
+
+namespace {
+
+using namespace Kelvra::SCADA::Test;
+
+// Each case takes some of the allocations, so that the cases can run side by side; one of so many is tried at all.
+constexpr int SHARES = 2;
+#ifdef SCADA_EMULATOR
+constexpr long STRIDE = 211;
+#else
+constexpr long STRIDE = 31;
+#endif
+
+struct Share {
+    Case row;
+    long first;
+};
+
+void PrintTo(const Share& share, std::ostream* out) {
+    *out << nameOf(share.row) << share.first;
+}
+
+std::vector<Share> shares() {
+    std::vector<Share> all;
+    for (const char* name : {"overwritingInstallation", "removal"}) {
+        for (const Way way : {Way::EXCHANGE, Way::IN_PLACE}) {
+            for (int share = 0; share < SHARES; ++share)
+                all.push_back({{operationNamed(name), way}, 1 + share * STRIDE});
+        }
+    }
+    return all;
+}
+
+class AllocationFailure : public FaultTest, public ::testing::WithParamInterface<Share> {
+protected:
+    void SetUp() override { prepare(GetParam().row.operation, GetParam().row.way); }
+};
+
+TEST_P(AllocationFailure, leavesOldOrNew) {
+    const std::string log = temp / "log";
+    Phases phases;
+    for (long nth = GetParam().first;; nth += SHARES * STRIDE) {
+        SCOPED_TRACE(nth);
+        reset();
+        removeTree(log);
+        const ToolRun result = runOperation(faultAt("memory", nth) + Variables{{"SCADA_TEST_FAULT_LOG", log}});
+        if (!std::filesystem::exists(log))
+            break;
+        if (result.status == 0) {
+            ++phases["new"];
+            EXPECT_TRUE(isNew()) << result.out << result.err;
+        } else {
+            // The answer may be what failed; and the standard library ends a process whose directories it cannot read.
+            const std::string found = stateAfterRecovery();
+            EXPECT_NE(found, "neither");
+            EXPECT_NE(result.err, "");
+            ++phases[found == "new" ? "new, not answered" : found];
+        }
+        expectNextInstallation();
+        ASSERT_FALSE(HasFailure()) << result.status << " " << result.out << result.err;
+    }
+    EXPECT_GT(phases["old"], 0);
+    for (const auto& [phase, count] : phases)
+        std::printf("%s: %s: %d\n", nameOf(GetParam().row).c_str(), phase.c_str(), count);
+}
+
+INSTANTIATE_TEST_SUITE_P(Tool, AllocationFailure, ::testing::ValuesIn(shares()),
+                         [](const auto& row) { return ::testing::PrintToString(row.param); });
+
+} // namespace

@@ -1,0 +1,227 @@
+// The power fails. What the disk has at some moments of an operation is copied, and each copy is mounted.
+
+#include "FaultTest.h"
+#include "files.h"
+#include "mountPrivately.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/mount.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace Kelvra::SCADA::Test;
+
+constexpr std::size_t IMAGE_SIZE = std::size_t{8} << 20U;
+constexpr std::size_t BLOCK = 4096;
+#ifdef SCADA_EMULATOR
+constexpr long STRIDE = 9; // an emulated run takes ten times as long
+#else
+constexpr long STRIDE = 1;
+#endif
+
+struct Disk {
+    const char* name;
+    const char* make;  ///< the shell command that makes the file system in the file $IMAGE
+    const char* mount; ///< and mounts it at $PLACE
+    Way way;
+};
+
+struct Cut {
+    Disk disk;
+    Operation operation;
+};
+
+void PrintTo(const Cut& cut, std::ostream* out) {
+    *out << cut.disk.name << "_" << nameOf({cut.operation, cut.disk.way});
+}
+
+bool runShell(const std::string& image, const std::string& place, const std::string& command) {
+    return std::system(("IMAGE='" + image + "'; PLACE='" + place +
+                        "'; PATH=$PATH:/usr/sbin:/sbin; exec >/dev/null 2>&1; " + command)
+                           .c_str()) == 0;
+}
+
+bool mountImage(const Disk& disk, const std::string& image, const std::string& place) {
+    makeDir(place);
+    return runShell(image, place, disk.mount);
+}
+
+bool makeDisk(const Disk& disk, const std::string& image, const std::string& place) {
+    return runShell(image, place, "truncate -s " + std::to_string(IMAGE_SIZE) + " $IMAGE && " + disk.make) &&
+           mountImage(disk, image, place);
+}
+
+const std::vector<Disk>& disks() {
+    static const std::vector<Disk> ROWS = {
+        {"ext4", "mkfs.ext4 -q $IMAGE", "mount -t ext4 -o loop $IMAGE $PLACE", Way::EXCHANGE},
+        {"ext4", "mkfs.ext4 -q $IMAGE", "mount -t ext4 -o loop $IMAGE $PLACE", Way::IN_PLACE},
+    };
+    return ROWS;
+}
+
+// In a mount namespace of its own. Returns whether the kernel has the file system and a loop device.
+bool isMountable(const Disk& disk) {
+    const TempDir dir;
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(mountPrivately(dir / "disk", "size=64m") && makeDisk(disk, dir / "disk/image", dir / "place") &&
+                      umount((dir / "place").c_str()) == 0
+                  ? EXIT_SUCCESS
+                  : EXIT_FAILURE);
+    int status = -1;
+    waitpid(child, &status, 0);
+    return status == 0;
+}
+
+std::vector<Cut> cuts() {
+    std::vector<Cut> rows;
+    for (const Disk& disk : disks()) {
+        if (!canMount() || !isMountable(disk))
+            continue;
+        for (const char* name : {"firstInstallation", "overwritingInstallation", "removal", "rollback"})
+            rows.push_back({disk, operationNamed(name)});
+    }
+    return rows;
+}
+
+class PowerCut : public FaultTest, public ::testing::WithParamInterface<Cut> {
+protected:
+    void SetUp() override {
+        ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends.data()), 0);
+        ASSERT_EQ(fcntl(ends[0], F_SETFD, FD_CLOEXEC), 0);
+        ASSERT_TRUE(mountPrivately(temp / "disk", "size=256m"));
+        ASSERT_TRUE(makeDisk(GetParam().disk, image, place));
+        prepare(GetParam().operation, GetParam().disk.way);
+        const int directory = open(place.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        ASSERT_EQ(syncfs(directory), 0);
+        close(directory);
+    }
+    void TearDown() override {
+        umount(place.c_str());
+        umount((temp / "disk").c_str());
+        for (const int end : ends)
+            close(end);
+    }
+
+    std::string readImage() const {
+        std::string bytes(IMAGE_SIZE, '\0');
+        const int file = open(image.c_str(), O_RDONLY | O_CLOEXEC);
+        EXPECT_EQ(pread(file, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
+        close(file);
+        return bytes;
+    }
+
+    /// Returns what the disk has at one moment: what two readings of it agree on. Empty when it changes all the time.
+    std::string momentOfDisk() const {
+        constexpr int READINGS = 20;
+        std::string one = readImage();
+        for (int left = READINGS; left > 0; --left) {
+            std::string other = readImage();
+            if (one == other)
+                return one;
+            one.swap(other);
+        }
+        return "";
+    }
+
+    // Without the blocks that have nothing, which are most of them.
+    void writeCopy(const std::string& bytes) const {
+        static const std::string NOTHING(BLOCK, '\0');
+        const int file =
+            open((temp / "disk/copy").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR);
+        ASSERT_EQ(ftruncate(file, static_cast<off_t>(bytes.size())), 0);
+        for (std::size_t at = 0; at < bytes.size(); at += BLOCK) {
+            if (bytes.compare(at, BLOCK, NOTHING) != 0) {
+                ASSERT_EQ(pwrite(file, bytes.data() + at, BLOCK, static_cast<off_t>(at)), static_cast<ssize_t>(BLOCK));
+            }
+        }
+        close(file);
+    }
+
+    /// Expects of a copy, mounted as after a restart, that it is old or new.
+    void expectWhole(const std::string& bytes, bool mustBeNew) {
+        const std::string running = place;
+        writeCopy(bytes);
+        place = temp / "restarted";
+        ASSERT_TRUE(mountImage(GetParam().disk, temp / "disk/copy", place));
+        std::string found = stateAfterRecovery();
+        found += mustBeNew && found != "new when recovered" && found != "new" ? ", although it was said to be new" : "";
+        EXPECT_TRUE(found == "old" || found == "new" || found == "old when recovered" || found == "new when recovered")
+            << found;
+        ++phases[found];
+        expectNextInstallation();
+        EXPECT_EQ(umount(place.c_str()), 0);
+        place = running;
+    }
+
+    /// Returns the step before which the tool waits, or 0 when it has ended.
+    long nextStep(RunningTool* tool) const {
+        pollfd wait{ends[0], POLLIN, 0};
+        while (poll(&wait, 1, 1) == 0) {
+            if (tool->hasEnded() && poll(&wait, 1, 0) == 0)
+                return 0;
+        }
+        std::array<char, 4096> line{};
+        EXPECT_GT(read(ends[0], line.data(), line.size() - 1), 0);
+        return std::atol(line.data());
+    }
+
+    void letGoOn() const { EXPECT_EQ(write(ends[0], "!", 1), 1); }
+
+    void expectAtMoment(bool mustBeNew) {
+        const std::string bytes = momentOfDisk();
+        if (!bytes.empty() && bytes != last)
+            expectWhole(bytes, mustBeNew);
+        last = bytes;
+        ++moments;
+    }
+
+    Variables asking() const {
+        Variables variables = environment({{"SCADA_TEST_FAULT", "ask"}});
+        variables["SCADA_TEST_FAULT_DESCRIPTOR"] = std::to_string(ends[1]);
+        variables.erase("SCADA_TEST_NO_SYNC");
+        return variables;
+    }
+
+    std::array<int, 2> ends{-1, -1};
+    const std::string image = temp / "disk/image";
+    std::string last;
+    Phases phases;
+    int moments = 0;
+};
+
+TEST_P(PowerCut, leavesOldOrNew) {
+    makeDir(temp / "said"); // what is run meanwhile says other things
+    RunningTool tool(commandLine(operation.arguments), asking(), temp / "said");
+    while (const long step = nextStep(&tool)) {
+        SCOPED_TRACE(step);
+        if (step % STRIDE == 0)
+            expectAtMoment(!tool.output().empty());
+        letGoOn();
+        ASSERT_FALSE(HasFailure());
+    }
+    EXPECT_EQ(tool.wait().status, 0);
+    expectAtMoment(true);
+    EXPECT_TRUE(isNew());
+    for (const auto& [phase, count] : phases)
+        std::printf("%d moments, %s: %d\n", moments, phase.c_str(), count);
+}
+
+INSTANTIATE_TEST_SUITE_P(Disks, PowerCut, ::testing::ValuesIn(cuts()),
+                         [](const auto& row) { return ::testing::PrintToString(row.param); });
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(PowerCut);
+
+} // namespace
