@@ -411,7 +411,7 @@ void FaultTest::expectRefused() const {
     const State before = stateOfCustom();
     const ToolRun refused = run({"install", "$T/later"});
     EXPECT_EQ(refused.status, 5) << refused.err;
-    EXPECT_NE(refused.err.find("recover"), std::string::npos) << refused.err;
+    EXPECT_NE((refused.out + refused.err).find("recover"), std::string::npos) << refused.out << refused.err;
     EXPECT_EQ(stateOfCustom(), before);
 }
 

@@ -13,9 +13,9 @@ using namespace Kelvra::SCADA::Test;
 // Each case takes some of the allocations, so that the cases can run side by side; one of so many is tried at all.
 constexpr int SHARES = 2;
 #ifdef SCADA_EMULATOR
-constexpr long STRIDE = 211;
+constexpr long STRIDE = 601;
 #else
-constexpr long STRIDE = 31;
+constexpr long STRIDE = 61;
 #endif
 
 struct Share {
