@@ -7,6 +7,7 @@
 #include <sys/statvfs.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <ostream>
 #include <string>
@@ -96,8 +97,8 @@ INSTANTIATE_TEST_SUITE_P(Tool, Lacking, ::testing::ValuesIn(everyLack()),
 
 // --- a file system that is full
 
-constexpr unsigned long PAGE = 4096;
-constexpr unsigned long SIZES = 30;
+constexpr std::uint64_t PAGE = 4096;
+constexpr std::uint64_t SIZES = 30;
 constexpr const char* LARGE = "size=4m,nr_inodes=1k";
 
 enum class Limit { SPACE, INODES };
@@ -131,13 +132,13 @@ protected:
     void enlarge() const { ASSERT_EQ(mount("tmpfs", place.c_str(), "tmpfs", MS_REMOUNT, LARGE), 0); }
 
     /// Leaves so many pages or inodes.
-    void leave(unsigned long count) const {
+    void leave(std::uint64_t count) const {
         struct statvfs status {};
         ASSERT_EQ(statvfs(place.c_str(), &status), 0);
         // A size of 0 is none.
-        const unsigned long used = (status.f_blocks - status.f_bfree) * status.f_frsize / PAGE;
-        const unsigned long pages = std::max(used + count, 1UL);
-        const unsigned long inodes = status.f_files - status.f_ffree + count;
+        const std::uint64_t used = (status.f_blocks - status.f_bfree) * status.f_frsize / PAGE;
+        const std::uint64_t pages = std::max(used + count, std::uint64_t{1});
+        const std::uint64_t inodes = status.f_files - status.f_ffree + count;
         const std::string options = GetParam().limit == Limit::SPACE ? "size=" + std::to_string(pages * PAGE)
                                                                      : "nr_inodes=" + std::to_string(inodes);
         ASSERT_EQ(mount("tmpfs", place.c_str(), "tmpfs", MS_REMOUNT, options.c_str()), 0);
@@ -146,14 +147,14 @@ protected:
     static bool namesReason(const ToolRun& result) {
         const std::string said = result.out + result.err;
         return said.find("No space left on device") != std::string::npos ||
-               said.find("not enough free space") != std::string::npos;
+               said.find("[install/no-space]") != std::string::npos;
     }
 };
 
 // The smallest leave nothing, and the largest room for everything.
 TEST_P(FullDisk, leavesOldOrNew) {
     Phases phases;
-    for (unsigned long count = 0; count < SIZES; count += SLOWNESS) {
+    for (std::uint64_t count = 0; count < SIZES; count += SLOWNESS) {
         SCOPED_TRACE(count);
         reset();
         leave(count);
