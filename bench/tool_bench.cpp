@@ -4,6 +4,9 @@
 #include "Samples.h"
 #include "ratios.h"
 
+#include <scada/DefinitionsDeployment.h>
+#include <scada/Env.h>
+
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/time.h>
@@ -11,9 +14,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstddef>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 #include <string>
@@ -313,6 +318,77 @@ void measureCommand(const Device& small, const Device& large, std::size_t number
     goals->push_back({name + "-memory-5000-to-bare", many.kilobytes / manyBare.kilobytes, 2.5});
 }
 
+// The installation of so many definitions, of which one half replaces others, against the library alone, which syncs
+// nothing. Both run cp, mkdir and rm.
+
+constexpr int INSTALLED = 500;
+constexpr int TURNS_OF_INSTALLATION = 5;
+
+class Installation {
+public:
+    Installation() {
+        runApart([this] {
+            samples.addStorage("former", INSTALLED);
+            samples.addStorage("source", INSTALLED, INSTALLED / 2);
+        });
+    }
+
+    Cost runTool() const {
+        reset();
+        return run({SCADA_TOOL, "--default-dir", samples / "default", "--custom-dir", samples / "custom",
+                    "--staging-dir", samples / "staging", "install", samples / "source", "--allow-overwrite"});
+    }
+
+    Cost runLibrary() const {
+        reset();
+        const pid_t child = fork();
+        if (child == 0)
+            _exit(deploy() ? 0 : 1);
+        return awaited(child, "the library");
+    }
+
+private:
+    void reset() const {
+        runApart([this] {
+            for (const char* made : {"custom", "custom.generations", "staging"})
+                std::filesystem::remove_all(samples / made);
+            std::filesystem::copy(samples / "former", samples / "custom", std::filesystem::copy_options::recursive);
+        });
+        sync();
+    }
+
+    bool deploy() const {
+        Env::inst().conf().setDfnCustomDir(samples / "custom");
+        Env::inst().conf().setDfnStagingDir(samples / "staging");
+        std::string error;
+        return DefinitionsDeployment().deploy(samples / "source", true, &error);
+    }
+
+    Bench::Samples samples;
+};
+
+void measureInstallation(std::vector<Goal>* goals) {
+    const Installation installation;
+    std::vector<double> tool;
+    std::vector<double> library;
+    std::vector<double> toolClock;
+    std::vector<double> libraryClock;
+    const auto measured = [](const auto& work, std::vector<double>* times, std::vector<double>* clock) {
+        const auto start = std::chrono::steady_clock::now();
+        times->push_back(work().seconds);
+        clock->push_back(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+    };
+    for (int turn = 0; turn < TURNS_OF_INSTALLATION; ++turn) {
+        measured([&] { return installation.runTool(); }, &tool, &toolClock);
+        measured([&] { return installation.runLibrary(); }, &library, &libraryClock);
+    }
+    std::printf(
+        "installation of %d: %.0f ms, library %.0f ms; by the clock, with its reset and syncing, %.0f and %.0f ms\n",
+        INSTALLED, median(tool) * 1e3, median(library) * 1e3, median(toolClock) * 1e3, median(libraryClock) * 1e3);
+    goals->push_back({"install-500-to-library", median(tool) / median(library), 1.3});
+    goals->push_back({"install-500-to-library-by-the-clock", median(toolClock) / median(libraryClock), 1.3});
+}
+
 void measure() {
     const Device small(SMALL);
     const Device large(LARGE);
@@ -321,6 +397,7 @@ void measure() {
     measureStart(small, &goals);
     for (std::size_t number = 0; number < commandsOn(small).size(); ++number)
         measureCommand(small, large, number, &goals);
+    measureInstallation(&goals);
     for (const Goal& goal : goals)
         Bench::printRatio(goal.name.c_str(), goal.value, goal.goal);
 }
