@@ -70,6 +70,8 @@ State stateOf(const std::string& directory) {
 // In the child.
 [[noreturn]] void become(std::vector<std::string> words, const Variables& variables, const std::string& outputs) {
     setpgid(0, 0);
+    // What other tests' killed runs have left there would be removed, in steps that differ from run to run.
+    setenv("TMPDIR", outputs.c_str(), 1);
     for (const auto& [name, value] : variables)
         setenv(name.c_str(), value.c_str(), 1);
     std::vector<char*> pointers;

@@ -26,8 +26,8 @@ using namespace Kelvra::SCADA::Test;
 
 constexpr std::size_t IMAGE_SIZE = std::size_t{8} << 20U;
 constexpr std::size_t BLOCK = 4096;
-#ifdef SCADA_EMULATOR
-constexpr long STRIDE = 9; // an emulated run takes ten times as long
+#ifdef SCADA_SLOW_TOOL
+constexpr long STRIDE = 9; // emulated, or with sanitizers, a run takes up to ten times as long
 #else
 constexpr long STRIDE = 1;
 #endif

@@ -17,8 +17,8 @@ namespace {
 
 using namespace Kelvra::SCADA::Test;
 
-#ifdef SCADA_EMULATOR
-constexpr int KILLS = 20; // each takes ten times as long
+#ifdef SCADA_SLOW_TOOL
+constexpr int KILLS = 20; // emulated, or with sanitizers, each takes up to ten times as long
 #else
 constexpr int KILLS = 100;
 #endif
