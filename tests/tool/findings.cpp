@@ -68,8 +68,7 @@ constexpr Remedy REMEDIES[] = {
     {"install/staging-unwritable",
      "Correct the owner or the mode, remove what is in the way, or give another directory with --staging-dir."},
     {"install/untrusted-directory",
-     "Take the right to write from all others. If another user owns it, change the owner or run the tool as that user; "
-     "root does this with: runuser -u USER -- scada-sensors"},
+     "Take the right to write from all others, and give it to root or to the user who installs."},
     {"install/directory-blocked", "Remove what is in the way, or correct the owner or the mode of the directory."},
     {"install/behind-link", "Replace the link in the custom storage by a directory or a file, or remove it."},
     {"install/file-blocked", "Remove what is in the way, or correct the owner or the mode of the file."},

@@ -137,8 +137,7 @@ inline constexpr Rule INSTALL_STAGING_UNWRITABLE = {
     "directory with --staging-dir."};
 inline constexpr Rule INSTALL_UNTRUSTED_DIRECTORY = {
     "install/untrusted-directory", Severity::ERROR,
-    "Take the right to write from all others. If another user owns it, change the owner or run the tool as that user; "
-    "root does this with: runuser -u USER -- scada-sensors"};
+    "Take the right to write from all others, and give it to root or to the user who installs."};
 inline constexpr Rule INSTALL_DIRECTORY_BLOCKED = {
     "install/directory-blocked", Severity::ERROR,
     "Remove what is in the way, or correct the owner or the mode of the directory."};

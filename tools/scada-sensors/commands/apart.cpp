@@ -1,6 +1,7 @@
 #include "commands/apart.h"
 
 #include "commands/failedOperation.h"
+#include "device/GenerationPaths.h"
 #include "device/ownerOfStorage.h"
 #include "text/Descriptor.h"
 #include "text/filled.h"
@@ -110,9 +111,13 @@ sigset_t deferredSignals() {
     _exit(static_cast<int>(code));
 }
 
-ExitCode endedAs(int status, const Answer& answer) {
+ExitCode endedAs(int status, const Shared& shared, const Answer& answer) {
     if (WIFEXITED(status))
         return static_cast<ExitCode>(WEXITSTATUS(status));
+    const GenerationPaths paths = GenerationPaths::ofDevice();
+    if (shared.stage == Stage::CHANGING && !isInterrupted(paths) && !isUnfinished(paths))
+        return answer.failed(ExitCode::FAILED, filled("the work was ended by %s and may be done: scada-sensors history",
+                                                      {nameOf(WTERMSIG(status))}));
     return failedOperation(filled("the work was ended by %s", {nameOf(WTERMSIG(status))}), Json::Value(), "", answer);
 }
 
@@ -125,7 +130,7 @@ ExitCode waitFor(pid_t child, sigset_t signals, Shared& shared, const Answer& an
         int status = 0;
         // The signal also tells that the child was stopped or goes on.
         if (signal == SIGCHLD && waitpid(child, &status, WNOHANG) == child)
-            return endedAs(status, answer);
+            return endedAs(status, shared, answer);
         if (signal == SIGCHLD)
             continue;
         shared.signal = signal;

@@ -1,4 +1,5 @@
 #include "commands/Command.h"
+#include "commands/apart.h"
 #include "install/exportArchive.h"
 #include "text/filled.h"
 
@@ -35,7 +36,8 @@ ExitCode exportTo(const std::string& file, const Answer& answer) {
 Run declareExport(CLI::App& app) {
     const auto file = std::make_shared<std::string>();
     app.add_option("FILE", *file, "Archive to write, tar with gzip; - is standard output")->required();
-    return [file](const Answer& answer) { return exportTo(*file, answer); };
+    // Its owner can exchange what is in the storage: no more is read than that user may read.
+    return [file](const Answer& answer) { return runAsOwner(answer, [&] { return exportTo(*file, answer); }); };
 }
 
 } // namespace Kelvra::SCADA::Tool

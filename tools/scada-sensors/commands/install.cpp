@@ -247,6 +247,7 @@ ExitCode deploy(const InstallRequest& request, const Preflight& preflight, Signa
     InstallResult made;
     for (const PlannedDefinition& planned : preflight.definitions)
         made.notInstalled.push_back(planned.name);
+    std::string note;
     try {
         NextGeneration next;
         const bool progress = !answer.isQuiet() && isatty(STDERR_FILENO) != 0;
@@ -254,12 +255,12 @@ ExitCode deploy(const InstallRequest& request, const Preflight& preflight, Signa
         if (!error.empty())
             return answerFailure(preflight, made, error, answer);
         const HistoryEntry entry = historyEntryOf("install", changesOf(made));
-        const std::string note = next.putInPlace(entry, [&guard] { guard.begin(); });
-        if (!note.empty())
-            answer.note(note);
+        note = next.putInPlace(entry, [&guard] { guard.begin(); });
     } catch (const std::exception& e) {
         return answerFailure(preflight, made, e.what(), answer);
     }
+    if (!note.empty())
+        answer.note(note);
     Json::Value result = toJson(preflight.findings, made);
     tellSignal(guard, answer, &result);
     return answer.done(result, toText(preflight.findings) + toText(made));

@@ -1,5 +1,7 @@
 #include "commands/limits.h"
 
+#include "text/filled.h"
+
 #include <CLI/CLI.hpp>
 
 #include <cstdint>
@@ -9,11 +11,23 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
+// The conversions take what is negative or too large for some other number.
+CLI::Validator isCount() {
+    constexpr std::size_t MOST_LETTERS = 15;
+    return {[](const std::string& text) {
+                const bool starts = !text.empty() && text.front() >= '0' && text.front() <= '9';
+                return starts && text.size() <= MOST_LETTERS ? std::string()
+                                                             : filled("[%s] is not a number that can be used", {text});
+            },
+            ""};
+}
+
 CLI::Option* declareSize(CLI::App& app, const std::string& name, std::uint64_t* size, const std::string& help) {
     CLI::AsSizeValue asSize(false);
     asSize.description("");
     return app.add_option(name, *size, help)
         ->transform(asSize)
+        ->check(isCount())
         ->type_name("BYTES")
         ->default_str(std::to_string(*size / IntakeLimits::MEGABYTE) + "M");
 }
@@ -26,6 +40,7 @@ std::vector<CLI::Option*> declareLimits(CLI::App& app, IntakeLimits* limits) {
             declareSize(app, "--max-decoder", &limits->decoder, "Largest decoder that is accepted"),
             declareSize(app, "--max-source", &limits->source, "Largest sum of all files that is accepted"),
             app.add_option("--max-definitions", limits->definitions, "Most definitions that are accepted")
+                ->check(isCount())
                 ->type_name("N")
                 ->capture_default_str()};
 }

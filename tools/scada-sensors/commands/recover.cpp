@@ -17,21 +17,23 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-ExitCode answerDone(const char* word, const std::string& text, const Answer& answer) {
+ExitCode answerDone(const char* word, const std::string& text, const SignalGuard& guard, const Answer& answer) {
     Json::Value result(Json::objectValue);
     result["recovery"] = word;
+    tellSignal(guard, answer, &result);
     return answer.done(result, text + "\n");
 }
 
-ExitCode recoverInterrupted(const GenerationPaths& paths, bool forward, const Answer& answer) {
+ExitCode recoverInterrupted(const GenerationPaths& paths, bool forward, const SignalGuard& guard,
+                            const Answer& answer) {
     if (!forward) {
         recoverBack(paths);
-        return answerDone("back", filled("the interrupted operation has been undone"), answer);
+        return answerDone("back", filled("the interrupted operation has been undone"), guard, answer);
     }
     const std::string note = recoverForward(paths);
     if (!note.empty())
         answer.note(note);
-    return answerDone("forward", filled("the interrupted operation has been completed"), answer);
+    return answerDone("forward", filled("the interrupted operation has been completed"), guard, answer);
 }
 
 ExitCode recoverLocked(bool forward, SignalGuard& guard, const Answer& answer) {
@@ -39,16 +41,17 @@ ExitCode recoverLocked(bool forward, SignalGuard& guard, const Answer& answer) {
     guard.begin();
     switch (settle(paths)) {
     case Leftovers::INTERRUPTED:
-        return recoverInterrupted(paths, forward, answer);
+        return recoverInterrupted(paths, forward, guard, answer);
     case Leftovers::FINISHED:
-        return answerDone("finished", filled("an operation had put its state in place and has been finished"), answer);
+        return answerDone("finished", filled("an operation had put its state in place and has been finished"), guard,
+                          answer);
     case Leftovers::DISCARDED:
-        return answerDone("discarded", filled("an operation had changed nothing; what it left has been removed"),
+        return answerDone("discarded", filled("an operation had changed nothing; what it left has been removed"), guard,
                           answer);
     case Leftovers::NONE:
         break;
     }
-    return answerDone("nothing", filled("nothing to recover"), answer);
+    return answerDone("nothing", filled("nothing to recover"), guard, answer);
 }
 
 ExitCode recover(bool forward, SignalGuard& guard, const Answer& answer) {

@@ -10,6 +10,7 @@
 #include "install/OperationLock.h"
 #include "install/generations.h"
 #include "install/safeDirectories.h"
+#include "text/Descriptor.h"
 #include "text/filled.h"
 #include "text/libraryTexts.h"
 #include "text/removeTree.h"
@@ -30,6 +31,7 @@
 #include <memory>
 #include <optional>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -152,8 +154,11 @@ void removeAll(const Storages& before, Removal* removal, std::vector<HistoryChan
     DefinitionsDeployment().deleteAll(nullptr);
     std::error_code error;
     for (std::filesystem::directory_iterator at(Env::inst().conf().getDfnCustomDir(), error);
-         !error && at != std::filesystem::directory_iterator(); at.increment(error))
-        removeTree(at->path().string());
+         !error && at != std::filesystem::directory_iterator(); at.increment(error)) {
+        const int failed = removeTree(at->path().string());
+        if (failed != 0)
+            throw std::runtime_error(filled("cannot remove [%s]: %s", {at->path().string(), reasonOf(failed)}));
+    }
 }
 
 // Returns how the command ends when it must not go on.
@@ -180,6 +185,7 @@ ExitCode removeLocked(const Arguments& asked, SignalGuard& guard, const Answer& 
     const Storages before;
     Removal removal;
     std::vector<HistoryChange> changes;
+    std::string note;
     try {
         NextGeneration next;
         if (asked.all)
@@ -188,12 +194,12 @@ ExitCode removeLocked(const Arguments& asked, SignalGuard& guard, const Answer& 
             removeNames({asked.names.begin(), asked.names.end()}, before, &removal, &changes);
         if (!asked.all && !removal.hasRemoved())
             return removal.answerWith(guard, answer);
-        const std::string note = next.putInPlace(historyEntryOf("remove", changes), [&guard] { guard.begin(); });
-        if (!note.empty())
-            answer.note(note);
+        note = next.putInPlace(historyEntryOf("remove", changes), [&guard] { guard.begin(); });
     } catch (const std::exception& e) {
         return Removal::answerFailure(e.what(), answer);
     }
+    if (!note.empty())
+        answer.note(note);
     return removal.answerWith(guard, answer);
 }
 

@@ -64,21 +64,23 @@ ExitCode rollBack(SignalGuard& guard, const Answer& answer) {
     if (!lock.failure().empty())
         return answer.failed(lock.isBusy() ? ExitCode::BUSY : ExitCode::FAILED, lock.failure());
     const GenerationPaths paths = GenerationPaths::ofDevice();
+    std::vector<HistoryChange> changes;
+    std::string note;
     try {
         if (settle(paths) == Leftovers::INTERRUPTED)
             return answerInterrupted(answer);
         std::error_code error;
-        if (!std::filesystem::exists(paths.previous, error))
+        if (!std::filesystem::is_directory(std::filesystem::symlink_status(paths.previous, error)))
             return answer.failed(ExitCode::NOT_FOUND, filled("there is no previous generation"));
-        const std::vector<HistoryChange> changes = changesBy(paths);
+        changes = changesBy(paths);
         NextGeneration next(paths.previous);
-        const std::string note = next.putInPlace(historyEntryOf("rollback", changes), [&guard] { guard.begin(); });
-        if (!note.empty())
-            answer.note(note);
-        return answerWith(changes, guard, answer);
+        note = next.putInPlace(historyEntryOf("rollback", changes), [&guard] { guard.begin(); });
     } catch (const std::exception& e) {
         return failedOperation(e.what(), Json::Value(), "", answer);
     }
+    if (!note.empty())
+        answer.note(note);
+    return answerWith(changes, guard, answer);
 }
 
 } // namespace

@@ -45,6 +45,9 @@ bool isUnfinished(const GenerationPaths& paths) {
 std::string exchangeObstacle(const std::string& custom) {
     if (isMountRoot(custom))
         return filled("it is mounted by itself");
+    std::error_code error;
+    if (std::filesystem::exists(custom + "/" + LOCK_INSIDE, error))
+        return filled("it has a lock file in itself, as a directory that is mounted more than once");
     struct statfs status {};
     if (statfs(nearestExisting(custom).c_str(), &status) != 0)
         return "";

@@ -4,6 +4,9 @@
 
 namespace Kelvra::SCADA::Tool {
 
+/// The lock file in a custom directory that is mounted. It belongs to no generation.
+inline constexpr const char* LOCK_INSIDE = ".scada-sensors.lock";
+
 /// Where the generations of the custom storage are: in a directory beside it, so that they can be exchanged with it.
 struct GenerationPaths {
     /// Takes the canonical path of a custom storage.

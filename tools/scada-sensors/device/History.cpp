@@ -1,5 +1,6 @@
 #include "device/History.h"
 
+#include "device/ownerOfStorage.h"
 #include "device/userName.h"
 #include "text/Descriptor.h"
 
@@ -29,9 +30,9 @@ std::string currentUser() {
     constexpr uid_t NOBODY_LOGGED_IN = static_cast<uid_t>(-1);
     std::string text;
     if (!readRegularFile("/proc/self/loginuid", &text).empty() || text.empty())
-        return userName(getuid());
+        return userName(callingUser());
     const auto login = static_cast<uid_t>(std::strtoul(text.c_str(), nullptr, 10)); // NOLINT(*-magic-numbers)
-    return userName(login == NOBODY_LOGGED_IN ? getuid() : login);
+    return userName(login == NOBODY_LOGGED_IN ? callingUser() : login);
 }
 
 std::string currentTime() {

@@ -20,7 +20,7 @@ struct HistoryChange {
 struct HistoryEntry {
     std::uint64_t number = 0; ///< counted from 1
     std::string time;         ///< in UTC, as in 2030-01-31T12:00:00Z
-    std::string user;         ///< who logged in, or else whose rights the tool had
+    std::string user;         ///< who logged in, or else who started the tool
     std::string operation;    ///< the command
     std::vector<HistoryChange> changes;
 };

@@ -1,6 +1,7 @@
 #include "device/mounts.h"
 
 #include "device/paths.h"
+#include "text/text.h"
 
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -11,6 +12,8 @@
 namespace Kelvra::SCADA::Tool {
 
 namespace {
+
+constexpr int FIELDS_UP_TO_POINT = 5;
 
 // The system writes blanks and backslashes as "\" and three octal digits.
 std::string unescaped(const std::string& text) {
@@ -30,6 +33,21 @@ bool isSame(const struct stat& one, const struct stat& other) {
 }
 
 } // namespace
+
+std::string mountBelow(const std::string& directory) {
+    const std::string prefix = canonicalPath(directory) + "/";
+    std::ifstream mounts("/proc/self/mountinfo");
+    for (std::string line; std::getline(mounts, line);) {
+        std::istringstream fields(line);
+        std::string field;
+        for (int left = FIELDS_UP_TO_POINT; left > 0; --left)
+            fields >> field;
+        const std::string point = unescaped(field);
+        if (startsWith(point, prefix))
+            return point;
+    }
+    return "";
+}
 
 bool isMountRoot(const std::string& directory) {
     const std::string path = canonicalPath(directory);

@@ -8,4 +8,7 @@ namespace Kelvra::SCADA::Tool {
 /// stand beside the others, and nothing can take its place by a rename.
 bool isMountRoot(const std::string& directory);
 
+/// Returns where something is mounted below a directory, or nothing.
+std::string mountBelow(const std::string& directory);
+
 } // namespace Kelvra::SCADA::Tool

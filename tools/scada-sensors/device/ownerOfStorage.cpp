@@ -57,6 +57,10 @@ std::string becomeOwnerOfStorage() {
     return "";
 }
 
+uid_t callingUser() {
+    return hasBeenRoot ? 0 : getuid();
+}
+
 // What another user's process may do is for its caller to say.
 ReadAccess::ReadAccess() {
     if (hasBeenRoot)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 
 namespace Kelvra::SCADA::Tool {
@@ -8,6 +10,9 @@ namespace Kelvra::SCADA::Tool {
 /// make it do nothing that the user could not do. Does nothing where root owns the storage or nobody knows the user.
 /// Returns why it failed, or nothing.
 std::string becomeOwnerOfStorage();
+
+/// Returns the user who started the tool.
+uid_t callingUser();
 
 /// While it lives, a process that has been root's reads what only root may read: the source of an installation is the
 /// caller's and not the owner's.

@@ -227,6 +227,34 @@ void CopyBuilder::finish() {
         followLink(relative);
     if (!outermost.empty() && found->empty())
         enterTop();
+    if (copy->archive && found->empty())
+        judgeDefinitions();
+}
+
+// A hard link, or a later entry that moves the outermost directory, makes a definition of what was taken for another
+// file.
+void CopyBuilder::judgeDefinitions() {
+    definitions = 0;
+    bytes = 0;
+    std::error_code error;
+    for (fs::recursive_directory_iterator at(copy->dir, error);
+         !error && !full && at != fs::recursive_directory_iterator(); at.increment(error)) {
+        const std::string relative = at->path().string().substr(copy->dir.size() + 1);
+        if (isDefinition(relative) && at->is_regular_file(error))
+            judgeDefinition(relative);
+    }
+}
+
+void CopyBuilder::judgeDefinition(const std::string& relative) {
+    std::error_code error;
+    const std::uint64_t size = fs::file_size(pathOf(relative), error);
+    if (error || !admitsFile(relative, size))
+        return;
+    std::string text;
+    readRegularFile(pathOf(relative), &text);
+    weighing = true;
+    weight.add(text.data(), text.size());
+    endFile(relative);
 }
 
 // What is listed as a definition where it is a link must not be listed where it is a file.
@@ -252,6 +280,7 @@ void CopyBuilder::enterTop() {
     const std::string prefix = outermost + "/";
     copy->dir += "/" + outermost;
     copy->source += "/" + outermost;
+    outermost.clear();
     withoutPrefix(prefix, &copy->special);
     withoutPrefix(prefix, &copy->outside);
     withoutPrefix(prefix, &copy->oversized);

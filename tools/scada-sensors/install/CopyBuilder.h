@@ -83,6 +83,8 @@ private:
     void followLink(const std::string& relative);
     void shareFile(const std::string& relative, const std::string& target) const;
     void enterTop();
+    void judgeDefinitions();
+    void judgeDefinition(const std::string& relative);
 
     const IntakeLimits limits;
     SourceCopy* copy;

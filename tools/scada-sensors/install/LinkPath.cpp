@@ -11,6 +11,8 @@ namespace {
 
 // As many as the system follows.
 constexpr int MOST_LINKS = 40;
+// Longer ways through links cost their author nothing.
+constexpr int MOST_STEPS = 500;
 
 std::deque<fs::path> partsOf(const fs::path& path) {
     return {path.begin(), path.end()};
@@ -33,7 +35,10 @@ LinkEnd endOfLink(const std::string& relative, const std::map<std::string, std::
     const LinkEnd nowhere{true, ""};
     std::deque<fs::path> ahead = partsOf(relative);
     fs::path reached;
+    int steps = 0;
     for (int followed = 0; !ahead.empty();) {
+        if (++steps > MOST_STEPS)
+            return nowhere;
         const fs::path part = ahead.front();
         ahead.pop_front();
         if (part.empty() || part == ".")

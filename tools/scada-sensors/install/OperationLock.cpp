@@ -1,5 +1,6 @@
 #include "install/OperationLock.h"
 
+#include "device/GenerationPaths.h"
 #include "device/mounts.h"
 #include "device/paths.h"
 #include "text/Descriptor.h"

@@ -5,9 +5,6 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// The lock file in a custom directory that is mounted.
-inline constexpr const char* LOCK_INSIDE = ".scada-sensors.lock";
-
 /// Keeps every other installation and removal on the same directories out while it lives. The lock files stand beside
 /// the staging and the custom directory, and in a custom directory that is mounted, and stay. Only their owner may open
 /// them: whoever may open a file, or a directory, may lock it. The system frees the locks of a holder that was killed.

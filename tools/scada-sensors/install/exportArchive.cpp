@@ -1,8 +1,8 @@
 #include "install/exportArchive.h"
 
 #include "device/GenerationPaths.h"
+#include "device/paths.h"
 #include "install/Libarchive.h"
-#include "install/OperationLock.h"
 #include "text/Descriptor.h"
 #include "text/filled.h"
 
@@ -144,13 +144,28 @@ void writeTo(int descriptor, const std::string& name) {
     writer.finish();
 }
 
+// A device or a FIFO is written to and stays.
+void writeToSpecial(const std::string& file) {
+    const Descriptor out{open(file.c_str(), O_WRONLY | O_CLOEXEC)};
+    if (!out.isOpen())
+        throw std::runtime_error(filled("cannot write the archive [%s]: %s", {file, reasonOf(errno)}));
+    writeTo(out.number(), file);
+}
+
 } // namespace
 
-void exportArchive(const std::string& file) {
-    if (file == "-") {
+void exportArchive(const std::string& name) {
+    if (name == "-") {
         writeTo(STDOUT_FILENO, "standard output");
         return;
     }
+    struct stat status {};
+    if (stat(name.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+        writeToSpecial(name);
+        return;
+    }
+    // A link keeps leading to the file.
+    const std::string file = canonicalPath(name);
     std::string temporary = file + ".XXXXXX";
     const Descriptor out{mkostemp(temporary.data(), O_CLOEXEC)};
     if (!out.isOpen())

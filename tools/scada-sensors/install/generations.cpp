@@ -10,7 +10,6 @@
 
 #include <scada/Env.h>
 
-#include <json/reader.h>
 #include <json/writer.h>
 
 #include <fcntl.h>
@@ -19,6 +18,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <exception>
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
@@ -74,13 +74,8 @@ std::string textOf(const HistoryEntry& entry) {
 }
 
 HistoryEntry entryFrom(const std::string& file) {
-    std::string text;
-    Json::Value members;
-    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-    if (readRegularFile(file, &text).empty() &&
-        reader->parse(text.data(), text.data() + text.size(), &members, nullptr) && members.isObject())
-        return historyEntryFrom(members);
-    return historyEntryOf("unknown", {});
+    const std::vector<HistoryEntry> entries = readHistory(file);
+    return entries.empty() ? historyEntryOf("unknown", {}) : entries.front();
 }
 
 // What has been done is done, whether it is written down or not.
@@ -88,49 +83,68 @@ std::string writeHistory(const GenerationPaths& paths, const HistoryEntry& entry
     try {
         writeDurably(paths.history, historyWith(readHistory(paths.history), entry));
         return "";
-    } catch (const std::runtime_error& e) {
+    } catch (const std::exception& e) {
         return filled("the history is not complete: %s", {e.what()});
     }
 }
 
 // --- the end of an operation
 
+// A generation that cannot be removed, because a file in it is protected, does not stand in the way of the next one.
+std::string placeForDiscarded(const GenerationPaths& paths) {
+    removeTree(paths.discarded);
+    std::string place = paths.discarded;
+    for (int number = 1; exists(place); ++number)
+        place = paths.discarded + "-" + std::to_string(number);
+    return place;
+}
+
 // `former` becomes the previous generation. Done again after an interruption, it goes on where it was.
 void shiftPrevious(const GenerationPaths& paths, const std::string& former) {
     if (!exists(former))
         return;
-    if (exists(paths.previous)) {
-        removeTree(paths.discarded);
-        move(paths.previous, paths.discarded);
-    }
+    if (exists(paths.previous))
+        move(paths.previous, placeForDiscarded(paths));
     move(former, paths.previous);
 }
 
-// The operation is done: what fails now is worth a note, and the next operation does it again if need be.
-std::string endMarkedBy(const std::string& file, const std::string& note) {
+void removeFile(const std::string& file) {
+    const int error = removeTree(file);
+    if (error != 0)
+        throw std::runtime_error(filled("cannot remove [%s]: %s", {file, reasonOf(error)}));
+}
+
+// The operation is done: what fails from here on is worth a note.
+template <typename Step> std::string noteOf(const Step& step, const std::string& note) {
     try {
-        if (unlink(file.c_str()) != 0 && errno != ENOENT)
-            throw std::runtime_error(filled("cannot remove [%s]: %s", {file, reasonOf(errno)}));
-        syncDirectory(parentOf(file));
+        step();
         return note;
-    } catch (const std::runtime_error& e) {
+    } catch (const std::exception& e) {
         return note.empty() ? e.what() : note;
     }
 }
 
+// A mark that stays makes the next operation do all this again.
 std::string finishExchange(const GenerationPaths& paths) {
     shiftPrevious(paths, paths.next);
     const std::string note = writeHistory(paths, entryFrom(paths.mark));
     syncDirectory(paths.base);
     removeTree(paths.discarded);
-    return endMarkedBy(paths.mark, note);
+    return noteOf(
+        [&paths] {
+            removeFile(paths.mark);
+            syncDirectory(paths.custom);
+        },
+        note);
 }
 
+// As long as the journal is there, a recovery needs the new generation.
 std::string finishInPlace(const GenerationPaths& paths) {
     shiftPrevious(paths, paths.saved);
-    const std::string note = writeHistory(paths, entryFrom(paths.journal));
+    const HistoryEntry entry = entryFrom(paths.journal);
     syncDirectory(paths.base);
-    const std::string end = endMarkedBy(paths.journal, note);
+    removeFile(paths.journal);
+    const std::string end = noteOf([&paths] { syncDirectory(paths.base); }, writeHistory(paths, entry));
     removeTree(paths.next);
     removeTree(paths.discarded);
     return end;
@@ -143,7 +157,10 @@ void bringCustomTo(const GenerationPaths& paths, const std::string& generation) 
 
 void save(const GenerationPaths& paths) {
     removeTree(paths.saved);
-    linkTree(paths.custom, paths.saved);
+    if (exists(paths.custom))
+        linkTree(paths.custom, paths.saved);
+    else
+        makeDirectory(paths.saved);
     syncFileSystem(paths.saved);
 }
 
@@ -180,22 +197,23 @@ Leftovers settle(const GenerationPaths& paths) {
         if (exists(directory))
             left.push_back(directory);
     }
+    bool removed = false;
     for (const std::string& directory : left)
-        removeTree(directory);
-    return left.empty() ? Leftovers::NONE : Leftovers::DISCARDED;
+        removed = removeTree(directory) == 0 || removed;
+    return removed ? Leftovers::DISCARDED : Leftovers::NONE;
 }
 
-// Without a saved state it has become the previous generation already.
+// Without a saved state it has become the previous generation already. Each step can be interrupted and done again.
 void recoverBack(const GenerationPaths& paths) {
-    const bool isSaved = exists(paths.saved);
-    bringCustomTo(paths, isSaved ? paths.saved : paths.previous);
-    if (!isSaved && exists(paths.discarded)) {
-        removeTree(paths.previous);
+    if (!exists(paths.saved))
+        move(paths.previous, paths.saved);
+    bringCustomTo(paths, paths.saved);
+    if (!exists(paths.previous) && exists(paths.discarded))
         move(paths.discarded, paths.previous);
-    }
     syncDirectory(paths.base);
-    endMarkedBy(paths.journal, "");
+    removeFile(paths.journal);
     settle(paths);
+    writeHistory(paths, historyEntryOf("recover", {}));
 }
 
 std::string recoverForward(const GenerationPaths& paths) {

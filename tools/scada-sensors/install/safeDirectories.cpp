@@ -1,5 +1,7 @@
 #include "install/safeDirectories.h"
 
+#include "device/GenerationPaths.h"
+#include "device/mounts.h"
 #include "device/paths.h"
 #include "install/untrustedDirectories.h"
 #include "text/filled.h"
@@ -106,6 +108,13 @@ Findings unsafeDirectories(const std::string* source) {
     for (const Directory& other : {custom, srcDir, standard})
         add(staging, overlap(staging, other));
     add(custom, overlap(custom, standard));
+    const std::string generations = GenerationPaths(canonicalPath(custom.path)).base;
+    if (isWithin(staging.path, generations))
+        add(staging, filled("%s [%s] is inside %s [%s].",
+                            {staging.option, staging.path, "the generations beside --custom-dir", generations}));
+    const std::string mounted = mountBelow(custom.path);
+    if (!mounted.empty())
+        add(custom, filled("Something is mounted below %s [%s]: [%s].", {custom.option, custom.path, mounted}));
     if (!findings.empty())
         return findings;
     for (const Directory& directory : {staging, custom})

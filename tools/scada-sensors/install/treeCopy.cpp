@@ -1,6 +1,6 @@
 #include "install/treeCopy.h"
 
-#include "install/OperationLock.h"
+#include "device/GenerationPaths.h"
 #include "text/Descriptor.h"
 #include "text/digest.h"
 #include "text/filled.h"
@@ -238,10 +238,9 @@ bool isDirectory(const std::string& path) {
 }
 
 void removeWhole(const std::string& path) {
-    removeTree(path);
-    struct stat status {};
-    if (lstat(path.c_str(), &status) == 0)
-        throw std::runtime_error(filled("cannot remove [%s]: %s", {path, reasonOf(EEXIST)}));
+    const int error = removeTree(path);
+    if (error != 0)
+        throw std::runtime_error(filled("cannot remove [%s]: %s", {path, reasonOf(error)}));
 }
 
 void mirrorEntry(const std::string& source, const std::string& target) {

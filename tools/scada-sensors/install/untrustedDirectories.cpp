@@ -1,5 +1,6 @@
 #include "install/untrustedDirectories.h"
 
+#include "device/GenerationPaths.h"
 #include "device/paths.h"
 #include "device/userName.h"
 #include "text/filled.h"
@@ -28,9 +29,10 @@ bool isGroupOfUser(gid_t group) {
     return count > 0 && std::find(groups.begin(), groups.begin() + count, group) != groups.begin() + count;
 }
 
-// A group counts as others unless it is root's or one that the user belongs to.
-bool isOpenToOthers(const struct stat& status) {
-    if (S_ISLNK(status.st_mode) || (status.st_mode & S_ISVTX) != 0)
+// A group counts as others unless it is root's or one that the user belongs to. With `sticky`, a directory in which
+// everybody may make entries is safe when nobody may rename or remove those of another.
+bool isOpenToOthers(const struct stat& status, bool sticky) {
+    if (S_ISLNK(status.st_mode) || (sticky && (status.st_mode & S_ISVTX) != 0))
         return false;
     const bool ownGroup = status.st_gid == 0 || isGroupOfUser(status.st_gid);
     return (status.st_mode & S_IWOTH) != 0 || ((status.st_mode & S_IWGRP) != 0 && !ownGroup);
@@ -47,25 +49,52 @@ std::set<fs::path> waysTo(const std::string& path) {
     return levels;
 }
 
+std::string ofAnother(const fs::path& entry, const struct stat& status) {
+    if (status.st_uid == 0 || status.st_uid == geteuid())
+        return "";
+    return filled("[%s] belongs to the user [%s]", {entry.string(), userName(status.st_uid)});
+}
+
+std::string openToOthers(const fs::path& entry, const struct stat& status, bool sticky) {
+    return isOpenToOthers(status, sticky) ? filled("[%s] may be written by others", {entry.string()}) : "";
+}
+
+// A directory on the way to one that is worked on.
+std::string reasonToMistrust(const fs::path& level) {
+    struct stat status {};
+    if (lstat(level.c_str(), &status) != 0)
+        return "";
+    const std::string owner = ofAnother(level, status);
+    return owner.empty() ? openToOthers(level, status, true) : owner;
+}
+
+// In a sticky directory another user may have made them first. The mode of a lock file is corrected by its owner.
+std::string reasonToMistrustBeside(const std::string& path) {
+    struct stat status {};
+    const std::string lock = path + ".lock";
+    const std::string ofLock = lstat(lock.c_str(), &status) == 0 ? ofAnother(lock, status) : "";
+    const std::string generations = GenerationPaths(path).base;
+    if (!ofLock.empty() || lstat(generations.c_str(), &status) != 0)
+        return ofLock;
+    const std::string owner = ofAnother(generations, status);
+    return owner.empty() ? openToOthers(generations, status, false) : owner;
+}
+
 } // namespace
 
 Findings untrustedDirectory(const std::string& option, const std::string& path) {
+    std::string reason;
     for (const fs::path& level : waysTo(path)) {
-        struct stat status {};
-        if (lstat(level.c_str(), &status) != 0)
-            continue;
-        const std::string name = level.string();
-        if (status.st_uid != 0 && status.st_uid != geteuid())
-            return {{Rules::INSTALL_UNTRUSTED_DIRECTORY,
-                     {path},
-                     filled("%s [%s] can be changed by others: [%s] belongs to the user [%s].",
-                            {option, path, name, userName(status.st_uid)})}};
-        if (isOpenToOthers(status))
-            return {{Rules::INSTALL_UNTRUSTED_DIRECTORY,
-                     {path},
-                     filled("%s [%s] can be changed by others: [%s] may be written by others.", {option, path, name})}};
+        if (reason.empty())
+            reason = reasonToMistrust(level);
     }
-    return {};
+    if (reason.empty())
+        reason = reasonToMistrustBeside(canonicalPath(path));
+    if (reason.empty())
+        return {};
+    return {{Rules::INSTALL_UNTRUSTED_DIRECTORY,
+             {path},
+             filled("%s [%s] can be changed by others: %s.", {option, path, reason})}};
 }
 
 } // namespace Kelvra::SCADA::Tool

@@ -15,29 +15,57 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
+bool isDirectory(int parent, const std::string& name) {
+    struct stat status {};
+    return fstatat(parent, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode);
+}
+
+Descriptor openDirectory(int parent, const std::string& name) {
+    return Descriptor{openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)};
+}
+
+int removeEntry(int parent, const std::string& name);
+
+int removeEntriesOf(const Descriptor& directory) {
+    int error = 0;
+    try {
+        for (const DirectoryEntry& entry : entriesOf(directory.number(), SIZE_MAX)) {
+            const int failed = removeEntry(directory.number(), entry.name);
+            error = error == 0 ? failed : error;
+        }
+    } catch (const std::system_error& e) {
+        return e.code().value();
+    }
+    return error;
+}
+
 // Step by step from directory to directory, so that nobody can put a link in the way. A copy may have directories that
-// may not be read or written.
-void removeEntry(int parent, const std::string& name) {
+// may not be read or written; a file may have other names, whose mode must stay.
+int removeEntry(int parent, const std::string& name) {
     if (unlinkat(parent, name.c_str(), 0) == 0 || errno == ENOENT)
-        return;
+        return 0;
+    const int error = errno;
+    if (!isDirectory(parent, name))
+        return error;
     if (unlinkat(parent, name.c_str(), AT_REMOVEDIR) == 0)
-        return;
-    Descriptor directory{openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)};
+        return 0;
+    Descriptor directory = openDirectory(parent, name);
     if (!directory.isOpen() || faccessat(directory.number(), ".", W_OK | X_OK, AT_EACCESS) != 0) {
         fchmodat(parent, name.c_str(), S_IRWXU, 0);
-        directory = Descriptor{openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)};
+        directory = openDirectory(parent, name);
     }
     if (!directory.isOpen())
-        return;
-    for (const DirectoryEntry& entry : entriesOf(directory.number(), SIZE_MAX))
-        removeEntry(directory.number(), entry.name);
-    unlinkat(parent, name.c_str(), AT_REMOVEDIR);
+        return errno;
+    const int failed = removeEntriesOf(directory);
+    if (failed != 0)
+        return failed;
+    return unlinkat(parent, name.c_str(), AT_REMOVEDIR) == 0 ? 0 : errno;
 }
 
 } // namespace
 
-void removeTree(const std::string& path) {
-    removeEntry(AT_FDCWD, path);
+int removeTree(const std::string& path) {
+    return removeEntry(AT_FDCWD, path);
 }
 
 } // namespace Kelvra::SCADA::Tool

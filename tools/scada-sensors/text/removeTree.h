@@ -4,7 +4,8 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// Removes a file, or a directory and all that is in it. Links are removed, not followed; what cannot be removed stays.
-void removeTree(const std::string& path);
+/// Removes a directory and all that is in it, or a file. Links are removed, not followed. What cannot be removed stays;
+/// returns the error number of the first such entry, or 0.
+int removeTree(const std::string& path);
 
 } // namespace Kelvra::SCADA::Tool
