@@ -13,7 +13,7 @@ using namespace Kelvra::SCADA::Test;
 // Each case takes some of the allocations, so that the cases can run side by side; one of so many is tried at all.
 constexpr int SHARES = 2;
 #ifdef SCADA_SLOW_TOOL
-constexpr long STRIDE = 601;
+constexpr long STRIDE = 3001;
 #else
 constexpr long STRIDE = 61;
 #endif

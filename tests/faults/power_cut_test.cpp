@@ -27,7 +27,7 @@ using namespace Kelvra::SCADA::Test;
 constexpr std::size_t IMAGE_SIZE = std::size_t{8} << 20U;
 constexpr std::size_t BLOCK = 4096;
 #ifdef SCADA_SLOW_TOOL
-constexpr long STRIDE = 9; // emulated, or with sanitizers, a run takes up to ten times as long
+constexpr long STRIDE = 40; // emulated, or with sanitizers, a run takes up to ten times as long
 #else
 constexpr long STRIDE = 1;
 #endif

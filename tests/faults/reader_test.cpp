@@ -18,7 +18,7 @@ namespace {
 using namespace Kelvra::SCADA::Test;
 
 #ifdef SCADA_SLOW_TOOL
-constexpr int KILLS = 20; // emulated, or with sanitizers, each takes up to ten times as long
+constexpr int KILLS = 4; // emulated, or with sanitizers, each takes up to ten times as long
 #else
 constexpr int KILLS = 100;
 #endif

@@ -46,6 +46,8 @@ int renameat2(int fromDirectory, const char* from, int toDirectory, const char* 
 // NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 }
 
+// A sanitizer has these functions for itself.
+#ifndef SCADA_SANITIZED
 // The system has no more memory than a test wants.
 void* operator new(std::size_t size) {
     const char* largest = std::getenv("SCADA_TEST_LARGEST_ALLOCATION");
@@ -62,3 +64,4 @@ void operator delete(void* memory) noexcept {
 void operator delete(void* memory, std::size_t /*size*/) noexcept {
     std::free(memory);
 }
+#endif

@@ -27,7 +27,7 @@ constexpr std::size_t MOST_ROOM = std::size_t{1024} * 1024;
 
 // Who logged in is known also behind sudo.
 std::string currentUser() {
-    constexpr uid_t NOBODY_LOGGED_IN = static_cast<uid_t>(-1);
+    constexpr auto NOBODY_LOGGED_IN = static_cast<uid_t>(-1);
     std::string text;
     if (!readRegularFile("/proc/self/loginuid", &text).empty() || text.empty())
         return userName(callingUser());
@@ -40,7 +40,7 @@ std::string currentTime() {
     struct tm utc {};
     gmtime_r(&now, &utc);
     std::array<char, sizeof "2030-01-31T12:00:00Z"> text{};
-    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc);
+    (void)std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc);
     return text.data();
 }
 

@@ -42,7 +42,7 @@ std::string mountBelow(const std::string& directory) {
         std::string field;
         for (int left = FIELDS_UP_TO_POINT; left > 0; --left)
             fields >> field;
-        const std::string point = unescaped(field);
+        std::string point = unescaped(field);
         if (startsWith(point, prefix))
             return point;
     }

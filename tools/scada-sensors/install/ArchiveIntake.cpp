@@ -89,7 +89,7 @@ void ArchiveIntake::run() {
         refuse(filled("The archive cannot be read: %s", {reasonOf(reader.get())}));
 }
 
-long ArchiveIntake::readChunk(archive* reader, void* self, const void** data) {
+ssize_t ArchiveIntake::readChunk(archive* reader, void* self, const void** data) {
     ArchiveIntake& intake = *static_cast<ArchiveIntake*>(self);
     ssize_t count = 0;
     do

@@ -3,6 +3,8 @@
 #include "check/Finding.h"
 #include "install/CopyBuilder.h"
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <string>
 
@@ -22,7 +24,7 @@ public:
     void run();
 
 private:
-    static long readChunk(archive* reader, void* self, const void** data);
+    static ssize_t readChunk(archive* reader, void* self, const void** data);
 
     void takeEntries(archive* reader);
     void takeEntry(archive* reader, archive_entry* entry);

@@ -32,7 +32,7 @@ bool enterSource(std::deque<fs::path>* parts, const fs::path& source) {
 
 LinkEnd endOfLink(const std::string& relative, const std::map<std::string, std::string>& links,
                   const std::string& source) {
-    const LinkEnd nowhere{true, ""};
+    LinkEnd nowhere{true, ""};
     std::deque<fs::path> ahead = partsOf(relative);
     fs::path reached;
     int steps = 0;

@@ -91,7 +91,8 @@ ProcessState stateOf(pid_t process) {
     for (int field = 1; field < FIELDS_UP_TO_START; ++field)
         fields >> skipped;
     fields >> ticks;
-    return {timeText(bootTime() + ticks / sysconf(_SC_CLK_TCK)), state == 'T' || state == 't'};
+    return {timeText(bootTime() + static_cast<std::time_t>(ticks / sysconf(_SC_CLK_TCK))),
+            state == 'T' || state == 't'};
 }
 
 // Returns why the lock is not free.

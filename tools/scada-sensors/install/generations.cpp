@@ -144,7 +144,7 @@ std::string finishInPlace(const GenerationPaths& paths) {
     const HistoryEntry entry = entryFrom(paths.journal);
     syncDirectory(paths.base);
     removeFile(paths.journal);
-    const std::string end = noteOf([&paths] { syncDirectory(paths.base); }, writeHistory(paths, entry));
+    std::string end = noteOf([&paths] { syncDirectory(paths.base); }, writeHistory(paths, entry));
     removeTree(paths.next);
     removeTree(paths.discarded);
     return end;

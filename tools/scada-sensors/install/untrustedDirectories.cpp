@@ -72,7 +72,7 @@ std::string reasonToMistrust(const fs::path& level) {
 std::string reasonToMistrustBeside(const std::string& path) {
     struct stat status {};
     const std::string lock = path + ".lock";
-    const std::string ofLock = lstat(lock.c_str(), &status) == 0 ? ofAnother(lock, status) : "";
+    std::string ofLock = lstat(lock.c_str(), &status) == 0 ? ofAnother(lock, status) : "";
     const std::string generations = GenerationPaths(path).base;
     if (!ofLock.empty() || lstat(generations.c_str(), &status) != 0)
         return ofLock;

@@ -13,6 +13,6 @@ struct DirectoryEntry {
 
 /// Returns the entries of an open directory, sorted, without "." and ".."; no more than `most` of them. Throws
 /// std::system_error when it cannot be read.
-std::vector<DirectoryEntry> entriesOf(int directory, std::size_t most);
+std::vector<DirectoryEntry> entriesOf(int descriptor, std::size_t most);
 
 } // namespace Kelvra::SCADA::Tool
