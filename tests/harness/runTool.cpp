@@ -62,11 +62,14 @@ ToolRun runWords(std::vector<std::string> words, const std::string& stdinText, c
     int state = 0;
     if (child < 0 || waitpid(child, &state, 0) != child)
         throw std::runtime_error("cannot run " + words.front());
-    const int status = WIFEXITED(state) ? WEXITSTATUS(state) : 128 + WTERMSIG(state);
-    return {status, stdoutPath.empty() ? contentOf(out.get()) : "", contentOf(err.get())};
+    return {exitStatusOf(state), stdoutPath.empty() ? contentOf(out.get()) : "", contentOf(err.get())};
 }
 
 } // namespace
+
+int exitStatusOf(int state) {
+    return WIFEXITED(state) ? WEXITSTATUS(state) : 128 + WTERMSIG(state);
+}
 
 std::vector<std::string> toolCommand(const std::vector<std::string>& arguments) {
     std::vector<std::string> words;

@@ -48,7 +48,7 @@ bool ToolProcess::collect(int options) {
         return true;
     if (waitpid(child, &state, options) != child)
         return false;
-    status = WIFEXITED(state) ? WEXITSTATUS(state) : 128 + WTERMSIG(state);
+    status = exitStatusOf(state);
     return true;
 }
 

@@ -1,5 +1,6 @@
 // Archives as the source of an installation: what is in them counts as if it were in a directory.
 
+#include "ToolProcess.h"
 #include "ToolTest.h"
 #include "findings.h"
 #include "rowName.h"
@@ -12,6 +13,9 @@
 #include <clocale>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
+#include <fstream>
+#include <future>
 #include <map>
 #include <memory>
 #include <optional>
@@ -158,6 +162,27 @@ INSTANTIATE_TEST_SUITE_P(Tool, ArchiveOfFormat,
                                            Format{"pax", archive_write_set_format_pax, true, true}, ZIP,
                                            Format{"zip_without_sizes", archive_write_set_format_zip, false, false}),
                          rowName);
+
+TEST_F(ArchiveTest, keepsNobodyOutWhileItIsAwaited) {
+    addDefinition(custom, "lora/demo/th2");
+    writeArchive(file, PLAIN);
+    const std::string pipe = temp / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    makeDir(temp / "tmp");
+    setenv("TMPDIR", (temp / "tmp").c_str(), 1);
+    std::future<ToolRun> waiting = std::async(std::launch::async, [&] {
+        return runToolWith("<" + pipe,
+                           {"--custom-dir", temp / "custom", "--staging-dir", temp / "staging", "install", "-"});
+    });
+    std::ofstream archive(pipe);
+    EXPECT_TRUE(becomesTrue([&] { return !treeOf(temp / "tmp").empty(); }));
+    EXPECT_EQ(run({"remove", "lora/demo/th2"}).status, 0);
+    archive << readFile(file) << std::flush;
+    archive.close();
+    EXPECT_EQ(waiting.get().status, 0);
+    unsetenv("TMPDIR");
+    EXPECT_EQ(treeOf(temp / "custom/lora/demo"), INSTALLED);
+}
 
 TEST_F(ArchiveTest, mayHaveEverythingInOneDirectory) {
     const Entries entries = {{"./up/", "", AE_IFDIR},
@@ -310,11 +335,14 @@ TEST_P(BadArchive, isNamedWithTheReason) {
 
 INSTANTIATE_TEST_SUITE_P(
     Tool, BadArchive,
-    ::testing::Values(BadRow{"empty", [](const std::string&) { return std::string(); }, "Unrecognized archive format"},
-                      BadRow{"no_archive", [](const std::string&) { return std::string("{}"); },
-                             "Unrecognized archive format"},
-                      BadRow{"cut", [](const std::string& content) { return content.substr(0, 600); },
-                             "it is damaged or incomplete"}),
+    ::testing::Values(
+        BadRow{"empty", [](const std::string&) { return std::string(); }, "Unrecognized archive format"},
+        BadRow{"no_archive", [](const std::string&) { return std::string("{}"); }, "Unrecognized archive format"},
+        BadRow{"cut_in_a_file", [](const std::string& content) { return content.substr(0, 600); },
+               "it is damaged or incomplete"},
+        BadRow{"cut_between_two_files",
+               [](const std::string& content) { return content.substr(0, content.find("lora/demo/th1.js")); },
+               "it is damaged or incomplete"}),
     rowName);
 
 } // namespace

@@ -154,11 +154,11 @@ INSTANTIATE_TEST_SUITE_P(
                                "1 fault in 0 definitions\n"},
                       PlaceRow{"empty", "$T/empty", "0 faults in 0 definitions\n"},
                       PlaceRow{"staging", "$T/staging",
-                               "$T/staging: error: --staging-dir [$T/staging] is the same directory as SRC_DIR "
+                               "$T/staging: error: --staging-dir [$T/staging] is the same directory as SRC "
                                "[$T/staging]. [install/unsafe-directory]\n"
                                "1 fault in 0 definitions\n"},
                       PlaceRow{"staging_with_a_slash", "$T/staging/",
-                               "$T/staging: error: --staging-dir [$T/staging] is the same directory as SRC_DIR "
+                               "$T/staging: error: --staging-dir [$T/staging] is the same directory as SRC "
                                "[$T/staging/]. [install/unsafe-directory]\n1 fault in 0 definitions\n"}),
     rowName);
 

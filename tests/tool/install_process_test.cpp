@@ -75,9 +75,8 @@ TEST_F(SlowCopies, ofTwoInstallationsAtOnceOneIsRefused) {
     EXPECT_EQ(refused.wait(), 6);
     const std::string screen = replaced(refused.screen(), temp.path(), "$T");
     EXPECT_TRUE(std::regex_match(
-        screen,
-        std::regex("scada-sensors: another installation or removal is running \\(process [0-9]+, started [-0-9]+ "
-                   "[:0-9]+\\); it holds the lock file \\[\\$T/custom\\.lock\\]\n")))
+        screen, std::regex("scada-sensors: another operation is running \\(process [0-9]+, started [-0-9]+ "
+                           "[:0-9]+\\); it holds the lock file \\[\\$T/custom\\.lock\\]\n")))
         << screen;
     ASSERT_TRUE(isWaiting());
     EXPECT_FALSE(running.hasEnded());

@@ -222,7 +222,7 @@ TEST_F(Install, waitsForNobodyWhoHoldsTheLock) {
         const ToolRun result = run(arguments);
         EXPECT_EQ(result.status, 6);
         EXPECT_EQ(result.out, "");
-        const std::string busy = "another installation or removal is running (process " + std::to_string(getpid()) +
+        const std::string busy = "another operation is running (process " + std::to_string(getpid()) +
                                  ", started T); it holds the lock file [$T/custom.lock]";
         EXPECT_EQ(withoutTime(result.err), "scada-sensors: " + busy + "\n");
         std::vector<std::string> forPrograms = arguments;
@@ -263,7 +263,7 @@ TEST_F(Install, namesAStoppedHolderOfTheLock) {
     waitpid(holder, nullptr, 0);
     const std::string number = std::to_string(holder);
     EXPECT_EQ(result.status, 6);
-    EXPECT_EQ(withoutTime(result.err), "scada-sensors: another installation or removal is stopped (process " + number +
+    EXPECT_EQ(withoutTime(result.err), "scada-sensors: another operation is stopped (process " + number +
                                            ", started T); it holds the lock file [$T/custom.lock]. Let it go on with "
                                            "\"kill -CONT " +
                                            number + "\", or end it with \"kill -KILL " + number + "\".\n");
@@ -559,7 +559,7 @@ INSTANTIATE_TEST_SUITE_P(
                   {"--custom-dir [-a] begins with a dash, which makes it an option of the programs that work on it."}},
         UnsafeRow{"source_with_dash",
                   {"install", "--", "-u"},
-                  {"SRC_DIR [-u] begins with a dash, which makes it an option of the programs that work on it."}},
+                  {"SRC [-u] begins with a dash, which makes it an option of the programs that work on it."}},
         UnsafeRow{"staging_in_loop_of_links",
                   {"install", "$T/source", STAGING, "$T/loop/staging"},
                   {"--staging-dir [$T/loop/staging] cannot be resolved: Too many levels of symbolic links"}},
@@ -568,7 +568,7 @@ INSTANTIATE_TEST_SUITE_P(
                   {"--custom-dir [$T/loop] cannot be resolved: Too many levels of symbolic links"}},
         UnsafeRow{"source_is_loop_of_links",
                   {"install", "$T/loop"},
-                  {"SRC_DIR [$T/loop] cannot be resolved: Too many levels of symbolic links"}},
+                  {"SRC [$T/loop] cannot be resolved: Too many levels of symbolic links"}},
         UnsafeRow{"default_is_loop_of_links",
                   {"install", "$T/source", "--default-dir", "$T/loop"},
                   {"--default-dir [$T/loop] cannot be resolved: Too many levels of symbolic links"}},
@@ -588,20 +588,20 @@ INSTANTIATE_TEST_SUITE_P(
         UnsafeRow{"staging_around_custom",
                   {"install", "$T/source", STAGING, "$T/custom/.."},
                   {"--staging-dir [$T/custom/..] contains --custom-dir [$T/custom].",
-                   "--staging-dir [$T/custom/..] contains SRC_DIR [$T/source].",
+                   "--staging-dir [$T/custom/..] contains SRC [$T/source].",
                    "--staging-dir [$T/custom/..] contains --default-dir [$T/default]."}},
         UnsafeRow{"staging_is_source_with_slash",
                   {"install", "$T/source/", STAGING, "$T/source"},
-                  {"--staging-dir [$T/source] is the same directory as SRC_DIR [$T/source/]."}},
+                  {"--staging-dir [$T/source] is the same directory as SRC [$T/source/]."}},
         UnsafeRow{"staging_is_source_through_dots",
                   {"install", "$T/source", STAGING, "$T//standing/../source"},
-                  {"--staging-dir [$T//standing/../source] is the same directory as SRC_DIR [$T/source]."}},
+                  {"--staging-dir [$T//standing/../source] is the same directory as SRC [$T/source]."}},
         UnsafeRow{"staging_inside_source",
                   {"install", "$T/source", STAGING, "$T/source/inner"},
-                  {"--staging-dir [$T/source/inner] is inside SRC_DIR [$T/source]."}},
+                  {"--staging-dir [$T/source/inner] is inside SRC [$T/source]."}},
         UnsafeRow{"staging_around_source",
                   {"install", "$T/source/inner", STAGING, "$T/source"},
-                  {"--staging-dir [$T/source] contains SRC_DIR [$T/source/inner]."}},
+                  {"--staging-dir [$T/source] contains SRC [$T/source/inner]."}},
         UnsafeRow{"staging_is_default",
                   {"install", "$T/source", STAGING, "$T/default"},
                   {"--staging-dir [$T/default] is the same directory as --default-dir [$T/default]."}},

@@ -10,7 +10,7 @@ const std::vector<ExitCodeRow>& exitCodes() {
         {ExitCode::NO_DATABASE, "no-database", "No database"},
         {ExitCode::NOT_FOUND, "not-found", "What was asked for does not exist"},
         {ExitCode::REFUSED, "refused", "Refused, and nothing has been changed"},
-        {ExitCode::BUSY, "busy", "Another installation or removal is running"},
+        {ExitCode::BUSY, "busy", "Another operation on the custom storage is running"},
         {ExitCode::INTERRUPTED, "interrupted", "Interrupted by a signal, and nothing has been changed"},
     };
     return rows;

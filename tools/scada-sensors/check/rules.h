@@ -138,6 +138,9 @@ inline constexpr Rule INSTALL_STAGING_UNWRITABLE = {
 inline constexpr Rule INSTALL_UNTRUSTED_DIRECTORY = {
     "install/untrusted-directory", Severity::ERROR,
     "Take the right to write from all others, and give it to root or to the user who installs."};
+inline constexpr Rule INSTALL_CANNOT_COPY = {
+    "install/cannot-copy", Severity::ERROR,
+    "Give the entry to the owner of the custom storage, or move it out of the storage."};
 inline constexpr Rule INSTALL_DIRECTORY_BLOCKED = {
     "install/directory-blocked", Severity::ERROR,
     "Remove what is in the way, or correct the owner or the mode of the directory."};

@@ -1,6 +1,6 @@
 #include "commands/apart.h"
 
-#include "commands/failedOperation.h"
+#include "commands/operation.h"
 #include "device/GenerationPaths.h"
 #include "device/ownerOfStorage.h"
 #include "text/Descriptor.h"

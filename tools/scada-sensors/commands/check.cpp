@@ -57,9 +57,8 @@ ExitCode checkSource(const InstallRequest& request, const Answer& answer) {
 
 Run declareCheck(CLI::App& app) {
     const auto request = std::make_shared<InstallRequest>();
-    const CLI::Option* source =
-        app.add_option("SRC_DIR", request->source,
-                       "An installation source, as for install, checked instead of the storages and the list");
+    const CLI::Option* source = app.add_option(
+        "SRC", request->source, "An installation source, as for install, checked instead of the storages and the list");
     const CLI::Option* overwrite = app.add_flag("--allow-overwrite", request->allowOverwrite,
                                                 "Accept a source with definitions that are installed already");
     const std::vector<CLI::Option*> limits = declareLimits(app, &request->limits);
@@ -67,10 +66,10 @@ Run declareCheck(CLI::App& app) {
         if (source->count() != 0)
             return runAsOwner(answer, [&] { return checkSource(*request, answer); });
         if (overwrite->count() != 0)
-            return answer.badUsage(filled("%s needs SRC_DIR", {overwrite->get_name()}));
+            return answer.badUsage(filled("%s needs SRC", {overwrite->get_name()}));
         for (const CLI::Option* limit : limits) {
             if (limit->count() != 0)
-                return answer.badUsage(filled("%s needs SRC_DIR", {limit->get_name()}));
+                return answer.badUsage(filled("%s needs SRC", {limit->get_name()}));
         }
         return checkDevice(answer);
     };

@@ -2,14 +2,13 @@
 #include "answer/printable.h"
 #include "commands/Command.h"
 #include "commands/apart.h"
-#include "commands/failedOperation.h"
 #include "commands/findingText.h"
 #include "commands/limits.h"
+#include "commands/operation.h"
 #include "device/Device.h"
 #include "device/ownerOfStorage.h"
 #include "install/InstallJudge.h"
 #include "install/InstalledModes.h"
-#include "install/OperationLock.h"
 #include "install/Preflight.h"
 #include "install/PrivateStaging.h"
 #include "install/Progress.h"
@@ -272,16 +271,11 @@ ExitCode answerNothing(const Preflight& preflight, const Answer& answer) {
     return answer.done(result, toText(preflight.findings) + filled("nothing to install") + "\n");
 }
 
-ExitCode install(const InstallRequest& request, SignalGuard& guard, const Answer& answer) {
+ExitCode installTaken(const InstallRequest& request, std::unique_ptr<Intake> intake, SignalGuard& guard,
+                      const Answer& answer) {
     std::optional<ReadAccess> access(std::in_place);
-    const Findings directories = checkDirectories(request.source);
-    if (!directories.empty())
-        return refuse(directories, answer);
-    const OperationLock lock;
-    if (!lock.failure().empty())
-        return answer.failed(lock.isBusy() ? ExitCode::BUSY : ExitCode::FAILED, lock.failure());
     Device device;
-    const Preflight preflight = examine(request, device);
+    const Preflight preflight = examine(request, std::move(intake), device);
     access.reset();
     if (preflight.isRefused())
         return refuse(preflight.findings, answer);
@@ -290,11 +284,22 @@ ExitCode install(const InstallRequest& request, SignalGuard& guard, const Answer
     return preflight.isUnchanged() ? answerUnchanged(preflight, answer) : deploy(request, preflight, guard, answer);
 }
 
+// The source is taken in before the lock: an archive on standard input may be long in coming.
+ExitCode install(const InstallRequest& request, SignalGuard& guard, const Answer& answer) {
+    std::optional<ReadAccess> access(std::in_place);
+    const Findings directories = checkDirectories(request.source);
+    if (!directories.empty())
+        return refuse(directories, answer);
+    auto intake = std::make_unique<Intake>(request.source, request.limits);
+    access.reset();
+    return withLock(answer, [&] { return installTaken(request, std::move(intake), guard, answer); });
+}
+
 } // namespace
 
 Run declareInstall(CLI::App& app) {
     const auto request = std::make_shared<InstallRequest>();
-    app.add_option("SRC_DIR", request->source,
+    app.add_option("SRC", request->source,
                    "Directory or archive with the definitions to install; - reads an archive from standard input")
         ->required();
     app.add_flag("--allow-overwrite", request->allowOverwrite, "Replace installed definitions of the same names");

@@ -1,16 +1,13 @@
 #include "commands/Command.h"
 #include "commands/apart.h"
-#include "commands/failedOperation.h"
-#include "commands/findingText.h"
-#include "install/OperationLock.h"
+#include "commands/operation.h"
 #include "install/generations.h"
-#include "install/safeDirectories.h"
 #include "text/filled.h"
 
 #include <CLI/CLI.hpp>
 
-#include <exception>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace Kelvra::SCADA::Tool {
@@ -55,17 +52,9 @@ ExitCode recoverLocked(bool forward, SignalGuard& guard, const Answer& answer) {
 }
 
 ExitCode recover(bool forward, SignalGuard& guard, const Answer& answer) {
-    const Findings unsafe = unsafeDirectories(nullptr);
-    if (!unsafe.empty())
-        return failedFor(unsafe, ExitCode::REFUSED, answer, Json::Value(), "");
-    const OperationLock lock;
-    if (!lock.failure().empty())
-        return answer.failed(lock.isBusy() ? ExitCode::BUSY : ExitCode::FAILED, lock.failure());
-    try {
-        return recoverLocked(forward, guard, answer);
-    } catch (const std::exception& e) {
-        return failedOperation(e.what(), Json::Value(), "", answer);
-    }
+    if (const std::optional<ExitCode> refused = refuseUnsafe(answer))
+        return *refused;
+    return withLock(answer, [&] { return recoverLocked(forward, guard, answer); });
 }
 
 } // namespace

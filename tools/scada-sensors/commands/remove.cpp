@@ -2,14 +2,11 @@
 #include "answer/printable.h"
 #include "commands/Command.h"
 #include "commands/apart.h"
-#include "commands/failedOperation.h"
-#include "commands/findingText.h"
+#include "commands/operation.h"
 #include "device/Storages.h"
 #include "device/paths.h"
 #include "install/InstalledFiles.h"
-#include "install/OperationLock.h"
 #include "install/generations.h"
-#include "install/safeDirectories.h"
 #include "text/Descriptor.h"
 #include "text/filled.h"
 #include "text/libraryTexts.h"
@@ -117,10 +114,6 @@ bool removeFile(const std::string& file) {
 // reader gives up on, or what remains where a program that the library runs has failed.
 bool removeOne(const std::string& name, std::string* error) {
     const std::string& dir = Env::inst().conf().getDfnCustomDir();
-    if (!DefinitionDirectory(dir).lists(name)) {
-        *error = filled(LibraryText::DEFINITION_NOT_FOUND, {name});
-        return false;
-    }
     const std::string decoder = ownDecoder(dir, name);
     try {
         if (DefinitionsDeployment().deleteOne(name, error))
@@ -134,13 +127,14 @@ bool removeOne(const std::string& name, std::string* error) {
 void removeNames(const std::set<std::string>& names, const Storages& before, Removal* removal,
                  std::vector<HistoryChange>* changes) {
     for (const std::string& name : names) {
+        const bool exists = before.of(STORAGE_CUSTOM).lists(name);
         const HistoryChange change{"removed", name, contentHash(installedFiles(name))};
-        std::string error;
-        if (removeOne(name, &error)) {
+        std::string error = filled(LibraryText::DEFINITION_NOT_FOUND, {name});
+        if (exists && removeOne(name, &error)) {
             removal->removed(name, before.of(STORAGE_DEFAULT).lists(name));
             changes->push_back(change);
         } else {
-            removal->failed(name, error, before.of(STORAGE_CUSTOM).lists(name));
+            removal->failed(name, error, exists);
         }
     }
 }
@@ -167,9 +161,8 @@ std::optional<ExitCode> refuse(const Arguments& asked, const Answer& answer) {
         return answer.badUsage(filled("remove needs either names or --all"));
     if (asked.yes && !asked.all)
         return answer.badUsage(filled("--yes belongs to --all"));
-    const Findings unsafe = unsafeDirectories(nullptr);
-    if (!unsafe.empty())
-        return failedFor(unsafe, ExitCode::REFUSED, answer, Json::Value(), "");
+    if (const std::optional<ExitCode> unsafe = refuseUnsafe(answer))
+        return unsafe;
     if (!asked.all || asked.yes)
         return std::nullopt;
     if (isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0)
@@ -203,13 +196,6 @@ ExitCode removeLocked(const Arguments& asked, SignalGuard& guard, const Answer& 
     return removal.answerWith(guard, answer);
 }
 
-ExitCode remove(const Arguments& asked, SignalGuard& guard, const Answer& answer) {
-    const OperationLock lock;
-    if (!lock.failure().empty())
-        return answer.failed(lock.isBusy() ? ExitCode::BUSY : ExitCode::FAILED, lock.failure());
-    return removeLocked(asked, guard, answer);
-}
-
 } // namespace
 
 Run declareRemove(CLI::App& app) {
@@ -222,7 +208,9 @@ Run declareRemove(CLI::App& app) {
             // The question is asked in this process: it is the one that Ctrl-C ends.
             if (const std::optional<ExitCode> refused = refuse(*arguments, answer))
                 return *refused;
-            return runApart(answer, [&](SignalGuard& guard) { return remove(*arguments, guard, answer); });
+            return runApart(answer, [&](SignalGuard& guard) {
+                return withLock(answer, [&] { return removeLocked(*arguments, guard, answer); });
+            });
         });
     };
 }

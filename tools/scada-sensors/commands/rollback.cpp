@@ -1,19 +1,16 @@
 #include "answer/printable.h"
 #include "commands/Command.h"
 #include "commands/apart.h"
-#include "commands/failedOperation.h"
-#include "commands/findingText.h"
+#include "commands/operation.h"
 #include "device/DefinitionDirectory.h"
 #include "install/InstalledFiles.h"
-#include "install/OperationLock.h"
 #include "install/generations.h"
-#include "install/safeDirectories.h"
 #include "text/filled.h"
 
 #include <CLI/CLI.hpp>
 
-#include <exception>
 #include <filesystem>
+#include <optional>
 #include <set>
 #include <string>
 #include <system_error>
@@ -56,31 +53,25 @@ ExitCode answerWith(const std::vector<HistoryChange>& changes, const SignalGuard
     return answer.done(result, text);
 }
 
-ExitCode rollBack(SignalGuard& guard, const Answer& answer) {
-    const Findings unsafe = unsafeDirectories(nullptr);
-    if (!unsafe.empty())
-        return failedFor(unsafe, ExitCode::REFUSED, answer, Json::Value(), "");
-    const OperationLock lock;
-    if (!lock.failure().empty())
-        return answer.failed(lock.isBusy() ? ExitCode::BUSY : ExitCode::FAILED, lock.failure());
+ExitCode rollBackLocked(SignalGuard& guard, const Answer& answer) {
     const GenerationPaths paths = GenerationPaths::ofDevice();
-    std::vector<HistoryChange> changes;
-    std::string note;
-    try {
-        if (settle(paths) == Leftovers::INTERRUPTED)
-            return answerInterrupted(answer);
-        std::error_code error;
-        if (!std::filesystem::is_directory(std::filesystem::symlink_status(paths.previous, error)))
-            return answer.failed(ExitCode::NOT_FOUND, filled("there is no previous generation"));
-        changes = changesBy(paths);
-        NextGeneration next(paths.previous);
-        note = next.putInPlace(historyEntryOf("rollback", changes), [&guard] { guard.begin(); });
-    } catch (const std::exception& e) {
-        return failedOperation(e.what(), Json::Value(), "", answer);
-    }
+    if (settle(paths) == Leftovers::INTERRUPTED)
+        return answerInterrupted(answer);
+    std::error_code error;
+    if (!std::filesystem::is_directory(std::filesystem::symlink_status(paths.previous, error)))
+        return answer.failed(ExitCode::NOT_FOUND, filled("there is no previous generation"));
+    const std::vector<HistoryChange> changes = changesBy(paths);
+    NextGeneration next(paths.previous);
+    const std::string note = next.putInPlace(historyEntryOf("rollback", changes), [&guard] { guard.begin(); });
     if (!note.empty())
         answer.note(note);
     return answerWith(changes, guard, answer);
+}
+
+ExitCode rollBack(SignalGuard& guard, const Answer& answer) {
+    if (const std::optional<ExitCode> refused = refuseUnsafe(answer))
+        return *refused;
+    return withLock(answer, [&] { return rollBackLocked(guard, answer); });
 }
 
 } // namespace

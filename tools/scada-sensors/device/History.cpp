@@ -44,12 +44,6 @@ std::string currentTime() {
     return text.data();
 }
 
-std::string lineOf(const HistoryEntry& entry) {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    return Json::writeString(builder, toJson(entry)) + "\n";
-}
-
 std::string textOf(const Json::Value& members, const char* name) {
     const Json::Value& value = members[name];
     return value.isString() ? value.asString() : "";
@@ -57,7 +51,7 @@ std::string textOf(const Json::Value& members, const char* name) {
 
 bool isSameOperation(const HistoryEntry& one, HistoryEntry other) {
     other.number = one.number;
-    return lineOf(one) == lineOf(other);
+    return historyLine(one) == historyLine(other);
 }
 
 } // namespace
@@ -76,6 +70,12 @@ Json::Value toJson(const HistoryEntry& entry) {
         item["content"] = change.content;
     }
     return members;
+}
+
+std::string historyLine(const HistoryEntry& entry) {
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    return Json::writeString(builder, toJson(entry)) + "\n";
 }
 
 HistoryEntry historyEntryFrom(const Json::Value& members) {
@@ -118,10 +118,10 @@ std::string historyWith(std::vector<HistoryEntry> entries, HistoryEntry entry) {
         entry.number = entries.empty() ? 1 : entries.back().number + 1;
         entries.push_back(std::move(entry));
     }
-    std::string text = lineOf(entries.back());
+    std::string text = historyLine(entries.back());
     const std::size_t newest = text.size();
     for (std::size_t left = entries.size() - 1; left > 0 && entries.size() - left < MOST_ENTRIES; --left) {
-        const std::string line = lineOf(entries[left - 1]);
+        const std::string line = historyLine(entries[left - 1]);
         if (text.size() + line.size() > newest + MOST_ROOM)
             break;
         text.insert(0, line);

@@ -26,6 +26,8 @@ struct HistoryEntry {
 };
 
 Json::Value toJson(const HistoryEntry& entry);
+/// Returns the entry as it is in the file of the history: JSON, one line.
+std::string historyLine(const HistoryEntry& entry);
 HistoryEntry historyEntryFrom(const Json::Value& members);
 
 /// Returns the entry of an operation that ends now. Its number comes with appending.

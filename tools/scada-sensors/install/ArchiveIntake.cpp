@@ -55,6 +55,13 @@ std::string reasonOf(archive* reader) {
     return reason.empty() ? filled("it is damaged or incomplete") : reason;
 }
 
+// A tar ends with blocks of zeros, which an archive that was cut between two entries does not have. The library takes
+// both for the end.
+bool isCutShort(archive* reader) {
+    return (libarchive().archive_format(reader) & ARCHIVE_FORMAT_BASE_MASK) == ARCHIVE_FORMAT_TAR &&
+           libarchive().archive_filter_bytes(reader, 0) <= libarchive().archive_read_header_position(reader);
+}
+
 // Returns the path without "." and repeated "/"; nothing when it leads out of the archive.
 std::optional<std::string> relativePath(const std::string& path) {
     if (path.empty() || path.front() == '/' || path.size() >= PATH_MAX)
@@ -106,9 +113,9 @@ void ArchiveIntake::takeEntries(archive* reader) {
     archive_entry* entry = nullptr;
     for (;;) {
         const int status = libarchive().archive_read_next_header(reader, &entry);
-        if (builder->isFull() || status == ARCHIVE_EOF)
+        if (builder->isFull() || (status == ARCHIVE_EOF && !isCutShort(reader)))
             return;
-        if (status < ARCHIVE_WARN) {
+        if (status == ARCHIVE_EOF || status < ARCHIVE_WARN) {
             refuse(filled("The archive cannot be read: %s", {reasonOf(reader)}));
             return;
         }

@@ -44,6 +44,8 @@ void loadReading(const Loader& load, Libarchive* loaded) {
     load("archive_read_open", &loaded->archive_read_open);
     load("archive_read_next_header", &loaded->archive_read_next_header);
     load("archive_read_data_block", &loaded->archive_read_data_block);
+    load("archive_format", &loaded->archive_format);
+    load("archive_read_header_position", &loaded->archive_read_header_position);
     load("archive_filter_bytes", &loaded->archive_filter_bytes);
     load("archive_error_string", &loaded->archive_error_string);
     load("archive_set_error", &loaded->archive_set_error);

@@ -17,6 +17,8 @@ struct Libarchive {
     decltype(&::archive_read_open) archive_read_open = nullptr;
     decltype(&::archive_read_next_header) archive_read_next_header = nullptr;
     decltype(&::archive_read_data_block) archive_read_data_block = nullptr;
+    decltype(&::archive_format) archive_format = nullptr;
+    decltype(&::archive_read_header_position) archive_read_header_position = nullptr;
     decltype(&::archive_filter_bytes) archive_filter_bytes = nullptr;
     decltype(&::archive_error_string) archive_error_string = nullptr;
     decltype(&::archive_set_error) archive_set_error = nullptr;

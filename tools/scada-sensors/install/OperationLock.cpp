@@ -103,12 +103,12 @@ std::string holderOf(int descriptor, const std::string& file) {
     const ProcessState state = known ? stateOf(held.l_pid) : ProcessState();
     const std::string process = std::to_string(held.l_pid);
     if (state.started.empty())
-        return filled("another installation or removal is running; it holds the lock file [%s]", {file});
+        return filled("another operation is running; it holds the lock file [%s]", {file});
     if (!state.stopped)
-        return filled("another installation or removal is running (process %s, started %s); it holds the lock file "
+        return filled("another operation is running (process %s, started %s); it holds the lock file "
                       "[%s]",
                       {process, state.started, file});
-    return filled("another installation or removal is stopped (process %s, started %s); it holds the lock file [%s]. "
+    return filled("another operation is stopped (process %s, started %s); it holds the lock file [%s]. "
                   "Let it go on with \"kill -CONT %s\", or end it with \"kill -KILL %s\".",
                   {process, state.started, file, process, process});
 }

@@ -3,6 +3,7 @@
 #include "check/sourceRules.h"
 #include "check/storageRules.h"
 #include "check/treeRules.h"
+#include "install/copyBlockers.h"
 #include "install/freeSpace.h"
 #include "install/importBlockers.h"
 #include "install/safeDirectories.h"
@@ -16,6 +17,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <set>
 #include <system_error>
 #include <utility>
 
@@ -61,11 +63,14 @@ public:
         }
         append(checkInterruption(), &result.findings);
         append(space.shortage(), &result.findings);
-        if (!source.names().empty() && !result.isUnchanged())
+        const bool changes = !source.names().empty() && !result.isUnchanged();
+        if (changes)
             append(stagingBlockers(), &result.findings);
         append(ofDefinitions, &result.findings);
         append(examineTree(), &result.findings);
         append(intake.unreadable(result.findings), &result.findings);
+        if (changes)
+            append(untold(copyBlockers()), &result.findings);
         if (areTooMany(result.findings))
             return ended(std::move(result.findings));
         return std::move(result);
@@ -78,6 +83,17 @@ private:
         findings.push_back(tooManyFindings(intake.copy().dir));
         result.findings = std::move(findings);
         return std::move(result);
+    }
+
+    // What keeps a definition from being written is told with the definition.
+    Findings untold(Findings findings) const {
+        std::set<std::string> told;
+        for (const Finding& finding : result.findings)
+            told.insert(finding.place.file);
+        findings.erase(std::remove_if(findings.begin(), findings.end(),
+                                      [&told](const Finding& one) { return told.count(one.place.file) != 0; }),
+                       findings.end());
+        return findings;
     }
 
     // The level of the source explains every file that is not listed.
@@ -205,7 +221,11 @@ Preflight examine(const InstallRequest& request, Device& device) {
     preflight.findings = checkDirectories(request.source);
     if (!preflight.findings.empty())
         return preflight;
-    auto intake = std::make_unique<Intake>(request.source, request.limits);
+    return examine(request, std::make_unique<Intake>(request.source, request.limits), device);
+}
+
+Preflight examine(const InstallRequest& request, std::unique_ptr<Intake> intake, Device& device) {
+    Preflight preflight;
     if (intake->refusals().empty())
         preflight = Examination(request, *intake, device).run();
     else

@@ -60,7 +60,10 @@ struct Preflight {
 /// must be asked before a lock is taken, which makes files beside the directories.
 Findings checkDirectories(const std::string& source);
 
-/// Examines the installation of a source and changes nothing.
+/// Takes the source in and examines its installation. Changes nothing.
 Preflight examine(const InstallRequest& request, Device& device);
+
+/// The same for a source that has been taken in, in directories that have been checked.
+Preflight examine(const InstallRequest& request, std::unique_ptr<Intake> intake, Device& device);
 
 } // namespace Kelvra::SCADA::Tool

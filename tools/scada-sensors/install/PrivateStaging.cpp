@@ -16,7 +16,7 @@ constexpr const char* PREFIX = "scada-install-";
 
 } // namespace
 
-std::vector<std::string> leftoversIn(const std::string& staging) {
+std::vector<std::string> leftoversOfInstallations(const std::string& staging) {
     return leftoversIn(staging, PREFIX);
 }
 

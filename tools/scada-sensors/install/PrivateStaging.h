@@ -25,6 +25,6 @@ private:
 };
 
 /// Returns the directories that killed installations have left in a staging directory.
-std::vector<std::string> leftoversIn(const std::string& staging);
+std::vector<std::string> leftoversOfInstallations(const std::string& staging);
 
 } // namespace Kelvra::SCADA::Tool

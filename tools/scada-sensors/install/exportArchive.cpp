@@ -1,6 +1,7 @@
 #include "install/exportArchive.h"
 
 #include "device/GenerationPaths.h"
+#include "device/mounts.h"
 #include "device/paths.h"
 #include "install/Libarchive.h"
 #include "text/Descriptor.h"
@@ -114,13 +115,17 @@ private:
 
 // `root` stays the same directory while another generation takes its place.
 void addStorage(const Writer& writer, const std::string& root) {
+    const std::string& custom = Env::inst().conf().getDfnCustomDir();
     std::set<std::string> names;
     std::error_code error;
     for (fs::recursive_directory_iterator at(root, error); !error && at != fs::recursive_directory_iterator();
-         at.increment(error))
+         at.increment(error)) {
         names.insert(at->path().string().substr(root.size()));
+        if (at.depth() == 0 && at->path().filename() == LOST_AND_FOUND && isMountRoot(custom))
+            at.disable_recursion_pending();
+    }
     if (error)
-        failToRead(Env::inst().conf().getDfnCustomDir(), error.message());
+        failToRead(custom, error.message());
     for (const std::string& name : names) {
         const fs::file_status status = fs::symlink_status(root + name, error);
         const bool ours = name == GenerationPaths::MARK || name == std::string("/") + LOCK_INSIDE;

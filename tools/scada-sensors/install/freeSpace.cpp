@@ -63,7 +63,7 @@ Room roomOfMissing(const std::set<std::string>& directories, const std::string& 
 Room roomOfLeftovers(const std::string& staging) {
     Room room;
     std::error_code error;
-    for (const std::string& leftover : leftoversIn(staging)) {
+    for (const std::string& leftover : leftoversOfInstallations(staging)) {
         for (fs::recursive_directory_iterator at(leftover, error); !error && at != fs::recursive_directory_iterator();
              at.increment(error))
             room += {sizeOnDisk(at->path().string()), 1};

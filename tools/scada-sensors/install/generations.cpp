@@ -10,8 +10,6 @@
 
 #include <scada/Env.h>
 
-#include <json/writer.h>
-
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -66,12 +64,6 @@ bool exchangeDirectories(const std::string& one, const std::string& other) {
 }
 
 // --- the history
-
-std::string textOf(const HistoryEntry& entry) {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    return Json::writeString(builder, toJson(entry));
-}
 
 HistoryEntry entryFrom(const std::string& file) {
     const std::vector<HistoryEntry> entries = readHistory(file);
@@ -165,7 +157,7 @@ void save(const GenerationPaths& paths) {
 }
 
 std::string writeInPlace(const GenerationPaths& paths, const HistoryEntry& entry) {
-    writeDurably(paths.journal, textOf(entry));
+    writeDurably(paths.journal, historyLine(entry));
     try {
         bringCustomTo(paths, paths.next);
     } catch (...) {
@@ -261,7 +253,7 @@ std::string NextGeneration::putInPlace(const HistoryEntry& entry, const std::fun
     const bool exchangeable = exchangeObstacle(places.custom).empty();
     const std::string mark = places.next + GenerationPaths::MARK;
     if (exchangeable)
-        writeDurably(mark, textOf(entry));
+        writeDurably(mark, historyLine(entry));
     else
         save(places);
     syncFileSystem(places.next);

@@ -92,7 +92,7 @@ Findings unsafeDirectories(const std::string* source) {
     const Conf& conf = Env::inst().conf();
     const Directory staging{"--staging-dir", conf.getDfnStagingDir()};
     const Directory custom{"--custom-dir", conf.getDfnCustomDir()};
-    const Directory srcDir{"SRC_DIR", source == nullptr ? "" : *source};
+    const Directory srcDir{"SRC", source == nullptr ? "" : *source};
     const Directory standard{"--default-dir", conf.getDfnDefaultDir()};
     Findings findings;
     const auto add = [&findings](const Directory& directory, const std::string& text) {

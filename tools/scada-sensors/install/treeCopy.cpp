@@ -1,6 +1,7 @@
 #include "install/treeCopy.h"
 
 #include "device/GenerationPaths.h"
+#include "device/mounts.h"
 #include "text/Descriptor.h"
 #include "text/digest.h"
 #include "text/filled.h"
@@ -55,16 +56,14 @@ std::set<std::string> namesIn(const std::string& directory) {
     for (fs::directory_iterator at(directory, error); !error && at != fs::directory_iterator(); at.increment(error))
         names.insert(at->path().filename().string());
     names.erase(LOCK_INSIDE);
+    if (names.count(LOST_AND_FOUND) != 0 && isMountRoot(directory))
+        names.erase(LOST_AND_FOUND);
     if (error)
         failToCopy(directory, error.value());
     return names;
 }
 
 // --- attributes
-
-bool hasNoOwners(std::uint32_t fileSystem) {
-    return fileSystem == MSDOS_SUPER_MAGIC || fileSystem == EXFAT_SUPER_MAGIC || fileSystem == FUSE_SUPER_MAGIC;
-}
 
 std::vector<char> attributeOf(const std::string& path, const std::string& name) {
     std::vector<char> value;
@@ -118,13 +117,11 @@ void keepAttributes(const std::string& source, const std::string& target) {
         failToKeep(source, errno);
 }
 
-// Some file systems, as FAT, have one owner and one mode for all their files.
 void keepWhatCanBeKept(const std::string& source, const std::string& target) {
     try {
         keepAttributes(source, target);
     } catch (const std::runtime_error&) {
-        struct statfs status {};
-        if (statfs(target.c_str(), &status) != 0 || !hasNoOwners(static_cast<std::uint32_t>(status.f_type)))
+        if (!hasNoOwners(target))
             throw;
     }
 }
@@ -184,21 +181,6 @@ void copyFile(const std::string& source, const std::string& target) {
 void linkFile(const std::string& source, const std::string& target) {
     if (linkat(AT_FDCWD, source.c_str(), AT_FDCWD, target.c_str(), 0) != 0)
         copyFile(source, target);
-}
-
-void duplicate(const std::string& source, const std::string& target,
-               void (*takeFile)(const std::string& source, const std::string& target)) {
-    if (mkdir(target.c_str(), S_IRWXU) != 0)
-        failToWrite(target, errno);
-    for (const std::string& name : namesIn(source)) {
-        const std::string from = source + "/" + name;
-        const std::string to = target + "/" + name;
-        if (S_ISDIR(statusOf(from).st_mode))
-            duplicate(from, to, takeFile);
-        else
-            takeFile(from, to);
-    }
-    keepWhatCanBeKept(source, target);
 }
 
 // In the same directory, so that it can be given the name of the file that it replaces.
@@ -263,12 +245,26 @@ void mirrorEntry(const std::string& source, const std::string& target) {
 
 } // namespace
 
-void linkTree(const std::string& source, const std::string& target) {
-    duplicate(source, target, linkFile);
+bool hasNoOwners(const std::string& path) {
+    struct statfs status {};
+    if (statfs(path.c_str(), &status) != 0)
+        return false;
+    const auto type = static_cast<std::uint32_t>(status.f_type);
+    return type == MSDOS_SUPER_MAGIC || type == EXFAT_SUPER_MAGIC || type == FUSE_SUPER_MAGIC;
 }
 
-void copyTree(const std::string& source, const std::string& target) {
-    duplicate(source, target, copyFile);
+void linkTree(const std::string& source, const std::string& target) {
+    if (mkdir(target.c_str(), S_IRWXU) != 0)
+        failToWrite(target, errno);
+    for (const std::string& name : namesIn(source)) {
+        const std::string from = source + "/" + name;
+        const std::string to = target + "/" + name;
+        if (S_ISDIR(statusOf(from).st_mode))
+            linkTree(from, to);
+        else
+            linkFile(from, to);
+    }
+    keepWhatCanBeKept(source, target);
 }
 
 void mirrorTree(const std::string& source, const std::string& target) {

@@ -5,16 +5,16 @@
 namespace Kelvra::SCADA::Tool {
 
 // Copies of directory trees with owner, group, mode, labels and extended attributes. Symbolic links are copied, never
-// followed; the lock file of a directory is left out, and left alone. Each function throws std::runtime_error with the
-// path and the reason when it cannot do its work. None looks out for others who change the trees: the directories are
-// safe, and the lock is held.
+// followed; the lock file of a directory and the "lost+found" of a mount are left out, and left alone. Each function
+// throws std::runtime_error with the path and the reason when it cannot do its work. None looks out for others who
+// change the trees: the directories are safe, and the lock is held.
+
+/// Whether a file system, such as FAT, has one owner and one mode for all its files.
+bool hasNoOwners(const std::string& path);
 
 /// Makes `target` a copy of the directory `source` whose files are the same files under a second name. Files that
 /// cannot have one are copied.
 void linkTree(const std::string& source, const std::string& target);
-
-/// Makes `target` a copy of the directory `source` with files of its own.
-void copyTree(const std::string& source, const std::string& target);
 
 /// Brings the directory `target` to the state of `source`. Each file that differs is replaced in one step, so that a
 /// reader finds the old or the new one, whole.

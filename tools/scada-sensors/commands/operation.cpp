@@ -1,9 +1,13 @@
-#include "commands/failedOperation.h"
+#include "commands/operation.h"
 
 #include "answer/printable.h"
+#include "commands/findingText.h"
 #include "device/GenerationPaths.h"
+#include "install/OperationLock.h"
+#include "install/safeDirectories.h"
 #include "text/filled.h"
 
+#include <exception>
 #include <utility>
 
 namespace Kelvra::SCADA::Tool {
@@ -19,6 +23,24 @@ std::string adviceFor(const GenerationPaths& paths) {
 }
 
 } // namespace
+
+std::optional<ExitCode> refuseUnsafe(const Answer& answer) {
+    const Findings unsafe = unsafeDirectories(nullptr);
+    if (unsafe.empty())
+        return std::nullopt;
+    return failedFor(unsafe, ExitCode::REFUSED, answer, Json::Value(), "");
+}
+
+ExitCode withLock(const Answer& answer, const std::function<ExitCode()>& work) {
+    const OperationLock lock;
+    if (!lock.failure().empty())
+        return answer.failed(lock.isBusy() ? ExitCode::BUSY : ExitCode::FAILED, lock.failure());
+    try {
+        return work();
+    } catch (const std::exception& e) {
+        return failedOperation(e.what(), Json::Value(), "", answer);
+    }
+}
 
 ExitCode failedOperation(const std::string& error, Json::Value result, const std::string& text, const Answer& answer) {
     const std::string advice = adviceFor(GenerationPaths::ofDevice());
