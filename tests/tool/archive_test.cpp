@@ -27,7 +27,9 @@
 namespace {
 
 using namespace Kelvra::SCADA::Test;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
+using ::testing::StartsWith;
 
 constexpr const char* GOOD = R"({"decoder": "th1.js", "properties": {}})";
 constexpr std::size_t MEGABYTE = std::size_t{1024} * 1024;
@@ -56,6 +58,14 @@ void PrintTo(const Format& format, std::ostream* out) {
 
 constexpr Format TAR = {"tar", archive_write_set_format_pax_restricted, false, true};
 constexpr Format ZIP = {"zip", archive_write_set_format_zip, false, true};
+
+// It writes checksums that are not those of the content.
+int setWrongZip(archive* writer) {
+    const int status = archive_write_set_format_zip(writer);
+    return status == ARCHIVE_OK ? archive_write_set_options(writer, "zip:fakecrc32") : status;
+}
+
+constexpr Format ZIP_WRONG = {"zip_wrong", setWrongZip, false, true};
 
 struct FreeWriter {
     void operator()(archive* writer) const { archive_write_free(writer); }
@@ -311,9 +321,11 @@ std::vector<RefusedRow> refused() {
 
 INSTANTIATE_TEST_SUITE_P(Tool, RefusedArchive, ::testing::ValuesIn(refused()), rowName);
 
+/// A damage, and the reason that is told, or a part of it.
 struct BadRow {
     const char* name;
-    std::string (*damage)(const std::string& content);
+    Format format;
+    std::string (*damage)(std::string content);
     const char* reason;
 };
 
@@ -321,28 +333,55 @@ void PrintTo(const BadRow& row, std::ostream* out) {
     *out << row.name;
 }
 
+constexpr const char* DAMAGED = "it is damaged or incomplete";
+constexpr Format TAR_GZIP = {"tar_gzip", archive_write_set_format_pax_restricted, true, true};
+
 class BadArchive : public ArchiveTest, public ::testing::WithParamInterface<BadRow> {};
 
 TEST_P(BadArchive, isNamedWithTheReason) {
-    writeArchive(file, PLAIN);
+    writeArchive(file, PLAIN, GetParam().format);
     writeFile(file, GetParam().damage(readFile(file)));
     const ToolRun result = run({"install", file});
     EXPECT_EQ(result.status, 5);
-    EXPECT_EQ(result.out, withRemedies(std::string("$T/up.archive: error: The archive cannot be read: ") +
-                                       GetParam().reason + " [source/bad-archive]\n"));
+    EXPECT_THAT(result.out, StartsWith("$T/up.archive: error: The archive cannot be read: "));
+    EXPECT_THAT(result.out, HasSubstr(GetParam().reason));
+    EXPECT_THAT(result.out, EndsWith(withRemedies(" [source/bad-archive]\n")));
     EXPECT_EQ(result.err, refusal(1));
+    EXPECT_EQ(treeOf(temp / "custom"), std::set<std::string>{});
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Tool, BadArchive,
     ::testing::Values(
-        BadRow{"empty", [](const std::string&) { return std::string(); }, "Unrecognized archive format"},
-        BadRow{"no_archive", [](const std::string&) { return std::string("{}"); }, "Unrecognized archive format"},
-        BadRow{"cut_in_a_file", [](const std::string& content) { return content.substr(0, 600); },
-               "it is damaged or incomplete"},
-        BadRow{"cut_between_two_files",
-               [](const std::string& content) { return content.substr(0, content.find("lora/demo/th1.js")); },
-               "it is damaged or incomplete"}),
+        BadRow{"empty", TAR, [](std::string) { return std::string(); }, "Unrecognized archive format"},
+        BadRow{"no_archive", TAR, [](std::string) { return std::string("{}"); }, "Unrecognized archive format"},
+        BadRow{"cut_in_a_file", TAR, [](std::string content) { return content.substr(0, 600); }, DAMAGED},
+        BadRow{"cut_between_two_files", TAR,
+               [](std::string content) { return content.substr(0, content.find("lora/demo/th1.js")); }, DAMAGED},
+        BadRow{"zeros_between_two_files", TAR,
+               [](std::string content) {
+                   return content.insert(content.find("lora/demo/th1.js"), std::string(512, '\0'));
+               },
+               DAMAGED},
+        BadRow{"bytes_behind_the_end", TAR, [](std::string content) { return content + "x"; }, DAMAGED},
+        BadRow{"gzip_cut", TAR_GZIP, [](std::string content) { return content.substr(0, content.size() - 1); },
+               DAMAGED},
+        BadRow{"gzip_with_another_checksum", TAR_GZIP,
+               [](std::string content) {
+                   content[content.size() - 5] ^= 1;
+                   return content;
+               },
+               DAMAGED},
+        BadRow{"gzip_with_bytes_behind_it", TAR_GZIP, [](std::string content) { return content + "x"; }, DAMAGED},
+        BadRow{"zip_with_another_checksum", ZIP_WRONG, [](std::string content) { return content; }, "bad CRC"},
+        BadRow{"zip_cut_in_its_directory", ZIP,
+               [](std::string content) { return content.substr(0, content.find("PK\1\2") + 4); }, "Truncated ZIP"},
+        BadRow{"zip_with_more_than_its_directory_tells", ZIP,
+               [](std::string content) {
+                   content[content.rfind("PK\5\6") + 10] = 1;
+                   return content;
+               },
+               DAMAGED}),
     rowName);
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "commands/operation.h"
 #include "device/GenerationPaths.h"
 #include "device/ownerOfStorage.h"
+#include "install/Intake.h"
 #include "text/Descriptor.h"
 #include "text/filled.h"
 
@@ -140,6 +141,9 @@ ExitCode waitFor(pid_t child, sigset_t signals, Shared& shared, const Answer& an
         kill(-child, SIGKILL);
         kill(child, SIGKILL);
         waitpid(child, nullptr, 0);
+        // It had become the user whose the copies are.
+        if (becomeOwnerOfStorage().empty())
+            removeLeftCopies();
         return answer.failed(ExitCode::INTERRUPTED,
                              filled("interrupted by %s; nothing has been changed", {nameOf(signal)}));
     }

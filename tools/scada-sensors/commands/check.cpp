@@ -64,7 +64,7 @@ Run declareCheck(CLI::App& app) {
     const std::vector<CLI::Option*> limits = declareLimits(app, &request->limits);
     return [request, source, overwrite, limits](const Answer& answer) {
         if (source->count() != 0)
-            return runAsOwner(answer, [&] { return checkSource(*request, answer); });
+            return runApart(answer, [&](SignalGuard& /*guard*/) { return checkSource(*request, answer); });
         if (overwrite->count() != 0)
             return answer.badUsage(filled("%s needs SRC", {overwrite->get_name()}));
         for (const CLI::Option* limit : limits) {

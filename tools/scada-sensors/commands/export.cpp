@@ -1,5 +1,7 @@
 #include "commands/Command.h"
 #include "commands/apart.h"
+#include "commands/operation.h"
+#include "device/GenerationPaths.h"
 #include "install/exportArchive.h"
 #include "text/filled.h"
 
@@ -15,19 +17,23 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-ExitCode exportTo(const std::string& file, const Answer& answer) {
+// A special file may let the export wait: only a file of its own is made to the end.
+ExitCode exportTo(const std::string& file, SignalGuard& guard, const Answer& answer) {
     const bool toOutput = file == "-";
     if (toOutput && answer.isJson())
         return answer.badUsage(filled("--json and an archive cannot both go to standard output"));
     if (toOutput && isatty(STDOUT_FILENO) != 0)
         return answer.badUsage(filled("an archive does not go to a terminal; redirect it, or give a file"));
+    if (isInterrupted(GenerationPaths::ofDevice()))
+        return answerInterrupted(answer);
     try {
-        exportArchive(file);
+        exportArchive(file, [&guard] { guard.begin(); });
     } catch (const std::exception& e) {
         return answer.failed(ExitCode::FAILED, e.what());
     }
     Json::Value result(Json::objectValue);
     result["file"] = file;
+    tellSignal(guard, answer, &result);
     return toOutput ? ExitCode::DONE : answer.done(result, "");
 }
 
@@ -37,7 +43,9 @@ Run declareExport(CLI::App& app) {
     const auto file = std::make_shared<std::string>();
     app.add_option("FILE", *file, "Archive to write, tar with gzip; - is standard output")->required();
     // Its owner can exchange what is in the storage: no more is read than that user may read.
-    return [file](const Answer& answer) { return runAsOwner(answer, [&] { return exportTo(*file, answer); }); };
+    return [file](const Answer& answer) {
+        return runApart(answer, [&](SignalGuard& guard) { return exportTo(*file, guard, answer); });
+    };
 }
 
 } // namespace Kelvra::SCADA::Tool

@@ -273,6 +273,8 @@ ExitCode answerNothing(const Preflight& preflight, const Answer& answer) {
 
 ExitCode installTaken(const InstallRequest& request, std::unique_ptr<Intake> intake, SignalGuard& guard,
                       const Answer& answer) {
+    if (const std::optional<ExitCode> unsafe = refuseUnsafe(answer))
+        return *unsafe;
     std::optional<ReadAccess> access(std::in_place);
     Device device;
     const Preflight preflight = examine(request, std::move(intake), device);
@@ -307,7 +309,7 @@ Run declareInstall(CLI::App& app) {
     declareLimits(app, &request->limits);
     return [request, dry](const Answer& answer) {
         if (dry->count() != 0)
-            return runAsOwner(answer, [&] { return dryRun(*request, answer); });
+            return runApart(answer, [&](SignalGuard& /*guard*/) { return dryRun(*request, answer); });
         return runApart(answer, [&](SignalGuard& guard) { return install(*request, guard, answer); });
     };
 }

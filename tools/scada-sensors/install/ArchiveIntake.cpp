@@ -19,8 +19,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t CHUNK = 65536;
-
 struct FreeArchive {
     void operator()(archive* reader) const { libarchive().archive_read_free(reader); }
 };
@@ -55,13 +53,6 @@ std::string reasonOf(archive* reader) {
     return reason.empty() ? filled("it is damaged or incomplete") : reason;
 }
 
-// A tar ends with blocks of zeros, which an archive that was cut between two entries does not have. The library takes
-// both for the end.
-bool isCutShort(archive* reader) {
-    return (libarchive().archive_format(reader) & ARCHIVE_FORMAT_BASE_MASK) == ARCHIVE_FORMAT_TAR &&
-           libarchive().archive_filter_bytes(reader, 0) <= libarchive().archive_read_header_position(reader);
-}
-
 // Returns the path without "." and repeated "/"; nothing when it leads out of the archive.
 std::optional<std::string> relativePath(const std::string& path) {
     if (path.empty() || path.front() == '/' || path.size() >= PATH_MAX)
@@ -78,15 +69,13 @@ std::optional<std::string> relativePath(const std::string& path) {
 
 } // namespace
 
-ArchiveIntake::ArchiveIntake(int descriptor, CopyBuilder* copyBuilder)
-    : in(descriptor), builder(copyBuilder), chunk(CHUNK, '\0') {}
+ArchiveIntake::ArchiveIntake(int descriptor, CopyBuilder* copyBuilder) : stream(descriptor), builder(copyBuilder) {}
 
 void ArchiveIntake::run() {
     const Utf8Locale locale;
     const std::unique_ptr<archive, FreeArchive> reader(libarchive().archive_read_new());
     if (!reader)
         throw std::bad_alloc();
-    libarchive().archive_read_support_filter_gzip(reader.get());
     libarchive().archive_read_support_format_tar(reader.get());
     // It needs no list of all entries, which could be of any length.
     libarchive().archive_read_support_format_zip_streamable(reader.get());
@@ -98,30 +87,56 @@ void ArchiveIntake::run() {
 
 ssize_t ArchiveIntake::readChunk(archive* reader, void* self, const void** data) {
     ArchiveIntake& intake = *static_cast<ArchiveIntake*>(self);
-    ssize_t count = 0;
-    do
-        count = read(intake.in, intake.chunk.data(), intake.chunk.size());
-    while (count < 0 && errno == EINTR);
-    *data = intake.chunk.data();
-    if (count < 0)
-        libarchive().archive_set_error(reader, errno, "%s", Tool::reasonOf(errno).c_str());
-    intake.packed += static_cast<std::uint64_t>(std::max<ssize_t>(count, 0));
-    return intake.builder->admitsStream(intake.packed) ? count : -1;
+    const std::string_view bytes = intake.stream.next();
+    *data = bytes.data();
+    if (!intake.stream.failure().empty())
+        libarchive().archive_set_error(reader, EIO, "%s", intake.stream.failure().c_str());
+    const bool failed = !intake.stream.failure().empty() || !intake.builder->admitsStream(intake.stream.size());
+    return failed ? -1 : static_cast<ssize_t>(bytes.size());
+}
+
+// Reads on where the library has seen the end. Returns false when there is nothing more.
+bool ArchiveIntake::readOn() {
+    return builder->admitsStream(stream.size()) && !stream.next().empty();
+}
+
+bool ArchiveIntake::endsAsTar(std::uint64_t end) {
+    bool zero = stream.position() > end && stream.isZeroFrom(end);
+    while (zero && readOn())
+        zero = stream.isZeroFrom(end);
+    return zero;
+}
+
+bool ArchiveIntake::endsAsZip() {
+    while (readOn()) {
+    }
+    const int listed = stream.entriesOfZip();
+    constexpr int MANY = 65535;
+    return listed == MANY ? entries >= MANY : listed >= 0 && static_cast<std::uint64_t>(listed) == entries;
+}
+
+// The library takes a tar that was cut between two entries for one that has ended, and passes over the directory of a
+// zip.
+bool ArchiveIntake::isWhole(archive* reader) {
+    const int format = libarchive().archive_format(reader) & ARCHIVE_FORMAT_BASE_MASK;
+    const bool whole = format == ARCHIVE_FORMAT_TAR
+                           ? endsAsTar(static_cast<std::uint64_t>(libarchive().archive_read_header_position(reader)))
+                           : endsAsZip();
+    return whole && stream.failure().empty();
 }
 
 void ArchiveIntake::takeEntries(archive* reader) {
     archive_entry* entry = nullptr;
     for (;;) {
         const int status = libarchive().archive_read_next_header(reader, &entry);
-        if (builder->isFull() || (status == ARCHIVE_EOF && !isCutShort(reader)))
+        if (builder->isFull() || (status == ARCHIVE_EOF && isWhole(reader)) || builder->isFull())
             return;
         if (status == ARCHIVE_EOF || status < ARCHIVE_WARN) {
             refuse(filled("The archive cannot be read: %s", {reasonOf(reader)}));
             return;
         }
-        const la_int64_t stream = libarchive().archive_filter_bytes(reader, 0);
-        if (!builder->admitsEntries(1) ||
-            !builder->admitsStream(static_cast<std::uint64_t>(std::max<la_int64_t>(stream, 0))))
+        ++entries;
+        if (!builder->admitsEntries(1))
             return;
         takeEntry(reader, entry);
         if (builder->isFull())
@@ -218,7 +233,8 @@ bool ArchiveIntake::takeContent(archive* reader, int file, std::uint64_t limit, 
             return false;
         if (status == ARCHIVE_EOF)
             return true;
-        if (status < ARCHIVE_WARN) {
+        // A warning tells of a checksum or a size that the content does not have.
+        if (status != ARCHIVE_OK) {
             refuse(filled("The archive cannot be read: %s", {reasonOf(reader)}));
             return false;
         }

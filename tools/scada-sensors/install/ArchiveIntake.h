@@ -1,6 +1,7 @@
 #pragma once
 
 #include "check/Finding.h"
+#include "install/ArchiveStream.h"
 #include "install/CopyBuilder.h"
 
 #include <sys/types.h>
@@ -27,6 +28,10 @@ private:
     static ssize_t readChunk(archive* reader, void* self, const void** data);
 
     void takeEntries(archive* reader);
+    bool readOn();
+    bool endsAsTar(std::uint64_t end);
+    bool endsAsZip();
+    bool isWhole(archive* reader);
     void takeEntry(archive* reader, archive_entry* entry);
     void takeKind(archive* reader, archive_entry* entry, const std::string& relative);
     void takeFile(archive* reader, archive_entry* entry, const std::string& relative);
@@ -36,12 +41,11 @@ private:
     void noteTop(const std::string& relative, bool directory);
     void refuse(const std::string& text);
 
-    int in;
+    ArchiveStream stream;
     CopyBuilder* builder;
-    std::uint64_t packed = 0;   ///< bytes read
+    std::uint64_t entries = 0;
     std::uint64_t unpacked = 0; ///< bytes of the files, those that are not kept included
     std::string lastParent;
-    std::string chunk;
     bool first = true;
 };
 

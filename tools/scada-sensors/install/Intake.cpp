@@ -49,7 +49,7 @@ fs::file_type typeOf(mode_t mode) {
 class FileCopy {
 public:
     FileCopy(CopyBuilder* copyBuilder, int source, int target, const struct stat& status)
-        : builder(copyBuilder), in(source), out(target), end(status.st_size),
+        : builder(copyBuilder), in(source), out(target), end(status.st_size), changed(status.st_mtim),
           sparse(status.st_blocks * S_BLKSIZE < status.st_size) {}
 
     /// Returns the system's reason when the file cannot be read, and nothing on success.
@@ -66,10 +66,18 @@ public:
             builder->write(out, chunk.data(), static_cast<std::size_t>(count), at);
             at = nextData(at + count);
         }
+        if (hasChanged())
+            return filled("it was changed while it was read");
         return sparse && ftruncate(out, end) != 0 ? reasonOf(errno) : "";
     }
 
 private:
+    bool hasChanged() const {
+        struct stat now {};
+        return fstat(in, &now) != 0 || now.st_size != end || now.st_mtim.tv_sec != changed.tv_sec ||
+               now.st_mtim.tv_nsec != changed.tv_nsec;
+    }
+
     off_t nextData(off_t at) const {
         if (!sparse)
             return at;
@@ -83,6 +91,7 @@ private:
     int in;
     int out;
     off_t end;
+    struct timespec changed;
     bool sparse;
     std::array<char, CHUNK> chunk;
 };
@@ -198,6 +207,7 @@ private:
 };
 
 constexpr const char* MEMORY = "/dev/shm";
+constexpr const char* DISK = "/tmp";
 
 bool isInMemory(const std::string& directory) {
     struct statfs status {};
@@ -220,7 +230,7 @@ std::string placeOfCopies(const IntakeLimits& limits) {
     std::error_code error;
     if (isInMemory(MEMORY) && isUsable(MEMORY) && fs::space(MEMORY, error).available / SHARE > limits.source && !error)
         return MEMORY;
-    return "/tmp";
+    return DISK;
 }
 
 } // namespace
@@ -235,9 +245,9 @@ Intake::Intake(const std::string& source, const IntakeLimits& limits) : director
     struct stat status {};
     if (!opened.isOpen() || fstat(opened.number(), &status) != 0)
         builder.addFailure("", errno);
-    else if (source == STANDARD_INPUT || S_ISREG(status.st_mode))
+    else if (S_ISREG(status.st_mode) || (source == STANDARD_INPUT && !S_ISDIR(status.st_mode)))
         takeArchive(opened.number(), &builder);
-    else if (S_ISDIR(status.st_mode))
+    else if (S_ISDIR(status.st_mode) && source != STANDARD_INPUT)
         Walk(&builder).run(opened.number());
     else
         builder.stop(Rules::SOURCE_NOT_A_DIRECTORY, filled(LibraryText::SOURCE_NOT_A_DIRECTORY));
@@ -247,6 +257,15 @@ void Intake::takeArchive(int descriptor, CopyBuilder* builder) {
     taken.archive = true;
     ArchiveIntake(descriptor, builder).run();
     builder->finish();
+}
+
+void removeLeftCopies() {
+    const char* chosen = std::getenv("TMPDIR"); // NOLINT(concurrency-mt-unsafe)
+    for (const std::string& directory :
+         {std::string(chosen == nullptr ? "" : chosen), std::string(MEMORY), std::string(DISK)}) {
+        if (!directory.empty())
+            removeLeftovers(directory, PREFIX);
+    }
 }
 
 bool isArchive(const std::string& source) {

@@ -37,6 +37,9 @@ private:
     std::map<std::string, std::string> failures; ///< the reasons by relative path
 };
 
+/// Removes the copies that killed processes of this user have left.
+void removeLeftCopies();
+
 /// Whether a source is read as an archive: a file, or "-" for standard input.
 bool isArchive(const std::string& source);
 

@@ -11,24 +11,25 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-constexpr const char* FILE_NAME = "libarchive.so.13";
+constexpr const char* ARCHIVES = "libarchive.so.13";
+constexpr const char* ZLIB = "libz.so.1";
 
-std::runtime_error failure() {
+std::runtime_error failure(const char* name) {
     const char* reason = dlerror(); // NOLINT(concurrency-mt-unsafe)
-    return std::runtime_error(filled("archives cannot be used: %s", {reason == nullptr ? FILE_NAME : reason}));
+    return std::runtime_error(filled("archives cannot be used: %s", {reason == nullptr ? name : reason}));
 }
 
 class Loader {
 public:
-    Loader() : library(dlopen(FILE_NAME, RTLD_NOW | RTLD_LOCAL)) {
+    explicit Loader(const char* file) : library(dlopen(file, RTLD_NOW | RTLD_LOCAL)) {
         if (library == nullptr)
-            throw failure();
+            throw failure(file);
     }
 
     template <typename Function> void operator()(const char* name, Function* function) const {
         *function = reinterpret_cast<Function>(dlsym(library, name));
         if (*function == nullptr)
-            throw failure();
+            throw failure(name);
     }
 
 private:
@@ -38,7 +39,6 @@ private:
 void loadReading(const Loader& load, Libarchive* loaded) {
     load("archive_read_new", &loaded->archive_read_new);
     load("archive_read_free", &loaded->archive_read_free);
-    load("archive_read_support_filter_gzip", &loaded->archive_read_support_filter_gzip);
     load("archive_read_support_format_tar", &loaded->archive_read_support_format_tar);
     load("archive_read_support_format_zip_streamable", &loaded->archive_read_support_format_zip_streamable);
     load("archive_read_open", &loaded->archive_read_open);
@@ -46,7 +46,6 @@ void loadReading(const Loader& load, Libarchive* loaded) {
     load("archive_read_data_block", &loaded->archive_read_data_block);
     load("archive_format", &loaded->archive_format);
     load("archive_read_header_position", &loaded->archive_read_header_position);
-    load("archive_filter_bytes", &loaded->archive_filter_bytes);
     load("archive_error_string", &loaded->archive_error_string);
     load("archive_set_error", &loaded->archive_set_error);
     load("archive_entry_pathname", &loaded->archive_entry_pathname);
@@ -80,9 +79,17 @@ void loadWriting(const Loader& load, Libarchive* loaded) {
     load("archive_entry_set_symlink", &loaded->archive_entry_set_symlink);
 }
 
+void loadUnpacking(const Loader& load, Libarchive* loaded) {
+    load("inflateInit2_", &loaded->inflateInit2_);
+    load("inflateReset", &loaded->inflateReset);
+    load("inflate", &loaded->inflate);
+    load("inflateEnd", &loaded->inflateEnd);
+}
+
 Libarchive loadAll() {
-    const Loader load;
+    const Loader load(ARCHIVES);
     Libarchive loaded;
+    loadUnpacking(Loader(ZLIB), &loaded);
     loadReading(load, &loaded);
     loadWriting(load, &loaded);
     return loaded;

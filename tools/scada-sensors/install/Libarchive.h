@@ -2,16 +2,17 @@
 
 #include <archive.h>
 #include <archive_entry.h>
+#include <zlib.h>
 
 namespace Kelvra::SCADA::Tool {
 
-/// The functions of libarchive that are used, under their own names. The library is loaded when the first archive is
-/// read or written: loading it and those that it needs takes longer than most commands.
+/// The functions of libarchive, and of zlib, which it needs, that are used, under their own names. The library is
+/// loaded when the first archive is read or written: loading it and those that it needs takes longer than most
+/// commands.
 struct Libarchive {
     // NOLINTBEGIN(readability-identifier-naming)
     decltype(&::archive_read_new) archive_read_new = nullptr;
     decltype(&::archive_read_free) archive_read_free = nullptr;
-    decltype(&::archive_read_support_filter_gzip) archive_read_support_filter_gzip = nullptr;
     decltype(&::archive_read_support_format_tar) archive_read_support_format_tar = nullptr;
     decltype(&::archive_read_support_format_zip_streamable) archive_read_support_format_zip_streamable = nullptr;
     decltype(&::archive_read_open) archive_read_open = nullptr;
@@ -19,7 +20,6 @@ struct Libarchive {
     decltype(&::archive_read_data_block) archive_read_data_block = nullptr;
     decltype(&::archive_format) archive_format = nullptr;
     decltype(&::archive_read_header_position) archive_read_header_position = nullptr;
-    decltype(&::archive_filter_bytes) archive_filter_bytes = nullptr;
     decltype(&::archive_error_string) archive_error_string = nullptr;
     decltype(&::archive_set_error) archive_set_error = nullptr;
     decltype(&::archive_entry_pathname) archive_entry_pathname = nullptr;
@@ -48,6 +48,10 @@ struct Libarchive {
     decltype(&::archive_entry_set_size) archive_entry_set_size = nullptr;
     decltype(&::archive_entry_set_mtime) archive_entry_set_mtime = nullptr;
     decltype(&::archive_entry_set_symlink) archive_entry_set_symlink = nullptr;
+    decltype(&::inflateInit2_) inflateInit2_ = nullptr;
+    decltype(&::inflateReset) inflateReset = nullptr;
+    decltype(&::inflate) inflate = nullptr;
+    decltype(&::inflateEnd) inflateEnd = nullptr;
     // NOLINTEND(readability-identifier-naming)
 };
 

@@ -60,12 +60,7 @@ std::vector<std::string> candidatesIn(const std::string& parent, const std::stri
 } // namespace
 
 PrivateDirectory::PrivateDirectory(const std::string& parent, const std::string& prefix) {
-    for (const std::string& candidate : candidatesIn(parent, prefix)) {
-        const Descriptor left = openedDirectory(candidate);
-        // Locked while it is removed: a process that has just made it notices.
-        if (isPrivate(left) && isLocked(left))
-            removeTree(candidate);
-    }
+    removeLeftovers(parent, prefix);
     constexpr int ATTEMPTS = 100;
     for (int left = ATTEMPTS; !make(parent + "/" + prefix + SUFFIX); --left) {
         if (left == 0)
@@ -85,6 +80,15 @@ bool PrivateDirectory::make(const std::string& pattern) {
 
 PrivateDirectory::~PrivateDirectory() {
     removeTree(dir);
+}
+
+void removeLeftovers(const std::string& parent, const std::string& prefix) {
+    for (const std::string& candidate : candidatesIn(parent, prefix)) {
+        const Descriptor left = openedDirectory(candidate);
+        // Locked while it is removed: a process that has just made it notices.
+        if (isPrivate(left) && isLocked(left))
+            removeTree(candidate);
+    }
 }
 
 std::vector<std::string> leftoversIn(const std::string& parent, const std::string& prefix) {

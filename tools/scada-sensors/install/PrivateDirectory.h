@@ -27,6 +27,9 @@ private:
     Descriptor held;
 };
 
+/// Removes the private directories in `parent` that killed processes have left.
+void removeLeftovers(const std::string& parent, const std::string& prefix);
+
 /// Returns the private directories in `parent` that killed processes have left.
 std::vector<std::string> leftoversIn(const std::string& parent, const std::string& prefix);
 

@@ -18,6 +18,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <set>
 #include <stdexcept>
@@ -46,6 +47,7 @@ class Writer {
 public:
     Writer(int descriptor, std::string name)
         : lib(libarchive()), out(lib.archive_write_new()), target(std::move(name)) {
+        fstat(descriptor, &written);
         const bool isOpen = lib.archive_write_set_format_pax_restricted(out.get()) == ARCHIVE_OK &&
                             lib.archive_write_add_filter_gzip(out.get()) == ARCHIVE_OK &&
                             lib.archive_write_set_options(out.get(), "gzip:!timestamp") == ARCHIVE_OK &&
@@ -53,6 +55,12 @@ public:
                             lib.archive_write_open_fd(out.get(), descriptor) == ARCHIVE_OK;
         if (!isOpen)
             fail();
+    }
+
+    /// Whether the archive itself is at a path.
+    bool isTarget(const std::string& path) const {
+        struct stat status {};
+        return lstat(path.c_str(), &status) == 0 && status.st_ino == written.st_ino && status.st_dev == written.st_dev;
     }
 
     void addFile(const std::string& path, const std::string& name) const {
@@ -111,6 +119,7 @@ private:
     const Libarchive& lib;
     std::unique_ptr<archive, Free> out;
     std::string target;
+    struct stat written {};
 };
 
 // `root` stays the same directory while another generation takes its place.
@@ -129,7 +138,7 @@ void addStorage(const Writer& writer, const std::string& root) {
     for (const std::string& name : names) {
         const fs::file_status status = fs::symlink_status(root + name, error);
         const bool ours = name == GenerationPaths::MARK || name == std::string("/") + LOCK_INSIDE;
-        if (fs::is_regular_file(status) && !ours)
+        if (fs::is_regular_file(status) && !ours && !writer.isTarget(root + name))
             writer.addFile(root + name, name.substr(1));
         else if (fs::is_symlink(status))
             writer.addLink(root + name, name.substr(1));
@@ -146,6 +155,9 @@ void writeTo(int descriptor, const std::string& name) {
         failToRead(conf.getDfnCustomDir(), reasonOf(errno));
     if (access(conf.getSensorMapFile().c_str(), F_OK) == 0)
         writer.addFile(conf.getSensorMapFile(), EXPORTED_LIST);
+    // Meanwhile an operation may have begun to write in place.
+    if (isInterrupted(GenerationPaths::ofDevice()))
+        throw std::runtime_error(filled("the custom storage was changed while it was read; export it again"));
     writer.finish();
 }
 
@@ -159,16 +171,18 @@ void writeToSpecial(const std::string& file) {
 
 } // namespace
 
-void exportArchive(const std::string& name) {
+void exportArchive(const std::string& name, const std::function<void()>& begin) {
     if (name == "-") {
         writeTo(STDOUT_FILENO, "standard output");
         return;
     }
-    struct stat status {};
-    if (stat(name.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+    struct stat former {};
+    const bool exists = stat(name.c_str(), &former) == 0;
+    if (exists && !S_ISREG(former.st_mode)) {
         writeToSpecial(name);
         return;
     }
+    begin();
     // A link keeps leading to the file.
     const std::string file = canonicalPath(name);
     std::string temporary = file + ".XXXXXX";
@@ -177,7 +191,7 @@ void exportArchive(const std::string& name) {
         throw std::runtime_error(filled("cannot write the archive [%s]: %s", {file, reasonOf(errno)}));
     try {
         writeTo(out.number(), file);
-        if (fchmod(out.number(), FILE_MODE) != 0 || fsync(out.number()) != 0 ||
+        if (fchmod(out.number(), exists ? former.st_mode & ACCESSPERMS : FILE_MODE) != 0 || fsync(out.number()) != 0 ||
             rename(temporary.c_str(), file.c_str()) != 0)
             throw std::runtime_error(filled("cannot write the archive [%s]: %s", {file, reasonOf(errno)}));
     } catch (...) {
