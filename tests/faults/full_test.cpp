@@ -32,7 +32,7 @@ void PrintTo(const Lack& row, std::ostream* out) {
 std::vector<Lack> everyLack() {
     // A quota differs from a full disk in the reason alone.
     const std::vector<Lack> kinds = {
-        {"full", "full", {"No space left on device"}, [](const Step& step) { return step.takesSpace; }, {1, 4, 40}, {}},
+        {"full", "full", {"No space left on device"}, [](const Step& step) { return step.takesSpace; }, {1, 5, 40}, {}},
         {"noInodes",
          "no-inodes",
          {"No space left on device"},
@@ -40,7 +40,7 @@ std::vector<Lack> everyLack() {
          {1, 3, 40},
          {}},
         {"quota", "quota", {"Disk quota exceeded"}, [](const Step& step) { return step.takesSpace; }, {1, 16, 200}, {}},
-        {"error", "error", {"Input/output error"}, [](const Step& step) { return step.number > 0; }, {1, 4, 40}, {}},
+        {"error", "error", {"Input/output error"}, [](const Step& step) { return step.number > 0; }, {1, 6, 40}, {}},
     };
     std::vector<Lack> rows;
     for (const Lack& kind : kinds) {
@@ -55,6 +55,16 @@ protected:
     void SetUp() override { prepare(GetParam().row.operation, GetParam().row.way); }
 
     Variables below() const { return {{"SCADA_TEST_FAULT_DIR", place + "/"}}; }
+    // The library says what it could not do, but not why; its texts are not the tool's to change. A staged copy that
+    // does not read back it passes over without a word, so that the tool knows no more than that.
+    static bool isLibrarysOwn(const std::string& text) {
+        for (const char* own : {" while importing ", "Invalid syntax of the sensor definition [",
+                                "scada-sensors: some definitions could not be installed\n"}) {
+            if (text.find(own) != std::string::npos)
+                return true;
+        }
+        return false;
+    }
     bool namesReason(const ToolRun& result) const {
         for (const char* reason : GetParam().reasons) {
             if (result.err.find(reason) != std::string::npos)
@@ -81,7 +91,8 @@ TEST_P(Lacking, leavesOldOrNew) {
             EXPECT_TRUE(isNew()) << result.out << result.err;
         } else {
             ++phases[expectNothingTorn(result)];
-            phases["reason not named"] += namesReason(result) ? 0 : 1;
+            phases["without a reason, as the library gives none"] += namesReason(result) ? 0 : 1;
+            EXPECT_TRUE(namesReason(result) || isLibrarysOwn(result.out + result.err)) << result.out << result.err;
         }
         expectNextInstallation();
         ASSERT_FALSE(HasFailure()) << result.status << " " << result.out << result.err;

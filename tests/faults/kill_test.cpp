@@ -15,17 +15,18 @@ using namespace Kelvra::SCADA::Test;
 
 constexpr int KILLED = 128 + SIGKILL;
 
-// What decides over the state of a storage is never left out: the renames, and the removal of what marks an operation,
-// with what follows.
+// What decides over the state of a storage is never left out: the renames, and the removal of what marks an operation;
+// little is left out of what follows.
 bool isTried(const Step& step, std::size_t steps, long* followed) {
     constexpr long FOLLOWING = 16;
-    const long stride = chosen({1, 8, 40});
+    const long stride = chosen({1, 12, 40});
+    const long strideNear = chosen({1, 2, 1});
     const bool marks =
         step.path.find(".new-generation") != std::string::npos || step.path.find("/interrupted") != std::string::npos;
     if (marks)
         *followed = step.number + FOLLOWING;
-    return step.number % stride == 0 || step.number <= *followed || step.function.find("rename") == 0 || marks ||
-           step.number == static_cast<long>(steps);
+    return step.number % stride == 0 || (step.number <= *followed && step.number % strideNear == 0) ||
+           step.function.find("rename") == 0 || marks || step.number == static_cast<long>(steps);
 }
 
 class KilledAtAStep : public FaultTest, public ::testing::WithParamInterface<Case> {};
@@ -101,7 +102,7 @@ TEST_P(KilledAtRandom, leavesOldOrNew) {
     const auto time = static_cast<unsigned long>(undisturbedTime().count());
     std::mt19937 random(seed);
     Phases phases;
-    const long wanted = chosen({300, 50, 10}) / SHARES;
+    const long wanted = chosen({300, 30, 10}) / SHARES;
     long kills = 0;
     for (long attempts = 0; kills < wanted && attempts < ATTEMPTS * wanted; ++attempts) {
         // The files are changed late.

@@ -59,7 +59,7 @@ protected:
         }
     }
 
-    const long installations = chosen({200, 30, 4});
+    const long installations = chosen({200, 20, 4});
     std::size_t steps = 0;
 
     /// Runs beside the reader, and ends with success when nothing unexpected has happened.
