@@ -254,18 +254,21 @@ FaultTest::FaultTest() {
     addDefinition(temp / "later", "lora/later/z", "Later");
 }
 
+void FaultTest::layStorage() const {
+    for (const char* name : {"lora/demo/kept", "lora/demo/old", "lora/other/x"})
+        addDefinition(place + "/custom", name, name);
+    writeFile(place + "/custom/.hidden/notes", "notes\n");
+    chmod((place + "/custom/lora/demo/kept.js").c_str(), 0640);
+    chmod((place + "/custom").c_str(), 0750);
+}
+
 void FaultTest::prepare(const Operation& wanted, Way wantedWay) {
     operation = wanted;
     way = wantedWay;
     shell("rm -rf " + place + "/*");
     makeDir(place + "/default");
-    if (operation.hasStorage) {
-        for (const char* name : {"lora/demo/kept", "lora/demo/old", "lora/other/x"})
-            addDefinition(place + "/custom", name, name);
-        writeFile(place + "/custom/.hidden/notes", "notes\n");
-        chmod((place + "/custom/lora/demo/kept.js").c_str(), 0640);
-        chmod((place + "/custom").c_str(), 0750);
-    }
+    if (operation.hasStorage)
+        layStorage();
     if (!operation.before.empty()) {
         const ToolRun before = run(operation.before);
         ASSERT_EQ(before.status, 0) << before.out << before.err;

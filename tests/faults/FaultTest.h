@@ -180,6 +180,7 @@ protected:
     Definitions newDefinitions;
 
 private:
+    void layStorage() const;
     bool shows(const State& state, const Definitions& definitions) const;
     std::string phase() const;
     void expectRefused() const;

@@ -54,6 +54,14 @@ class Lacking : public FaultTest, public ::testing::WithParamInterface<Lack> {
 protected:
     void SetUp() override { prepare(GetParam().row.operation, GetParam().row.way); }
 
+    std::vector<Step> stepsThatMatter() const {
+        std::vector<Step> steps;
+        for (const Step& step : stepsOfOperation(below())) {
+            if (GetParam().matters(step))
+                steps.push_back(step);
+        }
+        return steps;
+    }
     Variables below() const { return {{"SCADA_TEST_FAULT_DIR", place + "/"}}; }
     // The library says what it could not do, but not why; its texts are not the tool's to change. A staged copy that
     // does not read back it passes over without a word, so that the tool knows no more than that.
@@ -75,11 +83,7 @@ protected:
 };
 
 TEST_P(Lacking, leavesOldOrNew) {
-    std::vector<Step> steps;
-    for (const Step& step : stepsOfOperation(below())) {
-        if (GetParam().matters(step))
-            steps.push_back(step);
-    }
+    const std::vector<Step> steps = stepsThatMatter();
     Phases phases;
     for (std::size_t at = 0; at < steps.size(); at += static_cast<std::size_t>(chosen(GetParam().stride))) {
         const Step& step = steps[at];
