@@ -55,18 +55,6 @@ std::string modeOf(const std::string& path) {
     return text;
 }
 
-State stateOf(const std::string& directory) {
-    State state;
-    if (!fs::exists(directory))
-        return state;
-    state[""] = modeOf(directory);
-    for (const auto& [path, content] : snapshot(directory)) {
-        if (path != MARK)
-            state[path] = modeOf(directory + "/" + path) + content;
-    }
-    return state;
-}
-
 // In the child.
 [[noreturn]] void become(std::vector<std::string> words, const Variables& variables, const std::string& outputs) {
     setpgid(0, 0);
@@ -88,7 +76,30 @@ State stateOf(const std::string& directory) {
 
 } // namespace
 
-// --- what the library reads
+long chosen(const Extent& extent) {
+    const char* const wish = std::getenv("SCADA_LONG_FAULTS");
+    if (wish != nullptr && std::string(wish) == "1")
+        return extent.all;
+#ifdef SCADA_SLOW_TOOL
+    return extent.slow;
+#else
+    return extent.usual;
+#endif
+}
+
+// --- what is there
+
+State stateOf(const std::string& directory) {
+    State state;
+    if (!fs::exists(directory))
+        return state;
+    state[""] = modeOf(directory);
+    for (const auto& [path, content] : snapshot(directory)) {
+        if (path != MARK)
+            state[path] = modeOf(directory + "/" + path) + content;
+    }
+    return state;
+}
 
 Definitions readDefinitions(const std::string& directory) {
     std::set<std::string> names;
@@ -243,18 +254,21 @@ FaultTest::FaultTest() {
     addDefinition(temp / "later", "lora/later/z", "Later");
 }
 
+void FaultTest::layStorage() const {
+    for (const char* name : {"lora/demo/kept", "lora/demo/old", "lora/other/x"})
+        addDefinition(place + "/custom", name, name);
+    writeFile(place + "/custom/.hidden/notes", "notes\n");
+    chmod((place + "/custom/lora/demo/kept.js").c_str(), 0640);
+    chmod((place + "/custom").c_str(), 0750);
+}
+
 void FaultTest::prepare(const Operation& wanted, Way wantedWay) {
     operation = wanted;
     way = wantedWay;
     shell("rm -rf " + place + "/*");
     makeDir(place + "/default");
-    if (operation.hasStorage) {
-        for (const char* name : {"lora/demo/kept", "lora/demo/old", "lora/other/x"})
-            addDefinition(place + "/custom", name, name);
-        writeFile(place + "/custom/.hidden/notes", "notes\n");
-        chmod((place + "/custom/lora/demo/kept.js").c_str(), 0640);
-        chmod((place + "/custom").c_str(), 0750);
-    }
+    if (operation.hasStorage)
+        layStorage();
     if (!operation.before.empty()) {
         const ToolRun before = run(operation.before);
         ASSERT_EQ(before.status, 0) << before.out << before.err;
@@ -274,6 +288,10 @@ void FaultTest::prepare(const Operation& wanted, Way wantedWay) {
 
 void FaultTest::reset() const {
     layFrom(temp / "prototype", place);
+}
+
+void FaultTest::beginHere() const {
+    layFrom(place, temp / "prototype");
 }
 
 void FaultTest::keep() const {
@@ -461,6 +479,23 @@ std::string FaultTest::stateAfterRecovery() const {
     EXPECT_EQ(mended.status, 0) << mended.out << mended.err;
     EXPECT_TRUE(forward ? isNew() : isOld());
     return forward ? "new when recovered" : "old when recovered";
+}
+
+std::string FaultTest::expectAfterCut(bool mustBeNew) const {
+    if (isInterrupted()) {
+        EXPECT_EQ(way, Way::IN_PLACE);
+        EXPECT_FALSE(mustBeNew) << "it was said to be new";
+        keep();
+        expectMended(false);
+        resetToKept();
+        expectMended(true);
+        return "old when recovered, new when recovered forward";
+    }
+    const std::string found = stateAfterRecovery();
+    const bool isOneOfTheTwo = found == "new" || found == "new when recovered" || (found == "old" && !mustBeNew);
+    EXPECT_TRUE(isOneOfTheTwo) << found << (mustBeNew ? ", although it was said to be new" : "");
+    expectNextInstallation();
+    return found;
 }
 
 void expectPhases(const std::map<std::string, int>& phases, const Case& row) {

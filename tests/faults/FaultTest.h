@@ -15,8 +15,20 @@
 
 namespace Kelvra::SCADA::Test {
 
+/// How many cases are tried, or one of how many: all with SCADA_LONG_FAULTS=1; else as many as a usual test run has the
+/// time for, or the few that meet each kind of fault where a run of the tool takes up to ten times as long, emulated or
+/// with sanitizers.
+struct Extent {
+    long all;
+    long usual;
+    long slow;
+};
+long chosen(const Extent& extent);
+
 /// The path of everything below a directory, and of itself as "", with its mode and its bytes.
 using State = std::map<std::string, std::string>;
+
+State stateOf(const std::string& directory);
 
 /// What the library reads in a storage: each name that it lists with the document and the decoder, or with the fault.
 struct Definition {
@@ -118,6 +130,8 @@ protected:
     void prepare(const Operation& wanted, Way wantedWay);
     /// Puts everything back to the moment before the operation. What is mounted there stays.
     void reset() const;
+    /// Lets the operation begin with what is there now.
+    void beginHere() const;
     /// The same for what keep() has kept.
     void keep() const;
     void resetToKept() const;
@@ -144,6 +158,9 @@ protected:
     std::string expectNothingTorn(const ToolRun& failed) const;
     /// Lets the tool mend what it has to. Returns in which state the storage was or is then.
     std::string stateAfterRecovery() const;
+    /// Expects what must hold after a power cut, and mends it both ways where there are two. Returns what was found.
+    /// Everything may be changed afterwards.
+    std::string expectAfterCut(bool mustBeNew) const;
     /// Expects that the next installation succeeds, changes nothing else and leaves nothing behind.
     void expectNextInstallation() const;
 
@@ -163,6 +180,7 @@ protected:
     Definitions newDefinitions;
 
 private:
+    void layStorage() const;
     bool shows(const State& state, const Definitions& definitions) const;
     std::string phase() const;
     void expectRefused() const;

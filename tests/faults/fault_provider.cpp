@@ -4,9 +4,12 @@
 //
 //   SCADA_TEST_FAULT             what happens; the names are in `FAULTS`
 //   SCADA_TEST_FAULT_AT          the number of the step, program or allocation where it does, counted from 1
-//   SCADA_TEST_FAULT_DIR         only steps below this directory count
+//   SCADA_TEST_FAULT_DIR         only steps below this directory count, and ends with a slash
 //   SCADA_TEST_FAULT_LOG         a file that gets a line for each step and for each program that hangs
 //   SCADA_TEST_FAULT_DESCRIPTOR  for "ask": where each step is announced, and waits for a byte
+//   SCADA_TEST_TRACE             a file that gets a record of each change below that directory, with its data; the form
+//   is
+//                                in Trace.h
 //   SCADA_TEST_NO_EXCHANGE       two names cannot be exchanged in one step
 //   SCADA_TEST_NO_SYNC           a sync is a step and nothing more
 //
@@ -19,6 +22,7 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -31,8 +35,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
 #include <new>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace {
@@ -89,6 +98,7 @@ struct Settings {
     const int descriptor = static_cast<int>(number("SCADA_TEST_FAULT_DESCRIPTOR"));
     const char* const directory = std::getenv("SCADA_TEST_FAULT_DIR");
     const char* const log = std::getenv("SCADA_TEST_FAULT_LOG");
+    const char* const trace = std::getenv("SCADA_TEST_TRACE");
     const bool canExchange = std::getenv("SCADA_TEST_NO_EXCHANGE") == nullptr;
     const bool syncs = std::getenv("SCADA_TEST_NO_SYNC") == nullptr;
 };
@@ -131,12 +141,16 @@ bool isBelow(const std::string& path, const char* directory) {
     return directory == nullptr || path.compare(0, std::strlen(directory), directory) == 0;
 }
 
-void writeLog(const std::string& line) {
-    if (settings().log == nullptr)
+void append(const char* path, const std::string& text) {
+    if (path == nullptr)
         return;
-    const long file = syscall(SYS_openat, AT_FDCWD, settings().log, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
-    syscall(SYS_write, file, line.data(), line.size());
+    const long file = syscall(SYS_openat, AT_FDCWD, path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+    syscall(SYS_write, file, text.data(), text.size());
     syscall(SYS_close, file);
+}
+
+void writeLog(const std::string& line) {
+    append(settings().log, line);
 }
 
 [[noreturn]] void killTool() {
@@ -203,28 +217,158 @@ Verdict stepOn(const char* name, unsigned int needs, int descriptor) {
     return !path.empty() && path[0] == '/' ? step(name, needs, path) : GOES_ON;
 }
 
+// --- the trace
+
+using Words = std::vector<std::string>;
+
+bool hasSucceeded(long result) {
+    return result >= 0;
+}
+
+bool hasSucceeded(const void* result) {
+    return result != nullptr;
+}
+
+bool isTraced(const std::string& path) {
+    return settings().trace != nullptr && settings().directory != nullptr && isBelow(path, settings().directory);
+}
+
+std::string contentOf(const std::string& path, mode_t mode) {
+    if (S_ISLNK(mode))
+        return targetOfLink(path);
+    std::ifstream in(path, std::ios::binary);
+    return S_ISREG(mode) ? std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()) : "";
+}
+
+// What the tool has answered by then must be true from then on.
+std::string recordOf(const Words& words, const std::string& content) {
+    struct stat output {};
+    std::string text = fstat(STDOUT_FILENO, &output) == 0 && output.st_size > 0 ? "said" : "";
+    text += '\0';
+    for (const std::string& word : words)
+        text += word + '\0';
+    return text + std::to_string(content.size()) + '\0' + content;
+}
+
+// Empty for what is not there, such as a file that is open and has no name.
+std::string recordOfEntry(const std::string& path) {
+    struct stat status {};
+    if (lstat(path.c_str(), &status) != 0)
+        return "";
+    return recordOf(
+        {"entry", path, std::to_string(status.st_mode), std::to_string(status.st_uid), std::to_string(status.st_gid)},
+        contentOf(path, status.st_mode));
+}
+
+void traceEntry(const std::string& path) {
+    const int formerError = errno;
+    if (isTraced(path))
+        append(settings().trace, recordOfEntry(path));
+    errno = formerError;
+}
+
+// After a change of the entry at a path. Returns what the change has returned.
+template <typename Result> Result changedAt(int directory, const char* path, Result result) {
+    if (settings().trace != nullptr && hasSucceeded(result))
+        traceEntry(pathAt(directory, path));
+    return result;
+}
+
+template <typename Result> Result changedOn(int file, Result result) {
+    if (settings().trace != nullptr && hasSucceeded(result))
+        traceEntry(pathOf(file));
+    return result;
+}
+
+int removedAt(int directory, const char* path, int result) {
+    if (settings().trace != nullptr && result == 0 && isTraced(pathAt(directory, path)))
+        append(settings().trace, recordOf({"remove", pathAt(directory, path)}, ""));
+    return result;
+}
+
+// A name of a file that comes from elsewhere is a file of its own here.
+int named(const char* kind, const std::string& from, const std::string& to, int result) {
+    if (result == 0 && isTraced(from))
+        append(settings().trace, recordOf({kind, from, to}, ""));
+    else if (result == 0)
+        traceEntry(to);
+    return result;
+}
+
+int synced(const char* name, int file, int result) {
+    const bool all = std::strcmp(name, "syncfs") == 0;
+    if (settings().trace != nullptr && result == 0 && (all || isTraced(pathOf(file))))
+        append(settings().trace, recordOf({all ? "syncfs" : "sync", pathOf(file)}, ""));
+    return result;
+}
+
+/// The record of each entry below the traced directory.
+using Entries = std::map<std::string, std::string>;
+
+Entries tracedEntries() {
+    Entries entries;
+    std::error_code error;
+    if (settings().trace == nullptr || settings().directory == nullptr)
+        return entries;
+    for (std::filesystem::recursive_directory_iterator at(settings().directory, error);
+         !error && at != std::filesystem::recursive_directory_iterator(); at.increment(error))
+        entries[at->path().string()] = recordOfEntry(at->path().string());
+    return entries;
+}
+
+// This library is not in the programs that the tool runs: what they have done is seen in what is there afterwards. None
+// runs beside the tool.
+void traceProgram(pid_t program, const Entries& before) {
+    siginfo_t end{};
+    while (waitid(P_PID, static_cast<id_t>(program), &end, WEXITED | WNOWAIT) != 0 && errno == EINTR) {
+    }
+    const Entries after = tracedEntries();
+    for (auto at = before.rbegin(); at != before.rend(); ++at) {
+        if (after.count(at->first) == 0)
+            append(settings().trace, recordOf({"remove", at->first}, ""));
+    }
+    for (const auto& [path, record] : after) {
+        const auto former = before.find(path);
+        if (former == before.end() || former->second != record)
+            append(settings().trace, record);
+    }
+}
+
+// --- the opening of files
+
 // A file that is there takes no inode, and gives its space back when it is emptied.
 unsigned int needsOfOpening(int directory, const char* path) {
     return faccessat(directory, path, F_OK, AT_SYMLINK_NOFOLLOW) == 0 ? NOTHING : SPACE | INODE;
 }
 
-bool mayOpen(const char* name, int directory, const char* path, int flags) {
-    const int changing = O_CREAT | O_TRUNC | (O_TMPFILE & ~O_DIRECTORY);
-    return (flags & changing) == 0 || stepAt(name, needsOfOpening(directory, path), directory, path).goesOn;
+bool isChanging(int flags) {
+    return (flags & (O_CREAT | O_TRUNC | (O_TMPFILE & ~O_DIRECTORY))) != 0;
 }
 
-bool mayOpenStream(const char* name, const char* path, const char* mode) {
-    return std::strpbrk(mode, "wa") == nullptr || mayOpen(name, AT_FDCWD, path, O_CREAT);
+bool mayOpen(const char* name, int directory, const char* path, int flags) {
+    return !isChanging(flags) || stepAt(name, needsOfOpening(directory, path), directory, path).goesOn;
+}
+
+std::FILE* openStreamWith(const char* name, const char* path, const char* mode) {
+    const bool isRead = std::strpbrk(mode, "wa") == nullptr;
+    if (!isRead && !mayOpen(name, AT_FDCWD, path, O_CREAT))
+        return nullptr;
+    std::FILE* const stream = real<std::FILE*(const char*, const char*)>(name)(path, mode);
+    return isRead ? stream : changedAt(AT_FDCWD, path, stream);
 }
 
 int openWith(const char* name, const char* path, int flags, mode_t mode) {
-    return mayOpen(name, AT_FDCWD, path, flags) ? real<int(const char*, int, ...)>(name)(path, flags, mode) : -1;
+    if (!mayOpen(name, AT_FDCWD, path, flags))
+        return -1;
+    const int file = real<int(const char*, int, ...)>(name)(path, flags, mode);
+    return isChanging(flags) ? changedAt(AT_FDCWD, path, file) : file;
 }
 
 int openatWith(const char* name, int directory, const char* path, int flags, mode_t mode) {
-    return mayOpen(name, directory, path, flags)
-               ? real<int(int, const char*, int, ...)>(name)(directory, path, flags, mode)
-               : -1;
+    if (!mayOpen(name, directory, path, flags))
+        return -1;
+    const int file = real<int(int, const char*, int, ...)>(name)(directory, path, flags, mode);
+    return isChanging(flags) ? changedAt(directory, path, file) : file;
 }
 
 // Not every call to open has a mode.
@@ -238,7 +382,7 @@ int openatWith(const char* name, int directory, const char* path, int flags, mod
 template <typename Write> ssize_t writeWith(const char* name, int file, std::size_t size, const Write& write) {
     const Verdict verdict = stepOn(name, SPACE, file);
     if (verdict.goesOn)
-        return write(size);
+        return changedOn(file, write(size));
     if (verdict.isFirst && settings().fault != Fault::ERROR && size > 1)
         return write(size / 2);
     return -1;
@@ -247,12 +391,10 @@ template <typename Write> ssize_t writeWith(const char* name, int file, std::siz
 int syncWith(const char* name, int file) {
     if (!stepOn(name, SPACE, file).goesOn)
         return -1;
-    return settings().syncs ? real<int(int)>(name)(file) : 0;
+    return synced(name, file, settings().syncs ? real<int(int)>(name)(file) : 0);
 }
 
 // --- programs
-
-using Words = std::vector<std::string>;
 
 // The programs are those that the library runs: cp -f FROM TO; mkdir -p DIR; rm -f FILE; sh -c -- "rm -rf DIR/*".
 constexpr const char* HALF_OF_THE_WORK = "program=$1\n"
@@ -356,32 +498,37 @@ int faultCreat64(const char* path, mode_t mode) {
     return openWith("open64", path, O_WRONLY | O_CREAT | O_TRUNC, mode);
 }
 std::FILE* faultFopen(const char* path, const char* mode) {
-    return mayOpenStream("fopen", path, mode) ? real<std::FILE*(const char*, const char*)>("fopen")(path, mode)
-                                              : nullptr;
+    return openStreamWith("fopen", path, mode);
 }
 std::FILE* faultFopen64(const char* path, const char* mode) {
-    return mayOpenStream("fopen64", path, mode) ? real<std::FILE*(const char*, const char*)>("fopen64")(path, mode)
-                                                : nullptr;
+    return openStreamWith("fopen64", path, mode);
 }
 char* faultMkdtemp(char* pattern) {
-    return stepAt("mkdtemp", SPACE | INODE, AT_FDCWD, pattern).goesOn ? real<char*(char*)>("mkdtemp")(pattern)
-                                                                      : nullptr;
+    return changedAt(AT_FDCWD, pattern,
+                     stepAt("mkdtemp", SPACE | INODE, AT_FDCWD, pattern).goesOn ? real<char*(char*)>("mkdtemp")(pattern)
+                                                                                : nullptr);
 }
 int faultMkstemp(char* pattern) {
-    return stepAt("mkstemp", SPACE | INODE, AT_FDCWD, pattern).goesOn ? real<int(char*)>("mkstemp")(pattern) : -1;
+    return changedAt(AT_FDCWD, pattern,
+                     stepAt("mkstemp", SPACE | INODE, AT_FDCWD, pattern).goesOn ? real<int(char*)>("mkstemp")(pattern)
+                                                                                : -1);
 }
 int faultMkstemp64(char* pattern) {
-    return stepAt("mkstemp64", SPACE | INODE, AT_FDCWD, pattern).goesOn ? real<int(char*)>("mkstemp64")(pattern) : -1;
+    return changedAt(
+        AT_FDCWD, pattern,
+        stepAt("mkstemp64", SPACE | INODE, AT_FDCWD, pattern).goesOn ? real<int(char*)>("mkstemp64")(pattern) : -1);
 }
 int faultMkostemp(char* pattern, int flags) {
-    return stepAt("mkostemp", SPACE | INODE, AT_FDCWD, pattern).goesOn
-               ? real<int(char*, int)>("mkostemp")(pattern, flags)
-               : -1;
+    return changedAt(AT_FDCWD, pattern,
+                     stepAt("mkostemp", SPACE | INODE, AT_FDCWD, pattern).goesOn
+                         ? real<int(char*, int)>("mkostemp")(pattern, flags)
+                         : -1);
 }
 int faultMkostemp64(char* pattern, int flags) {
-    return stepAt("mkostemp64", SPACE | INODE, AT_FDCWD, pattern).goesOn
-               ? real<int(char*, int)>("mkostemp64")(pattern, flags)
-               : -1;
+    return changedAt(AT_FDCWD, pattern,
+                     stepAt("mkostemp64", SPACE | INODE, AT_FDCWD, pattern).goesOn
+                         ? real<int(char*, int)>("mkostemp64")(pattern, flags)
+                         : -1);
 }
 
 // --- contents
@@ -401,6 +548,7 @@ int faultTruncate64(const char* path, std::int64_t size) __asm__("truncate64");
 int faultFsync(int file) __asm__("fsync");
 int faultFdatasync(int file) __asm__("fdatasync");
 int faultSyncfs(int file) __asm__("syncfs");
+void faultSync() __asm__("sync");
 
 ssize_t faultWrite(int file, const void* data, std::size_t size) {
     return writeWith("write", file, size, [&](std::size_t some) {
@@ -408,8 +556,9 @@ ssize_t faultWrite(int file, const void* data, std::size_t size) {
     });
 }
 ssize_t faultWritev(int file, const iovec* parts, int count) {
-    return stepOn("writev", SPACE, file).goesOn ? real<ssize_t(int, const iovec*, int)>("writev")(file, parts, count)
-                                                : -1;
+    return changedOn(file, stepOn("writev", SPACE, file).goesOn
+                               ? real<ssize_t(int, const iovec*, int)>("writev")(file, parts, count)
+                               : -1);
 }
 ssize_t faultPwrite(int file, const void* data, std::size_t size, long offset) {
     return writeWith("pwrite", file, size, [&](std::size_t some) {
@@ -438,18 +587,23 @@ ssize_t faultCopyRange(int in, std::int64_t* from, int out, std::int64_t* to, st
     });
 }
 int faultFtruncate(int file, long size) {
-    return stepOn("ftruncate", SPACE, file).goesOn ? real<int(int, long)>("ftruncate")(file, size) : -1;
+    return changedOn(file,
+                     stepOn("ftruncate", SPACE, file).goesOn ? real<int(int, long)>("ftruncate")(file, size) : -1);
 }
 int faultFtruncate64(int file, std::int64_t size) {
-    return stepOn("ftruncate64", SPACE, file).goesOn ? real<int(int, std::int64_t)>("ftruncate64")(file, size) : -1;
+    return changedOn(
+        file, stepOn("ftruncate64", SPACE, file).goesOn ? real<int(int, std::int64_t)>("ftruncate64")(file, size) : -1);
 }
 int faultTruncate(const char* path, long size) {
-    return stepAt("truncate", SPACE, AT_FDCWD, path).goesOn ? real<int(const char*, long)>("truncate")(path, size) : -1;
+    return changedAt(
+        AT_FDCWD, path,
+        stepAt("truncate", SPACE, AT_FDCWD, path).goesOn ? real<int(const char*, long)>("truncate")(path, size) : -1);
 }
 int faultTruncate64(const char* path, std::int64_t size) {
-    return stepAt("truncate64", SPACE, AT_FDCWD, path).goesOn
-               ? real<int(const char*, std::int64_t)>("truncate64")(path, size)
-               : -1;
+    return changedAt(AT_FDCWD, path,
+                     stepAt("truncate64", SPACE, AT_FDCWD, path).goesOn
+                         ? real<int(const char*, std::int64_t)>("truncate64")(path, size)
+                         : -1);
 }
 int faultFsync(int file) {
     return syncWith("fsync", file);
@@ -459,6 +613,11 @@ int faultFdatasync(int file) {
 }
 int faultSyncfs(int file) {
     return syncWith("syncfs", file);
+}
+void faultSync() {
+    if (stepAt("sync", NOTHING, AT_FDCWD, "/").goesOn && settings().syncs)
+        real<void()>("sync")();
+    synced("syncfs", -1, 0);
 }
 
 // --- names
@@ -480,49 +639,62 @@ int faultRmdir(const char* path) __asm__("rmdir");
 int faultRemove(const char* path) __asm__("remove");
 
 int faultMkdir(const char* path, mode_t mode) {
-    return stepAt("mkdir", SPACE | INODE, AT_FDCWD, path).goesOn ? real<int(const char*, mode_t)>("mkdir")(path, mode)
-                                                                 : -1;
+    return changedAt(AT_FDCWD, path,
+                     stepAt("mkdir", SPACE | INODE, AT_FDCWD, path).goesOn
+                         ? real<int(const char*, mode_t)>("mkdir")(path, mode)
+                         : -1);
 }
 int faultMkdirat(int directory, const char* path, mode_t mode) {
-    return stepAt("mkdirat", SPACE | INODE, directory, path).goesOn
-               ? real<int(int, const char*, mode_t)>("mkdirat")(directory, path, mode)
-               : -1;
+    return changedAt(directory, path,
+                     stepAt("mkdirat", SPACE | INODE, directory, path).goesOn
+                         ? real<int(int, const char*, mode_t)>("mkdirat")(directory, path, mode)
+                         : -1);
 }
 int faultMknod(const char* path, mode_t mode, dev_t device) {
-    return stepAt("mknod", SPACE | INODE, AT_FDCWD, path).goesOn
-               ? real<int(const char*, mode_t, dev_t)>("mknod")(path, mode, device)
-               : -1;
+    return changedAt(AT_FDCWD, path,
+                     stepAt("mknod", SPACE | INODE, AT_FDCWD, path).goesOn
+                         ? real<int(const char*, mode_t, dev_t)>("mknod")(path, mode, device)
+                         : -1);
 }
 int faultMknodat(int directory, const char* path, mode_t mode, dev_t device) {
-    return stepAt("mknodat", SPACE | INODE, directory, path).goesOn
-               ? real<int(int, const char*, mode_t, dev_t)>("mknodat")(directory, path, mode, device)
-               : -1;
+    return changedAt(directory, path,
+                     stepAt("mknodat", SPACE | INODE, directory, path).goesOn
+                         ? real<int(int, const char*, mode_t, dev_t)>("mknodat")(directory, path, mode, device)
+                         : -1);
 }
 int faultLink(const char* from, const char* to) {
-    return stepAt("link", SPACE, AT_FDCWD, to).goesOn ? real<int(const char*, const char*)>("link")(from, to) : -1;
+    return named("link", pathAt(AT_FDCWD, from), pathAt(AT_FDCWD, to),
+                 stepAt("link", SPACE, AT_FDCWD, to).goesOn ? real<int(const char*, const char*)>("link")(from, to)
+                                                            : -1);
 }
 int faultLinkat(int fromDir, const char* from, int toDir, const char* to, int flags) {
-    return stepAt("linkat", SPACE, toDir, to).goesOn
-               ? real<int(int, const char*, int, const char*, int)>("linkat")(fromDir, from, toDir, to, flags)
-               : -1;
+    return named("link", pathAt(fromDir, from), pathAt(toDir, to),
+                 stepAt("linkat", SPACE, toDir, to).goesOn
+                     ? real<int(int, const char*, int, const char*, int)>("linkat")(fromDir, from, toDir, to, flags)
+                     : -1);
 }
 int faultSymlink(const char* target, const char* path) {
-    return stepAt("symlink", SPACE | INODE, AT_FDCWD, path).goesOn
-               ? real<int(const char*, const char*)>("symlink")(target, path)
-               : -1;
+    return changedAt(AT_FDCWD, path,
+                     stepAt("symlink", SPACE | INODE, AT_FDCWD, path).goesOn
+                         ? real<int(const char*, const char*)>("symlink")(target, path)
+                         : -1);
 }
 int faultSymlinkat(const char* target, int directory, const char* path) {
-    return stepAt("symlinkat", SPACE | INODE, directory, path).goesOn
-               ? real<int(const char*, int, const char*)>("symlinkat")(target, directory, path)
-               : -1;
+    return changedAt(directory, path,
+                     stepAt("symlinkat", SPACE | INODE, directory, path).goesOn
+                         ? real<int(const char*, int, const char*)>("symlinkat")(target, directory, path)
+                         : -1);
 }
 int faultRename(const char* from, const char* to) {
-    return stepAt("rename", SPACE, AT_FDCWD, to).goesOn ? real<int(const char*, const char*)>("rename")(from, to) : -1;
+    return named("rename", pathAt(AT_FDCWD, from), pathAt(AT_FDCWD, to),
+                 stepAt("rename", SPACE, AT_FDCWD, to).goesOn ? real<int(const char*, const char*)>("rename")(from, to)
+                                                              : -1);
 }
 int faultRenameat(int fromDir, const char* from, int toDir, const char* to) {
-    return stepAt("renameat", SPACE, toDir, to).goesOn
-               ? real<int(int, const char*, int, const char*)>("renameat")(fromDir, from, toDir, to)
-               : -1;
+    return named("rename", pathAt(fromDir, from), pathAt(toDir, to),
+                 stepAt("renameat", SPACE, toDir, to).goesOn
+                     ? real<int(int, const char*, int, const char*)>("renameat")(fromDir, from, toDir, to)
+                     : -1);
 }
 int faultRenameat2(int fromDir, const char* from, int toDir, const char* to, unsigned int flags) {
     if (!stepAt("renameat2", SPACE, toDir, to).goesOn)
@@ -531,21 +703,27 @@ int faultRenameat2(int fromDir, const char* from, int toDir, const char* to, uns
         errno = EINVAL;
         return -1;
     }
-    return real<int(int, const char*, int, const char*, unsigned int)>("renameat2")(fromDir, from, toDir, to, flags);
+    return named(
+        (flags & RENAME_EXCHANGE) != 0 ? "exchange" : "rename", pathAt(fromDir, from), pathAt(toDir, to),
+        real<int(int, const char*, int, const char*, unsigned int)>("renameat2")(fromDir, from, toDir, to, flags));
 }
 int faultUnlink(const char* path) {
-    return stepAt("unlink", NOTHING, AT_FDCWD, path).goesOn ? real<int(const char*)>("unlink")(path) : -1;
+    return removedAt(AT_FDCWD, path,
+                     stepAt("unlink", NOTHING, AT_FDCWD, path).goesOn ? real<int(const char*)>("unlink")(path) : -1);
 }
 int faultUnlinkat(int directory, const char* path, int flags) {
-    return stepAt("unlinkat", NOTHING, directory, path).goesOn
-               ? real<int(int, const char*, int)>("unlinkat")(directory, path, flags)
-               : -1;
+    return removedAt(directory, path,
+                     stepAt("unlinkat", NOTHING, directory, path).goesOn
+                         ? real<int(int, const char*, int)>("unlinkat")(directory, path, flags)
+                         : -1);
 }
 int faultRmdir(const char* path) {
-    return stepAt("rmdir", NOTHING, AT_FDCWD, path).goesOn ? real<int(const char*)>("rmdir")(path) : -1;
+    return removedAt(AT_FDCWD, path,
+                     stepAt("rmdir", NOTHING, AT_FDCWD, path).goesOn ? real<int(const char*)>("rmdir")(path) : -1);
 }
 int faultRemove(const char* path) {
-    return stepAt("remove", NOTHING, AT_FDCWD, path).goesOn ? real<int(const char*)>("remove")(path) : -1;
+    return removedAt(AT_FDCWD, path,
+                     stepAt("remove", NOTHING, AT_FDCWD, path).goesOn ? real<int(const char*)>("remove")(path) : -1);
 }
 
 // --- attributes
@@ -564,50 +742,61 @@ int faultLsetxattr(const char* path, const char* name, const void* value, std::s
 int faultFsetxattr(int file, const char* name, const void* value, std::size_t size, int flags) __asm__("fsetxattr");
 
 int faultChmod(const char* path, mode_t mode) {
-    return stepAt("chmod", NOTHING, AT_FDCWD, path).goesOn ? real<int(const char*, mode_t)>("chmod")(path, mode) : -1;
+    return changedAt(
+        AT_FDCWD, path,
+        stepAt("chmod", NOTHING, AT_FDCWD, path).goesOn ? real<int(const char*, mode_t)>("chmod")(path, mode) : -1);
 }
 int faultFchmod(int file, mode_t mode) {
-    return stepOn("fchmod", NOTHING, file).goesOn ? real<int(int, mode_t)>("fchmod")(file, mode) : -1;
+    return changedOn(file, stepOn("fchmod", NOTHING, file).goesOn ? real<int(int, mode_t)>("fchmod")(file, mode) : -1);
 }
 int faultFchmodat(int directory, const char* path, mode_t mode, int flags) {
-    return stepAt("fchmodat", NOTHING, directory, path).goesOn
-               ? real<int(int, const char*, mode_t, int)>("fchmodat")(directory, path, mode, flags)
-               : -1;
+    return changedAt(directory, path,
+                     stepAt("fchmodat", NOTHING, directory, path).goesOn
+                         ? real<int(int, const char*, mode_t, int)>("fchmodat")(directory, path, mode, flags)
+                         : -1);
 }
 int faultChown(const char* path, uid_t user, gid_t group) {
-    return stepAt("chown", NOTHING, AT_FDCWD, path).goesOn
-               ? real<int(const char*, uid_t, gid_t)>("chown")(path, user, group)
-               : -1;
+    return changedAt(AT_FDCWD, path,
+                     stepAt("chown", NOTHING, AT_FDCWD, path).goesOn
+                         ? real<int(const char*, uid_t, gid_t)>("chown")(path, user, group)
+                         : -1);
 }
 int faultLchown(const char* path, uid_t user, gid_t group) {
-    return stepAt("lchown", NOTHING, AT_FDCWD, path).goesOn
-               ? real<int(const char*, uid_t, gid_t)>("lchown")(path, user, group)
-               : -1;
+    return changedAt(AT_FDCWD, path,
+                     stepAt("lchown", NOTHING, AT_FDCWD, path).goesOn
+                         ? real<int(const char*, uid_t, gid_t)>("lchown")(path, user, group)
+                         : -1);
 }
 int faultFchown(int file, uid_t user, gid_t group) {
-    return stepOn("fchown", NOTHING, file).goesOn ? real<int(int, uid_t, gid_t)>("fchown")(file, user, group) : -1;
+    return changedOn(
+        file, stepOn("fchown", NOTHING, file).goesOn ? real<int(int, uid_t, gid_t)>("fchown")(file, user, group) : -1);
 }
 int faultFchownat(int directory, const char* path, uid_t user, gid_t group, int flags) {
-    return stepAt("fchownat", NOTHING, directory, path).goesOn
-               ? real<int(int, const char*, uid_t, gid_t, int)>("fchownat")(directory, path, user, group, flags)
-               : -1;
+    return changedAt(
+        directory, path,
+        stepAt("fchownat", NOTHING, directory, path).goesOn
+            ? real<int(int, const char*, uid_t, gid_t, int)>("fchownat")(directory, path, user, group, flags)
+            : -1);
 }
 int faultSetxattr(const char* path, const char* name, const void* value, std::size_t size, int flags) {
-    return stepAt("setxattr", SPACE, AT_FDCWD, path).goesOn
-               ? real<int(const char*, const char*, const void*, std::size_t, int)>("setxattr")(path, name, value, size,
-                                                                                                flags)
-               : -1;
+    return changedAt(AT_FDCWD, path,
+                     stepAt("setxattr", SPACE, AT_FDCWD, path).goesOn
+                         ? real<int(const char*, const char*, const void*, std::size_t, int)>("setxattr")(
+                               path, name, value, size, flags)
+                         : -1);
 }
 int faultLsetxattr(const char* path, const char* name, const void* value, std::size_t size, int flags) {
-    return stepAt("lsetxattr", SPACE, AT_FDCWD, path).goesOn
-               ? real<int(const char*, const char*, const void*, std::size_t, int)>("lsetxattr")(path, name, value,
-                                                                                                 size, flags)
-               : -1;
+    return changedAt(AT_FDCWD, path,
+                     stepAt("lsetxattr", SPACE, AT_FDCWD, path).goesOn
+                         ? real<int(const char*, const char*, const void*, std::size_t, int)>("lsetxattr")(
+                               path, name, value, size, flags)
+                         : -1);
 }
 int faultFsetxattr(int file, const char* name, const void* value, std::size_t size, int flags) {
-    return stepOn("fsetxattr", SPACE, file).goesOn
-               ? real<int(int, const char*, const void*, std::size_t, int)>("fsetxattr")(file, name, value, size, flags)
-               : -1;
+    return changedOn(file, stepOn("fsetxattr", SPACE, file).goesOn
+                               ? real<int(int, const char*, const void*, std::size_t, int)>("fsetxattr")(
+                                     file, name, value, size, flags)
+                               : -1);
 }
 
 // --- programs
@@ -626,8 +815,13 @@ int faultSpawn(pid_t* pid, const char* file, const posix_spawn_file_actions_t* a
     Words words = insteadOf(wordsOf(arguments), number);
     if (settings().fault == Fault::NOT_STARTED && number == settings().at)
         return EAGAIN;
-    if (words.empty())
-        return start(pid, file, actions, attributes, arguments, environment);
+    if (words.empty()) {
+        const Entries before = tracedEntries();
+        const int result = start(pid, file, actions, attributes, arguments, environment);
+        if (settings().trace != nullptr && result == 0)
+            traceProgram(*pid, before);
+        return result;
+    }
     const int result = start(pid, words.front().c_str(), actions, attributes, pointersTo(words).data(), environment);
     if (settings().fault == Fault::HANG)
         writeLog("hangs " + std::to_string(*pid) + "\n");

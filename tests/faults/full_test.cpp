@@ -21,7 +21,7 @@ struct Lack {
     const char* fault;
     std::vector<const char*> reasons; ///< one of them is named
     bool (*matters)(const Step& step);
-    std::size_t stride; ///< one of so many steps is tried
+    Extent stride; ///< one of so many steps is tried
     Case row;
 };
 
@@ -32,10 +32,15 @@ void PrintTo(const Lack& row, std::ostream* out) {
 std::vector<Lack> everyLack() {
     // A quota differs from a full disk in the reason alone.
     const std::vector<Lack> kinds = {
-        {"full", "full", {"No space left on device"}, [](const Step& step) { return step.takesSpace; }, 1, {}},
-        {"noInodes", "no-inodes", {"No space left on device"}, [](const Step& step) { return step.takesInode; }, 1, {}},
-        {"quota", "quota", {"Disk quota exceeded"}, [](const Step& step) { return step.takesSpace; }, 5, {}},
-        {"error", "error", {"Input/output error"}, [](const Step& step) { return step.number > 0; }, 1, {}},
+        {"full", "full", {"No space left on device"}, [](const Step& step) { return step.takesSpace; }, {1, 5, 40}, {}},
+        {"noInodes",
+         "no-inodes",
+         {"No space left on device"},
+         [](const Step& step) { return step.takesInode; },
+         {1, 3, 40},
+         {}},
+        {"quota", "quota", {"Disk quota exceeded"}, [](const Step& step) { return step.takesSpace; }, {1, 16, 200}, {}},
+        {"error", "error", {"Input/output error"}, [](const Step& step) { return step.number > 0; }, {1, 6, 40}, {}},
     };
     std::vector<Lack> rows;
     for (const Lack& kind : kinds) {
@@ -45,17 +50,29 @@ std::vector<Lack> everyLack() {
     return rows;
 }
 
-#ifdef SCADA_SLOW_TOOL
-constexpr std::size_t SLOWNESS = 40; // emulated, or with sanitizers, a run takes up to ten times as long
-#else
-constexpr std::size_t SLOWNESS = 1;
-#endif
-
 class Lacking : public FaultTest, public ::testing::WithParamInterface<Lack> {
 protected:
     void SetUp() override { prepare(GetParam().row.operation, GetParam().row.way); }
 
+    std::vector<Step> stepsThatMatter() const {
+        std::vector<Step> steps;
+        for (const Step& step : stepsOfOperation(below())) {
+            if (GetParam().matters(step))
+                steps.push_back(step);
+        }
+        return steps;
+    }
     Variables below() const { return {{"SCADA_TEST_FAULT_DIR", place + "/"}}; }
+    // The library says what it could not do, but not why; its texts are not the tool's to change. A staged copy that
+    // does not read back it passes over without a word, so that the tool knows no more than that.
+    static bool isLibrarysOwn(const std::string& text) {
+        for (const char* own : {" while importing ", "Invalid syntax of the sensor definition [",
+                                "scada-sensors: some definitions could not be installed\n"}) {
+            if (text.find(own) != std::string::npos)
+                return true;
+        }
+        return false;
+    }
     bool namesReason(const ToolRun& result) const {
         for (const char* reason : GetParam().reasons) {
             if (result.err.find(reason) != std::string::npos)
@@ -66,13 +83,9 @@ protected:
 };
 
 TEST_P(Lacking, leavesOldOrNew) {
-    std::vector<Step> steps;
-    for (const Step& step : stepsOfOperation(below())) {
-        if (GetParam().matters(step))
-            steps.push_back(step);
-    }
+    const std::vector<Step> steps = stepsThatMatter();
     Phases phases;
-    for (std::size_t at = 0; at < steps.size(); at += GetParam().stride * SLOWNESS) {
+    for (std::size_t at = 0; at < steps.size(); at += static_cast<std::size_t>(chosen(GetParam().stride))) {
         const Step& step = steps[at];
         SCOPED_TRACE(std::to_string(step.number) + " " + step.function + " " + step.path);
         reset();
@@ -82,7 +95,8 @@ TEST_P(Lacking, leavesOldOrNew) {
             EXPECT_TRUE(isNew()) << result.out << result.err;
         } else {
             ++phases[expectNothingTorn(result)];
-            phases["reason not named"] += namesReason(result) ? 0 : 1;
+            phases["without a reason, as the library gives none"] += namesReason(result) ? 0 : 1;
+            EXPECT_TRUE(namesReason(result) || isLibrarysOwn(result.out + result.err)) << result.out << result.err;
         }
         expectNextInstallation();
         ASSERT_FALSE(HasFailure()) << result.status << " " << result.out << result.err;
@@ -156,7 +170,7 @@ protected:
 // The smallest leave nothing, and the largest room for everything.
 TEST_P(FullDisk, leavesOldOrNew) {
     Phases phases;
-    for (std::uint64_t count = 0; count < SIZES; count += std::min<std::size_t>(SLOWNESS, 9)) {
+    for (std::uint64_t count = 0; count < SIZES; count += static_cast<std::uint64_t>(chosen({1, 3, 9}))) {
         SCOPED_TRACE(count);
         reset();
         leave(count);

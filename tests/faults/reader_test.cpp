@@ -17,11 +17,6 @@ namespace {
 
 using namespace Kelvra::SCADA::Test;
 
-#ifdef SCADA_SLOW_TOOL
-constexpr int KILLS = 4; // emulated, or with sanitizers, each takes up to ten times as long
-#else
-constexpr int KILLS = 100;
-#endif
 constexpr unsigned int SEED = 20261122;
 constexpr int DEFINITIONS = 4;
 
@@ -64,6 +59,7 @@ protected:
         }
     }
 
+    const long installations = chosen({200, 20, 4});
     std::size_t steps = 0;
 
     /// Runs beside the reader, and ends with success when nothing unexpected has happened.
@@ -75,7 +71,7 @@ protected:
         try {
             const Subreaper parent;
             std::mt19937 random(SEED);
-            for (int kills = 0; kills < KILLS && !HasFailure(); ++kills)
+            for (long kills = 0; kills < installations && !HasFailure(); ++kills)
                 killInstallation(kills % 2 == 0 ? "second" : "first", &random);
         } catch (const std::exception& failure) {
             ADD_FAILURE() << failure.what();
@@ -112,8 +108,8 @@ TEST_P(Reader, findsEveryDefinitionWhole) {
     EXPECT_EQ(counts.torn, 0);
     EXPECT_GT(counts.newer, 0);
     EXPECT_LT(counts.newer, counts.reads);
-    std::printf("%d installations with a kill; %ld reads, %ld of them torn, %ld with the decoder of the other state\n",
-                KILLS, counts.reads, counts.torn, counts.mixed);
+    std::printf("%ld installations with a kill; %ld reads, %ld of them torn, %ld with the decoder of the other state\n",
+                installations, counts.reads, counts.torn, counts.mixed);
 }
 
 INSTANTIATE_TEST_SUITE_P(Tool, Reader, ::testing::Values(Way::EXCHANGE, Way::IN_PLACE), [](const auto& row) {

@@ -121,15 +121,48 @@ TEST_P(Generations, areAnsweredToPrograms) {
 }
 
 TEST_P(Generations, keepWhatIsNotTouchedAsTheSameFile) {
-    if (GetParam().way != Way::EXCHANGED)
-        return;
-    const std::string file = temp / "custom/lora/demo/kept.json";
-    struct stat before {};
-    ASSERT_EQ(stat(file.c_str(), &before), 0);
+    const auto statusOf = [this](const std::string& entry) {
+        struct stat status {};
+        EXPECT_EQ(lstat((temp / entry).c_str(), &status), 0) << entry;
+        return status;
+    };
+    const struct stat before = statusOf("custom/lora/demo/kept.json");
     ASSERT_EQ(install().status, 0);
-    struct stat after {};
-    ASSERT_EQ(stat(file.c_str(), &after), 0);
+    const struct stat after = statusOf("custom/lora/demo/kept.json");
     EXPECT_EQ(after.st_ino, before.st_ino);
+    EXPECT_EQ(after.st_mtim.tv_sec, before.st_mtim.tv_sec);
+    EXPECT_EQ(after.st_mtim.tv_nsec, before.st_mtim.tv_nsec);
+    const auto isShared = [&statusOf](const std::string& entry) {
+        const struct stat now = statusOf("custom/" + entry);
+        const struct stat previous = statusOf("custom.generations/previous/" + entry);
+        return now.st_ino == previous.st_ino && now.st_dev == previous.st_dev;
+    };
+    // A mounted storage shares no file with what is beside it.
+    EXPECT_EQ(isShared("lora/demo/kept.json"), GetParam().way != Way::IN_A_MOUNT);
+    EXPECT_FALSE(isShared("lora/demo/old.json"));
+}
+
+// The storage belongs to one user, and a file in it to another.
+TEST_P(Generations, keepTheOwnersOfFiles) {
+    static constexpr uid_t OWNER = 4711;
+    static constexpr gid_t GROUP = 4712;
+    for (const char* entry : {"custom/lora/demo/kept.js", "custom/lora/demo/kept.json"})
+        ASSERT_EQ(chown((temp / entry).c_str(), OWNER, GROUP), 0);
+    ASSERT_EQ(lchown((temp / "custom/lora/demo/link.js").c_str(), OWNER, GROUP), 0);
+    const auto expectOwned = [this](const std::string& generation) {
+        for (const char* entry : {"/lora/demo/kept.js", "/lora/demo/kept.json", "/lora/demo/link.js"}) {
+            struct stat status {};
+            EXPECT_EQ(lstat((temp / generation + entry).c_str(), &status), 0);
+            EXPECT_EQ(status.st_uid, OWNER) << generation << entry;
+            EXPECT_EQ(status.st_gid, GROUP) << generation << entry;
+        }
+    };
+    ASSERT_EQ(install().status, 0);
+    expectOwned("custom");
+    expectOwned("custom.generations/previous");
+    ASSERT_EQ(run({"remove", "--all", "--yes"}).status, 0);
+    ASSERT_EQ(run({"rollback"}).status, 0);
+    expectOwned("custom");
 }
 
 TEST_P(Generations, keepOwnersModesAndAttributes) {

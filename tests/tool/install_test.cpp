@@ -437,13 +437,27 @@ TEST_F(StorageOfAnAccount, isChangedByRootAsTheAccount) {
 TEST_F(StorageOfAnAccount, leadsRootNowhereElse) {
     makeDir(temp / "roots");
     writeFile(temp / "roots/file", "");
-    for (const std::string name : {"staging", "staging.lock", "custom.lock", "custom.generations"}) {
-        const std::string link = temp / ("account/" + name);
+    const struct {
+        const char* name;
+        const char* err;
+    } links[] = {
+        {"staging", "cannot open the lock file [$T/roots.lock]: Permission denied\n"},
+        {"staging.lock", "cannot open the lock file [$T/account/staging.lock]: Too many levels of symbolic links\n"},
+        {"custom.lock", "cannot open the lock file [$T/account/custom.lock]: Too many levels of symbolic links\n"},
+        {"custom.generations", "cannot make a directory in [$T/account/custom.generations]: Permission denied\n"
+                               "    nothing has been changed\n"},
+    };
+    for (const auto& row : links) {
+        SCOPED_TRACE(row.name);
+        const std::string link = temp / (std::string("account/") + row.name);
         removeTree(link);
         makeLink(temp / "roots", link);
-        EXPECT_NE(runThere({"install", temp / "source"}).status, 0) << name;
-        EXPECT_NE(runThere({"remove", "--all", "--yes"}).status, 0) << name;
-        EXPECT_EQ(treeOf(temp / "roots"), std::set<std::string>{"file"}) << name;
+        for (const ToolRun& result : {runThere({"install", temp / "source"}), runThere({"remove", "--all", "--yes"})}) {
+            EXPECT_EQ(result.status, 1);
+            EXPECT_EQ(result.err, std::string("scada-sensors: ") + row.err);
+        }
+        EXPECT_EQ(treeOf(temp / "roots"), std::set<std::string>{"file"});
+        EXPECT_EQ(treeOf(temp / "account/custom"), std::set<std::string>{});
         removeTree(link);
     }
 }

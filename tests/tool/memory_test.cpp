@@ -35,6 +35,7 @@ constexpr long MOST_KILOBYTES = 64 * 1024;
 struct HostileRow {
     const char* name;
     std::function<void(const std::string& dir)> plant; ///< in the source
+    const char* rule;                                  ///< what the check finds; empty for nothing
 };
 
 void PrintTo(const HostileRow& row, std::ostream* out) {
@@ -82,7 +83,8 @@ protected:
         int status = 0;
         struct rusage usage {};
         wait4(child, &status, 0, &usage);
-        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) < 6) << status;
+        EXPECT_TRUE(WIFEXITED(status)) << status;
+        EXPECT_EQ(WEXITSTATUS(status), GetParam().rule[0] == '\0' ? 0 : 1);
         return usage.ru_maxrss;
     }
 };
@@ -92,37 +94,48 @@ TEST_P(HostileSource, takesLittleMemory) {
     const long kilobytes = kilobytesOf({"--custom-dir", temp / "custom", "--default-dir", temp / "default",
                                         "--staging-dir", temp / "staging", "check", temp / "source"});
     EXPECT_LE(kilobytes, MOST_KILOBYTES);
+    const std::string rule = GetParam().rule;
+    const std::string found = readFile(temp / "out");
+    if (rule.empty()) {
+        EXPECT_EQ(found.substr(0, 9), "0 faults ") << found.substr(0, 1000);
+    } else {
+        EXPECT_NE(found.find("[" + rule + "]\n"), std::string::npos) << found.substr(0, 1000);
+    }
     RecordProperty("kilobytes", static_cast<int>(kilobytes));
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Tool, HostileSource,
-    ::testing::Values(HostileRow{"values", definitions(FRONT, ",1", BACK)},
-                      HostileRow{"values_up_to_the_limit", definitions(FRONT, ",1", BACK, 99000, 20)},
-                      HostileRow{"objects_up_to_the_limit", definitions(FRONT, ",{\"a\":{}}", BACK, 110000, 20)},
-                      HostileRow{"values_behind_a_comment", definitions("{ // \"\n\"a\": [1", ",1", "]}")},
-                      HostileRow{"members", definitions("{", "\"a\":1,", "\"b\":1}")},
-                      HostileRow{"long_name", definitions("{\"properties\": {\"", "x", "\": 1}}")},
-                      HostileRow{"long_unprintable_name", definitions("{\"properties\": {\"", "\xc2\x80", "\": 1}}")},
-                      HostileRow{"no_json", definitions("", "x", "")},
-                      HostileRow{"stray_files",
-                                 [](const std::string& dir) {
-                                     for (int number = 0; number < 60; ++number)
-                                         writeFile(dir + "/lora/demo/y" + std::to_string(number),
-                                                   "[1" + repeated(",1", MEGABYTE - 100) + "]");
-                                 }},
-                      HostileRow{"links",
-                                 [](const std::string& dir) {
-                                     for (int number = 0; number < 2000; ++number)
-                                         makeLink(std::string(4000, 'x'), dir + "/link" + std::to_string(number));
-                                 }},
-                      HostileRow{"long_names",
-                                 [](const std::string& dir) {
-                                     for (int number = 0; number < 5000; ++number)
-                                         writeFile(dir + "/lora/demo/x" + std::string(230, 'x') +
-                                                       std::to_string(number) + ".json.bak",
-                                                   "");
-                                 }}),
+    ::testing::Values(
+        HostileRow{"values", definitions(FRONT, ",1", BACK), "source/too-large"},
+        HostileRow{"values_up_to_the_limit", definitions(FRONT, ",1", BACK, 99000, 20), ""},
+        HostileRow{"objects_up_to_the_limit", definitions(FRONT, ",{\"a\":{}}", BACK, 110000, 20), ""},
+        HostileRow{"values_behind_a_comment", definitions("{ // \"\n\"a\": [1", ",1", "]}"), "source/too-large"},
+        HostileRow{"members", definitions("{", "\"a\":1,", "\"b\":1}"), "source/too-large"},
+        HostileRow{"long_name", definitions("{\"properties\": {\"", "x", "\": 1}}"), "source/too-many-findings"},
+        HostileRow{"long_unprintable_name", definitions("{\"properties\": {\"", "\xc2\x80", "\": 1}}"),
+                   "source/too-many-findings"},
+        HostileRow{"no_json", definitions("", "x", ""), "definition/syntax"},
+        HostileRow{"stray_files",
+                   [](const std::string& dir) {
+                       for (int number = 0; number < 60; ++number)
+                           writeFile(dir + "/lora/demo/y" + std::to_string(number),
+                                     "[1" + repeated(",1", MEGABYTE - 100) + "]");
+                   },
+                   ""},
+        HostileRow{"links",
+                   [](const std::string& dir) {
+                       for (int number = 0; number < 2000; ++number)
+                           makeLink(std::string(4000, 'x'), dir + "/link" + std::to_string(number));
+                   },
+                   "source/too-many"},
+        HostileRow{"long_names",
+                   [](const std::string& dir) {
+                       for (int number = 0; number < 5000; ++number)
+                           writeFile(
+                               dir + "/lora/demo/x" + std::string(230, 'x') + std::to_string(number) + ".json.bak", "");
+                   },
+                   "source/wrong-level"}),
     rowName);
 
 TEST_F(ToolTest, saysThatThereIsNotEnoughMemory) {
