@@ -29,9 +29,9 @@ private:
     };
     static const EntryPoint ENTRY_POINTS[3];
 
-    static duk_ret_t callProtected(duk_context* context, void* engine);
-    static duk_ret_t findProtected(duk_context* context, void* engine);
-    static duk_ret_t compileProtected(duk_context* context, void* text);
+    static duk_ret_t callProtected(duk_context* context, void* udata);
+    static duk_ret_t findProtected(duk_context* context, void* udata);
+    static duk_ret_t compileProtected(duk_context* context, void* udata);
 
     std::string notLoaded(const std::string& decoder, bool compiled);
     std::string newerSyntaxOf(const std::string& decoder);

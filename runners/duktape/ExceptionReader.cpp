@@ -48,8 +48,8 @@ void ExceptionReader::writeText() {
     add(-1);
 }
 
-duk_ret_t ExceptionReader::readText(duk_context*, void* reader) {
-    static_cast<ExceptionReader*>(reader)->writeText();
+duk_ret_t ExceptionReader::readText(duk_context* /*context*/, void* udata) {
+    static_cast<ExceptionReader*>(udata)->writeText();
     return 0;
 }
 

@@ -30,8 +30,8 @@ public:
 private:
     static constexpr std::size_t MOST = 1024;
 
-    static duk_ret_t readText(duk_context* context, void* reader);
-    static duk_ret_t readLine(duk_context* context, void* reader);
+    static duk_ret_t readText(duk_context* context, void* udata);
+    static duk_ret_t readLine(duk_context* context, void* udata);
     void writeText();
     void writeObject();
     void add(duk_idx_t at);

@@ -1,7 +1,7 @@
 #include "duktape/ValueWriter.h"
 
+#include <charconv>
 #include <cmath>
-#include <cstdio>
 
 namespace Kelvra::SCADA::Codec {
 
@@ -51,9 +51,9 @@ bool ValueWriter::addPath() {
         if (at > 0 && !special.add(","))
             return false;
         std::array<char, 16> number{};
-        std::snprintf(number.data(), number.size(), "%lu", static_cast<unsigned long>(step.index));
-        const bool added =
-            step.key == nullptr ? special.add(number.data()) : special.addQuoted({step.key, step.length});
+        char* const end = std::to_chars(number.begin(), number.end(), step.index).ptr;
+        const std::string_view index(number.data(), static_cast<std::size_t>(end - number.data()));
+        const bool added = step.key == nullptr ? special.add(index) : special.addQuoted({step.key, step.length});
         if (!added)
             return false;
     }

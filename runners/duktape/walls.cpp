@@ -76,7 +76,7 @@ void restrictProcess() {
     raiseStack();
     prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
     // In a form that needs no file of zones.
-    setenv("TZ", "UTC0", 1);
+    setenv("TZ", "UTC0", 1); // NOLINT(concurrency-mt-unsafe)
     tzset();
 }
 
@@ -87,7 +87,7 @@ void boundAddressSpace([[maybe_unused]] std::size_t memory) {
 }
 
 bool filterSystemCalls() {
-    const scmp_filter_ctx filter = seccomp_init(SCMP_ACT_KILL_PROCESS);
+    scmp_filter_ctx filter = seccomp_init(SCMP_ACT_KILL_PROCESS);
     if (filter == nullptr)
         return false;
     const bool filtered = allowNeeded(filter) && seccomp_load(filter) == 0;
