@@ -213,7 +213,7 @@ std::vector<Command> commandsOn(const Device& device) {
 
 Words toolOn(const Device& device, const Words& words) {
     return together({SCADA_TOOL, "--default-dir", device / "default", "--custom-dir", device / "custom",
-                     "--staging-dir", device / "staging", "--map", device / "list.json"},
+                     "--staging-dir", device / "staging", "--map", device / "list.json", "--codec-runner", ""},
                     words);
 }
 
@@ -336,7 +336,8 @@ public:
     Cost runTool() const {
         reset();
         return run({SCADA_TOOL, "--default-dir", samples / "default", "--custom-dir", samples / "custom",
-                    "--staging-dir", samples / "staging", "install", samples / "source", "--allow-overwrite"});
+                    "--staging-dir", samples / "staging", "--codec-runner", "", "install", samples / "source",
+                    "--allow-overwrite"});
     }
 
     Cost runLibrary() const {

@@ -305,11 +305,12 @@ void FaultTest::resetToKept() const {
 }
 
 std::vector<std::string> FaultTest::commandLine(const std::vector<std::string>& arguments) const {
-    std::vector<std::string> line = {"--default-dir", place + "/default",
-                                     "--custom-dir",  place + "/custom",
-                                     "--staging-dir", place + "/staging",
-                                     "--map",         temp / "list.json",
-                                     "--log-level",   "off"};
+    std::vector<std::string> line = {"--default-dir",  place + "/default",
+                                     "--custom-dir",   place + "/custom",
+                                     "--staging-dir",  place + "/staging",
+                                     "--map",          temp / "list.json",
+                                     "--codec-runner", "",
+                                     "--log-level",    "off"};
     for (const std::string& argument : arguments)
         line.push_back(replaced(argument, "$T", temp.path()));
     return line;

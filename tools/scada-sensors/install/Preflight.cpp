@@ -3,6 +3,7 @@
 #include "check/sourceRules.h"
 #include "check/storageRules.h"
 #include "check/treeRules.h"
+#include "codec/codecRules.h"
 #include "install/copyBlockers.h"
 #include "install/freeSpace.h"
 #include "install/importBlockers.h"
@@ -52,7 +53,7 @@ bool isSameSize(const std::string& one, const std::string& other) {
 class Examination {
 public:
     Examination(const InstallRequest& asked, const Intake& taken, Device& examined)
-        : request(asked), intake(taken), device(examined), source(taken.copy().dir) {}
+        : request(asked), intake(taken), device(examined), source(taken.copy().dir), decoders(asked.codec) {}
 
     Preflight run() {
         Findings ofDefinitions;
@@ -67,6 +68,7 @@ public:
         if (changes)
             append(stagingBlockers(), &result.findings);
         append(ofDefinitions, &result.findings);
+        append(decoders.missingRunner(), &result.findings);
         append(examineTree(), &result.findings);
         append(intake.unreadable(result.findings), &result.findings);
         if (changes)
@@ -115,6 +117,8 @@ private:
         planned.name = definition.name;
         planned.decoderPath = definition.verdict.decoderPath;
         Findings findings = checkSourceDefinition(intake.copy(), definition);
+        if (errorCount(findings) == 0)
+            append(examineDecoder(definition), &findings);
         const std::optional<std::string> document = documentToInstall(definition);
         if (document) {
             planned.wanted.document = digestOf(*document);
@@ -133,6 +137,13 @@ private:
         append(ofFormer, &findings);
         planned.refused = errorCount(findings) != 0;
         result.definitions.push_back(planned);
+        return findings;
+    }
+
+    Findings examineDecoder(const Definition& definition) {
+        Findings findings = decoders.check(definition);
+        for (Finding& finding : findings)
+            finding.definition = definition.name;
         return findings;
     }
 
@@ -179,6 +190,7 @@ private:
     const Intake& intake;
     Device& device;
     DefinitionDirectory source;
+    CodecCheck decoders;
     SpaceNeeds space;
     ImportBlockers blockers;
     Preflight result;
