@@ -49,20 +49,6 @@ ExitCode refuse(const Findings& findings, const Answer& answer) {
 
 // --- the dry run
 
-std::string effectWords(const PlannedDefinition& planned) {
-    switch (planned.effect) {
-    case Effect::NEW:
-        return "new";
-    case Effect::REPLACES:
-        return "replaces the custom definition";
-    case Effect::HIDES:
-        return "hides the default definition";
-    case Effect::UNCHANGED:
-        break;
-    }
-    return "unchanged";
-}
-
 std::string toText(const PropertyChange& change) {
     const std::string property = "    property [" + printable(change.property) + "] ";
     if (change.member.empty())
@@ -72,7 +58,7 @@ std::string toText(const PropertyChange& change) {
 }
 
 std::string toText(const PlannedDefinition& planned, const std::vector<std::string>& sensors) {
-    const std::string effect = effectWords(planned);
+    const std::string effect = wordsFor(planned.effect);
     std::string text = printable(planned.name) + ": " + (planned.refused ? "refused (" + effect + ")" : effect) + "\n";
     for (const std::string& sensor : sensors)
         text += "    used by sensor " + printable(sensor) + "\n";
