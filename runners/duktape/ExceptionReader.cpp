@@ -1,0 +1,119 @@
+#include "duktape/ExceptionReader.h"
+
+#include "duktape/language.h"
+
+namespace Kelvra::SCADA::Codec {
+
+namespace {
+
+bool isText(duk_context* context, duk_idx_t at) {
+    return duk_is_string(context, at) != 0 && duk_is_symbol(context, at) == 0 && duk_get_length(context, at) > 0;
+}
+
+} // namespace
+
+void ExceptionReader::add(duk_idx_t at) {
+    duk_size_t length = 0;
+    const char* bytes = duk_get_lstring(context, at, &length);
+    text.addQuoted({bytes, length});
+}
+
+// An error is its name and its message, whatever its own functions would make of it.
+void ExceptionReader::writeObject() {
+    duk_get_prop_literal(context, -1, "name");
+    duk_get_prop_literal(context, -2, "message");
+    const bool named = isText(context, -2);
+    const bool tells = isText(context, -1);
+    if (named && tells) {
+        duk_push_literal(context, ": ");
+        duk_insert(context, -2);
+        duk_concat(context, 3);
+        add(-1);
+    } else if (named || tells) {
+        add(named ? -2 : -1);
+    } else {
+        text.addQuoted("an object that is no error");
+    }
+}
+
+void ExceptionReader::writeText() {
+    if (duk_is_object(context, -1) != 0)
+        return writeObject();
+    if (duk_is_symbol(context, -1) != 0) {
+        text.addQuoted("a symbol");
+        return;
+    }
+    duk_dup_top(context);
+    duk_to_string(context, -1);
+    add(-1);
+}
+
+duk_ret_t ExceptionReader::readText(duk_context*, void* reader) {
+    static_cast<ExceptionReader*>(reader)->writeText();
+    return 0;
+}
+
+duk_ret_t ExceptionReader::readLine(duk_context* context, void* udata) {
+    auto* reader = static_cast<ExceptionReader*>(udata);
+    reader->heap.pushOriginal("fileName");
+    duk_dup(context, -2);
+    duk_call_method(context, 0);
+    const std::string_view file = isText(context, -1) ? duk_get_string(context, -1) : "";
+    duk_pop(context);
+    if (file != DECODER_FILE)
+        return 0;
+    reader->heap.pushOriginal("lineNumber");
+    duk_dup(context, -2);
+    duk_call_method(context, 0);
+    reader->lineNumber = duk_get_int(context, -1);
+    return 0;
+}
+
+void ExceptionReader::read() {
+    room.left = MOST + 1;
+    text.clear();
+    lineNumber = 0;
+    duk_dup_top(context);
+    if (duk_safe_call(context, readText, this, 1, 1) != DUK_EXEC_SUCCESS || text.view().empty()) {
+        room.left = MOST + 1;
+        text.clear();
+        text.addQuoted("an exception that tells nothing of itself");
+    }
+    duk_pop(context);
+    // Where the text was cut off, its end is missing.
+    const bool whole = text.view().size() > 1 && text.view().back() == '"' && room.left > 0;
+    if (!whole) {
+        room.left = 1;
+        text.add("\"");
+    }
+    duk_safe_call(context, readLine, this, 1, 1);
+    duk_pop(context);
+}
+
+bool ExceptionReader::tellsOfMemory() const {
+    return text.view() == R"("Error: alloc failed")" || text.view() == R"("DoubleError: error in error handling")";
+}
+
+std::string_view ExceptionReader::missing() const {
+    constexpr std::string_view BEFORE = R"("ReferenceError: identifier ')";
+    constexpr std::string_view AFTER = R"(' undefined")";
+    const std::string_view all = text.view();
+    if (all.size() <= BEFORE.size() + AFTER.size() || all.substr(0, BEFORE.size()) != BEFORE ||
+        all.substr(all.size() - AFTER.size()) != AFTER)
+        return {};
+    const std::string_view name = all.substr(BEFORE.size(), all.size() - BEFORE.size() - AFTER.size());
+    return isKnownElsewhere(name) ? name : std::string_view();
+}
+
+std::string ExceptionReader::json(std::string_view newer) const {
+    std::string object = R"({"text":)" + std::string(text.view());
+    if (lineNumber > 0)
+        object += R"(,"line":)" + std::to_string(lineNumber);
+    if (!newer.empty())
+        object += R"(,"newer":")" + std::string(newer) + '"';
+    if (!missing().empty())
+        object += R"(,"missing":")" + std::string(missing()) + '"';
+    return object + "}";
+}
+
+} // namespace Kelvra::SCADA::Codec

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "duktape/BoundedText.h"
+#include "duktape/Heap.h"
+
+#include <string>
+#include <string_view>
+
+namespace Kelvra::SCADA::Codec {
+
+/// The decoder's name in the engine: lines of other scripts, as of eval, are none of its text.
+constexpr const char* DECODER_FILE = "decoder";
+
+/// Reads what a script threw.
+class ExceptionReader {
+public:
+    explicit ExceptionReader(Heap& owner) : heap(owner), context(owner.context()), text(room, MOST + 2) {}
+
+    /// Reads the value at the top and removes it. Getters of it may run.
+    void read();
+    /// Returns whether the engine threw it because memory was refused.
+    bool tellsOfMemory() const;
+    /// Returns the line of the decoder's text, from 1, or 0.
+    int line() const { return lineNumber; }
+    /// Returns the contract's object; `newer` is left out when it is empty.
+    std::string json(std::string_view newer) const;
+
+private:
+    static constexpr std::size_t MOST = 1024;
+
+    static duk_ret_t readText(duk_context* context, void* reader);
+    static duk_ret_t readLine(duk_context* context, void* reader);
+    void writeText();
+    void writeObject();
+    void add(duk_idx_t at);
+    std::string_view missing() const;
+
+    Heap& heap;
+    duk_context* context;
+    Room room{};
+    BoundedText text;
+    int lineNumber = 0;
+};
+
+} // namespace Kelvra::SCADA::Codec

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <duktape.h>
+
+#include <string_view>
+
+namespace Kelvra::SCADA::Codec {
+
+/// Removes everything from the globals that is not part of the language.
+void keepToLanguage(duk_context* context);
+
+/// Returns whether scripts of other surroundings expect a global of this name.
+bool isKnownElsewhere(std::string_view name);
+
+} // namespace Kelvra::SCADA::Codec

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace Kelvra::SCADA::Codec {
+
+/// A piece of syntax that the engine does not know. Its name is empty where there is none.
+struct NewerSyntax {
+    std::string name;
+    /// Where it begins, in bytes.
+    std::size_t at = 0;
+};
+
+/// Returns the first such piece outside of comments, texts and regular expressions.
+NewerSyntax firstNewerSyntax(std::string_view script);
+
+} // namespace Kelvra::SCADA::Codec

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "codec/CallResult.h"
+#include "codec/RunnerProcess.h"
+
+#include <optional>
+#include <string>
+
+namespace Kelvra::SCADA::Tool {
+
+/// Whether decoders can be run: a program is configured and there is such a file.
+bool isRunnerThere();
+
+/// Runs one decoder, in a process of the configured runner program. The process stays for all calls. One that a call
+/// has ended is started again for the calls behind it. Nothing that a decoder or a runner does is thrown.
+class Runner {
+public:
+    /// `script` is the decoder's text, `file` its name for messages of the engine.
+    Runner(std::string script, std::string file);
+
+    /// Starts the process and loads the decoder, if that has not been done.
+    const LoadResult& load();
+
+    /// Calls the entry point. REQUIRES: load() has given an entry point.
+    CallResult call(const UplinkCall& uplink);
+
+private:
+    LoadResult start();
+    LoadResult failedToLoad(const ProcessFailure& failure);
+    CallResult failedCall(const ProcessFailure& failure);
+
+    std::string script;
+    std::string file;
+    std::optional<RunnerProcess> process;
+    std::optional<LoadResult> loaded;
+};
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "text/Descriptor.h"
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <cstddef>
+#include <string>
+
+namespace Kelvra::SCADA::Tool {
+
+/// Why a process gave no answer.
+struct ProcessFailure {
+    enum class Kind {
+        NONE,
+        TIME,   ///< it used up its CPU time
+        SILENT, ///< it did not answer for very long
+        ENDED,  ///< it ended, as `text` tells
+        BROKEN, ///< it cannot be started, or answers too much, as `text` tells
+    };
+
+    Kind kind = Kind::NONE;
+    std::string text;
+    int exitStatus = -1; ///< of one that ended by itself
+};
+
+/// A program that answers each line on its standard input with one line, without anything that it could reach: no
+/// descriptors, no environment, no files to write, an unprivileged user where the tool is root's. It ends with the
+/// tool.
+class RunnerProcess {
+public:
+    explicit RunnerProcess(const std::string& program);
+    /// Kills the process.
+    ~RunnerProcess();
+    RunnerProcess(const RunnerProcess&) = delete;
+    RunnerProcess& operator=(const RunnerProcess&) = delete;
+
+    /// Sends a line and waits for the one that answers it, within so much CPU time of the process. After a failure the
+    /// process is gone.
+    ProcessFailure ask(const std::string& line, std::chrono::nanoseconds cpuTime, std::size_t longestAnswer,
+                       std::string* answer);
+
+private:
+    struct Exchange;
+
+    std::string start(const std::string& program);
+    ProcessFailure failureToStart() const;
+    ProcessFailure step(Exchange* exchange);
+    bool write(Exchange* exchange);
+    ProcessFailure read(Exchange* exchange);
+    ProcessFailure checkTime(const Exchange& exchange) const;
+    std::chrono::nanoseconds usedTime() const;
+    ProcessFailure ended();
+    void kill();
+
+    pid_t child = -1;
+    clockid_t clock = 0;
+    Descriptor input;
+    Descriptor output;
+    std::string rest; ///< what came behind the last line
+    std::string startFailure;
+};
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "check/Finding.h"
+#include "codec/DecodedUplink.h"
+
+#include <json/value.h>
+
+#include <vector>
+
+namespace Kelvra::SCADA::Tool {
+
+/// A value that does not fit its property, or that has none.
+struct Misfit {
+    const Rule* rule;
+    std::string path; ///< of the value
+    std::string text;
+};
+
+/// Judges the values of an uplink by the properties of its definition.
+std::vector<Misfit> misfits(const std::vector<NamedValue>& values, const Json::Value& properties);
+
+} // namespace Kelvra::SCADA::Tool
