@@ -66,12 +66,12 @@ private:
     // One of them may be missing.
     void compareParts(const std::string& name, const Json::Value* from, const Json::Value* to) {
         path.push_back(name);
-        if (from == nullptr)
-            changes.push_back({Kind::ADDED, path, Json::Value(), *to});
-        else if (to == nullptr)
-            changes.push_back({Kind::REMOVED, path, *from, Json::Value()});
-        else
+        if (from != nullptr && to != nullptr)
             compare(*from, *to);
+        else if (to != nullptr)
+            changes.push_back({Kind::ADDED, path, Json::Value(), *to});
+        else if (from != nullptr)
+            changes.push_back({Kind::REMOVED, path, *from, Json::Value()});
         path.pop_back();
     }
 

@@ -39,6 +39,10 @@ struct Edit {
 };
 using Edits = std::vector<Edit>;
 
+template <typename List> const auto& at(const List& list, int index) {
+    return list[static_cast<std::size_t>(index)];
+}
+
 /// The shortest way from one list of lines to another, found as in E. W. Myers, "An O(ND) Difference Algorithm and Its
 /// Variations" (1986). Diagonal k has the places (x, y) with x - y = k: x lines of the former and y of the latter are
 /// done there.
@@ -75,7 +79,7 @@ public:
             const int formerX = adds ? reached[x - y + 1] : reached[x - y - 1];
             const int formerY = formerX - (x - y) + (adds ? -1 : 1);
             appendCommon(x, x - (adds ? formerX : formerX + 1), &way);
-            way.push_back(adds ? Edit{'+', to.data()[formerY]} : Edit{'-', from.data()[formerX]});
+            way.push_back(adds ? Edit{'+', at(to, formerY)} : Edit{'-', at(from, formerX)});
             x = formerX;
             y = formerY;
         }
@@ -104,7 +108,7 @@ private:
         const int width = static_cast<int>(fromNumbers.size());
         const int height = static_cast<int>(toNumbers.size());
         int x = isAddition(reached, diagonal, edits) ? reached[diagonal + 1] : reached[diagonal - 1] + 1;
-        while (x < width && x - diagonal < height && fromNumbers.data()[x] == toNumbers.data()[x - diagonal])
+        while (x < width && x - diagonal < height && at(fromNumbers, x) == at(toNumbers, x - diagonal))
             ++x;
         reached[diagonal] = x;
         return x >= width && x - diagonal >= height;
@@ -112,8 +116,8 @@ private:
 
     // Appends lines that both have, backwards from the one before `end`.
     void appendCommon(int end, int count, Edits* way) const {
-        for (int at = end - 1; at >= end - count; --at)
-            way->push_back({' ', from.data()[at]});
+        for (int x = end - 1; x >= end - count; --x)
+            way->push_back({' ', at(from, x)});
     }
 
     const Lines& from;
