@@ -1,5 +1,6 @@
 #include "PreflightTest.h"
 
+#include "decoderPlants.h"
 #include "jsonText.h"
 
 #include <sys/stat.h>
@@ -248,6 +249,19 @@ std::vector<Plant> ofTheCustomStorage() {
     };
 }
 
+std::vector<Plant> ofOtherFiles() {
+    return {
+        {"replaces_broken", file("custom/lora/demo/th1.json", "{"), {"install/replaces-broken"}},
+        {"large_file_that_no_definition_names",
+         [](const std::string& dir) {
+             constexpr std::uintmax_t FIVE_MEGABYTES = 5 * 1024 * 1024;
+             writeFile(dir + "/source/lora/demo/manual.pdf", std::string(FIVE_MEGABYTES, 'x'));
+         },
+         {}},
+        {"sizes_with_suffixes", nothing, {}, {"--max-definition", "1K", "--max-decoder", "64K", "--max-source", "1M"}},
+    };
+}
+
 } // namespace
 
 void PrintTo(const Plant& row, std::ostream* out) {
@@ -257,7 +271,7 @@ void PrintTo(const Plant& row, std::ostream* out) {
 const std::vector<Plant>& refusals() {
     static const std::vector<Plant> ROWS = [] {
         std::vector<Plant> rows = ofTheDirectories();
-        for (const std::vector<Plant>& more : {ofTheSource(), ofTheCustomStorage()})
+        for (const std::vector<Plant>& more : {ofTheSource(), ofTheCustomStorage(), faultyDecoders("source")})
             rows.insert(rows.end(), more.begin(), more.end());
         return rows;
     }();
@@ -282,16 +296,12 @@ const std::vector<Plant>& warnings() {
 }
 
 const std::vector<Plant>& notes() {
-    static const std::vector<Plant> ROWS = {
-        {"replaces_broken", file("custom/lora/demo/th1.json", "{"), {"install/replaces-broken"}},
-        {"large_file_that_no_definition_names",
-         [](const std::string& dir) {
-             constexpr std::uintmax_t FIVE_MEGABYTES = 5 * 1024 * 1024;
-             writeFile(dir + "/source/lora/demo/manual.pdf", std::string(FIVE_MEGABYTES, 'x'));
-         },
-         {}},
-        {"sizes_with_suffixes", nothing, {}, {"--max-definition", "1K", "--max-decoder", "64K", "--max-source", "1M"}},
-    };
+    static const std::vector<Plant> ROWS = [] {
+        std::vector<Plant> rows = ofOtherFiles();
+        const std::vector<Plant> decoders = notedDecoders("source");
+        rows.insert(rows.end(), decoders.begin(), decoders.end());
+        return rows;
+    }();
     return ROWS;
 }
 

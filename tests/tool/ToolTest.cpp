@@ -47,6 +47,7 @@ ToolRun ToolTest::run(std::vector<std::string> arguments, const std::string& std
                                                            {"--custom-dir", temp / "custom"},
                                                            {"--staging-dir", temp / "staging"},
                                                            {"--map", temp / "list.json"},
+                                                           {"--codec-runner", ""},
                                                            {"--log-level", "off"}};
     for (const auto& option : options) {
         if (!has(option[0]))

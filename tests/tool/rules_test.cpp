@@ -2,6 +2,7 @@
 
 #include "PreflightTest.h"
 #include "check/rules.h"
+#include "decoderPlants.h"
 #include "jsonText.h"
 #include "namesInSource.h"
 #include "rowName.h"
@@ -49,6 +50,23 @@ constexpr const Rule* RULES[] = {&Rules::STORAGE_NOT_CONFIGURED,
                                  &Rules::LIST_DEFINITION_MISSING,
                                  &Rules::LIST_DEFINITION_BROKEN,
                                  &Rules::LIST_NO_DECODER,
+                                 &Rules::CODEC_NO_RUNNER,
+                                 &Rules::CODEC_RUNNER_FAULT,
+                                 &Rules::CODEC_DOES_NOT_LOAD,
+                                 &Rules::CODEC_NEEDS_NEWER,
+                                 &Rules::CODEC_NO_ENTRY_POINT,
+                                 &Rules::CODEC_NOT_OFFERED,
+                                 &Rules::CODEC_BAD_EXAMPLE,
+                                 &Rules::CODEC_BAD_RESULT,
+                                 &Rules::CODEC_EXAMPLE_DIFFERS,
+                                 &Rules::CODEC_THREW,
+                                 &Rules::CODEC_SHOULD_THROW,
+                                 &Rules::CODEC_OVER_LIMIT,
+                                 &Rules::CODEC_VALUE_TYPE,
+                                 &Rules::CODEC_VALUE_SPECIAL,
+                                 &Rules::CODEC_OUT_OF_RANGE,
+                                 &Rules::CODEC_UNDECLARED,
+                                 &Rules::CODEC_NEVER_SEEN,
                                  &Rules::SOURCE_MISSING,
                                  &Rules::SOURCE_NOT_A_DIRECTORY,
                                  &Rules::SOURCE_TOO_MANY_FINDINGS,
@@ -87,8 +105,8 @@ std::string linesOf(const Json::Value& findings) {
     std::string text;
     for (const Json::Value& finding : findings) {
         text += finding["file"].asString();
-        if (finding.isMember("line"))
-            text += ":" + finding["line"].asString() + ":" + finding["column"].asString();
+        for (const char* number : {"line", "column"})
+            text += finding.isMember(number) ? ":" + finding[number].asString() : "";
         text += ": " + finding["severity"].asString() + ": ";
         if (finding.isMember("element"))
             text += "element " + finding["element"].asString() + ": ";
@@ -198,6 +216,8 @@ TEST_P(DeviceRule, isSaidToPeopleAndPrograms) {
 
 INSTANTIATE_TEST_SUITE_P(OfStorages, DeviceRule, ::testing::ValuesIn(plantsOfStorages()), rowName);
 INSTANTIATE_TEST_SUITE_P(OfLists, DeviceRule, ::testing::ValuesIn(plantsOfLists()), rowName);
+INSTANTIATE_TEST_SUITE_P(OfFaultyDecoders, DeviceRule, ::testing::ValuesIn(faultyDecoders("default")), rowName);
+INSTANTIATE_TEST_SUITE_P(OfOtherDecoders, DeviceRule, ::testing::ValuesIn(notedDecoders("default")), rowName);
 
 class SourceRule : public PreflightTest, public ::testing::WithParamInterface<Plant> {};
 

@@ -85,6 +85,10 @@ bool Answer::item(const Json::Value& result, const std::string& text) const {
     return writeText(style.json ? jsonText(envelopeOf(ExitCode::DONE, success(result)), "") + "\n" : text);
 }
 
+bool Answer::failedItem(const std::string& error, const Json::Value& result, const std::string& text) const {
+    return writeText(style.json ? jsonText(envelopeOf(ExitCode::FAILED, failure(error, result)), "") + "\n" : text);
+}
+
 void Answer::note(const std::string& message) const {
     if (!style.quiet)
         writeMessage(message);

@@ -46,6 +46,8 @@ public:
     ExitCode badUsage(const std::string& message) const;
     /// One answer of many: a line of its own for programs too, written at once. Returns whether it could be written.
     bool item(const Json::Value& result, const std::string& text) const;
+    /// Like item(), for one that failed; people get `text`, which says why.
+    bool failedItem(const std::string& error, const Json::Value& result, const std::string& text) const;
     /// Something worth knowing that is not a failure, on stderr; nothing when the user wants it quiet.
     void note(const std::string& message) const;
 

@@ -97,6 +97,43 @@ inline constexpr Rule LIST_DEFINITION_BROKEN = {"list/definition-broken", Severi
                                                 "Correct the definition, or remove it if it hides a good default one."};
 inline constexpr Rule LIST_NO_DECODER = {"list/no-decoder", Severity::ERROR, "Add a decoder to the definition."};
 
+// Decoders and their examples
+inline constexpr const char* CORRECT_DECODER = "Correct the decoder or the example; --no-codec leaves decoders out.";
+inline constexpr Rule CODEC_NO_RUNNER = {
+    "codec/no-runner", Severity::NOTE,
+    "Install the package scada-sensors-codec, or name a runner with --codec-runner."};
+inline constexpr Rule CODEC_RUNNER_FAULT = {
+    "codec/runner-fault", Severity::ERROR,
+    "Give another runner with --codec-runner, or leave decoders out with --no-codec."};
+inline constexpr Rule CODEC_DOES_NOT_LOAD = {"codec/does-not-load", Severity::ERROR,
+                                             "Correct the decoder at this place; --no-codec leaves decoders out."};
+inline constexpr Rule CODEC_NEEDS_NEWER = {
+    "codec/needs-newer", Severity::NOTE,
+    "Check the decoder with a runner that knows newer JavaScript, given with --codec-runner."};
+inline constexpr Rule CODEC_NO_ENTRY_POINT = {"codec/no-entry-point", Severity::ERROR,
+                                              "Add a function decodeUplink(input) to the decoder."};
+inline constexpr Rule CODEC_NOT_OFFERED = {"codec/not-offered", Severity::ERROR,
+                                           "Do without it: decoders have nothing but the language."};
+inline constexpr Rule CODEC_BAD_EXAMPLE = {"codec/bad-example", Severity::ERROR,
+                                           "Correct the example at this place; --no-codec leaves examples out."};
+inline constexpr Rule CODEC_BAD_RESULT = {"codec/bad-result", Severity::ERROR,
+                                          "Let the decoder return an object with \"data\" or \"errors\"."};
+inline constexpr Rule CODEC_EXAMPLE_DIFFERS = {"codec/example-differs", Severity::ERROR, CORRECT_DECODER};
+inline constexpr Rule CODEC_THREW = {"codec/threw", Severity::ERROR, CORRECT_DECODER};
+inline constexpr Rule CODEC_SHOULD_THROW = {"codec/should-throw", Severity::ERROR, CORRECT_DECODER};
+inline constexpr Rule CODEC_OVER_LIMIT = {
+    "codec/over-limit", Severity::ERROR,
+    "Correct the decoder, or raise the limit with --codec-time or --codec-memory."};
+inline constexpr Rule CODEC_VALUE_TYPE = {"codec/value-type", Severity::ERROR,
+                                          "Correct the decoder, or the type of the property."};
+inline constexpr Rule CODEC_VALUE_SPECIAL = {"codec/value-special", Severity::ERROR,
+                                             "Let the decoder leave the value out, or make it null."};
+inline constexpr Rule CODEC_OUT_OF_RANGE = {"codec/out-of-range", Severity::NOTE,
+                                            "Correct the decoder, or the range of the property."};
+inline constexpr Rule CODEC_UNDECLARED = {"codec/undeclared", Severity::NOTE,
+                                          "Describe the value in \"properties\", or leave it out."};
+inline constexpr Rule CODEC_NEVER_SEEN = {"codec/never-seen", Severity::NOTE, "Add an example that has it."};
+
 // The source of an installation
 inline constexpr Rule SOURCE_MISSING = {"source/missing", Severity::ERROR, "Correct the path of the source."};
 inline constexpr Rule SOURCE_NOT_A_DIRECTORY = {"source/not-a-directory", Severity::ERROR,

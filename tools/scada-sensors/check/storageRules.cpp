@@ -36,12 +36,15 @@ Findings checkDirectory(const std::string& dir, const std::string& which) {
     return {{Rules::STORAGE_NOT_A_DIRECTORY, {dir}, filled("The %s storage is not a directory.", {which})}};
 }
 
-Findings checkStorage(DefinitionDirectory& storage, const std::string& which) {
+Findings checkStorage(DefinitionDirectory& storage, const std::string& which, const DefinitionCheck& also) {
     Findings findings = checkDirectory(storage.path(), which);
     if (!findings.empty())
         return findings;
-    for (const std::string& name : storage.names())
-        append(checkDefinition(storage.load(name)), &findings);
+    for (const std::string& name : storage.names()) {
+        const Definition definition = storage.load(name);
+        append(checkDefinition(definition), &findings);
+        append(also(definition), &findings);
+    }
     append(checkTree(storage), &findings);
     return findings;
 }
@@ -67,10 +70,10 @@ Findings checkInterruption() {
              filled("An operation was interrupted; the custom storage is neither in the old nor in the new state.")}};
 }
 
-Findings checkStorages(Storages& storages) {
+Findings checkStorages(Storages& storages, const DefinitionCheck& also) {
     Findings findings;
     for (const STORAGE_TYPE type : {STORAGE_DEFAULT, STORAGE_CUSTOM})
-        append(checkStorage(storages.of(type), wordOf(type)), &findings);
+        append(checkStorage(storages.of(type), wordOf(type), also), &findings);
     const DefinitionDirectory& custom = storages.of(STORAGE_CUSTOM);
     append(checkInterruption(), &findings);
     append(checkExchange(custom.path()), &findings);

@@ -3,12 +3,17 @@
 #include "check/Finding.h"
 #include "device/Storages.h"
 
+#include <functional>
+
 namespace Kelvra::SCADA::Tool {
 
 /// Returns the fault of a custom storage that an interrupted operation has left neither old nor new.
 Findings checkInterruption();
 
+/// What else is asked of each definition.
+using DefinitionCheck = std::function<Findings(const Definition& definition)>;
+
 /// Returns everything that is wrong with the storages and their definitions, and which of them hide others.
-Findings checkStorages(Storages& storages);
+Findings checkStorages(Storages& storages, const DefinitionCheck& also);
 
 } // namespace Kelvra::SCADA::Tool

@@ -5,7 +5,6 @@
 
 #include <json/value.h>
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -36,15 +35,5 @@ struct Examples {
 };
 
 Examples readExamples(const Json::Value& definition);
-
-/// Reads bytes from hexadecimal digits, with or without blanks between bytes. Nothing when they are something else.
-std::optional<std::vector<std::uint8_t>> bytesFromHex(const std::string& text);
-
-/// Reads a time such as 2024-05-01T10:00:00Z, with fractions and a zone or without, in milliseconds since 1970.
-std::optional<std::int64_t> millisecondsFromTime(const std::string& text);
-
-/// Returns how a decoded uplink differs from what an example expects, one text for each difference. What JSON has no
-/// value for counts as any value: it is a fault of its own.
-std::vector<std::string> differences(const DecodedUplink& expected, const DecodedUplink& found);
 
 } // namespace Kelvra::SCADA::Tool

@@ -26,8 +26,7 @@ public:
 
 private:
     LoadResult start();
-    LoadResult failedToLoad(const ProcessFailure& failure);
-    CallResult failedCall(const ProcessFailure& failure);
+    CallResult ask(const UplinkCall& uplink);
 
     std::string script;
     std::string file;

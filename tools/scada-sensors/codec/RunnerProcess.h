@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <ctime>
 #include <string>
 
 namespace Kelvra::SCADA::Tool {
@@ -45,9 +46,8 @@ private:
     struct Exchange;
 
     std::string start(const std::string& program);
-    ProcessFailure failureToStart() const;
     ProcessFailure step(Exchange* exchange);
-    bool write(Exchange* exchange);
+    void write(Exchange* exchange);
     ProcessFailure read(Exchange* exchange);
     ProcessFailure checkTime(const Exchange& exchange) const;
     std::chrono::nanoseconds usedTime() const;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "check/DefinitionPlaces.h"
 #include "check/Finding.h"
 #include "codec/CallResult.h"
 #include "device/DefinitionDirectory.h"
@@ -13,18 +12,25 @@ namespace Kelvra::SCADA::Tool {
 /// Runs the decoders of definitions on their examples, one process of the runner for each definition.
 class CodecCheck {
 public:
-    /// Returns everything that is wrong with the decoder and the examples of a sound definition; nothing for others,
-    /// and for those without a decoder.
+    /// Without `wanted` nothing is run, and nothing is found.
+    explicit CodecCheck(bool wanted) : isWanted(wanted) {}
+
+    /// Returns everything that is wrong with the decoder and the examples of a definition that is sound otherwise;
+    /// nothing for others, and for those without a decoder.
     Findings check(const Definition& definition);
 
-    /// Returns the note that decoders were not run because there is no runner, if so.
+    /// Returns the note that decoders were not run because there is no runner, if there was one to run.
     Findings missingRunner() const;
 
 private:
+    bool isWanted;
     bool isMissing = false;
 };
 
-/// Returns what keeps a decoder from being called, or nothing. `file` is the decoder's.
+/// Returns what keeps a loaded decoder from being called, or nothing. `file` is the decoder's.
 std::optional<Finding> loadingFault(const LoadResult& loaded, const std::string& file);
+
+/// Returns an exception as people read it, with what it tells of newer JavaScript or of a name that is not offered.
+std::string exceptionText(const DecoderException& exception);
 
 } // namespace Kelvra::SCADA::Tool

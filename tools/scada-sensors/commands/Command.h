@@ -31,6 +31,7 @@ Run declareCheck(CLI::App& app);
 Run declareDiff(CLI::App& app);
 Run declareSensors(CLI::App& app);
 Run declareResolve(CLI::App& app);
+Run declareDecode(CLI::App& app);
 Run declareDb(CLI::App& app);
 Run declareWatch(CLI::App& app);
 Run declareInstall(CLI::App& app);

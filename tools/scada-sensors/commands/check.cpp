@@ -1,5 +1,6 @@
 #include "check/listRules.h"
 #include "check/storageRules.h"
+#include "codec/codecRules.h"
 #include "commands/Command.h"
 #include "commands/apart.h"
 #include "commands/findingText.h"
@@ -30,9 +31,12 @@ ExitCode answerWith(const Findings& findings, const std::string& checked, Json::
     return answer.failedAsTold(ExitCode::FAILED, summary, result, text);
 }
 
-ExitCode checkDevice(const Answer& answer) {
+ExitCode checkDevice(bool codec, const Answer& answer) {
     Device device;
-    Findings findings = checkStorages(device.storages());
+    CodecCheck decoders(codec);
+    Findings findings = checkStorages(device.storages(),
+                                      [&decoders](const Definition& definition) { return decoders.check(definition); });
+    append(decoders.missingRunner(), &findings);
     append(checkList(device.list(), device.storages()), &findings);
     const std::size_t definitions =
         device.storages().of(STORAGE_DEFAULT).names().size() + device.storages().of(STORAGE_CUSTOM).names().size();
@@ -62,6 +66,7 @@ Run declareCheck(CLI::App& app) {
                        "An installation source, as for install, checked instead of the storages and the list");
     const CLI::Option* overwrite = app.add_flag("--allow-overwrite", request->allowOverwrite,
                                                 "Accept a source with definitions that are installed already");
+    declareNoCodec(app, &request->codec);
     const std::vector<CLI::Option*> limits = declareLimits(app, &request->limits);
     return [request, source, overwrite, limits](const Answer& answer) {
         if (source->count() != 0)
@@ -72,7 +77,7 @@ Run declareCheck(CLI::App& app) {
             if (limit->count() != 0)
                 return answer.badUsage(filled("%s needs SRC_DIR", {limit->get_name()}));
         }
-        return checkDevice(answer);
+        return checkDevice(request->codec, answer);
     };
 }
 

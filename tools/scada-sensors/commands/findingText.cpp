@@ -7,8 +7,8 @@ namespace Kelvra::SCADA::Tool {
 std::string toText(const Finding& finding) {
     const Place& place = finding.place;
     std::string text = place.file;
-    if (place.position.line != 0)
-        text += ":" + std::to_string(place.position.line) + ":" + std::to_string(place.position.column);
+    for (const unsigned int number : {place.position.line, place.position.column})
+        text += number == 0 ? "" : ":" + std::to_string(number);
     text += (text.empty() ? "" : ": ") + std::string(wordOf(finding.rule->severity)) + ": ";
     if (place.element)
         text += "element " + std::to_string(*place.element) + ": ";
@@ -30,10 +30,10 @@ Json::Value toJson(const Findings& findings) {
         item["rule"] = finding.rule->id;
         item["severity"] = wordOf(finding.rule->severity);
         item["file"] = finding.place.file;
-        if (finding.place.position.line != 0) {
+        if (finding.place.position.line != 0)
             item["line"] = finding.place.position.line;
+        if (finding.place.position.column != 0)
             item["column"] = finding.place.position.column;
-        }
         if (finding.place.element)
             item["element"] = *finding.place.element;
         if (!finding.definition.empty())

@@ -285,6 +285,7 @@ Run declareInstall(CLI::App& app) {
         ->required();
     app.add_flag("--allow-overwrite", request->allowOverwrite, "Replace installed definitions of the same names");
     const CLI::Option* dry = app.add_flag("--dry-run", "Show what would happen, and change nothing");
+    declareNoCodec(app, &request->codec);
     declareLimits(app, &request->limits);
     return [request, dry](const Answer& answer) {
         if (dry->count() != 0)

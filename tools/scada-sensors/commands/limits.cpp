@@ -45,4 +45,9 @@ std::vector<CLI::Option*> declareLimits(CLI::App& app, IntakeLimits* limits) {
                 ->capture_default_str()};
 }
 
+void declareNoCodec(CLI::App& app, bool* codec) {
+    app.add_flag_callback(
+        "--no-codec", [codec] { *codec = false; }, "Do not run the decoders and their examples");
+}
+
 } // namespace Kelvra::SCADA::Tool

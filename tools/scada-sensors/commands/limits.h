@@ -14,4 +14,7 @@ namespace Kelvra::SCADA::Tool {
 /// Declares the options that change the limits of a source. Returns them. Valid as long as the application.
 std::vector<CLI::Option*> declareLimits(CLI::App& app, IntakeLimits* limits);
 
+/// Declares the option that leaves decoders out. `*codec` is whether they are run.
+void declareNoCodec(CLI::App& app, bool* codec);
+
 } // namespace Kelvra::SCADA::Tool

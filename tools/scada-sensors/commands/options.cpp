@@ -1,5 +1,6 @@
 #include "commands/options.h"
 
+#include "device/CodecSettings.h"
 #include "device/logLevel.h"
 #include "text/filled.h"
 
@@ -7,6 +8,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cstdint>
+#include <filesystem>
 #include <string>
 
 namespace Kelvra::SCADA::Tool {
@@ -16,6 +19,10 @@ namespace {
 constexpr const char* GROUP = "Options of every command";
 constexpr const char* LOG_LEVEL = "--log-level";
 constexpr const char* STANDARD_LEVEL = "warning";
+constexpr double SHORTEST_CALL = 0.01;
+constexpr double LONGEST_CALL = 600;
+constexpr std::uint64_t LEAST_MEMORY = std::uint64_t{1} << 20;
+constexpr std::uint64_t MOST_MEMORY = std::uint64_t{1} << 32;
 
 void declareConfiguration(CLI::App& app) {
     Conf& conf = Env::inst().conf();
@@ -43,10 +50,33 @@ void declareConfiguration(CLI::App& app) {
         ->group(GROUP);
 }
 
+void declareCodec(CLI::App& app) {
+    CodecSettings& settings = codecSettings();
+    app.add_option("--codec-runner", settings.runner,
+                   "Program that runs decoders; the empty text: decoders are not run")
+        ->type_name("PROGRAM")
+        ->default_str(std::filesystem::path(settings.runner).filename().string())
+        ->group(GROUP);
+    app.add_option("--codec-time", settings.seconds, "Seconds of CPU time that a decoder may take for a call")
+        ->check(CLI::Range(SHORTEST_CALL, LONGEST_CALL))
+        ->type_name("S")
+        ->default_str("1")
+        ->group(GROUP);
+    CLI::AsSizeValue asSize(false);
+    asSize.description("");
+    app.add_option("--codec-memory", settings.memory, "Memory that a decoder may take, as in 16M")
+        ->transform(asSize)
+        ->check(CLI::Range(LEAST_MEMORY, MOST_MEMORY))
+        ->type_name("BYTES")
+        ->default_str("16M")
+        ->group(GROUP);
+}
+
 } // namespace
 
 void declareOptions(CLI::App& app, AnswerStyle* style) {
     declareConfiguration(app);
+    declareCodec(app);
     // With a value it would not be known as such among arguments that cannot be parsed.
     app.add_flag("--json", style->json, "Answer with one JSON object")->disable_flag_override()->group(GROUP);
     app.add_flag("-q,--quiet", style->quiet, "Print no notes and no progress on standard error")->group(GROUP);

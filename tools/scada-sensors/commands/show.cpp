@@ -1,16 +1,22 @@
 #include "answer/FieldList.h"
+#include "answer/json.h"
 #include "check/definitionRules.h"
+#include "codec/Runner.h"
+#include "codec/codecRules.h"
 #include "commands/Command.h"
 #include "commands/definitionFields.h"
 #include "commands/findingText.h"
 #include "commands/notes.h"
 #include "device/Device.h"
+#include "text/Descriptor.h"
 #include "text/filled.h"
 #include "text/libraryTexts.h"
 
 #include <CLI/CLI.hpp>
 
 #include <memory>
+#include <optional>
+#include <utility>
 
 namespace Kelvra::SCADA::Tool {
 
@@ -20,6 +26,22 @@ struct Arguments {
     std::string name;
     std::string property;
 };
+
+std::string wordsOf(const LoadResult& loaded, const std::string& decoder) {
+    if (const std::optional<Finding> fault = loadingFault(loaded, decoder))
+        return "- (" + fault->text + ")";
+    return loaded.entryPoint == STANDARD_ENTRY_POINT ? loaded.entryPoint : filled("%s (old)", {loaded.entryPoint});
+}
+
+// Only the decoder itself can tell: many make the function while they run.
+void addEntryPoint(const Definition& definition, FieldList* fields) {
+    const std::string& decoder = definition.verdict.decoderPath;
+    std::string script;
+    if (decoder.empty() || !isRunnerThere() || !readRegularFile(decoder, &script).empty())
+        return;
+    const LoadResult loaded = Runner(std::move(script), decoder).load();
+    fields->add("entry", orNull(loaded.entryPoint), wordsOf(loaded, decoder));
+}
 
 ExitCode show(const Arguments& asked, bool wholeDefinition, const Answer& answer) {
     Device device;
@@ -34,6 +56,7 @@ ExitCode show(const Arguments& asked, bool wholeDefinition, const Answer& answer
     addDefinition(storages, definition, &fields);
     if (!definition.verdict.valid)
         return failedFor(checkDefinition(definition), ExitCode::FAILED, answer, fields.result(), fields.text());
+    addEntryPoint(definition, &fields);
     if (wholeDefinition) {
         fields.addDocument("document", definition.document);
         return answer.done(fields.result(), fields.text());

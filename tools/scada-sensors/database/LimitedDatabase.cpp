@@ -46,6 +46,11 @@ void LimitedDatabase::allow(unsigned int seconds) {
     end = seconds == 0 ? std::nullopt : std::optional<Clock::time_point>(limit.end + std::chrono::seconds(seconds));
 }
 
+void LimitedDatabase::startAnew() {
+    limit = TimeLimit(limit.seconds);
+    end = limit.end;
+}
+
 // The library's command has no time limit, and nothing calls it back: a thread waits for it, which the process leaves
 // behind. A limit on the socket would not hold for the selection of the database, nor for the library's second attempt.
 LimitedDatabase::Outcome LimitedDatabase::run(const Call& call) {

@@ -34,6 +34,9 @@ public:
     /// Lets the server take so much more time, 0 being for ever.
     void allow(unsigned int seconds);
 
+    /// Lets the limit start anew, for the next one of many calls.
+    void startAnew();
+
     /// Runs one call of the library. What `call` captures must live as long as the process.
     Outcome run(const Call& call);
 

@@ -3,6 +3,7 @@
 #include "check/sourceRules.h"
 #include "check/storageRules.h"
 #include "check/treeRules.h"
+#include "codec/codecRules.h"
 #include "install/freeSpace.h"
 #include "install/importBlockers.h"
 #include "install/safeDirectories.h"
@@ -50,7 +51,8 @@ bool isSameSize(const std::string& one, const std::string& other) {
 class Examination {
 public:
     Examination(const InstallRequest& asked, const Intake& taken, Device& examined, const OnReplacement& told)
-        : request(asked), intake(taken), device(examined), onReplacement(told), source(taken.copy().dir) {}
+        : request(asked), intake(taken), device(examined), onReplacement(told), source(taken.copy().dir),
+          decoders(asked.codec) {}
 
     Preflight run() {
         Findings ofDefinitions;
@@ -64,6 +66,7 @@ public:
         if (!source.names().empty() && !result.isUnchanged())
             append(stagingBlockers(), &result.findings);
         append(ofDefinitions, &result.findings);
+        append(decoders.missingRunner(), &result.findings);
         append(examineTree(), &result.findings);
         append(intake.unreadable(result.findings), &result.findings);
         if (areTooMany(result.findings))
@@ -100,6 +103,8 @@ private:
         planned.decoderPath = definition.verdict.decoderPath;
         Findings findings = checkSourceDefinition(intake.copy(), definition);
         planned.refused = errorCount(findings) != 0;
+        if (!planned.refused)
+            append(examineDecoder(definition), &findings);
         const std::optional<std::string> document = documentToInstall(definition);
         if (document) {
             planned.wanted.document = digestOf(*document);
@@ -118,6 +123,13 @@ private:
         append(ofFormer, &findings);
         planned.refused = errorCount(findings) != 0;
         result.definitions.push_back(planned);
+        return findings;
+    }
+
+    Findings examineDecoder(const Definition& definition) {
+        Findings findings = decoders.check(definition);
+        for (Finding& finding : findings)
+            finding.definition = definition.name;
         return findings;
     }
 
@@ -171,6 +183,7 @@ private:
     Device& device;
     const OnReplacement& onReplacement;
     DefinitionDirectory source;
+    CodecCheck decoders;
     SpaceNeeds space;
     ImportBlockers blockers;
     Preflight result;

@@ -18,6 +18,7 @@ namespace Kelvra::SCADA::Tool {
 struct InstallRequest {
     std::string source;
     bool allowOverwrite = false;
+    bool codec = true; ///< whether decoders are run on their examples
     IntakeLimits limits;
 };
 

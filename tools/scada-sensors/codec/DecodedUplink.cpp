@@ -1,0 +1,121 @@
+#include "codec/DecodedUplink.h"
+
+#include "answer/json.h"
+#include "text/filled.h"
+#include "text/text.h"
+
+#include <map>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+using Specials = std::map<std::string, std::string>;
+
+// Returns what JSON has no value for below a path; empty when the value there is an ordinary one.
+std::string kindAt(const CallResult& result, const std::string& path) {
+    for (const SpecialValue& special : result.special) {
+        if (special.path == path)
+            return special.kind;
+    }
+    return "";
+}
+
+std::string wordFor(const CallResult& result, const std::string& path, const Json::Value& value) {
+    const std::string kind = kindAt(result, path);
+    return kind.empty() ? readableJson(value, "") : kind;
+}
+
+void takeData(const CallResult& result, const std::string& path, const Json::Value& data, DecodedUplink* uplink) {
+    if (!data.isObject()) {
+        uplink->fault = filled("It returned %s in place of an object with the values.", {wordFor(result, path, data)});
+        return;
+    }
+    uplink->hasData = true;
+    uplink->data = data;
+    const std::string prefix = path.empty() ? "" : path + ".";
+    for (const SpecialValue& special : result.special) {
+        if (startsWith(special.path, prefix))
+            uplink->special.push_back({special.path.substr(prefix.size()), special.kind});
+    }
+}
+
+DecodedUplink readStandard(const CallResult& result) {
+    DecodedUplink uplink;
+    if (!result.value.isObject()) {
+        uplink.fault = filled("It returned %s in place of an object with \"data\" or \"errors\".",
+                              {wordFor(result, "", result.value)});
+        return uplink;
+    }
+    uplink.warnings = readMessages(result.value["warnings"]);
+    uplink.errors = readMessages(result.value["errors"]);
+    if (!result.value["data"].isNull())
+        takeData(result, "data", result.value["data"], &uplink);
+    else if (uplink.errors.empty())
+        uplink.fault = filled("It returned an object without \"data\" and without \"errors\".");
+    return uplink;
+}
+
+struct Walk {
+    const Json::Value& properties;
+    Specials specials;
+    std::vector<NamedValue> values;
+};
+
+bool isDeclared(const Json::Value& properties, const std::string& path) {
+    return properties.isObject() && properties.isMember(path) && properties[path].isObject();
+}
+
+void walkBelow(const std::string& path, const Json::Value& value, Walk* walk);
+
+void walkTo(const std::string& path, const Json::Value& value, Walk* walk) {
+    const bool parts = value.isObject() || value.isArray();
+    if (parts && !isDeclared(walk->properties, path)) {
+        walkBelow(path + ".", value, walk);
+        return;
+    }
+    const auto special = walk->specials.find(path);
+    walk->values.push_back({path, value, special == walk->specials.end() ? "" : special->second});
+}
+
+void walkBelow(const std::string& path, const Json::Value& value, Walk* walk) {
+    if (value.isArray()) {
+        for (Json::ArrayIndex index = 0; index < value.size(); ++index)
+            walkTo(path + std::to_string(index), value[index], walk);
+        return;
+    }
+    for (const std::string& name : value.getMemberNames())
+        walkTo(path + name, value[name], walk);
+}
+
+} // namespace
+
+std::vector<std::string> readMessages(const Json::Value& messages) {
+    std::vector<std::string> texts;
+    if (messages.isString())
+        return {messages.asString()};
+    if (!messages.isArray())
+        return messages.isNull() ? texts : std::vector<std::string>{readableJson(messages, "")};
+    for (const Json::Value& one : messages)
+        texts.push_back(one.isString() ? one.asString() : readableJson(one, ""));
+    return texts;
+}
+
+DecodedUplink readResult(const std::string& entryPoint, const CallResult& result) {
+    if (entryPoint == STANDARD_ENTRY_POINT)
+        return readStandard(result);
+    DecodedUplink uplink;
+    takeData(result, "", result.value, &uplink);
+    return uplink;
+}
+
+std::vector<NamedValue> namedValues(const DecodedUplink& uplink, const Json::Value& properties) {
+    Walk walk = {properties, {}, {}};
+    for (const SpecialValue& special : uplink.special)
+        walk.specials.emplace(special.path, special.kind);
+    if (uplink.hasData)
+        walkBelow("", uplink.data, &walk);
+    return walk.values;
+}
+
+} // namespace Kelvra::SCADA::Tool

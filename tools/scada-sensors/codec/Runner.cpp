@@ -1,0 +1,152 @@
+#include "codec/Runner.h"
+
+#include "codec/RunnerAnswer.h"
+#include "device/CodecSettings.h"
+#include "text/filled.h"
+
+#include <json/writer.h>
+
+#include <chrono>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+constexpr int OUT_OF_MEMORY = 3; // how a runner ends when it could not refuse the memory
+constexpr std::size_t ANSWER_AROUND_RESULT = 65536;
+
+std::string lineOf(const Json::Value& request) {
+    static const auto builder = [] {
+        Json::StreamWriterBuilder oneLine;
+        oneLine["indentation"] = "";
+        return oneLine;
+    }();
+    return Json::writeString(builder, request) + "\n";
+}
+
+Json::Value toJson(const UplinkCall& uplink) {
+    Json::Value call(Json::objectValue);
+    call["fPort"] = uplink.fPort;
+    call["bytes"] = Json::arrayValue;
+    for (const std::uint8_t byte : uplink.bytes)
+        call["bytes"].append(byte);
+    if (uplink.recvTime)
+        call["recvTime"] = static_cast<Json::Int64>(*uplink.recvTime);
+    return call;
+}
+
+std::string loadingLine(const std::string& script, const std::string& file) {
+    const CodecSettings& settings = codecSettings();
+    Json::Value request(Json::objectValue);
+    request["version"] = 1;
+    request["decoder"] = script;
+    request["file"] = file;
+    request["limits"]["memory"] = static_cast<Json::UInt64>(settings.memory);
+    request["limits"]["output"] = static_cast<Json::UInt64>(settings.output);
+    request["limits"]["depth"] = settings.depth;
+    request["calls"] = Json::arrayValue;
+    return lineOf(request);
+}
+
+// The engine takes some time itself to start.
+constexpr double START_SECONDS = 0.5;
+
+ProcessFailure askFor(RunnerProcess& process, const std::string& line, double seconds, Json::Value* answer) {
+    const std::chrono::duration<double> cpuTime(seconds);
+    const std::size_t longest = static_cast<std::size_t>(codecSettings().output) + ANSWER_AROUND_RESULT;
+    std::string text;
+    ProcessFailure failure =
+        process.ask(line, std::chrono::duration_cast<std::chrono::nanoseconds>(cpuTime), longest, &text);
+    if (failure.kind != ProcessFailure::Kind::NONE)
+        return failure;
+    failure.text = parseAnswer(text, answer);
+    if (!failure.text.empty())
+        failure.kind = ProcessFailure::Kind::BROKEN;
+    return failure;
+}
+
+// The limit that a failure is about; empty when the runner itself has failed.
+std::string limitOf(const ProcessFailure& failure) {
+    if (failure.kind == ProcessFailure::Kind::TIME)
+        return limitText("time");
+    return failure.exitStatus == OUT_OF_MEMORY ? limitText("memory") : "";
+}
+
+std::string faultText(const std::string& what) {
+    return filled("The runner [%s] failed: %s", {codecSettings().runner, what});
+}
+
+// Whether a decoder went over a limit, or the runner failed.
+template <typename Result> Result failed(const ProcessFailure& failure) {
+    Result result;
+    result.text = limitOf(failure);
+    result.kind = result.text.empty() ? Result::Kind::FAULT : Result::Kind::LIMIT;
+    if (result.text.empty())
+        result.text = faultText(failure.text);
+    return result;
+}
+
+} // namespace
+
+bool isRunnerThere() {
+    std::error_code error;
+    const std::string& program = codecSettings().runner;
+    return !program.empty() && std::filesystem::exists(program, error);
+}
+
+Runner::Runner(std::string itsScript, std::string itsFile) : script(std::move(itsScript)), file(std::move(itsFile)) {}
+
+const LoadResult& Runner::load() {
+    if (!loaded)
+        loaded = start();
+    return *loaded;
+}
+
+LoadResult Runner::start() {
+    LoadResult result;
+    if (!isRunnerThere()) {
+        result.kind = LoadResult::Kind::NO_RUNNER;
+        result.text = filled("There is no program [%s] to run decoders.", {codecSettings().runner});
+        return result;
+    }
+    process.emplace(codecSettings().runner);
+    Json::Value answer;
+    ProcessFailure failure =
+        askFor(*process, loadingLine(script, file), codecSettings().seconds + START_SECONDS, &answer);
+    if (failure.kind == ProcessFailure::Kind::NONE)
+        failure.text = readLoaded(answer, &result);
+    if (failure.text.empty() && failure.kind == ProcessFailure::Kind::NONE)
+        return result;
+    process.reset();
+    return failed<LoadResult>(failure);
+}
+
+CallResult Runner::call(const UplinkCall& uplink) {
+    if (process)
+        return ask(uplink);
+    const LoadResult again = start();
+    if (again.kind == LoadResult::Kind::LOADED)
+        return ask(uplink);
+    CallResult result;
+    result.text = again.text.empty() ? faultText(filled("it does not load the decoder again")) : again.text;
+    return result;
+}
+
+CallResult Runner::ask(const UplinkCall& uplink) {
+    Json::Value request(Json::objectValue);
+    request["calls"].append(toJson(uplink));
+    Json::Value answer;
+    CallResult result;
+    ProcessFailure failure = askFor(*process, lineOf(request), codecSettings().seconds, &answer);
+    if (failure.kind == ProcessFailure::Kind::NONE)
+        failure.text = readCalled(answer, &result);
+    if (failure.text.empty() && failure.kind == ProcessFailure::Kind::NONE)
+        return result;
+    process.reset();
+    return failed<CallResult>(failure);
+}
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,211 @@
+#include "codec/codecRules.h"
+
+#include "check/DefinitionPlaces.h"
+#include "codec/Examples.h"
+#include "codec/Runner.h"
+#include "codec/differences.h"
+#include "codec/valueRules.h"
+#include "device/CodecSettings.h"
+#include "text/Descriptor.h"
+#include "text/filled.h"
+#include "text/text.h"
+
+#include <scada/SensorDefinitions.h>
+
+#include <set>
+#include <utility>
+#include <vector>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+const Rule& ruleOf(const DecoderException& exception, const Rule& otherwise) {
+    return exception.missing.empty() ? otherwise : Rules::CODEC_NOT_OFFERED;
+}
+
+std::string joined(const std::vector<std::string>& texts) {
+    constexpr std::size_t MOST = 5;
+    std::string text;
+    for (std::size_t at = 0; at < texts.size() && at < MOST; ++at)
+        text += (at == 0 ? "" : "; ") + texts[at];
+    return texts.size() <= MOST ? text + "."
+                                : filled("%s; and %s.", {text, counted(texts.size() - MOST, "other difference")});
+}
+
+/// Runs the decoder of one definition on its examples.
+class DecoderCheck {
+public:
+    DecoderCheck(const Definition& checked, std::string script)
+        : definition(checked), places(checked.file),
+          properties(checked.document[SensorDefinitions::JSON_PROPERTIES_SECTION]),
+          runner(std::move(script), checked.verdict.decoderPath) {}
+
+    Findings run() {
+        const Examples examples = readExamples(definition.document);
+        const LoadResult& loaded = runner.load();
+        if (const std::optional<Finding> fault = loadingFault(loaded, definition.verdict.decoderPath))
+            findings.push_back(*fault);
+        else
+            runExamples(examples.sound);
+        for (const ExampleFault& fault : examples.faults)
+            findings.push_back({Rules::CODEC_BAD_EXAMPLE, placeOf(fault.path), fault.text});
+        return std::move(findings);
+    }
+
+private:
+    Place placeOf(const std::vector<std::string>& path) {
+        const JsonFile& json = places.json();
+        const Json::Value* value = &json.root();
+        for (const std::string& step : path) {
+            const Json::Value* below = nullptr;
+            if (value->isObject() && value->isMember(step))
+                below = &(*value)[step];
+            else if (value->isArray() && std::stoul(step) < value->size())
+                below = &(*value)[static_cast<Json::ArrayIndex>(std::stoul(step))];
+            if (below == nullptr)
+                break;
+            value = below;
+        }
+        return {definition.file, json.positionOf(*value)};
+    }
+
+    void add(const Rule& rule, const Example& example, const std::string& text) {
+        findings.push_back({rule, placeOf({EXAMPLES_SECTION, std::to_string(example.index)}),
+                            filled("In \"%s\": %s", {example.description, text})});
+    }
+
+    // The line of the decoder says more than the example's, where the engine tells it.
+    void addException(const Example& example, const DecoderException& exception) {
+        const Rule& rule = ruleOf(exception, Rules::CODEC_THREW);
+        add(rule, example, exceptionText(exception));
+        if (exception.position.line != 0)
+            findings.back().place = {definition.verdict.decoderPath, exception.position};
+    }
+
+    void runExamples(const std::vector<Example>& examples) {
+        for (const Example& example : examples) {
+            const CallResult result = runner.call(example.input);
+            judge(example, result);
+            // What the runner does next would say nothing about the decoder.
+            if (result.kind == CallResult::Kind::FAULT)
+                return;
+        }
+        if (succeeded)
+            noteUnseen();
+    }
+
+    void judge(const Example& example, const CallResult& result) {
+        if (result.kind == CallResult::Kind::FAULT)
+            findings.push_back({Rules::CODEC_RUNNER_FAULT,
+                                {definition.verdict.decoderPath},
+                                filled("In \"%s\": %s", {example.description, result.text})});
+        else if (result.kind == CallResult::Kind::LIMIT)
+            add(Rules::CODEC_OVER_LIMIT, example, result.text);
+        else if (result.kind == CallResult::Kind::EXCEPTION && !example.throws)
+            addException(example, result.exception);
+        else if (result.kind == CallResult::Kind::VALUE && example.throws)
+            add(Rules::CODEC_SHOULD_THROW, example, filled("It should throw an exception."));
+        else if (result.kind == CallResult::Kind::VALUE)
+            judgeValue(example, readResult(runner.load().entryPoint, result));
+    }
+
+    void judgeValue(const Example& example, const DecodedUplink& uplink) {
+        if (!uplink.fault.empty()) {
+            add(Rules::CODEC_BAD_RESULT, example, uplink.fault);
+            return;
+        }
+        succeeded = true;
+        const std::vector<std::string> texts = differences(example.output, uplink);
+        if (!texts.empty())
+            add(Rules::CODEC_EXAMPLE_DIFFERS, example, joined(texts));
+        const std::vector<NamedValue> values = namedValues(uplink, properties);
+        for (const NamedValue& value : values)
+            seen.insert(value.path);
+        for (const Misfit& misfit : misfits(values, properties)) {
+            if (told.insert({misfit.rule, misfit.path}).second)
+                add(*misfit.rule, example, misfit.text);
+        }
+    }
+
+    void noteUnseen() {
+        for (const std::string& property : properties.getMemberNames()) {
+            if (properties[property].isObject() && seen.count(property) == 0)
+                findings.push_back({Rules::CODEC_NEVER_SEEN,
+                                    placeOf({SensorDefinitions::JSON_PROPERTIES_SECTION, property}),
+                                    filled("No example has a value for \"%s\".", {property})});
+        }
+    }
+
+    const Definition& definition;
+    DefinitionPlaces places;
+    const Json::Value& properties;
+    Runner runner;
+    Findings findings;
+    bool succeeded = false;
+    std::set<std::string> seen;
+    std::set<std::pair<const Rule*, std::string>> told; ///< once for each value
+};
+
+} // namespace
+
+std::string exceptionText(const DecoderException& exception) {
+    if (!exception.missing.empty())
+        return filled("It asks for \"%s\", which is not offered: %s", {exception.missing, exception.text});
+    return filled("It threw an exception: %s", {exception.text});
+}
+
+std::optional<Finding> loadingFault(const LoadResult& loaded, const std::string& file) {
+    const DecoderException& exception = loaded.exception;
+    const Place place(file, exception.position);
+    switch (loaded.kind) {
+    case LoadResult::Kind::LOADED:
+        if (!loaded.entryPoint.empty())
+            return std::nullopt;
+        return Finding{Rules::CODEC_NO_ENTRY_POINT,
+                       {file, {1, 1}},
+                       filled("It has no function decodeUplink, Decode or Decoder after it has run.")};
+    case LoadResult::Kind::NOT_LOADED:
+        if (!exception.newer.empty())
+            return Finding{Rules::CODEC_NEEDS_NEWER, place,
+                           filled("It needs newer JavaScript than %s has: \"%s\". The rest was not read.",
+                                  {loaded.engine, exception.newer})};
+        return Finding{ruleOf(exception, Rules::CODEC_DOES_NOT_LOAD), place,
+                       exception.missing.empty() ? filled("It does not load: %s", {exception.text})
+                                                 : exceptionText(exception)};
+    case LoadResult::Kind::LIMIT:
+        return Finding{Rules::CODEC_OVER_LIMIT, {file, {1, 1}}, filled("While it is loaded: %s", {loaded.text})};
+    case LoadResult::Kind::NO_RUNNER:
+        return Finding{Rules::CODEC_NO_RUNNER, {file}, loaded.text};
+    case LoadResult::Kind::FAULT:
+        break;
+    }
+    return Finding{Rules::CODEC_RUNNER_FAULT, {file}, loaded.text};
+}
+
+Findings CodecCheck::check(const Definition& definition) {
+    if (!isWanted || codecSettings().runner.empty() || !definition.verdict.valid ||
+        definition.verdict.decoderPath.empty())
+        return {};
+    if (!isRunnerThere()) {
+        isMissing = true;
+        return {};
+    }
+    std::string script;
+    const std::string failure = readRegularFile(definition.verdict.decoderPath, &script);
+    if (!failure.empty())
+        return {{Rules::CODEC_DOES_NOT_LOAD,
+                 {definition.verdict.decoderPath},
+                 filled("The decoder cannot be read: %s", {failure})}};
+    return DecoderCheck(definition, std::move(script)).run();
+}
+
+Findings CodecCheck::missingRunner() const {
+    if (!isMissing)
+        return {};
+    return {{Rules::CODEC_NO_RUNNER,
+             {codecSettings().runner},
+             filled("There is no such program, so that decoders and examples were not checked.")}};
+}
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "answer/Answer.h"
+#include "answer/FieldList.h"
+#include "device/ManagedList.h"
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Kelvra::SCADA::Tool {
+
+/// Which sensor the user asks for, as the list has it; the source may be left out.
+struct AskedSensor {
+    std::optional<std::string> src;
+    std::string id;
+    std::string givenSrc; ///< as typed
+    std::string givenId;
+    std::vector<std::string> rest; ///< the words behind
+};
+
+/// How the first word is read when the list has no such source.
+enum class FirstWord {
+    SOURCE,     ///< as a source, unless there are two words and it is an identifier
+    IDENTIFIER, ///< as an identifier
+};
+
+/// Reads the words of the command line. REQUIRES: there is one.
+AskedSensor readSensor(const ManagedList& list, const std::vector<std::string>& words, FirstWord unknown);
+
+/// Returns the element in force of the sensor. Without one returns null, after `*code` has been answered: why there is
+/// none.
+const ListElement* findSensor(const ManagedList& list, const AskedSensor& asked, const Answer& answer, ExitCode* code);
+
+/// Adds the file of the list and an element of it.
+void addElement(const ManagedList& list, const ListElement& element, FieldList* fields);
+
+} // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,20 @@
+#include "commands/UplinkStore.h"
+
+#include "text/filled.h"
+
+namespace Kelvra::SCADA::Tool {
+
+UplinkStore::UplinkStore(std::string sensorKey, unsigned int waitSeconds)
+    : key(std::move(sensorKey)), database(waitSeconds) {}
+
+std::string UplinkStore::write(const HashFields& fields) {
+    database.startAnew();
+    const LimitedDatabase::Outcome outcome =
+        database.run([sensor = key, fields](Database& server, TypedValue* /*read*/) {
+            const int code = server.hmset(sensor, fields);
+            return code == DatabaseBase::RESULT_OK ? server.expire(sensor) : code;
+        });
+    return outcome.code == DatabaseBase::RESULT_OK ? "" : filled("The server refused the command for key [%s].", {key});
+}
+
+} // namespace Kelvra::SCADA::Tool
