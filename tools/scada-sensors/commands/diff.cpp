@@ -4,6 +4,7 @@
 #include "commands/Command.h"
 #include "commands/apart.h"
 #include "commands/differenceText.h"
+#include "commands/effectText.h"
 #include "commands/findingText.h"
 #include "commands/limits.h"
 #include "commands/notes.h"
@@ -29,8 +30,8 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-// So much is shown; a hostile source could make the tool run out of memory.
-constexpr std::size_t MOST_TEXT = 4UL * 1024UL * 1024UL;
+// After so much, differences are only named: a hostile source could make the tool run out of memory.
+constexpr std::size_t MOST_TEXT = 1024UL * 1024UL;
 
 /// How one definition differs from the one in whose place it is, in words and for programs.
 struct Compared {
@@ -42,18 +43,18 @@ struct Compared {
 /// Compares definitions with those that they hide or replace, one after the other.
 class Comparisons {
 public:
+    Comparisons(bool codec, bool json) : isJson(json), effects(codec, json) {}
+
     void add(const Definition& from, const Definition& to, const SourceCopy* source) {
         Compared compared;
         compared.item["from"] = from.file;
         compared.item["to"] = source == nullptr ? to.file : source->pathInSource(to.file);
-        compared.item["shown"] = true;
+        compared.item["shown"] = shown <= MOST_TEXT;
         if (from.verdict.valid && to.verdict.valid)
             compare(from, to, source, &compared);
         else
             tellUnreadable(from.verdict.valid ? to : from, &compared);
         shown += compared.words.size();
-        if (shown > MOST_TEXT)
-            shorten(&compared);
         byName.emplace(to.name, std::move(compared));
     }
 
@@ -63,13 +64,22 @@ public:
     }
 
 private:
-    static void compare(const Definition& from, const Definition& to, const SourceCopy* source, Compared* compared) {
+    void compare(const Definition& from, const Definition& to, const SourceCopy* source, Compared* compared) {
         DefinitionDifference difference = differenceBetween(from, to);
         if (source != nullptr && difference.decoder)
             difference.decoder->to = source->pathInSource(difference.decoder->to);
         compared->differs = !difference.isNone();
-        compared->words = toText(difference);
+        if (compared->differs && shown > MOST_TEXT) {
+            compared->words = "    " + filled("they differ; the answer is too long to show more") + "\n";
+            return;
+        }
+        effects.add(from, to);
+        compared->words = toText(difference) + effects.textOf(to.name);
+        if (!isJson)
+            return;
         addDifference(difference, &compared->item);
+        if (const Json::Value values = effects.jsonOf(to.name); !values.isNull())
+            compared->item["values"] = values;
     }
 
     static void tellUnreadable(const Definition& definition, Compared* compared) {
@@ -78,15 +88,8 @@ private:
         compared->item["failure"] = definition.verdict.state;
     }
 
-    static void shorten(Compared* compared) {
-        if (compared->words.empty())
-            return;
-        compared->words = "    " + filled("they differ; the answer is too long to show more") + "\n";
-        for (const char* member : {"changes", "decoder"})
-            compared->item.removeMember(member);
-        compared->item["shown"] = false;
-    }
-
+    bool isJson;
+    ShownEffects effects;
     std::map<std::string, Compared> byName;
     std::size_t shown = 0;
 };
@@ -133,10 +136,10 @@ private:
     std::size_t differing = 0;
 };
 
-ExitCode diffHidden(Storages& storages, const std::set<std::string>& names, const Answer& answer) {
+ExitCode diffHidden(Storages& storages, const std::set<std::string>& names, bool codec, const Answer& answer) {
     Report report;
     Findings findings;
-    Comparisons comparisons;
+    Comparisons comparisons(codec, answer.isJson());
     for (const std::string& name : names) {
         const Definition hidden = storages.of(STORAGE_DEFAULT).load(name);
         const Definition hiding = storages.of(STORAGE_CUSTOM).load(name);
@@ -150,27 +153,27 @@ ExitCode diffHidden(Storages& storages, const std::set<std::string>& names, cons
     return report.end(findings, answer);
 }
 
-ExitCode diffAll(Storages& storages, const Answer& answer) {
+ExitCode diffAll(Storages& storages, bool codec, const Answer& answer) {
     noteUnreadableStorages(storages, answer);
     std::set<std::string> names;
     for (const std::string& name : storages.of(STORAGE_CUSTOM).names()) {
         if (storages.isHiding(name))
             names.insert(name);
     }
-    return diffHidden(storages, names, answer);
+    return diffHidden(storages, names, codec, answer);
 }
 
-ExitCode diffNamed(Storages& storages, const std::string& name, const Answer& answer) {
+ExitCode diffNamed(Storages& storages, const std::string& name, bool codec, const Answer& answer) {
     if (!storages.isHiding(name))
         return answer.failed(ExitCode::NOT_FOUND, filled("only the %s storage has the definition [%s]",
                                                          {wordOf(storages.decidingFor(name)), name}));
-    return diffHidden(storages, {name}, answer);
+    return diffHidden(storages, {name}, codec, answer);
 }
 
 ExitCode diffSource(const InstallRequest& request, const Answer& answer) {
     const ReadAccess access;
     Device device;
-    Comparisons comparisons;
+    Comparisons comparisons(request.codec, answer.isJson());
     const Preflight preflight = examine(
         request, device, [&comparisons](const Definition& present, const Definition& wanted, const SourceCopy& source) {
             comparisons.add(present, wanted, &source);
@@ -193,9 +196,9 @@ ExitCode diff(const InstallRequest& request, const std::vector<CLI::Option*>& li
             return answer.badUsage(filled("%s needs SRC_DIR", {limit->get_name()}));
     }
     if (request.source.empty())
-        return diffAll(device.storages(), answer);
+        return diffAll(device.storages(), request.codec, answer);
     if (named)
-        return diffNamed(device.storages(), request.source, answer);
+        return diffNamed(device.storages(), request.source, request.codec, answer);
     if (!isArchive(request.source) && access(request.source.c_str(), F_OK) != 0)
         return answer.failed(ExitCode::NOT_FOUND,
                              filled("there is neither a definition nor a source [%s]", {request.source}));
@@ -210,6 +213,7 @@ Run declareDiff(CLI::App& app) {
     app.add_option("NAME", request->source,
                    "Definition, as in lora/maker/model, or an installation source, as for install; without it all "
                    "custom definitions that hide others");
+    declareNoCodec(app, &request->codec);
     const std::vector<CLI::Option*> limits = declareLimits(app, &request->limits);
     return [request, limits](const Answer& answer) { return diff(*request, limits, answer); };
 }
