@@ -30,8 +30,17 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-// After so much, differences are only named: a hostile source could make the tool run out of memory.
+// After so much, differences are only named: a hostile source could make the tool run out of memory. For programs the
+// values count, too, which take more than their text.
 constexpr std::size_t MOST_TEXT = 1024UL * 1024UL;
+constexpr std::size_t TEXT_OF_A_VALUE = 32;
+
+std::size_t valuesIn(const Json::Value& value) {
+    std::size_t count = 1;
+    for (const Json::Value& part : value)
+        count += valuesIn(part);
+    return count;
+}
 
 /// How one definition differs from the one in whose place it is, in words and for programs.
 struct Compared {
@@ -54,7 +63,7 @@ public:
             compare(from, to, source, &compared);
         else
             tellUnreadable(from.verdict.valid ? to : from, &compared);
-        shown += compared.words.size();
+        shown += compared.words.size() + (isJson ? TEXT_OF_A_VALUE * valuesIn(compared.item) : 0);
         byName.emplace(to.name, std::move(compared));
     }
 
