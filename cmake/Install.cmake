@@ -29,6 +29,12 @@ if(SCADA_BUILD_SUPPORT)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kelvra-support.pc DESTINATION ${pkgconfig-dir} COMPONENT dev)
 endif()
 
+if(SCADA_BUILD_RUNNERS)
+  set(runner-dir ${CMAKE_INSTALL_LIBEXECDIR}/scada-sensors)
+  install(TARGETS codec-runner-duktape RUNTIME DESTINATION ${runner-dir} COMPONENT codec)
+  install(PROGRAMS runners/node/codec-runner-node DESTINATION ${runner-dir} COMPONENT codec)
+endif()
+
 if(SCADA_BUILD_TOOL)
   install(TARGETS scada-sensors-tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
   install(FILES man/scada-sensors.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)

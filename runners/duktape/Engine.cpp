@@ -128,7 +128,9 @@ std::string Engine::load(const std::string& decoder) {
 
 std::string Engine::notLoaded(const std::string& decoder, bool compiled) {
     readException();
-    const std::string newer = compiled ? std::string() : newerSyntaxOf(decoder);
+    // Before a bracket, an engine without the keyword takes it for a name.
+    const std::string named = exception.undefinedName() == "let" ? "let" : "";
+    const std::string newer = compiled ? named : newerSyntaxOf(decoder);
     return R"("loaded":false,"entryPoint":null,"exception":)" + exception.json(newer);
 }
 

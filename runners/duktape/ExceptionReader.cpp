@@ -94,15 +94,14 @@ bool ExceptionReader::tellsOfMemory() const {
     return text.view() == R"("Error: alloc failed")" || text.view() == R"("DoubleError: error in error handling")";
 }
 
-std::string_view ExceptionReader::missing() const {
+std::string_view ExceptionReader::undefinedName() const {
     constexpr std::string_view BEFORE = R"("ReferenceError: identifier ')";
     constexpr std::string_view AFTER = R"(' undefined")";
     const std::string_view all = text.view();
     if (all.size() <= BEFORE.size() + AFTER.size() || all.substr(0, BEFORE.size()) != BEFORE ||
         all.substr(all.size() - AFTER.size()) != AFTER)
         return {};
-    const std::string_view name = all.substr(BEFORE.size(), all.size() - BEFORE.size() - AFTER.size());
-    return isKnownElsewhere(name) ? name : std::string_view();
+    return all.substr(BEFORE.size(), all.size() - BEFORE.size() - AFTER.size());
 }
 
 std::string ExceptionReader::json(std::string_view newer) const {
@@ -111,8 +110,8 @@ std::string ExceptionReader::json(std::string_view newer) const {
         object += R"(,"line":)" + std::to_string(lineNumber);
     if (!newer.empty())
         object += R"(,"newer":")" + std::string(newer) + '"';
-    if (!missing().empty())
-        object += R"(,"missing":")" + std::string(missing()) + '"';
+    if (isKnownElsewhere(undefinedName()))
+        object += R"(,"missing":")" + std::string(undefinedName()) + '"';
     return object + "}";
 }
 

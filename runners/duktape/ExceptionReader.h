@@ -22,6 +22,8 @@ public:
     bool tellsOfMemory() const;
     /// Returns the line of the decoder's text, from 1, or 0.
     int line() const { return lineNumber; }
+    /// Returns the name of the global that was asked for and does not exist, or an empty text.
+    std::string_view undefinedName() const;
     /// Returns the contract's object; `newer` is left out when it is empty.
     std::string json(std::string_view newer) const;
 
@@ -33,7 +35,6 @@ private:
     void writeText();
     void writeObject();
     void add(duk_idx_t at);
-    std::string_view missing() const;
 
     Heap& heap;
     duk_context* context;

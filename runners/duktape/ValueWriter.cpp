@@ -173,9 +173,12 @@ bool ValueWriter::writeMembers() {
     if (!enter() || !add("{"))
         return false;
     duk_enum(context, -1, DUK_ENUM_OWN_PROPERTIES_ONLY);
-    for (bool first = true; duk_next(context, -1, 1) != 0; first = false) {
+    // Values are read from the object itself: the enumeration passes over the getter of a proxy.
+    for (bool first = true; duk_next(context, -1, 0) != 0; first = false) {
         duk_size_t length = 0;
-        const char* key = duk_get_lstring(context, -2, &length);
+        const char* key = duk_get_lstring(context, -1, &length);
+        duk_dup_top(context);
+        duk_get_prop(context, -4);
         path.at(depth++) = {key, length, 0};
         if ((!first && !add(",")) || !addQuoted({key, length}) || !add(":") || !writeAny())
             return false;

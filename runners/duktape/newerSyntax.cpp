@@ -62,16 +62,18 @@ private:
         else if (word.is("catch") && next.is("{"))
             report(next, "catch without a variable");
         else if (word.is("of") && before().kind == Token::WORD && isInForHead())
-            report(word, "for-of");
+            report(headDeclares() ? before(2) : before(), "for-of");
         else if ((word.is("import") || word.is("export")) && !next.is(":"))
             report(word, word.text);
         else if (word.is("function"))
             lookAtFunction();
     }
 
+    bool headDeclares() const { return before(2).is("var") || before(2).is("const"); }
+
     bool isInForHead() const {
-        const bool declared = before(2).is("var") || before(2).is("const");
-        return declared ? before(3).is("(") && before(4).is("for") : before(2).is("(") && before(3).is("for");
+        const std::size_t head = headDeclares() ? 3 : 2;
+        return before(head).is("(") && before(head + 1).is("for");
     }
 
     void lookAtFunction() {
@@ -98,7 +100,7 @@ private:
         if (holds(NEWER_MARKS, mark.text))
             report(mark, mark.text);
         else if (mark.is("=>"))
-            report(beginOfArrow(), "=>");
+            report(beginOfArrow(), beginOfArrow().is("async") ? "async" : "=>");
         else if (mark.is("*") && (before().is("{") || before().is(",")))
             report(mark, "generator");
         else if (mark.is(")") && before().is(",") && closesCall())

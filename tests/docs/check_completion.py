@@ -90,6 +90,8 @@ def check_names():
     check(["02a1f00000007411"], *device, "resolve", "lora", "02a1f00000007411")
     check(properties, *device, "resolve", "lora", "02A1F00000007411", "")
     check([], *device, "resolve", "lora", "02A1F00000007411", "temperature", "")
+    check(["02a1f00000007411"], *device, "decode", "lora", "02a1f00000007411")
+    check([], *device, "decode", "lora", "02A1F00000007411", "")
 
 
 def check_quoting():

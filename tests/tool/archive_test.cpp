@@ -143,8 +143,11 @@ TEST_P(ArchiveOfFormat, isInstalled) {
 
 TEST_P(ArchiveOfFormat, isReadFromStandardInput) {
     writeArchive(file, PLAIN, GetParam());
-    const std::vector<std::string> options = {"--custom-dir",  temp / "custom",  "--default-dir", temp / "default",
-                                              "--staging-dir", temp / "staging", "install",       "-"};
+    const std::vector<std::string> options = {"--custom-dir",   temp / "custom",
+                                              "--default-dir",  temp / "default",
+                                              "--staging-dir",  temp / "staging",
+                                              "--codec-runner", "",
+                                              "install",        "-"};
     const ToolRun result = runTool(options, readFile(file));
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(result.status, 0);
@@ -174,7 +177,8 @@ TEST_F(ArchiveTest, namesItsPlaces) {
     EXPECT_EQ(result.out.rfind("$T/up.archive/up/lora/demo/th1.json:1:", 0), 0U) << result.out;
     EXPECT_THAT(result.out, HasSubstr("$T/up.archive/up/lora/demo/link.json: warning: Not listed: it is a symbolic "
                                       "link. [tree/behind-link]"));
-    const ToolRun piped = runTool({"--custom-dir", temp / "custom", "check", "-"}, readFile(file));
+    const ToolRun piped =
+        runTool({"--custom-dir", temp / "custom", "--codec-runner", "", "check", "-"}, readFile(file));
     EXPECT_EQ(piped.out.rfind("standard input/up/lora/demo/th1.json:1:", 0), 0U) << piped.out;
 }
 

@@ -54,8 +54,8 @@ protected:
     void goOn() const { writeFile(temp / "go", ""); }
 
     std::unique_ptr<ToolProcess> start(std::vector<std::string> arguments) const {
-        const std::vector<std::string> options = {"--default-dir", temp / "default", "--custom-dir",
-                                                  temp / "custom", "--staging-dir",  temp / "staging"};
+        const std::vector<std::string> options = {"--default-dir", temp / "default", "--custom-dir",   temp / "custom",
+                                                  "--staging-dir", temp / "staging", "--codec-runner", ""};
         arguments.insert(arguments.begin(), options.begin(), options.end());
         return std::make_unique<ToolProcess>(arguments);
     }

@@ -82,9 +82,10 @@ TEST_F(ToolTest, helpListsEveryCommand) {
     const ToolRun result = runTool({"--help"});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.err, "");
-    for (const char* synopsis : {"list [--storage both|default|custom]", "show NAME [PROPERTY]",
-                                 "check [SRC_DIR] [--allow-overwrite]", "sensors", "resolve [SRC] ID [PROPERTY]",
-                                 "db get|set|expire|push|pop ...", "watch [--count N] [--timeout S]"})
+    for (const char* synopsis :
+         {"list [--storage both|default|custom]", "show NAME [PROPERTY]",
+          "check [SRC_DIR] [--allow-overwrite] [--no-codec]", "sensors", "resolve [SRC] ID [PROPERTY]",
+          "decode [SRC] ID --port N BYTES|-", "db get|set|expire|push|pop ...", "watch [--count N] [--timeout S]"})
         EXPECT_THAT(result.out, HasSubstr(std::string("\n  ") + synopsis + "  "));
 }
 

@@ -112,7 +112,8 @@ LoadResult Runner::start() {
         result.text = filled("There is no program [%s] to run decoders.", {codecSettings().runner});
         return result;
     }
-    process.emplace(codecSettings().runner);
+    // It starts in another directory.
+    process.emplace(std::filesystem::absolute(codecSettings().runner).string());
     Json::Value answer;
     ProcessFailure failure =
         askFor(*process, loadingLine(script, file), codecSettings().seconds + START_SECONDS, &answer);

@@ -36,6 +36,7 @@ struct ChildEnds {
     int input;
     int output;
     int failure;
+    int program;
 };
 
 // To be closed by the execution: the failure of a step before it is told over one of them.
@@ -90,6 +91,8 @@ char* word(const char* text) {
         prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && getppid() == parent && limitResources()) {
         closeAtExecution();
         resetSignals();
+        // By the descriptor, because the unprivileged user may not enter every directory; scripts have to be found.
+        execveat(ends.program, "", arguments.data(), environment.data(), AT_EMPTY_PATH);
         execve(program, arguments.data(), environment.data());
     }
     const int error = errno;
@@ -158,12 +161,14 @@ std::string RunnerProcess::start(const std::string& program) {
     Pipe failure;
     if (!toChild.to.isOpen() || !fromChild.to.isOpen() || !failure.to.isOpen())
         return reasonOf(errno);
+    const Descriptor file(open(program.c_str(), O_PATH | O_CLOEXEC));
     const pid_t parent = getpid();
     child = fork();
     if (child < 0)
         return reasonOf(errno);
     if (child == 0)
-        execute(program.c_str(), {toChild.from.number(), fromChild.to.number(), failure.to.number()}, parent);
+        execute(program.c_str(), {toChild.from.number(), fromChild.to.number(), failure.to.number(), file.number()},
+                parent);
     failure.to = Descriptor();
     const int error = errorOfStart(failure.from);
     fcntl(toChild.to.number(), F_SETFL, O_NONBLOCK);

@@ -46,7 +46,7 @@ Offer valuesOf(const CLI::Option& option) {
     const std::string type = option.get_type_name();
     if (type == "DIR")
         return {DIRECTORIES, {}};
-    if (type == "FILE" || type == "PATH")
+    if (type == "FILE" || type == "PATH" || type == "PROGRAM")
         return {FILES, {}};
     return {WORDS, choicesOf(type)};
 }
@@ -99,11 +99,26 @@ Words wordsOfResolve(Device& device, const std::vector<std::string>& operands) {
     return words;
 }
 
+Words wordsOfSensor(const ManagedList& list, const std::vector<std::string>& operands) {
+    Words words;
+    for (const ListElement& element : list.elements()) {
+        if (!element.isInForce())
+            continue;
+        if (operands.empty())
+            words.insert({element.entry.src, element.entry.id});
+        else if (element.entry.src == normalisedSource(operands[0]))
+            words.insert(element.entry.id);
+    }
+    return words;
+}
+
 // The names on the device that the operands of a command stand for.
 Words wordsOfOperand(const std::string& command, const std::vector<std::string>& operands) {
     Device device;
     if (command == "resolve")
         return operands.size() < 3 ? wordsOfResolve(device, operands) : Words();
+    if (command == "decode")
+        return operands.size() < 2 ? wordsOfSensor(device.list(), operands) : Words();
     if (command == "remove")
         return device.storages().of(STORAGE_CUSTOM).names();
     if (command == "diff" && operands.empty())

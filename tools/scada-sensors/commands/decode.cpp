@@ -236,6 +236,9 @@ ExitCode decode(const Request& request, const Answer& answer) {
         return answer.badUsage(filled("[%s] is not a time such as 2024-05-01T10:00:00Z", {request.time}));
     if (codecSettings().runner.empty())
         return answer.failed(ExitCode::FAILED, filled("no runner is configured: give one with --codec-runner"));
+    if (!isRunnerThere())
+        return answer.failed(ExitCode::FAILED,
+                             filled("There is no program [%s] to run decoders.", {codecSettings().runner}));
     if (request.words.empty())
         return answer.badUsage(filled("BYTES are required; try decode --help"));
     if (request.definition.empty())

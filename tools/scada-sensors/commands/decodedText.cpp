@@ -16,6 +16,10 @@ std::string memberOf(const Json::Value& properties, const std::string& path, con
     return property.isObject() && property[member].isString() ? property[member].asString() : "";
 }
 
+std::string orDash(const std::string& text) {
+    return text.empty() ? "-" : text;
+}
+
 std::string shown(const NamedValue& value) {
     if (!value.special.empty())
         return value.special;
@@ -63,8 +67,8 @@ Json::Value toJson(const DecodedAnswer& decoded, const Json::Value& properties) 
 std::string toText(const DecodedAnswer& decoded, const Json::Value& properties) {
     AlignedColumns rows;
     for (const NamedValue& value : decoded.values)
-        rows.add({value.path, shown(value), memberOf(properties, value.path, "unit"),
-                  memberOf(properties, value.path, "name")});
+        rows.add({value.path, shown(value), orDash(memberOf(properties, value.path, "unit")),
+                  orDash(memberOf(properties, value.path, "name"))});
     return rows.text() + messagesOf(decoded);
 }
 

@@ -1,0 +1,116 @@
+// What a decoder may try: to change how its result is written, and to reach what is not part of the language.
+
+#include "RunnerTest.h"
+
+namespace Kelvra::SCADA::Test {
+
+namespace {
+
+// Functions that make functions of texts, asked for what is outside of the decoder.
+#define ASKS_OUTSIDE "('return typeof process + typeof require + typeof Duktape')()"
+#define NOTHING_OUTSIDE R"({"value": "undefinedundefinedundefined"})"
+
+const ResultRow TRICKS[] = {
+    {"ToJsonOfAll", "Object.prototype.toJSON = function () { return 1; }; return {a: [1]}", R"({"value": {"a": [1]}})"},
+    {"ToJsonOfOne", "return {toJSON: 1, a: {toJSON: 2}}", R"({"value": {"toJSON": 1, "a": {"toJSON": 2}}})"},
+    {"ToJsonOfDates",
+     "Date.prototype.toJSON = Date.prototype.toISOString = Date.prototype.getTime = null; return new Date(0)",
+     R"({"value": "1970-01-01T00:00:00.000Z"})"},
+    {"StringifyReplaced", "JSON.stringify = function () { return '{'; }; JSON.parse = null; return [1]",
+     R"({"value": [1]})"},
+    {"PushReplaced", "Array.prototype.push = Array.prototype.join = function () { throw 1; }; return [1, NaN]",
+     R"({"value": [1, null], "special": [{"path": [1], "kind": "NaN"}]})"},
+    {"IteratorReplaced", "Array.prototype[Symbol.iterator] = null; return [1, [2]]", R"({"value": [1, [2]]})"},
+    {"TextFunctionsReplaced",
+     "String.prototype.charCodeAt = String.prototype.toString = String.prototype.valueOf = null; return ['é\"', new "
+     "String('x')]",
+     R"({"value": ["é\"", "x"]})"},
+    {"NumberFunctionsReplaced",
+     "Number.prototype.toString = Number.prototype.valueOf = null; return [1.5, new Number(2)]",
+     R"({"value": [1.5, 2]})"},
+    {"ObjectFunctionsReplaced",
+     "Object.keys = Object.getOwnPropertyDescriptor = Object.prototype.hasOwnProperty = Reflect.ownKeys = null;"
+     "Array.isArray = function () { return true; }; return {a: 1}",
+     R"({"value": {"a": 1}})"},
+    {"FunctionFunctionsReplaced",
+     "Function.prototype.call = Function.prototype.apply = Reflect.apply = null; return {a: [1]}",
+     R"({"value": {"a": [1]}})"},
+    {"SettersOfIndices",
+     "Object.defineProperty(Object.prototype, '0', {set: function () { throw 1; }});"
+     "Object.defineProperty(Array.prototype, '1', {set: function () { throw 2; }}); return [new Date(0), {b: 3}]",
+     R"({"value": ["1970-01-01T00:00:00.000Z", {"b": 3}]})"},
+    {"SettersOfTheInput",
+     "var set = {set: function () { throw 1; }};"
+     "Object.defineProperty(Object.prototype, 'bytes', set); Object.defineProperty(Object.prototype, 'fPort', set);"
+     "Object.defineProperty(Object.prototype, '0', set); function decodeUplink(input) { return input; }",
+     R"({"value": {"bytes": [1, 255], "fPort": 2}})"},
+    {"MembersOfDescriptors", "Object.prototype.value = 7; Object.prototype.writable = 8; return Object.keys({a: 1})",
+     R"({"value": ["a"]})"},
+    {"PrototypeOfTheResult", "var o = {a: 1}; Object.setPrototypeOf(o, null); return o", R"({"value": {"a": 1}})"},
+    {"PrototypeOfArrays", "var a = [1, 2]; Object.setPrototypeOf(a, null); return a", R"({"value": [1, 2]})"},
+    {"TagOfTheClass", "var o = {a: 1}; o[Symbol.toStringTag] = 'Date'; return o", R"({"value": {"a": 1}})"},
+    {"ConversionToPrimitive", "var o = {a: 1}; o[Symbol.toPrimitive] = function () { throw 1; }; return o",
+     R"({"value": {"a": 1}})"},
+    {"StackReplaced", "var e = new Error('x'); e.stack = {}; throw e", R"({"exception": {"text": "Error: x"}})"},
+    {"StackThatThrows",
+     "var e = new Error('x'); Object.defineProperty(e, 'stack', {get: function () { throw 1; }}); throw e",
+     R"({"exception": {"text": "Error: x"}})"},
+    {"ErrorReplaced", "Error = TypeError = 1; Object.prototype.name = 2; return null.x",
+     R"({"exception": {"text": "~TypeError: "}})"},
+
+    {"ConstructorOfTheInput", "return input.constructor.constructor" ASKS_OUTSIDE, NOTHING_OUTSIDE},
+    {"ConstructorOfTheBytes", "return input.bytes.constructor.constructor" ASKS_OUTSIDE, NOTHING_OUTSIDE},
+    {"ConstructorOfTheGlobals", "return this.constructor.constructor" ASKS_OUTSIDE, NOTHING_OUTSIDE},
+    {"ConstructorOfAnError", "try { null.x } catch (e) { return e.constructor.constructor" ASKS_OUTSIDE " }",
+     NOTHING_OUTSIDE},
+    {"ConstructorOfAnOverflow",
+     "function f() { f(); } try { f(); } catch (e) { return e.constructor.constructor" ASKS_OUTSIDE " }",
+     NOTHING_OUTSIDE},
+    {"ConstructorOfTheDate", "return Date.prototype.constructor.constructor" ASKS_OUTSIDE, NOTHING_OUTSIDE},
+    {"FunctionOfAText", "return new Function" ASKS_OUTSIDE, NOTHING_OUTSIDE},
+    {"Eval", "return eval('typeof process + typeof require + typeof Duktape')", NOTHING_OUTSIDE},
+    {"IndirectEval", "return (0, eval)('typeof process + typeof require + typeof Duktape')", NOTHING_OUTSIDE},
+    {"With", "with (input) { return [fPort, typeof process] }", R"({"value": [2, "undefined"]})"},
+    {"Caller", "return arguments.callee.caller || null", R"({"value": null})"},
+    {"ThisIsTheGlobals", "return [this === globalThis, (function () { return this; })() === globalThis]",
+     R"({"value": [true, true]})"},
+    {"NothingBeyondTheLanguage",
+     "return ['Duktape', 'CBOR', 'Buffer', 'TextDecoder', 'TextEncoder', 'performance', 'print', 'alert', 'process', "
+     "'require',"
+     " 'module', 'exports', 'console', 'setTimeout', 'queueMicrotask', 'structuredClone', 'fetch', 'WebAssembly', "
+     "'Intl',"
+     " 'SharedArrayBuffer', 'Atomics', 'std', 'os'].filter(function (n) { return n in globalThis; })",
+     R"({"value": []})"},
+    {"NoPlainBuffers", "return [typeof Uint8Array.allocPlain, typeof Uint8Array.plainOf]",
+     R"({"value": ["undefined", "undefined"]})"},
+    {"NoStackFunctions", "return typeof Error.captureStackTrace", R"({"value": "undefined"})"},
+    {"PlacesOfTheStack",
+     "Error.prepareStackTrace = function (e, places) { return places; }; var s = new Error('x').stack;"
+     "return [typeof s, s.constructor.constructor('return typeof process')()]",
+     R"({"value": ["string", "undefined"]})"},
+    {"StackAtItsEnd",
+     "var strange = 0; function f() { try { f(); } catch (e) { if (!(e instanceof Error)) strange++; }"
+     " try { eval('1+'); } catch (e) { if (!(e instanceof Error)) strange++; } } if (input.fPort < 0) f(); return "
+     "strange",
+     R"({"value": 0})"},
+    {"ProxyOfTheGlobals", "var p = new Proxy(globalThis, {}); return typeof p.process + typeof p.Duktape",
+     R"({"value": "undefinedundefined"})"},
+    {"ImportInAText", "return typeof eval(\"import('fs')\")", R"({"exception": {"text": "~SyntaxError"}})",
+     R"({"value": "object"})"},
+    {"ImportGivesNoFunctions",
+     "var f = 'none'; try { var p = eval(\"import('fs')\"); f = p.constructor; f = f && f.constructor;"
+     " f = f ? f('return typeof process')() : 'none'; } catch (e) { f = 'none'; } return f === 'none' || f === "
+     "'undefined'",
+     R"({"value": true})"},
+    {"ImportIsNeverKept",
+     "var seen = []; try { eval(\"import('fs').then(function (m) { seen.push(Object.keys(m)); },"
+     " function (e) { seen.push(e.constructor.constructor('return typeof process')()); })\"); } catch (e) { }"
+     " function decodeUplink(input) { return seen; }",
+     R"({"value": []})"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Tricks, ResultTest, testing::ValuesIn(TRICKS), rowAndRunner);
+
+} // namespace
+
+} // namespace Kelvra::SCADA::Test

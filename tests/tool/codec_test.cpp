@@ -1,0 +1,400 @@
+// Decoders as check and install run them: what they and the program that runs them can do wrong.
+
+#include "DecoderTest.h"
+#include "decoderPlants.h"
+#include "findings.h"
+#include "jsonText.h"
+#include "rowName.h"
+
+#include <gmock/gmock.h>
+
+#include <sys/stat.h>
+
+#include <chrono>
+#include <ostream>
+
+namespace {
+
+using namespace Kelvra::SCADA::Test;
+using ::testing::HasSubstr;
+
+// --- the program that runs decoders
+
+/// What a runner does, and the text of the finding; none when the text is empty.
+struct RunnerRow {
+    const char* name;
+    const char* script; ///< "LOADED" stands for the answer to a decoder, "GOOD" for one to a call
+    const char* rule;
+    const char* text;
+};
+
+void PrintTo(const RunnerRow& row, std::ostream* out) {
+    *out << row.name;
+}
+
+constexpr const char* GOOD_RESULTS = R"({"results": [{"value": {"data": {"t": 1}}}]})";
+constexpr const char* TWO_EXAMPLES = R"([
+{"description": "one", "input": {"fPort": 1, "bytes": "01"}, "output": {"data": {"t": 1}}},
+{"description": "two", "input": {"fPort": 1, "bytes": "01"}, "output": {"data": {"t": 1}}}])";
+
+std::string scriptOf(const RunnerRow& row) {
+    const std::string loaded = "read -r line; echo '" + std::string(LOADED_DECODER) + "'";
+    const std::string good = "read -r line; echo '" + std::string(GOOD_RESULTS) + "'";
+    return replaced(replaced(row.script, "LOADED", loaded), "GOOD", good) + "\n";
+}
+
+class OtherRunner : public DecoderTest, public ::testing::WithParamInterface<RunnerRow> {};
+
+TEST_P(OtherRunner, isJudgedAndNeverTrusted) {
+    addDecoder("a", "// none", R"({"t": {}})", TWO_EXAMPLES);
+    writeRunnerScript(temp.path(), scriptOf(GetParam()));
+    const ToolRun result = runWith({"check", "--codec-runner", temp / "runner", "--codec-time", "0.05", "--json"});
+    const Json::Value findings = parsed(result.out)["result"]["findings"];
+    if (*GetParam().rule == '\0') {
+        EXPECT_TRUE(findings.empty()) << result.out;
+        EXPECT_EQ(result.status, 0);
+        return;
+    }
+    ASSERT_EQ(findings.size(), 1U) << result.out;
+    EXPECT_EQ(findings[0]["rule"].asString(), GetParam().rule);
+    EXPECT_EQ(findings[0]["text"].asString(), GetParam().text);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "");
+}
+
+constexpr const char* FAULT = "codec/runner-fault";
+
+INSTANTIATE_TEST_SUITE_P(
+    Tool, OtherRunner,
+    ::testing::Values(
+        RunnerRow{"sound", "LOADED; GOOD; GOOD", "", ""},
+        RunnerRow{"late", "LOADED; sleep 0.3; GOOD; sleep 0.3; GOOD", "", ""},
+        RunnerRow{"ends_at_once", "exit 4", FAULT, "The runner [$T/runner] failed: it ended with status 4"},
+        RunnerRow{"is_killed", "read -r line; kill -KILL $$", FAULT,
+                  "The runner [$T/runner] failed: it was ended by SIGKILL"},
+        RunnerRow{"ends_in_a_call", "LOADED; read -r line; exit 5", FAULT,
+                  "In \"one\": The runner [$T/runner] failed: it ended with status 5"},
+        RunnerRow{"ends_in_the_second_call", "LOADED; GOOD; read -r line; exit 6", FAULT,
+                  "In \"two\": The runner [$T/runner] failed: it ended with status 6"},
+        RunnerRow{"says_half_a_line", "LOADED; read -r line; printf '{\"results\":'", FAULT,
+                  "In \"one\": The runner [$T/runner] failed: it ended with status 0"},
+        RunnerRow{"closes_its_output", "LOADED; read -r line; exec >/dev/null; sleep 20", FAULT,
+                  "In \"one\": The runner [$T/runner] failed: it closed its output"},
+        RunnerRow{"says_garbage", "echo hello", FAULT,
+                  "The runner [$T/runner] failed: its answer is not a JSON object"},
+        RunnerRow{"says_a_list", "echo '[]'", FAULT, "The runner [$T/runner] failed: its answer is not a JSON object"},
+        RunnerRow{"has_another_version", "echo '{\"version\": 2, \"loaded\": true, \"results\": []}'", FAULT,
+                  "The runner [$T/runner] failed: its answer has no good member \"version\""},
+        RunnerRow{"has_a_foreign_entry_point",
+                  "echo '{\"version\": 1, \"loaded\": true, \"entryPoint\": \"main\", \"results\": []}'", FAULT,
+                  "The runner [$T/runner] failed: its answer has no good member \"entryPoint\""},
+        RunnerRow{"has_no_exception", "echo '{\"version\": 1, \"loaded\": false, \"results\": []}'", FAULT,
+                  "The runner [$T/runner] failed: its answer has no good member \"exception\""},
+        RunnerRow{"has_no_result", "LOADED; read -r line; echo '{\"results\": []}'", FAULT,
+                  "In \"one\": The runner [$T/runner] failed: its answer has no good member \"results\""},
+        RunnerRow{"has_two_results", "LOADED; read -r line; echo '{\"results\": [{\"value\": 1}, {\"value\": 1}]}'",
+                  FAULT, "In \"one\": The runner [$T/runner] failed: its answer has no good member \"results\""},
+        RunnerRow{"has_a_number_as_result", "LOADED; read -r line; echo '{\"results\": [1]}'", FAULT,
+                  "In \"one\": The runner [$T/runner] failed: its answer has no good member \"results\""},
+        RunnerRow{"has_an_unknown_limit", "LOADED; read -r line; echo '{\"results\": [{\"limit\": \"x\"}]}'", FAULT,
+                  "In \"one\": The runner [$T/runner] failed: its answer has no good member \"results\""},
+        RunnerRow{"has_a_bad_special",
+                  "LOADED; read -r line; echo '{\"results\": [{\"value\": 1, \"special\": [{\"path\": 5}]}]}'", FAULT,
+                  "In \"one\": The runner [$T/runner] failed: its answer has no good member \"results\""},
+        RunnerRow{"says_more_than_asked",
+                  "LOADED; read -r line; printf '%s\\n{}\\n' '{\"results\": [{\"value\": {\"data\": {\"t\": 1}}}]}'; "
+                  "sleep 20",
+                  FAULT, "In \"two\": The runner [$T/runner] failed: it answered more than it was asked"},
+        RunnerRow{"nests_deeply", "LOADED; read -r line; head -c 5000 /dev/zero | tr '\\0' '['; echo; sleep 20", FAULT,
+                  "In \"one\": The runner [$T/runner] failed: its answer is nested too deeply"},
+        RunnerRow{"says_a_long_line", "LOADED; read -r line; head -c 9000000 /dev/zero | tr '\\0' 'x'; sleep 20", FAULT,
+                  "In \"one\": The runner [$T/runner] failed: it answered with more than 131072 bytes"},
+        RunnerRow{"sleeps", "LOADED; read -r line; exec sleep 20", FAULT,
+                  "In \"one\": The runner [$T/runner] failed: it did not answer"},
+        RunnerRow{"runs_out_of_memory", "read -r line; exit 3", "codec/over-limit",
+                  "While it is loaded: It needs more memory than 16777216 bytes."}),
+    rowName);
+
+// Pipes hold less than this decoder; the answers come before it has been read.
+TEST_F(DecoderTest, waitsForNoRunnerThatDoesNotRead) {
+    addDecoder("a", std::string(1000000, ' '), R"({"t": {}})");
+    writeRunnerScript(temp.path(), "echo '" + std::string(LOADED_DECODER) + "'\nsleep 20\n");
+    const auto begin = std::chrono::steady_clock::now();
+    const ToolRun result = runWith({"check", "--codec-runner", temp / "runner"});
+    EXPECT_EQ(result.status, 0) << result.out;
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+}
+
+TEST_F(DecoderTest, tellsWhyARunnerCannotBeStarted) {
+    addDecoder("a", "// none", "{}");
+    writeFile(temp / "runner", "#!/bin/sh\n");
+    const ToolRun result = runWith({"check", "--codec-runner", temp / "runner"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, withRemedies("$T/default/lora/demo/a.js: error: The runner [$T/runner] failed: it cannot be "
+                                       "started: Permission denied [codec/runner-fault]\n"
+                                       "1 fault in 1 definition and 0 list elements\n"));
+}
+
+TEST_F(DecoderTest, saysOnceThatThereIsNoRunner) {
+    for (const char* name : {"a", "b", "c"})
+        addDecoder(name, SOUND_DECODER, SOUND_PROPERTIES, "7");
+    const ToolRun result = runWith({"check", "--codec-runner", temp / "none"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, withRemedies("$T/none: note: There is no such program, so that decoders and examples were "
+                                       "not checked. [codec/no-runner]\n"
+                                       "0 faults in 3 definitions and 0 list elements\n"));
+}
+
+TEST_F(DecoderTest, saysNothingOfARunnerWhereThereIsNoDecoder) {
+    standard.definition("lora/demo/a", R"({"properties": {}})");
+    EXPECT_EQ(runWith({"check", "--codec-runner", temp / "none"}).out,
+              "0 faults in 1 definition and 0 list elements\n");
+}
+
+// --- the walls
+
+class Walls : public DecoderTest {
+protected:
+    /// Returns what a program of the shell prints where a runner stands.
+    std::string printedBy(const std::string& command) {
+        addDecoder("a", "// none", "{}");
+        writeRunnerScript(temp.path(), "read -r line; echo '" + std::string(LOADED_DECODER) + "'\nread -r line\n" +
+                                           R"(printf '{"results": [{"value": {"data": {"x": "%s"}}}]}\n' "$({ )" +
+                                           command + "; } 2>&1 | tr '\\n\"' '; ')\"\n");
+        const ToolRun result = runWith({"decode", "--definition", "lora/demo/a", "--port", "1", "00", "--json",
+                                        "--codec-runner", temp / "runner"});
+        return parsed(result.out)["result"]["values"][0]["value"].asString();
+    }
+};
+
+TEST_F(Walls, hideTheEnvironment) {
+    setenv("SCADA_SECRET", "x", 1);
+    const std::string printed = printedBy("tr '\\0' '\\n' < /proc/$$/environ");
+    unsetenv("SCADA_SECRET");
+    EXPECT_EQ(printed, "TZ=UTC;PATH=/usr/sbin:/usr/bin:/sbin:/bin;");
+}
+
+TEST_F(Walls, leaveThreeDescriptors) {
+    EXPECT_EQ(printedBy("ls /proc/self/fd"), "0;1;2;3;"); // the last one is the listing's own
+}
+
+TEST_F(Walls, leaveNoDirectory) {
+    EXPECT_EQ(printedBy("pwd"), "/;");
+}
+
+TEST_F(Walls, leaveNoFileToWrite) {
+    EXPECT_EQ(printedBy("ulimit -f; ulimit -c; ulimit -n"), "0;0;64;");
+}
+
+TEST_F(Walls, giveNoNewPrivileges) {
+    EXPECT_THAT(printedBy("grep NoNewPrivs /proc/self/status"), HasSubstr("1;"));
+}
+
+TEST_F(Walls, takeTheRightsOfRoot) {
+    const std::string user = printedBy("id -u; id -g; id -G");
+    EXPECT_EQ(user, getuid() == 0 ? "65534;65534;65534;" : user);
+    EXPECT_THAT(user, ::testing::Not(::testing::StartsWith("0;")));
+}
+
+// --- decoders
+
+/// A decoder, and the one finding on the examples of a source with it.
+struct DecoderRow {
+    const char* name;
+    const char* script;
+    const char* finding; ///< as the tool prints it, up to the engine's own words
+};
+
+void PrintTo(const DecoderRow& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class FaultyDecoder : public DecoderTest, public ::testing::WithParamInterface<DecoderRow> {
+protected:
+    FaultyDecoder() {
+        addDecoder("a", GetParam().script, SOUND_PROPERTIES,
+                   R"([
+    {"description": "normal", "input": {"fPort": 1, "bytes": "d7 32"}, "output": {"data": {"t": 21.5, "b": 50}}},
+    {"description": "short", "input": {"fPort": 1, "bytes": [1]}, "output": {"errors": "expected 2 bytes"}}])");
+    }
+};
+
+TEST_P(FaultyDecoder, isFoundWithFileAndLine) {
+    const ToolRun result = runWith({"check", "--codec-time", "0.2"});
+    EXPECT_EQ(result.out.substr(0, std::string(GetParam().finding).size()), GetParam().finding);
+    EXPECT_THAT(result.out, HasSubstr("\n1 fault in 1 definition"));
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(runWith({"check", "--no-codec"}).status, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Duktape, FaultyDecoder,
+    ::testing::Values(
+        DecoderRow{"cut_off", "function decodeUplink(i) {\n  var x =\n",
+                   "$T/default/lora/demo/a.js:3: error: It does not load: SyntaxError"},
+        DecoderRow{"without_entry_point", "function decode(i) {}\n",
+                   "$T/default/lora/demo/a.js:1:1: error: It has no function decodeUplink, Decode or Decoder"},
+        DecoderRow{"other_factor",
+                   "function decodeUplink(i) { if (i.bytes.length != 2) return {errors: 'expected 2 bytes'};\n"
+                   "return {data: {t: i.bytes[0] / 100, b: i.bytes[1]}}; }",
+                   "$T/default/lora/demo/a.json:4:5: error: In \"normal\": \"t\" is 2.15 and should be 21.5. "
+                   "[codec/example-differs]"},
+        DecoderRow{"throws",
+                   "function decodeUplink(i) {\n  if (i.bytes.length != 2) return {errors: 'expected 2 bytes'};\n"
+                   "  return {data: {t: i.bytes[0] / 10, b: battery(i)}};\n}",
+                   "$T/default/lora/demo/a.js:3: error: In \"normal\": It threw an exception: ReferenceError"},
+        DecoderRow{"asks_for_more",
+                   "function decodeUplink(i) {\n  if (i.bytes.length != 2) return {errors: 'expected 2 bytes'};\n"
+                   "\n  return {data: {t: Buffer.from(i.bytes)[0]}};\n}",
+                   "$T/default/lora/demo/a.js:4: error: In \"normal\": It asks for \"Buffer\", which is not offered"},
+        DecoderRow{"not_a_number",
+                   "function decodeUplink(i) { if (i.bytes.length != 2) return {errors: 'expected 2 bytes'};\n"
+                   "return {data: {t: i.none / 10, b: i.bytes[1]}}; }",
+                   "$T/default/lora/demo/a.json:4:5: error: In \"normal\": \"t\" is NaN, which is no value."},
+        DecoderRow{"endless_in_one_call",
+                   "function decodeUplink(i) { while (i.bytes.length == 2); return {errors: 'expected 2 bytes'}; }",
+                   "$T/default/lora/demo/a.json:4:5: error: In \"normal\": It takes more than 0.2 s of CPU time."},
+        DecoderRow{"returns_nothing",
+                   "function decodeUplink(i) { if (i.bytes.length != 2) return {errors: 'expected 2 bytes'}; }",
+                   "$T/default/lora/demo/a.json:4:5: error: In \"normal\": It returned undefined in place of"}),
+    rowName);
+
+TEST_F(DecoderTest, findsAValueOfAnotherTypeBesideTheDifference) {
+    addDecoder("a", "function Decoder(bytes, port) { return {b: bytes[0] / port}; }", SOUND_PROPERTIES,
+               R"([{"input": {"fPort": 2, "bytes": "03"}, "output": {"data": {"b": 1.5}}}])");
+    EXPECT_EQ(runWith({"check"}).out,
+              withRemedies("$T/default/lora/demo/a.json:3:14: error: In \"example 1\": \"b\" is 1.5, which is no "
+                           "uint32. [codec/value-type]\n"
+                           "$T/default/lora/demo/a.json:2:21: note: No example has a value for \"t\". "
+                           "[codec/never-seen]\n"
+                           "1 fault in 1 definition and 0 list elements\n"));
+}
+
+TEST_F(DecoderTest, countsANeedForNewerJavaScriptAsNoFault) {
+    addDecoder("a", "var x = 1;\nvar decodeUplink = (input) => ({data: {}});\n", "{}");
+    const ToolRun result = runWith({"check"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.out, HasSubstr("/a.js:2: note: It needs newer JavaScript than duktape"));
+    EXPECT_THAT(result.out, HasSubstr("\"=>\". The rest was not read. [codec/needs-newer]\n"));
+}
+
+TEST_F(DecoderTest, namesNestedValuesByTheirPaths) {
+    addDecoder(
+        "a", "function decodeUplink(i) { return {data: {a: {b: 1}, l: [{c: 2}, 3], w: {x: 1}}}; }",
+        R"({"a.b": {"type": "int32"}, "l.0.c": {"type": "bool"}, "w": {}})",
+        R"([{"input": {"fPort": 2, "bytes": ""}, "output": {"data": {"a": {"b": 1}, "l": [{"c": 2}, 3], "w": {"x": 1}}}}])");
+    EXPECT_EQ(runWith({"check"}).out,
+              withRemedies("$T/default/lora/demo/a.json:3:14: error: In \"example 1\": \"l.0.c\" is 2, which is no "
+                           "bool. [codec/value-type]\n"
+                           "$T/default/lora/demo/a.json:3:14: note: In \"example 1\": The definition has no property "
+                           "\"l.1\". [codec/undeclared]\n"
+                           "1 fault in 1 definition and 0 list elements\n"));
+}
+
+TEST_F(DecoderTest, takesNumbersThatDifferByABillionth) {
+    addDecoder("a", "function decodeUplink(i) { return {data: {t: 0.1 + 0.2, b: 3000000000}}; }",
+               R"({"t": {"type": "float"}, "b": {"type": "uint32"}})",
+               R"([{"input": {"fPort": 2, "bytes": ""}, "output": {"data": {"t": 0.3, "b": 3000000001}}}])");
+    EXPECT_EQ(runWith({"check"}).out, "0 faults in 1 definition and 0 list elements\n");
+}
+
+// --- examples
+
+/// Examples that cannot be read, and the finding.
+struct ExampleRow {
+    const char* name;
+    const char* examples;
+    const char* place;
+    const char* text;
+};
+
+void PrintTo(const ExampleRow& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class BadExample : public DecoderTest, public ::testing::WithParamInterface<ExampleRow> {};
+
+TEST_P(BadExample, isNamedWithItsPlace) {
+    addDecoder("a", SOUND_DECODER, "{}", GetParam().examples);
+    EXPECT_EQ(runWith({"check"}).out,
+              withRemedies(std::string("$T/default/lora/demo/a.json:") + GetParam().place + ": error: " +
+                           GetParam().text + " [codec/bad-example]\n1 fault in 1 definition and 0 list elements\n"));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Tool, BadExample,
+    ::testing::Values(
+        ExampleRow{"no_list", "{}", "3:13", "The examples must be a list of at most 1000 objects."},
+        ExampleRow{"no_object", "[\n5]", "4:1", "An example must be an object."},
+        ExampleRow{"description_of_a_number", R"([{"description": 5}])", "3:30", "The description must be a text."},
+        ExampleRow{"no_input", R"([{"output": {}}])", "3:14", "An example needs an object \"input\"."},
+        ExampleRow{"port_of_a_text", R"([{"input": {"fPort": "1"}}])", "3:34",
+                   "The port must be a number from 0 to 255."},
+        ExampleRow{"half_a_byte", R"([{"input": {"fPort": 1, "bytes": "0"}}])", "3:46",
+                   "The bytes must be a list of numbers from 0 to 255 or a text of hexadecimal digits."},
+        ExampleRow{"large_byte", R"([{"input": {"fPort": 1, "bytes": [256]}}])", "3:46",
+                   "The bytes must be a list of numbers from 0 to 255 or a text of hexadecimal digits."},
+        ExampleRow{"no_such_day", R"([{"input": {"fPort": 1, "bytes": "", "recvTime": "2023-02-29T00:00:00Z"}}])",
+                   "3:62", "The time must be a text such as 2024-05-01T10:00:00Z."},
+        ExampleRow{"neither_output_nor_exception", R"([{"input": {"fPort": 1, "bytes": ""}}])", "3:14",
+                   "An example needs an object \"output\", or \"throws\": true in its place."},
+        ExampleRow{"output_without_anything", R"([{"input": {"fPort": 1, "bytes": ""}, "output": {}}])", "3:61",
+                   "The output needs data or errors."},
+        ExampleRow{"errors_of_numbers", R"([{"input": {"fPort": 1, "bytes": ""}, "output": {"errors": [1]}}])", "3:72",
+                   "Warnings and errors must be lists of texts."}),
+    rowName);
+
+TEST_F(DecoderTest, setsTheClockToTheTimeOfAnExample) {
+    addDecoder("a", "function decodeUplink(i) { return {data: {t: Date.now(), u: i.recvTime.getTime()}}; }",
+               R"({"t": {}, "u": {}})",
+               R"([{"input": {"fPort": 1, "bytes": "", "recvTime": "2024-05-01T12:00:00.250+02:00"},
+                    "output": {"data": {"t": 1714557600250, "u": 1714557600250}}}])");
+    EXPECT_EQ(runWith({"check"}).out, "0 faults in 1 definition and 0 list elements\n");
+}
+
+// --- installations
+
+class DecoderOfSource : public PreflightTest {
+protected:
+    DecoderOfSource() { writeRunner(temp.path(), LOADED_DECODER, R"({"exception": {"text": "Error: x"}})"); }
+
+    ToolRun install(const std::string& runner, const std::vector<std::string>& more) const {
+        std::vector<std::string> arguments = {"install", temp / "source", "--codec-runner", temp / runner};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return run(arguments);
+    }
+};
+
+TEST_F(DecoderOfSource, isInstalledWithItsFaultsWhereDecodersAreLeftOut) {
+    source.definition("lora/demo/th1", R"({"decoder": "th1.js", "properties": {},
+"examples": [{"input": {"fPort": 1, "bytes": "00"}, "output": {"data": {}}}]})");
+    const ToolRun refused = install("runner", {});
+    EXPECT_EQ(refused.status, 5);
+    EXPECT_THAT(refused.out, HasSubstr("$T/source/lora/demo/th1.json:2:14: error: In \"example 1\": It threw"));
+    EXPECT_EQ(refused.err, refusal(1));
+    EXPECT_EQ(install("runner", {"--no-codec"}).out, "installed lora/demo/th1\n");
+}
+
+TEST_F(DecoderOfSource, isInstalledWithoutARunner) {
+    const ToolRun result = install("none", {});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.out, withRemedies("$T/none: note: There is no such program, so that decoders and examples were "
+                                       "not checked. [codec/no-runner]\ninstalled lora/demo/th1\n"));
+}
+
+// --- show
+
+TEST_F(DecoderTest, showsTheEntryPoint) {
+    addDecoder("a", SOUND_DECODER, "{}");
+    addDecoder("old", "var Decode = function (port, bytes) { return {}; };", "{}");
+    addDecoder("none", "var x;", "{}");
+    EXPECT_THAT(runWith({"show", "lora/demo/a"}).out, HasSubstr("\nentry:      decodeUplink\n"));
+    EXPECT_THAT(runWith({"show", "lora/demo/old"}).out, HasSubstr("\nentry:      Decode (old)\n"));
+    EXPECT_THAT(runWith({"show", "lora/demo/none"}).out,
+                HasSubstr("\nentry:      - (It has no function decodeUplink, Decode or Decoder after it has run.)\n"));
+    EXPECT_THAT(runWith({"show", "lora/demo/a", "--codec-runner", temp / "none"}).out,
+                ::testing::Not(HasSubstr("entry:")));
+    EXPECT_EQ(parsed(runWith({"show", "lora/demo/old", "--json"}).out)["result"]["entry"].asString(), "Decode");
+}
+
+} // namespace
