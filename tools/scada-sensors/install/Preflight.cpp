@@ -103,8 +103,7 @@ private:
         planned.decoderPath = definition.verdict.decoderPath;
         Findings findings = checkSourceDefinition(intake.copy(), definition);
         planned.refused = errorCount(findings) != 0;
-        if (!planned.refused)
-            append(examineDecoder(definition), &findings);
+        append(planned.refused ? Findings() : examineDecoder(definition), &findings);
         const std::optional<std::string> document = documentToInstall(definition);
         if (document) {
             planned.wanted.document = digestOf(*document);
