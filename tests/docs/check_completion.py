@@ -80,6 +80,8 @@ def check_names():
     every = names_in(f"{STORAGES}/default") | custom
     check(every, *device, "show", "")
     check(custom, *device, "remove", "")
+    check(names_in(f"{STORAGES}/default") & custom, *device, "diff", "")
+    check([], *device, "diff", "lora/demo/th1", "")
     check(custom, *device, "remove", "--yes", "lora/x/y", "")
     check([name for name in every if name.startswith("lora/demo/")], *device, "show", "lora/demo/")
     with open(f"{STORAGES}/custom/lora/demo/th1.json") as file:

@@ -15,6 +15,7 @@ import jsonschema
 LENIENT = "the library's reader takes what is no strict JSON"
 FILES = "a schema does not see whether the decoder is a file"
 MEMBERS = "the library hands out a property's members as they are; hosts rely on name, unit and type"
+EXAMPLES = "the library hands out examples as they are; the tool runs the decoder on them"
 KEYS = "a schema does not compare the keys of elements"
 
 # Each sample that one of the two accepts and the other does not.
@@ -23,6 +24,13 @@ DIFFERENCES = {
     "invalid/definition-decoder-is-directory.json": FILES,
     "invalid/list-sensor-twice-in-other-case.json": KEYS,
     "invalid/list-sensor-twice.json": KEYS,
+    "valid/definition-examples-byte-too-large.json": EXAMPLES,
+    "valid/definition-examples-empty-output.json": EXAMPLES,
+    "valid/definition-examples-half-a-byte.json": EXAMPLES,
+    "valid/definition-examples-input-missing.json": EXAMPLES,
+    "valid/definition-examples-is-object.json": EXAMPLES,
+    "valid/definition-examples-output-and-throws.json": EXAMPLES,
+    "valid/definition-examples-time-without-day.json": EXAMPLES,
     "valid/definition-property-members-of-other-types.json": MEMBERS,
     "valid/definition-with-byte-order-mark.json": LENIENT,
     "valid/definition-with-comments.json": LENIENT,
@@ -73,6 +81,16 @@ def verdicts(source, tool, storage):
             yield sample, schema_accepts(sensors, path), list_accepted(tool, path)
 
 
+def bad_definitions(source):
+    """Returns a text for each sample definition of examples/ that the schema refuses, or that has too few examples."""
+    schema = schema_of(source, "definition")
+    for path in sorted(glob.glob(f"{source}/examples/**/lora/*/*.json", recursive=True)):
+        if not schema_accepts(schema, path):
+            yield f"{path}: the schema refuses it"
+        elif len(json.load(open(path, encoding="utf-8")).get("examples", [])) < 3:
+            yield f"{path}: fewer than three examples"
+
+
 def faults_of(samples):
     """Returns what is wrong with the verdicts and with the table of differences, one text each."""
     differing = set()
@@ -94,7 +112,7 @@ def main():
         for folder in ("valid", "invalid"):
             shutil.copytree(f"{source}/tests/data/{folder}", f"{storage}/lora/{folder}")
         samples = list(verdicts(source, tool, storage))
-    faults = list(faults_of(samples))
+    faults = [*faults_of(samples), *bad_definitions(source)]
     print(*faults, f"{len(samples)} samples, {len(DIFFERENCES)} differences listed", sep="\n")
     sys.exit(1 if faults or not samples else 0)
 

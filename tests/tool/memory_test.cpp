@@ -138,6 +138,17 @@ INSTANTIATE_TEST_SUITE_P(
                    "source/wrong-level"}),
     rowName);
 
+// All differs: each value has gone.
+TEST_P(HostileSource, takesLittleMemoryToCompare) {
+    GetParam().plant(temp / "source");
+    definitions(R"({"decoder": "th1.js", "properties": {)", "", "}}")(temp / "custom");
+    for (const char* form : {"--json", "--quiet"}) {
+        const long kilobytes = kilobytesOf({form, "--custom-dir", temp / "custom", "--default-dir", temp / "default",
+                                            "--staging-dir", temp / "staging", "diff", temp / "source"});
+        EXPECT_LE(kilobytes, MOST_KILOBYTES) << form;
+    }
+}
+
 TEST_F(ToolTest, saysThatThereIsNotEnoughMemory) {
     definitions("{\"properties\": {}, \"a\": \"", "x", "\"}", MEGABYTE - 100, 1)(temp / "source");
     setenv("LD_LIBRARY_PATH", SCADA_PATH_PROVIDER_DIR, 1);

@@ -2,19 +2,26 @@
 
 #include "answer/printable.h"
 
+#include <json/reader.h>
 #include <json/writer.h>
 
 #include <terminal/Character.h>
 
 #include <algorithm>
+#include <memory>
 #include <sstream>
 
 namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-std::string writeJson(const Json::Value& value, const std::string& indentation, bool utf8) {
+// A number with so many digits is read as the one that was written.
+constexpr unsigned int ALL_DIGITS = 17;
+
+std::string writeJson(const Json::Value& value, const std::string& indentation, bool utf8,
+                      unsigned int digits = ALL_DIGITS) {
     Json::StreamWriterBuilder builder;
+    builder["precision"] = digits;
     builder["indentation"] = indentation;
     builder["commentStyle"] = "None";
     builder["emitUTF8"] = utf8;
@@ -81,6 +88,19 @@ std::string readableJson(const Json::Value& value, const std::string& indentatio
     for (std::string line; std::getline(lines, line);)
         text += (text.empty() ? "" : "\n") + printable(line);
     return text;
+}
+
+std::string shortJson(const Json::Value& value) {
+    constexpr unsigned int FEWEST_DIGITS = 15;
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    std::string text;
+    Json::Value again;
+    for (unsigned int digits = FEWEST_DIGITS; digits <= ALL_DIGITS; ++digits) {
+        text = writeJson(value, "", true, digits);
+        if (reader->parse(text.data(), text.data() + text.size(), &again, nullptr) && again == value)
+            break;
+    }
+    return printable(text);
 }
 
 Json::Value orNull(const std::string& text) {

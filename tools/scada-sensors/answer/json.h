@@ -16,6 +16,9 @@ std::string jsonText(const Json::Value& value, const std::string& indentation = 
 /// is one line.
 std::string readableJson(const Json::Value& value, const std::string& indentation);
 
+/// Returns the same in one line, with as few digits as tell each number from others.
+std::string shortJson(const Json::Value& value);
+
 /// Returns a string, or null for the empty one.
 Json::Value orNull(const std::string& text);
 

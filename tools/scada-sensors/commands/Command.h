@@ -28,6 +28,7 @@ const std::vector<Command>& commands();
 Run declareList(CLI::App& app);
 Run declareShow(CLI::App& app);
 Run declareCheck(CLI::App& app);
+Run declareDiff(CLI::App& app);
 Run declareSensors(CLI::App& app);
 Run declareResolve(CLI::App& app);
 Run declareDecode(CLI::App& app);

@@ -68,6 +68,15 @@ Words definitionNames(const Storages& storages) {
     return names;
 }
 
+Words hidingNames(const Storages& storages) {
+    Words names;
+    for (const std::string& name : storages.of(STORAGE_CUSTOM).names()) {
+        if (storages.isHiding(name))
+            names.insert(name);
+    }
+    return names;
+}
+
 Words wordsOfResolve(Device& device, const std::vector<std::string>& operands) {
     const bool isFirst = operands.empty();
     Words words;
@@ -112,6 +121,8 @@ Words wordsOfOperand(const std::string& command, const std::vector<std::string>&
         return operands.size() < 2 ? wordsOfSensor(device.list(), operands) : Words();
     if (command == "remove")
         return device.storages().of(STORAGE_CUSTOM).names();
+    if (command == "diff" && operands.empty())
+        return hidingNames(device.storages());
     if (command == "show" && operands.empty())
         return definitionNames(device.storages());
     if (command == "show" && operands.size() == 1)

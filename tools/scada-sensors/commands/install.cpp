@@ -2,6 +2,7 @@
 #include "answer/printable.h"
 #include "commands/Command.h"
 #include "commands/apart.h"
+#include "commands/effectText.h"
 #include "commands/findingText.h"
 #include "commands/limits.h"
 #include "commands/operation.h"
@@ -48,20 +49,6 @@ ExitCode refuse(const Findings& findings, const Answer& answer) {
 
 // --- the dry run
 
-std::string effectWords(const PlannedDefinition& planned) {
-    switch (planned.effect) {
-    case Effect::NEW:
-        return "new";
-    case Effect::REPLACES:
-        return "replaces the custom definition";
-    case Effect::HIDES:
-        return "hides the default definition";
-    case Effect::UNCHANGED:
-        break;
-    }
-    return "unchanged";
-}
-
 std::string toText(const PropertyChange& change) {
     const std::string property = "    property [" + printable(change.property) + "] ";
     if (change.member.empty())
@@ -70,23 +57,26 @@ std::string toText(const PropertyChange& change) {
            readableJson(change.to, "") + "\n";
 }
 
-std::string toText(const PlannedDefinition& planned, const std::vector<std::string>& sensors) {
-    const std::string effect = effectWords(planned);
+std::string toText(const PlannedDefinition& planned, const std::vector<std::string>& sensors,
+                   const ShownEffects& effects) {
+    const std::string effect = wordsFor(planned.effect);
     std::string text = printable(planned.name) + ": " + (planned.refused ? "refused (" + effect + ")" : effect) + "\n";
     for (const std::string& sensor : sensors)
         text += "    used by sensor " + printable(sensor) + "\n";
     for (const PropertyChange& change : planned.changes)
         text += toText(change);
-    return text;
+    return text + effects.textOf(planned.name);
 }
 
-Json::Value toJson(const PlannedDefinition& planned, const Json::Value& sensors) {
+Json::Value toJson(const PlannedDefinition& planned, const Json::Value& sensors, const ShownEffects& effects) {
     Json::Value item(Json::objectValue);
     item["name"] = planned.name;
     item["state"] = planned.refused ? "refused" : wordOf(planned.effect);
     item["effect"] = wordOf(planned.effect);
     item["hides"] = orNull(planned.hidesDefault ? wordOf(STORAGE_DEFAULT) : "");
     item["sensors"] = sensors;
+    if (const Json::Value values = effects.jsonOf(planned.name); !values.isNull())
+        item["values"] = values;
     item["properties"] = Json::arrayValue;
     for (const PropertyChange& change : planned.changes) {
         Json::Value& property = item["properties"].append(Json::objectValue);
@@ -113,26 +103,35 @@ std::string summaryOf(const std::vector<PlannedDefinition>& definitions) {
     return text + "\n";
 }
 
-ExitCode dryRun(const InstallRequest& request, const Answer& answer) {
-    const ReadAccess access;
-    Device device;
-    const Preflight preflight = examine(request, device);
-    if (!device.list().isUsable())
-        answer.note(filled("the managed-sensors list cannot be used, so no sensors are shown: scada-sensors check"));
-    const auto sensors = device.list().sensorsByDefinition();
-    Json::Value result(Json::objectValue);
-    result["findings"] = toJson(preflight.findings);
-    result["definitions"] = Json::arrayValue;
-    std::string text = toText(preflight.findings);
+// Adds what would become of each definition.
+void addDefinitions(const Preflight& preflight, const ManagedList& list, const ShownEffects& effects, bool json,
+                    Json::Value* result, std::string* text) {
+    const auto sensors = list.sensorsByDefinition();
+    (*result)["definitions"] = Json::arrayValue;
     for (const PlannedDefinition& planned : preflight.definitions) {
         const auto users = sensors.find(planned.name);
         const std::vector<std::string> keys = users == sensors.end() ? std::vector<std::string>() : users->second;
-        if (answer.isJson())
-            result["definitions"].append(toJson(planned, device.list().isUsable() ? toArray(keys) : Json::Value()));
+        if (json)
+            (*result)["definitions"].append(toJson(planned, list.isUsable() ? toArray(keys) : Json::Value(), effects));
         else
-            text += toText(planned, keys);
+            *text += toText(planned, keys, effects);
     }
-    text += summaryOf(preflight.definitions);
+    *text += summaryOf(preflight.definitions);
+}
+
+ExitCode dryRun(const InstallRequest& request, const Answer& answer) {
+    const ReadAccess access;
+    Device device;
+    ShownEffects effects(request.codec, answer.isJson());
+    const Preflight preflight = examine(request, device,
+                                        [&effects](const Definition& present, const Definition& wanted,
+                                                   const SourceCopy& /*source*/) { effects.add(present, wanted); });
+    if (!device.list().isUsable())
+        answer.note(filled("the managed-sensors list cannot be used, so no sensors are shown: scada-sensors check"));
+    Json::Value result(Json::objectValue);
+    result["findings"] = toJson(preflight.findings);
+    std::string text = toText(preflight.findings);
+    addDefinitions(preflight, device.list(), effects, answer.isJson(), &result, &text);
     if (preflight.isRefused())
         return answer.failed(ExitCode::REFUSED, refusalText(preflight.findings), result, text);
     if (preflight.definitions.empty())

@@ -52,8 +52,9 @@ bool isSameSize(const std::string& one, const std::string& other) {
 
 class Examination {
 public:
-    Examination(const InstallRequest& asked, const Intake& taken, Device& examined)
-        : request(asked), intake(taken), device(examined), source(taken.copy().dir), decoders(asked.codec) {}
+    Examination(const InstallRequest& asked, const Intake& taken, Device& examined, const OnReplacement& told)
+        : request(asked), intake(taken), device(examined), onReplacement(told), source(taken.copy().dir),
+          decoders(asked.codec) {}
 
     Preflight run() {
         Findings ofDefinitions;
@@ -117,8 +118,8 @@ private:
         planned.name = definition.name;
         planned.decoderPath = definition.verdict.decoderPath;
         Findings findings = checkSourceDefinition(intake.copy(), definition);
-        if (errorCount(findings) == 0)
-            append(examineDecoder(definition), &findings);
+        planned.refused = errorCount(findings) != 0;
+        append(planned.refused ? Findings() : examineDecoder(definition), &findings);
         const std::optional<std::string> document = documentToInstall(definition);
         if (document) {
             planned.wanted.document = digestOf(*document);
@@ -160,13 +161,19 @@ private:
         if (former.verdict.valid && definition.verdict.valid)
             planned->changes = changedProperties(former.document[section], definition.document[section]);
         planned->effect = custom ? Effect::REPLACES : Effect::HIDES;
-        if (!custom)
-            return {};
-        planned->former = installedFiles(name);
-        Findings findings;
-        if (isInstalled(planned, former.verdict))
+        if (custom)
+            planned->former = installedFiles(name);
+        if (custom && isInstalled(planned, former.verdict))
             planned->effect = Effect::UNCHANGED;
-        else if (!former.verdict.valid)
+        else if (onReplacement && !planned->refused)
+            onReplacement(former, definition, intake.copy());
+        return planned->effect == Effect::REPLACES ? judgeFormer(former) : Findings();
+    }
+
+    Findings judgeFormer(const Definition& former) const {
+        const std::string& name = former.name;
+        Findings findings;
+        if (!former.verdict.valid)
             findings.push_back({Rules::INSTALL_REPLACES_BROKEN, {former.file}, former.verdict.state, name});
         else if (!request.allowOverwrite)
             findings.push_back({Rules::INSTALL_ALREADY_INSTALLED,
@@ -189,6 +196,7 @@ private:
     const InstallRequest& request;
     const Intake& intake;
     Device& device;
+    const OnReplacement& onReplacement;
     DefinitionDirectory source;
     CodecCheck decoders;
     SpaceNeeds space;
@@ -212,6 +220,12 @@ const char* wordOf(Effect effect) {
     return "unchanged";
 }
 
+const char* wordsFor(Effect effect) {
+    if (effect == Effect::REPLACES)
+        return "replaces the custom definition";
+    return effect == Effect::HIDES ? "hides the default definition" : wordOf(effect);
+}
+
 bool Preflight::isRefused() const {
     return errorCount(findings) != 0;
 }
@@ -228,18 +242,19 @@ Findings checkDirectories(const std::string& source) {
     return findings.empty() && !archive ? checkSourceDirectory(source) : findings;
 }
 
-Preflight examine(const InstallRequest& request, Device& device) {
+Preflight examine(const InstallRequest& request, Device& device, const OnReplacement& onReplacement) {
     Preflight preflight;
     preflight.findings = checkDirectories(request.source);
     if (!preflight.findings.empty())
         return preflight;
-    return examine(request, std::make_unique<Intake>(request.source, request.limits), device);
+    return examine(request, std::make_unique<Intake>(request.source, request.limits), device, onReplacement);
 }
 
-Preflight examine(const InstallRequest& request, std::unique_ptr<Intake> intake, Device& device) {
+Preflight examine(const InstallRequest& request, std::unique_ptr<Intake> intake, Device& device,
+                  const OnReplacement& onReplacement) {
     Preflight preflight;
     if (intake->refusals().empty())
-        preflight = Examination(request, *intake, device).run();
+        preflight = Examination(request, *intake, device, onReplacement).run();
     else
         preflight.findings = intake->refusals();
     // The user knows the source, not its copy.

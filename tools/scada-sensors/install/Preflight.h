@@ -7,6 +7,7 @@
 
 #include <json/value.h>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -25,6 +26,8 @@ struct InstallRequest {
 enum class Effect { NEW, REPLACES, HIDES, UNCHANGED };
 
 const char* wordOf(Effect effect);
+/// Returns the same in words for people.
+const char* wordsFor(Effect effect);
 
 /// A property that hosts may miss, or find changed, after an installation.
 struct PropertyChange {
@@ -61,10 +64,16 @@ struct Preflight {
 /// must be asked before a lock is taken, which makes files beside the directories.
 Findings checkDirectories(const std::string& source);
 
+/// Is shown each definition that the source would replace or hide, and the one that it would put there instead, with
+/// its files in the copy.
+using OnReplacement =
+    std::function<void(const Definition& present, const Definition& wanted, const SourceCopy& source)>;
+
 /// Takes the source in and examines its installation. Changes nothing.
-Preflight examine(const InstallRequest& request, Device& device);
+Preflight examine(const InstallRequest& request, Device& device, const OnReplacement& onReplacement = {});
 
 /// The same for a source that has been taken in, in directories that have been checked.
-Preflight examine(const InstallRequest& request, std::unique_ptr<Intake> intake, Device& device);
+Preflight examine(const InstallRequest& request, std::unique_ptr<Intake> intake, Device& device,
+                  const OnReplacement& onReplacement = {});
 
 } // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "check/definitionDifference.h"
+
+#include <json/value.h>
+
+#include <string>
+
+namespace Kelvra::SCADA::Tool {
+
+/// Returns one indented line for each member that differs, and the decoder's difference below, made printable.
+std::string toText(const DefinitionDifference& difference);
+
+/// Adds the members "changes" and "decoder".
+void addDifference(const DefinitionDifference& difference, Json::Value* item);
+
+} // namespace Kelvra::SCADA::Tool
