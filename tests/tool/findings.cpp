@@ -69,7 +69,7 @@ constexpr Remedy REMEDIES[] = {
      "Correct the owner or the mode, remove what is in the way, or give another directory with --staging-dir."},
     {"install/untrusted-directory",
      "Take the right to write from all others, and give it to root or to the user who installs."},
-    {"install/cannot-copy", "Give the entry to the owner of the custom storage, or move it out of the storage."},
+    {"install/cannot-copy", "Correct the owner or the mode of the entry, or move it out of the storage."},
     {"install/directory-blocked", "Remove what is in the way, or correct the owner or the mode of the directory."},
     {"install/behind-link", "Replace the link in the custom storage by a directory or a file, or remove it."},
     {"install/file-blocked", "Remove what is in the way, or correct the owner or the mode of the file."},

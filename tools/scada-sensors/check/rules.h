@@ -140,7 +140,7 @@ inline constexpr Rule INSTALL_UNTRUSTED_DIRECTORY = {
     "Take the right to write from all others, and give it to root or to the user who installs."};
 inline constexpr Rule INSTALL_CANNOT_COPY = {
     "install/cannot-copy", Severity::ERROR,
-    "Give the entry to the owner of the custom storage, or move it out of the storage."};
+    "Correct the owner or the mode of the entry, or move it out of the storage."};
 inline constexpr Rule INSTALL_DIRECTORY_BLOCKED = {
     "install/directory-blocked", Severity::ERROR,
     "Remove what is in the way, or correct the owner or the mode of the directory."};

@@ -4,6 +4,7 @@
 #include "commands/findingText.h"
 #include "device/GenerationPaths.h"
 #include "install/OperationLock.h"
+#include "install/copyBlockers.h"
 #include "install/safeDirectories.h"
 #include "text/filled.h"
 
@@ -29,6 +30,15 @@ std::optional<ExitCode> refuseUnsafe(const Answer& answer) {
     if (unsafe.empty())
         return std::nullopt;
     return failedFor(unsafe, ExitCode::REFUSED, answer, Json::Value(), "");
+}
+
+std::optional<ExitCode> refuseUncopiable(const std::vector<std::string>& copied, const Answer& answer) {
+    Findings findings;
+    for (const std::string& directory : copied)
+        append(copyBlockers(directory), &findings);
+    if (findings.empty())
+        return std::nullopt;
+    return failedFor(findings, ExitCode::REFUSED, answer, Json::Value(), "");
 }
 
 ExitCode withLock(const Answer& answer, const std::function<ExitCode()>& work) {

@@ -60,6 +60,11 @@ ExitCode rollBackLocked(SignalGuard& guard, const Answer& answer) {
     std::error_code error;
     if (!std::filesystem::is_directory(std::filesystem::symlink_status(paths.previous, error)))
         return answer.failed(ExitCode::NOT_FOUND, filled("there is no previous generation"));
+    std::vector<std::string> copied = {paths.previous};
+    if (!exchangeObstacle(paths.custom).empty())
+        copied.push_back(paths.custom);
+    if (const std::optional<ExitCode> refused = refuseUncopiable(copied, answer))
+        return *refused;
     const std::vector<HistoryChange> changes = changesBy(paths);
     NextGeneration next(paths.previous);
     const std::string note = next.putInPlace(historyEntryOf("rollback", changes), [&guard] { guard.begin(); });

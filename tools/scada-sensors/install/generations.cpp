@@ -213,18 +213,23 @@ std::string recoverForward(const GenerationPaths& paths) {
     return finishInPlace(paths);
 }
 
-NextGeneration::NextGeneration(const std::string& source)
+NextGeneration::NextGeneration(Start start) : NextGeneration(GenerationPaths::ofDevice().custom, start) {}
+
+NextGeneration::NextGeneration(const std::string& source) : NextGeneration(source, Start::COPY) {}
+
+NextGeneration::NextGeneration(const std::string& source, Start start)
     : places(GenerationPaths::ofDevice()), configured(Env::inst().conf().getDfnCustomDir()) {
     if (settle(places) == Leftovers::INTERRUPTED)
         throw std::runtime_error(filled("an operation was interrupted; run: scada-sensors recover"));
     makeDirectory(places.base);
     work = std::make_unique<PrivateDirectory>(places.base, WORK_PREFIX);
     tree = work->path() + "/custom";
-    const std::string copied = source.empty() ? places.custom : source;
-    if (exists(copied))
-        linkTree(copied, tree);
-    else
+    if (!exists(source))
         makeCustom(places, tree);
+    else if (start == Start::EMPTY)
+        makeEmptyLike(source, tree);
+    else
+        linkTree(source, tree);
     Env::inst().conf().setDfnCustomDir(tree);
 }
 

@@ -16,6 +16,9 @@ bool hasNoOwners(const std::string& path);
 /// cannot have one are copied.
 void linkTree(const std::string& source, const std::string& target);
 
+/// Makes an empty directory `target` with the owner, mode and attributes of the directory `source`.
+void makeEmptyLike(const std::string& source, const std::string& target);
+
 /// Brings the directory `target` to the state of `source`. Each file that differs is replaced in one step, so that a
 /// reader finds the old or the new one, whole.
 void mirrorTree(const std::string& source, const std::string& target);
