@@ -19,6 +19,7 @@ constexpr Remedy REMEDIES[] = {
     {"storage/hides-default", "Remove the custom definition to use the default one."},
     {"storage/interrupted",
      "Run \"scada-sensors recover\", or \"scada-sensors recover --forward\" to complete the operation."},
+    {"storage/unfinished", "Run: scada-sensors recover"},
     {"storage/in-place",
      "Nothing to do; or put the custom storage below the root of its mount, on a file system such as ext4."},
     {"tree/directory-unreadable", "Correct the owner or the mode, or run the tool as a user who may read it."},

@@ -41,6 +41,7 @@ inline constexpr Rule STORAGE_HIDES_DEFAULT = {"storage/hides-default", Severity
 inline constexpr Rule STORAGE_INTERRUPTED = {
     "storage/interrupted", Severity::ERROR,
     R"(Run "scada-sensors recover", or "scada-sensors recover --forward" to complete the operation.)"};
+inline constexpr Rule STORAGE_UNFINISHED = {"storage/unfinished", Severity::NOTE, "Run: scada-sensors recover"};
 inline constexpr Rule STORAGE_IN_PLACE = {
     "storage/in-place", Severity::NOTE,
     "Nothing to do; or put the custom storage below the root of its mount, on a file system such as ext4."};
