@@ -155,6 +155,21 @@ INSTANTIATE_TEST_SUITE_P(
                                "it cannot be read"}),
     rowName);
 
+// Nobody but root can empty the directory.
+TEST_F(ForeignEntries, thatKeepAGenerationFromBeingRemovedGoWithALaterOne) {
+    writeFile(temp / "account/custom/theirs/file", "");
+    ASSERT_EQ(runThere({"remove", "--all", "--yes"}).status, 0);
+    const ToolRun installation = runThere({"install", temp / "source"});
+    EXPECT_EQ(installation.status, 0);
+    EXPECT_EQ(installation.err, "");
+    const std::string left = temp / "account/custom.generations/discarded-1";
+    EXPECT_EQ(treeOf(left), (std::set<std::string>{"theirs", "theirs/file"}));
+    EXPECT_EQ(runThere({"recover"}).out, "nothing to recover\n");
+    giveToAccount("custom.generations/discarded-1/theirs");
+    EXPECT_EQ(runThere({"remove", "lora/new/one"}).status, 0);
+    EXPECT_FALSE(std::filesystem::exists(left));
+}
+
 TEST_F(ForeignEntries, thatCanBeLinkedAreNoObstacle) {
     for (const mode_t mode : {0666U, 02666U}) {
         writeFile(temp / "account/custom/notes", "");

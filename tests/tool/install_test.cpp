@@ -437,6 +437,7 @@ TEST_F(StorageOfAnAccount, isChangedByRootAsTheAccount) {
 TEST_F(StorageOfAnAccount, leadsRootNowhereElse) {
     makeDir(temp / "roots");
     writeFile(temp / "roots/file", "");
+    writeFile(temp / "account/custom/notes", "");
     for (const std::string name : {"staging", "staging.lock", "custom.lock", "custom.generations"}) {
         const std::string link = temp / ("account/" + name);
         removeTree(link);

@@ -19,6 +19,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <exception>
 #include <iostream>
@@ -181,14 +182,33 @@ ExitCode removeFrom(const Storages& before, const Arguments& asked, SignalGuard&
     return removal.answerWith(guard, answer);
 }
 
+bool changesNothing(const Storages& before, const Arguments& asked) {
+    if (asked.all)
+        return isEmpty(GenerationPaths::ofDevice());
+    return std::none_of(asked.names.begin(), asked.names.end(),
+                        [&before](const std::string& name) { return before.of(STORAGE_CUSTOM).lists(name); });
+}
+
+// A removal that changes nothing makes no generation: the one to roll back to would be lost.
+ExitCode answerUnchanged(const Storages& before, const Arguments& asked, const SignalGuard& guard,
+                         const Answer& answer) {
+    Removal removal;
+    std::vector<HistoryChange> none;
+    removeNames({asked.names.begin(), asked.names.end()}, before, &removal, &none);
+    return removal.answerWith(guard, answer);
+}
+
 ExitCode removeLocked(const Arguments& asked, SignalGuard& guard, const Answer& answer) {
     const GenerationPaths paths = GenerationPaths::ofDevice();
-    if (isInterrupted(paths))
+    if (settle(paths) == Leftovers::INTERRUPTED)
         return answerInterrupted(answer);
+    const Storages before;
+    if (changesNothing(before, asked))
+        return answerUnchanged(before, asked, guard, answer);
     const bool copies = !asked.all || !exchangeObstacle(paths.custom).empty();
     if (const std::optional<ExitCode> refused = copies ? refuseUncopiable({paths.custom}, answer) : std::nullopt)
         return *refused;
-    return removeFrom(Storages(), asked, guard, answer);
+    return removeFrom(before, asked, guard, answer);
 }
 
 } // namespace
@@ -204,6 +224,8 @@ Run declareRemove(CLI::App& app) {
             if (const std::optional<ExitCode> refused = refuse(*arguments, answer))
                 return *refused;
             return runApart(answer, [&](SignalGuard& guard) {
+                if (isAbsent(GenerationPaths::ofDevice()))
+                    return answerUnchanged(Storages(), *arguments, guard, answer);
                 return withLock(answer, [&] { return removeLocked(*arguments, guard, answer); });
             });
         });

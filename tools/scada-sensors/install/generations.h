@@ -31,6 +31,9 @@ void recoverBack(const GenerationPaths& paths);
 /// Completes the interrupted operation. Returns why the history could not be written, or nothing.
 std::string recoverForward(const GenerationPaths& paths);
 
+/// Whether the custom storage has nothing that belongs to a generation.
+bool isEmpty(const GenerationPaths& paths);
+
 /// The generation that an operation makes. While it lives, Env names it as the custom storage, so that the library
 /// works on it. Unless it is put in place, it is removed at the end of this object's life.
 class NextGeneration {

@@ -262,6 +262,10 @@ bool hasNoOwners(const std::string& path) {
     return type == MSDOS_SUPER_MAGIC || type == EXFAT_SUPER_MAGIC || type == FUSE_SUPER_MAGIC;
 }
 
+bool hasNothingToCopy(const std::string& directory) {
+    return namesIn(directory).empty();
+}
+
 void linkTree(const std::string& source, const std::string& target) {
     if (mkdir(target.c_str(), S_IRWXU) != 0)
         failToWrite(target, errno);

@@ -12,6 +12,9 @@ namespace Kelvra::SCADA::Tool {
 /// Whether a file system, such as FAT, has one owner and one mode for all its files.
 bool hasNoOwners(const std::string& path);
 
+/// Whether a copy of the directory would have nothing in it.
+bool hasNothingToCopy(const std::string& directory);
+
 /// Makes `target` a copy of the directory `source` whose files are the same files under a second name. Files that
 /// cannot have one are copied.
 void linkTree(const std::string& source, const std::string& target);
