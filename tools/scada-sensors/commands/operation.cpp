@@ -9,6 +9,7 @@
 #include "text/filled.h"
 
 #include <exception>
+#include <new>
 #include <utility>
 
 namespace Kelvra::SCADA::Tool {
@@ -47,6 +48,8 @@ ExitCode withLock(const Answer& answer, const std::function<ExitCode()>& work) {
         return answer.failed(lock.isBusy() ? ExitCode::BUSY : ExitCode::FAILED, lock.failure());
     try {
         return work();
+    } catch (const std::bad_alloc&) {
+        throw; // said as everywhere else
     } catch (const std::exception& e) {
         return failedOperation(e.what(), Json::Value(), "", answer);
     }
