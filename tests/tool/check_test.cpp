@@ -1,6 +1,7 @@
 #include "ToolTest.h"
 #include "findings.h"
 #include "jsonText.h"
+#include "mountPrivately.h"
 #include "rowName.h"
 
 #include <scada/DefinitionsStorage.h>
@@ -9,8 +10,10 @@
 
 #include <gmock/gmock.h>
 
+#include <sys/mount.h>
 #include <sys/stat.h>
 
+#include <filesystem>
 #include <functional>
 #include <numeric>
 #include <set>
@@ -574,5 +577,28 @@ TEST_F(Check, copiesTheLibrarysWords) {
     EXPECT_THAT(out, HasSubstr("$C/lora/copy/three.json:1:25: warning: " + property +
                                " [definition/property-not-an-object]\n"));
 }
+
+// A repair of the file system puts what it finds there, for root alone.
+class CheckInAMount : public Check, public ::testing::WithParamInterface<const char*> {
+protected:
+    void SetUp() override { ASSERT_TRUE(mountPrivately(temp / "custom", "size=1m")); }
+    void TearDown() override { umount((temp / "custom").c_str()); }
+};
+
+TEST_P(CheckInAMount, leavesWhatARepairFoundAlone) {
+    StorageBuilder source(temp / "source");
+    addDefinition(source, "lora/demo/th1");
+    writeList({GOOD_SENSOR});
+    writeFile(temp / ("custom/" + std::string(GetParam()) + "/found.json"), "{}");
+    chmod((temp / ("custom/" + std::string(GetParam()))).c_str(), 0);
+    EXPECT_EQ(run({"install", temp / "source"}).out, "installed lora/demo/th1\n");
+    EXPECT_EQ(run({"check", "--json"}).status, 0) << check().out;
+    EXPECT_EQ(run({"remove", "--all", "--yes"}).status, 0);
+    EXPECT_TRUE(std::filesystem::exists(temp / ("custom/" + std::string(GetParam()) + "/found.json")));
+}
+
+INSTANTIATE_TEST_SUITE_P(Tool, CheckInAMount, ::testing::ValuesIn(whereMountable<const char*>({"lost+found"})),
+                         [](const auto& /*row*/) { return "lostAndFound"; });
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(CheckInAMount);
 
 } // namespace

@@ -113,6 +113,19 @@ TEST_P(Generations, areReturnedToAfterEverythingWasRemoved) {
     EXPECT_EQ(now(), before);
 }
 
+// Another one would take the place of the one to return to.
+TEST_P(Generations, areNotMadeWhereNothingChanges) {
+    const Snapshot before = now();
+    ASSERT_EQ(run({"remove", "--all", "--yes"}).status, 0);
+    const ToolRun again = run({"remove", "--all", "--yes"});
+    EXPECT_EQ(again.status, 0);
+    EXPECT_EQ(again.out, "");
+    EXPECT_EQ(run({"remove", "lora/demo/old"}).status, 4);
+    EXPECT_EQ(parsed(run({"history", "--json"}).out)["result"]["operations"].size(), 1U);
+    ASSERT_EQ(run({"rollback"}).status, 0);
+    EXPECT_EQ(now(), before);
+}
+
 TEST_P(Generations, areAnsweredToPrograms) {
     ASSERT_EQ(install().status, 0);
     const Json::Value answer = parsed(run({"rollback", "--json"}).out);
@@ -276,6 +289,12 @@ TEST_F(Recovery, finishesWhatWasPutInPlace) {
     EXPECT_EQ(run({"history"}).out, "1  2030-01-31T12:00:00Z  root  remove  0 definitions\n");
 }
 
+TEST_F(Recovery, finishesWhatWasPutInPlaceWithoutFormerGenerations) {
+    writeFile(temp / "custom/.new-generation", "");
+    EXPECT_EQ(run({"recover"}).out, "an operation had put its state in place and has been finished\n");
+    EXPECT_FALSE(std::filesystem::exists(temp / "custom/.new-generation"));
+}
+
 TEST_F(Recovery, undoesWhatWasWrittenInPlace) {
     plant("saved", "changed");
     plant("next", "default");
@@ -298,11 +317,56 @@ TEST_F(Recovery, completesWhatWasWrittenInPlace) {
     EXPECT_EQ(leftBeside(), (std::set<std::string>{"history", "previous"}));
 }
 
+// It was killed when the state before it had become the previous generation already.
+TEST_F(Recovery, returnsThePreviousGenerationToItsPlace) {
+    plant("previous", "changed");
+    plant("superseded", "default");
+    plant("discarded-1", "changed");
+    plant("next", "default");
+    writeFile(temp / "custom.generations/superseded/marker", "");
+    writeJournal();
+    EXPECT_EQ(run({"recover"}).out, "the interrupted operation has been undone\n");
+    EXPECT_EQ(snapshot(temp / "custom"), snapshot(temp / "changed"));
+    EXPECT_EQ(treeOf(temp / "custom.generations/previous"), std::set<std::string>{"marker"});
+    EXPECT_EQ(leftBeside(), (std::set<std::string>{"history", "previous"}));
+}
+
+// A file in it was protected, and is not any more.
+TEST_F(Recovery, removesWhatCouldNotBeRemovedBefore) {
+    plant("discarded-1", "changed");
+    plant("discarded-2", "default");
+    ASSERT_EQ(run({"remove", "lora/demo/a"}).status, 0);
+    EXPECT_EQ(leftBeside(), (std::set<std::string>{"history", "previous"}));
+}
+
 TEST_F(Recovery, hasNoPreviousGenerationAtFirst) {
     const ToolRun result = run({"rollback"});
     EXPECT_EQ(result.status, 4);
     EXPECT_EQ(result.err, "scada-sensors: there is no previous generation\n");
     EXPECT_EQ(run({"history"}).out, "no operations\n");
+}
+
+// A path that is misspelt leads to nothing that an operation could have left.
+TEST_F(Recovery, makesNothingWhereThereIsNoStorage) {
+    const auto before = treeOf(temp.path());
+    const std::vector<std::string> there = {"--custom-dir", temp / "none/custom", "--staging-dir",
+                                            temp / "none/staging"};
+    const auto runThere = [&](std::vector<std::string> arguments) {
+        arguments.insert(arguments.end(), there.begin(), there.end());
+        return run(arguments);
+    };
+    const ToolRun recovery = runThere({"recover"});
+    EXPECT_EQ(recovery.status, 0);
+    EXPECT_EQ(recovery.out, "nothing to recover\n");
+    const ToolRun back = runThere({"rollback"});
+    EXPECT_EQ(back.status, 4);
+    EXPECT_EQ(back.err, "scada-sensors: there is no previous generation\n");
+    const ToolRun removal = runThere({"remove", "lora/demo/a"});
+    EXPECT_EQ(removal.status, 4);
+    EXPECT_EQ(removal.out, "not removed lora/demo/a: Sensor definition [lora/demo/a] not found.\n");
+    EXPECT_EQ(removal.err, "scada-sensors: 1 definition not removed\n");
+    EXPECT_EQ(runThere({"remove", "--all", "--yes"}).status, 0);
+    EXPECT_EQ(treeOf(temp.path()), before);
 }
 
 TEST_F(Recovery, readsNoLineOfTheHistoryThatIsTorn) {

@@ -437,6 +437,7 @@ TEST_F(StorageOfAnAccount, isChangedByRootAsTheAccount) {
 TEST_F(StorageOfAnAccount, leadsRootNowhereElse) {
     makeDir(temp / "roots");
     writeFile(temp / "roots/file", "");
+    writeFile(temp / "account/custom/notes", "");
     const struct {
         const char* name;
         const char* err;
@@ -457,7 +458,7 @@ TEST_F(StorageOfAnAccount, leadsRootNowhereElse) {
             EXPECT_EQ(result.err, std::string("scada-sensors: ") + row.err);
         }
         EXPECT_EQ(treeOf(temp / "roots"), std::set<std::string>{"file"});
-        EXPECT_EQ(treeOf(temp / "account/custom"), std::set<std::string>{});
+        EXPECT_EQ(treeOf(temp / "account/custom"), std::set<std::string>{"notes"});
         removeTree(link);
     }
 }

@@ -41,6 +41,7 @@ inline constexpr Rule STORAGE_HIDES_DEFAULT = {"storage/hides-default", Severity
 inline constexpr Rule STORAGE_INTERRUPTED = {
     "storage/interrupted", Severity::ERROR,
     R"(Run "scada-sensors recover", or "scada-sensors recover --forward" to complete the operation.)"};
+inline constexpr Rule STORAGE_UNFINISHED = {"storage/unfinished", Severity::NOTE, "Run: scada-sensors recover"};
 inline constexpr Rule STORAGE_IN_PLACE = {
     "storage/in-place", Severity::NOTE,
     "Nothing to do; or put the custom storage below the root of its mount, on a file system such as ext4."};
@@ -177,7 +178,7 @@ inline constexpr Rule INSTALL_UNTRUSTED_DIRECTORY = {
     "Take the right to write from all others, and give it to root or to the user who installs."};
 inline constexpr Rule INSTALL_CANNOT_COPY = {
     "install/cannot-copy", Severity::ERROR,
-    "Give the entry to the owner of the custom storage, or move it out of the storage."};
+    "Correct the owner or the mode of the entry, or move it out of the storage."};
 inline constexpr Rule INSTALL_DIRECTORY_BLOCKED = {
     "install/directory-blocked", Severity::ERROR,
     "Remove what is in the way, or correct the owner or the mode of the directory."};

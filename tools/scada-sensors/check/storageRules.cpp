@@ -59,6 +59,14 @@ Findings checkExchange(const std::string& dir) {
              filled("Operations change the custom storage file by file and not in one step: %s.", {obstacle})}};
 }
 
+Findings checkEnd(const std::string& dir) {
+    if (dir.empty() || !isUnfinished(GenerationPaths(canonicalPath(dir))))
+        return {};
+    return {{Rules::STORAGE_UNFINISHED,
+             {dir},
+             filled("The last operation has put its state in place and has not come to its end.")}};
+}
+
 } // namespace
 
 Findings checkInterruption() {
@@ -76,6 +84,7 @@ Findings checkStorages(Storages& storages, const DefinitionCheck& also) {
         append(checkStorage(storages.of(type), wordOf(type), also), &findings);
     const DefinitionDirectory& custom = storages.of(STORAGE_CUSTOM);
     append(checkInterruption(), &findings);
+    append(checkEnd(custom.path()), &findings);
     append(checkExchange(custom.path()), &findings);
     for (const std::string& name : custom.names()) {
         if (storages.isHiding(name))

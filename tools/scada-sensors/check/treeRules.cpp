@@ -1,5 +1,6 @@
 #include "check/treeRules.h"
 
+#include "device/mounts.h"
 #include "text/Descriptor.h"
 #include "text/DirectoryEntries.h"
 #include "text/JsonFile.h"
@@ -124,6 +125,8 @@ private:
     }
 
     void checkEntry(const std::string& relative, unsigned char type, int depth) {
+        if (relative == LOST_AND_FOUND && isMountRoot(directory.path()))
+            return;
         const std::optional<EntryKind> kind = kindOf(relative, type);
         if (!kind)
             return;

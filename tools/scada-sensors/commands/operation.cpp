@@ -4,10 +4,12 @@
 #include "commands/findingText.h"
 #include "device/GenerationPaths.h"
 #include "install/OperationLock.h"
+#include "install/copyBlockers.h"
 #include "install/safeDirectories.h"
 #include "text/filled.h"
 
 #include <exception>
+#include <new>
 #include <utility>
 
 namespace Kelvra::SCADA::Tool {
@@ -31,12 +33,23 @@ std::optional<ExitCode> refuseUnsafe(const Answer& answer) {
     return failedFor(unsafe, ExitCode::REFUSED, answer, Json::Value(), "");
 }
 
+std::optional<ExitCode> refuseUncopiable(const std::vector<std::string>& copied, const Answer& answer) {
+    Findings findings;
+    for (const std::string& directory : copied)
+        append(copyBlockers(directory), &findings);
+    if (findings.empty())
+        return std::nullopt;
+    return failedFor(findings, ExitCode::REFUSED, answer, Json::Value(), "");
+}
+
 ExitCode withLock(const Answer& answer, const std::function<ExitCode()>& work) {
     const OperationLock lock;
     if (!lock.failure().empty())
         return answer.failed(lock.isBusy() ? ExitCode::BUSY : ExitCode::FAILED, lock.failure());
     try {
         return work();
+    } catch (const std::bad_alloc&) {
+        throw; // said as everywhere else
     } catch (const std::exception& e) {
         return failedOperation(e.what(), Json::Value(), "", answer);
     }

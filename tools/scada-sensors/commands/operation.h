@@ -7,6 +7,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace Kelvra::SCADA::Tool {
 
@@ -15,6 +16,9 @@ namespace Kelvra::SCADA::Tool {
 /// Returns how the command ends when the directories must not be worked on. Asked before the lock is taken, which makes
 /// files beside them.
 std::optional<ExitCode> refuseUnsafe(const Answer& answer);
+
+/// Returns how the command ends when one of the directories has entries that it cannot copy.
+std::optional<ExitCode> refuseUncopiable(const std::vector<std::string>& copied, const Answer& answer);
 
 /// Does `work` while no other operation can run. What it throws becomes failedOperation().
 ExitCode withLock(const Answer& answer, const std::function<ExitCode()>& work);

@@ -21,6 +21,10 @@ ExitCode answerDone(const char* word, const std::string& text, const SignalGuard
     return answer.done(result, text + "\n");
 }
 
+ExitCode answerNothing(const SignalGuard& guard, const Answer& answer) {
+    return answerDone("nothing", filled("nothing to recover"), guard, answer);
+}
+
 ExitCode recoverInterrupted(const GenerationPaths& paths, bool forward, const SignalGuard& guard,
                             const Answer& answer) {
     if (!forward) {
@@ -48,12 +52,15 @@ ExitCode recoverLocked(bool forward, SignalGuard& guard, const Answer& answer) {
     case Leftovers::NONE:
         break;
     }
-    return answerDone("nothing", filled("nothing to recover"), guard, answer);
+    return answerNothing(guard, answer);
 }
 
+// The lock would make files, and directories above them, wherever a path leads.
 ExitCode recover(bool forward, SignalGuard& guard, const Answer& answer) {
     if (const std::optional<ExitCode> refused = refuseUnsafe(answer))
         return *refused;
+    if (isAbsent(GenerationPaths::ofDevice()))
+        return answerNothing(guard, answer);
     return withLock(answer, [&] { return recoverLocked(forward, guard, answer); });
 }
 

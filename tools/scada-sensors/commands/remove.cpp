@@ -7,10 +7,8 @@
 #include "device/paths.h"
 #include "install/InstalledFiles.h"
 #include "install/generations.h"
-#include "text/Descriptor.h"
 #include "text/filled.h"
 #include "text/libraryTexts.h"
-#include "text/removeTree.h"
 #include "text/text.h"
 
 #include <scada/DefinitionsDeployment.h>
@@ -21,16 +19,14 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <exception>
-#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <optional>
 #include <set>
-#include <stdexcept>
 #include <string>
-#include <system_error>
 #include <vector>
 
 namespace Kelvra::SCADA::Tool {
@@ -139,19 +135,12 @@ void removeNames(const std::set<std::string>& names, const Storages& before, Rem
     }
 }
 
-// Entries whose names begin with a dot are not a part of what the library's emptying reaches.
-void removeAll(const Storages& before, Removal* removal, std::vector<HistoryChange>* changes) {
-    for (const std::string& name : before.of(STORAGE_CUSTOM).names()) {
-        changes->push_back({"removed", name, contentHash(installedFiles(name))});
+// Notes what an empty storage in place of the present one no longer has.
+void noteAll(const Storages& before, Removal* removal, std::vector<HistoryChange>* changes) {
+    const DefinitionDirectory& custom = before.of(STORAGE_CUSTOM);
+    for (const std::string& name : custom.names()) {
+        changes->push_back({"removed", name, contentHash(installedFiles(custom.path(), name))});
         removal->removed(name, before.isHiding(name));
-    }
-    DefinitionsDeployment().deleteAll(nullptr);
-    std::error_code error;
-    for (std::filesystem::directory_iterator at(Env::inst().conf().getDfnCustomDir(), error);
-         !error && at != std::filesystem::directory_iterator(); at.increment(error)) {
-        const int failed = removeTree(at->path().string());
-        if (failed != 0)
-            throw std::runtime_error(filled("cannot remove [%s]: %s", {at->path().string(), reasonOf(failed)}));
     }
 }
 
@@ -172,17 +161,14 @@ std::optional<ExitCode> refuse(const Arguments& asked, const Answer& answer) {
     return std::nullopt;
 }
 
-ExitCode removeLocked(const Arguments& asked, SignalGuard& guard, const Answer& answer) {
-    if (isInterrupted(GenerationPaths::ofDevice()))
-        return answerInterrupted(answer);
-    const Storages before;
+ExitCode removeFrom(const Storages& before, const Arguments& asked, SignalGuard& guard, const Answer& answer) {
     Removal removal;
     std::vector<HistoryChange> changes;
     std::string note;
     try {
-        NextGeneration next;
+        NextGeneration next(asked.all ? NextGeneration::Start::EMPTY : NextGeneration::Start::COPY);
         if (asked.all)
-            removeAll(before, &removal, &changes);
+            noteAll(before, &removal, &changes);
         else
             removeNames({asked.names.begin(), asked.names.end()}, before, &removal, &changes);
         if (!asked.all && !removal.hasRemoved())
@@ -194,6 +180,35 @@ ExitCode removeLocked(const Arguments& asked, SignalGuard& guard, const Answer& 
     if (!note.empty())
         answer.note(note);
     return removal.answerWith(guard, answer);
+}
+
+bool changesNothing(const Storages& before, const Arguments& asked) {
+    if (asked.all)
+        return isEmpty(GenerationPaths::ofDevice());
+    return std::none_of(asked.names.begin(), asked.names.end(),
+                        [&before](const std::string& name) { return before.of(STORAGE_CUSTOM).lists(name); });
+}
+
+// A removal that changes nothing makes no generation: the one to roll back to would be lost.
+ExitCode answerUnchanged(const Storages& before, const Arguments& asked, const SignalGuard& guard,
+                         const Answer& answer) {
+    Removal removal;
+    std::vector<HistoryChange> none;
+    removeNames({asked.names.begin(), asked.names.end()}, before, &removal, &none);
+    return removal.answerWith(guard, answer);
+}
+
+ExitCode removeLocked(const Arguments& asked, SignalGuard& guard, const Answer& answer) {
+    const GenerationPaths paths = GenerationPaths::ofDevice();
+    if (settle(paths) == Leftovers::INTERRUPTED)
+        return answerInterrupted(answer);
+    const Storages before;
+    if (changesNothing(before, asked))
+        return answerUnchanged(before, asked, guard, answer);
+    const bool copies = !asked.all || !exchangeObstacle(paths.custom).empty();
+    if (const std::optional<ExitCode> refused = copies ? refuseUncopiable({paths.custom}, answer) : std::nullopt)
+        return *refused;
+    return removeFrom(before, asked, guard, answer);
 }
 
 } // namespace
@@ -209,6 +224,8 @@ Run declareRemove(CLI::App& app) {
             if (const std::optional<ExitCode> refused = refuse(*arguments, answer))
                 return *refused;
             return runApart(answer, [&](SignalGuard& guard) {
+                if (isAbsent(GenerationPaths::ofDevice()))
+                    return answerUnchanged(Storages(), *arguments, guard, answer);
                 return withLock(answer, [&] { return removeLocked(*arguments, guard, answer); });
             });
         });

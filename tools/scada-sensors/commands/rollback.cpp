@@ -53,13 +53,22 @@ ExitCode answerWith(const std::vector<HistoryChange>& changes, const SignalGuard
     return answer.done(result, text);
 }
 
+ExitCode answerNone(const Answer& answer) {
+    return answer.failed(ExitCode::NOT_FOUND, filled("there is no previous generation"));
+}
+
 ExitCode rollBackLocked(SignalGuard& guard, const Answer& answer) {
     const GenerationPaths paths = GenerationPaths::ofDevice();
     if (settle(paths) == Leftovers::INTERRUPTED)
         return answerInterrupted(answer);
     std::error_code error;
     if (!std::filesystem::is_directory(std::filesystem::symlink_status(paths.previous, error)))
-        return answer.failed(ExitCode::NOT_FOUND, filled("there is no previous generation"));
+        return answerNone(answer);
+    std::vector<std::string> copied = {paths.previous};
+    if (!exchangeObstacle(paths.custom).empty())
+        copied.push_back(paths.custom);
+    if (const std::optional<ExitCode> refused = refuseUncopiable(copied, answer))
+        return *refused;
     const std::vector<HistoryChange> changes = changesBy(paths);
     NextGeneration next(paths.previous);
     const std::string note = next.putInPlace(historyEntryOf("rollback", changes), [&guard] { guard.begin(); });
@@ -71,6 +80,8 @@ ExitCode rollBackLocked(SignalGuard& guard, const Answer& answer) {
 ExitCode rollBack(SignalGuard& guard, const Answer& answer) {
     if (const std::optional<ExitCode> refused = refuseUnsafe(answer))
         return *refused;
+    if (isAbsent(GenerationPaths::ofDevice()))
+        return answerNone(answer);
     return withLock(answer, [&] { return rollBackLocked(guard, answer); });
 }
 

@@ -32,6 +32,14 @@ constexpr std::array<std::uint32_t, 8> EXCHANGING_FILE_SYSTEMS = {
 
 } // namespace
 
+// What cannot be looked at may be there.
+bool isAbsent(const GenerationPaths& paths) {
+    namespace fs = std::filesystem;
+    std::error_code error;
+    return fs::symlink_status(paths.custom, error).type() == fs::file_type::not_found &&
+           fs::symlink_status(paths.base, error).type() == fs::file_type::not_found;
+}
+
 bool isInterrupted(const GenerationPaths& paths) {
     std::error_code error;
     return std::filesystem::exists(paths.journal, error);

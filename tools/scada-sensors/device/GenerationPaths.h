@@ -12,8 +12,8 @@ struct GenerationPaths {
     /// Takes the canonical path of a custom storage.
     explicit GenerationPaths(const std::string& customDir)
         : custom(customDir), mark(customDir + MARK), base(customDir + ".generations"), next(base + "/next"),
-          previous(base + "/previous"), saved(base + "/saved"), discarded(base + "/discarded"),
-          journal(base + "/interrupted"), history(base + "/history") {}
+          previous(base + "/previous"), saved(base + "/saved"), superseded(base + "/superseded"),
+          discarded(base + "/discarded"), journal(base + "/interrupted"), history(base + "/history") {}
 
     /// The paths for the storage that Env names.
     static GenerationPaths ofDevice();
@@ -24,13 +24,17 @@ struct GenerationPaths {
     std::string custom;
     std::string mark; ///< in the custom storage
     std::string base;
-    std::string next;      ///< what an operation works on, and after the exchange what the storage was before
-    std::string previous;  ///< what a rollback returns to
-    std::string saved;     ///< the state before an operation that writes in place
-    std::string discarded; ///< a generation that is being removed
-    std::string journal;   ///< there while an operation writes in place
+    std::string next;       ///< what an operation works on, and after the exchange what the storage was before
+    std::string previous;   ///< what a rollback returns to
+    std::string saved;      ///< the state before an operation that writes in place
+    std::string superseded; ///< the former previous one, until the operation has come to its end
+    std::string discarded;  ///< with a number after it: what could not be removed
+    std::string journal;    ///< there while an operation writes in place
     std::string history;
 };
+
+/// Whether there is neither a custom storage nor a generation of one.
+bool isAbsent(const GenerationPaths& paths);
 
 /// Whether an operation that wrote in place has not come to its end, so that the storage is neither old nor new.
 bool isInterrupted(const GenerationPaths& paths);

@@ -12,6 +12,7 @@
 #include "text/filled.h"
 #include "text/libraryTexts.h"
 
+#include <scada/Env.h>
 #include <scada/SensorDefinitions.h>
 
 #include <algorithm>
@@ -73,7 +74,7 @@ public:
         append(examineTree(), &result.findings);
         append(intake.unreadable(result.findings), &result.findings);
         if (changes)
-            append(untold(copyBlockers()), &result.findings);
+            append(untold(copyBlockers(Env::inst().conf().getDfnCustomDir())), &result.findings);
         if (areTooMany(result.findings))
             return ended(std::move(result.findings));
         return std::move(result);

@@ -7,6 +7,7 @@
 #include "text/Descriptor.h"
 #include "text/filled.h"
 #include "text/removeTree.h"
+#include "text/text.h"
 
 #include <scada/Env.h>
 
@@ -82,22 +83,39 @@ std::string writeHistory(const GenerationPaths& paths, const HistoryEntry& entry
 
 // --- the end of an operation
 
-// A generation that cannot be removed, because a file in it is protected, does not stand in the way of the next one.
-std::string placeForDiscarded(const GenerationPaths& paths) {
-    removeTree(paths.discarded);
-    std::string place = paths.discarded;
-    for (int number = 1; exists(place); ++number)
-        place = paths.discarded + "-" + std::to_string(number);
-    return place;
+// Returns whether there was something and it is gone. What cannot be removed, because a file in it is protected, does
+// not stand in the way: it is given another name.
+bool discard(const GenerationPaths& paths, const std::string& entry) {
+    if (!exists(entry))
+        return false;
+    if (removeTree(entry) == 0)
+        return true;
+    int number = 1;
+    while (exists(paths.discarded + "-" + std::to_string(number)))
+        ++number;
+    move(entry, paths.discarded + "-" + std::to_string(number));
+    return false;
 }
 
 // `former` becomes the previous generation. Done again after an interruption, it goes on where it was.
 void shiftPrevious(const GenerationPaths& paths, const std::string& former) {
     if (!exists(former))
         return;
-    if (exists(paths.previous))
-        move(paths.previous, placeForDiscarded(paths));
+    if (exists(paths.previous)) {
+        discard(paths, paths.superseded);
+        move(paths.previous, paths.superseded);
+    }
     move(former, paths.previous);
+}
+
+std::vector<std::string> discardedIn(const GenerationPaths& paths) {
+    std::vector<std::string> found;
+    std::error_code error;
+    for (fs::directory_iterator at(paths.base, error); !error && at != fs::directory_iterator(); at.increment(error)) {
+        if (startsWith(at->path().string(), paths.discarded))
+            found.push_back(at->path().string());
+    }
+    return found;
 }
 
 void removeFile(const std::string& file) {
@@ -118,12 +136,13 @@ template <typename Step> std::string noteOf(const Step& step, const std::string&
 
 // A mark that stays makes the next operation do all this again.
 std::string finishExchange(const GenerationPaths& paths) {
+    makeDirectory(paths.base);
     shiftPrevious(paths, paths.next);
     const std::string note = writeHistory(paths, entryFrom(paths.mark));
     syncDirectory(paths.base);
-    removeTree(paths.discarded);
     return noteOf(
         [&paths] {
+            discard(paths, paths.superseded);
             removeFile(paths.mark);
             syncDirectory(paths.custom);
         },
@@ -136,10 +155,13 @@ std::string finishInPlace(const GenerationPaths& paths) {
     const HistoryEntry entry = entryFrom(paths.journal);
     syncDirectory(paths.base);
     removeFile(paths.journal);
-    std::string end = noteOf([&paths] { syncDirectory(paths.base); }, writeHistory(paths, entry));
-    removeTree(paths.next);
-    removeTree(paths.discarded);
-    return end;
+    return noteOf(
+        [&paths] {
+            syncDirectory(paths.base);
+            discard(paths, paths.next);
+            discard(paths, paths.superseded);
+        },
+        writeHistory(paths, entry));
 }
 
 void bringCustomTo(const GenerationPaths& paths, const std::string& generation) {
@@ -148,7 +170,7 @@ void bringCustomTo(const GenerationPaths& paths, const std::string& generation) 
 }
 
 void save(const GenerationPaths& paths) {
-    removeTree(paths.saved);
+    discard(paths, paths.saved);
     if (exists(paths.custom))
         linkTree(paths.custom, paths.saved);
     else
@@ -184,15 +206,20 @@ Leftovers settle(const GenerationPaths& paths) {
         finishExchange(paths);
         return Leftovers::FINISHED;
     }
-    std::vector<std::string> left = leftoversIn(paths.base, WORK_PREFIX);
-    for (const std::string& directory : {paths.next, paths.saved, paths.discarded}) {
-        if (exists(directory))
-            left.push_back(directory);
-    }
     bool removed = false;
-    for (const std::string& directory : left)
-        removed = removeTree(directory) == 0 || removed;
+    for (const std::string& entry : {paths.next, paths.saved})
+        removed = discard(paths, entry) || removed;
+    for (const std::string& entry : leftoversIn(paths.base, WORK_PREFIX))
+        removed = removeTree(entry) == 0 || removed;
+    discard(paths, paths.superseded);
+    // What kept them from being removed may be gone now.
+    for (const std::string& entry : discardedIn(paths))
+        removeTree(entry);
     return removed ? Leftovers::DISCARDED : Leftovers::NONE;
+}
+
+bool isEmpty(const GenerationPaths& paths) {
+    return !exists(paths.custom) || hasNothingToCopy(paths.custom);
 }
 
 // Without a saved state it has become the previous generation already. Each step can be interrupted and done again.
@@ -200,8 +227,8 @@ void recoverBack(const GenerationPaths& paths) {
     if (!exists(paths.saved))
         move(paths.previous, paths.saved);
     bringCustomTo(paths, paths.saved);
-    if (!exists(paths.previous) && exists(paths.discarded))
-        move(paths.discarded, paths.previous);
+    if (!exists(paths.previous) && exists(paths.superseded))
+        move(paths.superseded, paths.previous);
     syncDirectory(paths.base);
     removeFile(paths.journal);
     settle(paths);
@@ -213,18 +240,23 @@ std::string recoverForward(const GenerationPaths& paths) {
     return finishInPlace(paths);
 }
 
-NextGeneration::NextGeneration(const std::string& source)
+NextGeneration::NextGeneration(Start start) : NextGeneration(GenerationPaths::ofDevice().custom, start) {}
+
+NextGeneration::NextGeneration(const std::string& source) : NextGeneration(source, Start::COPY) {}
+
+NextGeneration::NextGeneration(const std::string& source, Start start)
     : places(GenerationPaths::ofDevice()), configured(Env::inst().conf().getDfnCustomDir()) {
     if (settle(places) == Leftovers::INTERRUPTED)
         throw std::runtime_error(filled("an operation was interrupted; run: scada-sensors recover"));
     makeDirectory(places.base);
     work = std::make_unique<PrivateDirectory>(places.base, WORK_PREFIX);
     tree = work->path() + "/custom";
-    const std::string copied = source.empty() ? places.custom : source;
-    if (exists(copied))
-        linkTree(copied, tree);
-    else
+    if (!exists(source))
         makeCustom(places, tree);
+    else if (start == Start::EMPTY)
+        makeEmptyLike(source, tree);
+    else
+        linkTree(source, tree);
     Env::inst().conf().setDfnCustomDir(tree);
 }
 

@@ -31,12 +31,21 @@ void recoverBack(const GenerationPaths& paths);
 /// Completes the interrupted operation. Returns why the history could not be written, or nothing.
 std::string recoverForward(const GenerationPaths& paths);
 
+/// Whether the custom storage has nothing that belongs to a generation.
+bool isEmpty(const GenerationPaths& paths);
+
 /// The generation that an operation makes. While it lives, Env names it as the custom storage, so that the library
 /// works on it. Unless it is put in place, it is removed at the end of this object's life.
 class NextGeneration {
 public:
-    /// Makes a copy of the custom storage, or of another generation.
-    explicit NextGeneration(const std::string& source = "");
+    /// What it has at first.
+    enum class Start {
+        COPY, ///< all that the custom storage has
+        EMPTY ///< nothing
+    };
+    explicit NextGeneration(Start start = Start::COPY);
+    /// Makes a copy of another generation.
+    explicit NextGeneration(const std::string& source);
     ~NextGeneration();
     NextGeneration(const NextGeneration&) = delete;
     NextGeneration& operator=(const NextGeneration&) = delete;
@@ -50,6 +59,7 @@ public:
     std::string putInPlace(const HistoryEntry& entry, const std::function<void()>& begin);
 
 private:
+    NextGeneration(const std::string& source, Start start);
     void restoreEnv() const;
 
     GenerationPaths places;

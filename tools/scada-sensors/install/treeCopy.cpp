@@ -21,6 +21,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <system_error>
@@ -65,14 +66,19 @@ std::set<std::string> namesIn(const std::string& directory) {
 
 // --- attributes
 
-std::vector<char> attributeOf(const std::string& path, const std::string& name) {
+using AttributeValue = std::optional<std::vector<char>>;
+
+// Returns nothing where there is no such attribute.
+AttributeValue attributeOf(const std::string& path, const std::string& name) {
     std::vector<char> value;
     ssize_t size = lgetxattr(path.c_str(), name.c_str(), nullptr, 0);
     if (size > 0) {
         value.resize(static_cast<std::size_t>(size));
         size = lgetxattr(path.c_str(), name.c_str(), value.data(), value.size());
     }
-    value.resize(static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+    if (size < 0)
+        return std::nullopt;
+    value.resize(static_cast<std::size_t>(size));
     return value;
 }
 
@@ -93,19 +99,21 @@ std::string attributeNames(const std::string& path) {
         filled("cannot give the copy of [%s] its owner, mode or attributes: %s", {path, reasonOf(error)}));
 }
 
-// A label that the system has given already need not be set, which may take a privilege.
 void keepExtended(const std::string& source, const std::string& target) {
     const std::string names = attributeNames(source);
     for (std::size_t at = 0; at < names.size(); at = names.find('\0', at) + 1) {
         const std::string name = names.c_str() + at;
-        const std::vector<char> value = attributeOf(source, name);
-        if (lsetxattr(target.c_str(), name.c_str(), value.data(), value.size(), 0) != 0 &&
-            attributeOf(target, name) != value)
+        const AttributeValue wanted = attributeOf(source, name);
+        if (attributeOf(target, name) == wanted)
+            continue;
+        const std::vector<char> value = wanted.value_or(std::vector<char>());
+        if (lsetxattr(target.c_str(), name.c_str(), value.data(), value.size(), 0) != 0)
             failToKeep(source, errno);
     }
 }
 
-// A change of the owner takes bits off the mode, so that the mode comes last.
+// What is right already is not set again: a file of another user, or one that is protected, lets nobody do that. A
+// change of the owner takes bits off the mode, so that the mode comes last.
 void keepAttributes(const std::string& source, const std::string& target) {
     const struct stat wanted = statusOf(source);
     const struct stat made = statusOf(target);
@@ -113,7 +121,8 @@ void keepAttributes(const std::string& source, const std::string& target) {
     if (!sameOwner && lchown(target.c_str(), wanted.st_uid, wanted.st_gid) != 0)
         failToKeep(source, errno);
     keepExtended(source, target);
-    if (!S_ISLNK(wanted.st_mode) && chmod(target.c_str(), wanted.st_mode & ALL_BITS) != 0)
+    const bool sameMode = statusOf(target).st_mode == wanted.st_mode;
+    if (!sameMode && !S_ISLNK(wanted.st_mode) && chmod(target.c_str(), wanted.st_mode & ALL_BITS) != 0)
         failToKeep(source, errno);
 }
 
@@ -199,7 +208,7 @@ void giveName(const std::string& temporary, const std::string& file) {
 void replaceFile(const std::string& source, const std::string& target) {
     const std::string temporary = temporaryFor(target);
     unlink(temporary.c_str());
-    copyFile(source, temporary);
+    linkFile(source, temporary);
     giveName(temporary, target);
 }
 
@@ -253,6 +262,10 @@ bool hasNoOwners(const std::string& path) {
     return type == MSDOS_SUPER_MAGIC || type == EXFAT_SUPER_MAGIC || type == FUSE_SUPER_MAGIC;
 }
 
+bool hasNothingToCopy(const std::string& directory) {
+    return namesIn(directory).empty();
+}
+
 void linkTree(const std::string& source, const std::string& target) {
     if (mkdir(target.c_str(), S_IRWXU) != 0)
         failToWrite(target, errno);
@@ -264,6 +277,12 @@ void linkTree(const std::string& source, const std::string& target) {
         else
             linkFile(from, to);
     }
+    keepWhatCanBeKept(source, target);
+}
+
+void makeEmptyLike(const std::string& source, const std::string& target) {
+    if (mkdir(target.c_str(), S_IRWXU) != 0)
+        failToWrite(target, errno);
     keepWhatCanBeKept(source, target);
 }
 

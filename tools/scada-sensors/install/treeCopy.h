@@ -12,9 +12,15 @@ namespace Kelvra::SCADA::Tool {
 /// Whether a file system, such as FAT, has one owner and one mode for all its files.
 bool hasNoOwners(const std::string& path);
 
+/// Whether a copy of the directory would have nothing in it.
+bool hasNothingToCopy(const std::string& directory);
+
 /// Makes `target` a copy of the directory `source` whose files are the same files under a second name. Files that
 /// cannot have one are copied.
 void linkTree(const std::string& source, const std::string& target);
+
+/// Makes an empty directory `target` with the owner, mode and attributes of the directory `source`.
+void makeEmptyLike(const std::string& source, const std::string& target);
 
 /// Brings the directory `target` to the state of `source`. Each file that differs is replaced in one step, so that a
 /// reader finds the old or the new one, whole.
