@@ -141,7 +141,7 @@ INSTANTIATE_TEST_SUITE_P(
 // All differs: each value has gone.
 TEST_P(HostileSource, takesLittleMemoryToCompare) {
     GetParam().plant(temp / "source");
-    definitions(R"({"decoder": "th1.js", "properties": {)", "", "}}")(temp / "custom");
+    definitions(R"({"decoder": "th1.js", "properties": {)", " ", "}}", 1)(temp / "custom");
     for (const char* form : {"--json", "--quiet"}) {
         const long kilobytes = kilobytesOf({form, "--custom-dir", temp / "custom", "--default-dir", temp / "default",
                                             "--staging-dir", temp / "staging", "diff", temp / "source"});
