@@ -107,13 +107,12 @@ bool removeFile(const std::string& file) {
 }
 
 // Removes in the next generation. What the library does not remove is removed without it: a definition that the JSON
-// reader gives up on, or what remains where a program that the library runs has failed.
+// reader gives up on, or what remains where a program that the library runs, or its memory, has failed.
 bool removeOne(const std::string& name, std::string* error) {
     const std::string& dir = Env::inst().conf().getDfnCustomDir();
     const std::string decoder = ownDecoder(dir, name);
     try {
-        if (DefinitionsDeployment().deleteOne(name, error))
-            return true;
+        DefinitionsDeployment().deleteOne(name, error);
     } catch (const Json::Exception& e) {
         *error = e.what();
     }
