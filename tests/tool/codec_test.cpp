@@ -370,6 +370,19 @@ TEST_P(LongPath, isRefusedInAResult) {
 
 INSTANTIATE_TEST_SUITE_P(Tool, LongPath, ::testing::Values(255, 256));
 
+TEST_F(DecoderTest, leavesExamplesOutBehindTooManyFindings) {
+    addDecoder("a",
+               "function decodeUplink(i) { var d = {}; for (var k = 0; k < 600; ++k) d['n' + i.fPort + '_' + k] = 1;\n"
+               "return {data: d}; }",
+               "{}",
+               R"([{"input": {"fPort": 1, "bytes": ""}, "output": {"errors": "e"}},
+                   {"input": {"fPort": 2, "bytes": ""}, "output": {"errors": "e"}},
+                   {"input": {"fPort": 3, "bytes": ""}, "output": {"errors": "e"}}])");
+    const std::string found = runWith({"check"}).out;
+    EXPECT_NE(found.find("\"n2_599\""), std::string::npos);
+    EXPECT_EQ(found.find("\"n3_0\""), std::string::npos);
+}
+
 TEST_F(DecoderTest, setsTheClockToTheTimeOfAnExample) {
     addDecoder("a", "function decodeUplink(i) { return {data: {t: Date.now(), u: i.recvTime.getTime()}}; }",
                R"({"t": {}, "u": {}})",
