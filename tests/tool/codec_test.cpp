@@ -344,6 +344,45 @@ INSTANTIATE_TEST_SUITE_P(
                    "Warnings and errors must be lists of texts."}),
     rowName);
 
+// One long name counts for each element of a list below it.
+class LongPath : public DecoderTest, public ::testing::WithParamInterface<int> {
+protected:
+    const std::string name = std::string(static_cast<std::size_t>(GetParam() - 2), 'n');
+    const std::string data = R"({")" + name + R"(": [1, 2]})";
+    const std::string example = R"([{"input": {"fPort": 1, "bytes": ""}, "output": {"data": )" + data + "}}]";
+    const std::string property = "{\"" + name + "\": {}}";
+};
+
+TEST_P(LongPath, isRefusedInAnExample) {
+    addDecoder("a", SOUND_DECODER, property, example);
+    EXPECT_EQ(runWith({"check"}).out.find("The path of a value must not have more than 255 bytes.") ==
+                  std::string::npos,
+              GetParam() <= 255);
+}
+
+TEST_P(LongPath, isRefusedInAResult) {
+    addDecoder("a", "function decodeUplink(i) { return {data: " + data + "}; }", property,
+               R"([{"input": {"fPort": 1, "bytes": ""}, "output": {"errors": ["e"]}}])");
+    EXPECT_EQ(runWith({"check"}).out.find("It returned a value with a path of more than 255 bytes.") ==
+                  std::string::npos,
+              GetParam() <= 255);
+}
+
+INSTANTIATE_TEST_SUITE_P(Tool, LongPath, ::testing::Values(255, 256));
+
+TEST_F(DecoderTest, leavesExamplesOutBehindTooManyFindings) {
+    addDecoder("a",
+               "function decodeUplink(i) { var d = {}; for (var k = 0; k < 600; ++k) d['n' + i.fPort + '_' + k] = 1;\n"
+               "return {data: d}; }",
+               "{}",
+               R"([{"input": {"fPort": 1, "bytes": ""}, "output": {"errors": "e"}},
+                   {"input": {"fPort": 2, "bytes": ""}, "output": {"errors": "e"}},
+                   {"input": {"fPort": 3, "bytes": ""}, "output": {"errors": "e"}}])");
+    const std::string found = runWith({"check"}).out;
+    EXPECT_NE(found.find("\"n2_599\""), std::string::npos);
+    EXPECT_EQ(found.find("\"n3_0\""), std::string::npos);
+}
+
 TEST_F(DecoderTest, setsTheClockToTheTimeOfAnExample) {
     addDecoder("a", "function decodeUplink(i) { return {data: {t: Date.now(), u: i.recvTime.getTime()}}; }",
                R"({"t": {}, "u": {}})",

@@ -26,9 +26,24 @@ std::string wordFor(const CallResult& result, const std::string& path, const Jso
     return kind.empty() ? readableJson(value, "") : kind;
 }
 
+// `length` is the one of the path to the value, with the dot behind it.
+bool hasLongPathBelow(std::size_t length, const Json::Value& value) {
+    for (auto one = value.begin(); one != value.end(); ++one) {
+        const std::size_t longer = length + (value.isArray() ? std::to_string(one.index()) : one.name()).size();
+        if (longer > LONGEST_PATH || hasLongPathBelow(longer + 1, *one))
+            return true;
+    }
+    return false;
+}
+
 void takeData(const CallResult& result, const std::string& path, const Json::Value& data, DecodedUplink* uplink) {
     if (!data.isObject()) {
         uplink->fault = filled("It returned %s in place of an object with the values.", {wordFor(result, path, data)});
+        return;
+    }
+    if (hasLongPath(data)) {
+        uplink->fault =
+            filled("It returned a value with a path of more than %s bytes.", {std::to_string(LONGEST_PATH)});
         return;
     }
     uplink->hasData = true;
@@ -89,6 +104,10 @@ void walkBelow(const std::string& path, const Json::Value& value, Walk* walk) {
 }
 
 } // namespace
+
+bool hasLongPath(const Json::Value& data) {
+    return hasLongPathBelow(0, data);
+}
 
 std::vector<std::string> readMessages(const Json::Value& messages) {
     std::vector<std::string> texts;

@@ -4,10 +4,18 @@
 
 #include <json/value.h>
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
 namespace Kelvra::SCADA::Tool {
+
+/// The path of a value has at most so many bytes. A name that counts for each element of a long list would take more
+/// memory than the result by a factor of its length.
+constexpr std::size_t LONGEST_PATH = 255;
+
+/// Returns whether a value of the data has a path that is longer.
+bool hasLongPath(const Json::Value& data);
 
 /// What a decoder made of an uplink, in one form for all entry points.
 struct DecodedUplink {

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <set>
 
 namespace Kelvra::SCADA::Tool {
 
@@ -32,14 +33,13 @@ std::map<std::string, const Json::Value*> leavesOf(const Json::Value& data) {
 
 void compareData(const DecodedUplink& expected, const DecodedUplink& found, std::vector<std::string>* texts) {
     std::map<std::string, const Json::Value*> others = leavesOf(found.data);
-    for (const SpecialValue& special : found.special)
+    std::set<std::string> specials;
+    for (const SpecialValue& special : found.special) {
         others.erase(special.path);
-    const auto isSpecial = [&found](const std::string& path) {
-        return std::any_of(found.special.begin(), found.special.end(),
-                           [&path](const SpecialValue& special) { return special.path == path; });
-    };
+        specials.insert(special.path);
+    }
     for (const auto& [path, value] : leavesOf(expected.data)) {
-        if (isSpecial(path))
+        if (specials.count(path) != 0)
             continue;
         const std::string wanted = shownValue(*value);
         const auto other = others.find(path);
