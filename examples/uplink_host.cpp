@@ -1,110 +1,120 @@
-// A host program of one page: stores the values of a sensor's uplink where the SCADA service reads them, and then
-// watches that key, which others may change too.
+// A host program of one page: takes the bytes of a sensor's uplink, has a runner program of its own choice run the
+// decoder, stores the values where the SCADA service reads them, and reads them back with the units of the definition.
 
+#include <json/json.h>
 #include <scada/Database.h>
-#include <scada/DatabaseSubscriber.h>
 #include <scada/Env.h>
 #include <scada/SensorMap.h>
 
-#include <hiredis/hiredis.h>
-
-#include <algorithm>
-#include <cstdlib>
-#include <exception>
+#include <array>
+#include <charconv>
+#include <fstream>
 #include <iostream>
-#include <string>
-#include <utility>
-#include <vector>
+#include <sstream>
+#include <stdexcept>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
-using Kelvra::SCADA::Conf;
-using Kelvra::SCADA::Database;
-using Kelvra::SCADA::DatabaseSubscriber;
-
-enum ExitCode { EXIT_DONE = 0, EXIT_FAILED = 1, EXIT_BAD_USAGE = 2 };
-
-constexpr unsigned int LIFETIME_S = 3600;
-
+using namespace Kelvra::SCADA;
 using Fields = std::vector<std::pair<std::string, std::string>>;
 
-// Splits PROPERTY=VALUE and takes only properties that the sensor's definition describes.
-bool readFields(const std::string& src, const std::string& id, char** first, char** last, Fields* fields) {
-    Kelvra::SCADA::SensorMap map;
-    if (!map.Load())
-        return false;
-    for (; first != last; ++first) {
-        const std::string given = *first;
-        const std::string property = given.substr(0, given.find('='));
-        std::string error;
-        if (map.getMeasurement(src, id, property, &error).isNull()) {
-            std::cerr << error << '\n';
-            return false;
-        }
-        fields->emplace_back(property, given.substr(std::min(property.size() + 1, given.size())));
+// One line of JSON with the decoder and one call, as docs/codec-runner.md describes it.
+std::string requestFor(const std::string& decoderPath, const Json::Value& call) {
+    std::ostringstream decoder;
+    decoder << std::ifstream(decoderPath).rdbuf();
+    Json::Value request;
+    request["version"] = 1;
+    request["decoder"] = decoder.str();
+    request["calls"].append(call);
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    return Json::writeString(builder, request) + "\n";
+}
+
+// The decoder is a stranger's program: it gets no environment, no descriptor of ours but this socket, and two seconds.
+std::string answerOf(const std::string& runner, const std::string& request) {
+    std::array<int, 2> ends = {-1, -1};
+    const pid_t child = socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) == 0 ? fork() : -1;
+    if (child == 0) {
+        dup2(ends[1], STDIN_FILENO);
+        dup2(ends[1], STDOUT_FILENO);
+        alarm(2);
+        execl("/usr/bin/env", "env", "-i", runner.c_str(), nullptr);
+        _exit(127);
     }
-    return true;
+    close(ends[1]);
+    send(ends[0], request.data(), request.size(), MSG_NOSIGNAL);
+    shutdown(ends[0], SHUT_WR);
+    std::string answer;
+    std::array<char, 4096> piece = {};
+    for (ssize_t size = 0; (size = recv(ends[0], piece.data(), piece.size(), 0)) > 0;)
+        answer.append(piece.data(), static_cast<std::size_t>(size));
+    close(ends[0]);
+    waitpid(child, nullptr, 0);
+    return answer.empty() ? throw std::runtime_error(runner + " gave no answer") : answer;
 }
 
-bool store(const std::string& key, const Fields& fields) {
-    // Env holds what the host was configured with; database objects have to be told.
-    const Conf& conf = Kelvra::SCADA::Env::inst().conf();
-    Database database;
-    database.setup(conf.getDfnDatabaseSocket(), conf.getDfnDatabaseNumber(), LIFETIME_S);
-    const bool stored =
-        database.hmset(key, fields) == Database::RESULT_OK && database.expire(key) == Database::RESULT_OK;
-    std::cout << (stored ? "stored " : "cannot store ") << key << std::endl;
-    return stored;
+// The values of the properties that the definition describes: shortest numbers, truth values as 1 and 0.
+Fields fieldsOf(const Json::Value& data, SensorMap& map, const std::string& src, const std::string& id) {
+    Fields fields;
+    for (const std::string& name : data.getMemberNames()) {
+        std::array<char, 32> number = {};
+        if (data[name].isNumeric() || data[name].isBool())
+            std::to_chars(number.data(), number.data() + number.size(), data[name].asDouble());
+        if ((number[0] != 0 || data[name].isString()) && !map.getMeasurement(src, id, name, nullptr).isNull())
+            fields.emplace_back(name, number[0] != 0 ? number.data() : data[name].asString());
+    }
+    return fields;
 }
 
-struct Watch {
-    DatabaseSubscriber subscriber;
-    std::string key;
-    long left;
-};
-
-// The channel of a message is "__keyspace@N__:" and the key. The message is the loop's: nothing of it is kept.
-void onChange(redisReply* message, void* user) {
-    Watch& watch = *static_cast<Watch*>(user);
-    if (message->type != REDIS_REPLY_ARRAY || message->elements != 4)
-        return;
-    const std::string channel = message->element[2]->str;
-    if (channel.substr(channel.find(':') + 1) != watch.key)
-        return;
-    std::cout << watch.key << ": " << message->element[3]->str << std::endl;
-    if (--watch.left == 0)
-        watch.subscriber.stop();
+// The first entry point of the runner's page returns the data as a member; the older ones return the data themselves.
+Json::Value dataOf(const std::string& line) {
+    Json::Value answer;
+    std::istringstream(line) >> answer;
+    const Json::Value& value = answer["results"][0]["value"];
+    if (!value.isObject() || !value.get("errors", Json::arrayValue).empty())
+        throw std::runtime_error("not decoded: " + line);
+    return answer["entryPoint"] == "decodeUplink" ? value["data"] : value;
 }
 
-void watchKey(const std::string& key, long changes) {
-    const Conf& conf = Kelvra::SCADA::Env::inst().conf();
-    Watch watch{{}, key, changes};
-    watch.subscriber.setup(conf.getDfnDatabaseSocket(), conf.getDfnDatabaseNumber());
-    watch.subscriber.loop(onChange, &watch);
+void serve(const std::string& runner, const std::string& src, const std::string& id, const Json::Value& call) {
+    SensorMap map;
+    std::string path, text;
+    if (!map.Load() || !map.getDecoderPath(src, id, &path))
+        throw std::runtime_error("no decoder for " + src + "@" + id);
+    const Fields fields = fieldsOf(dataOf(answerOf(runner, requestFor(path, call))), map, src, id);
+    Database database; // has to be told what Env has
+    database.setup(Env::inst().conf().getDfnDatabaseSocket(), Env::inst().conf().getDfnDatabaseNumber(), 3600);
+    const std::string key = src + "@" + id;
+    if (database.hmset(key, fields) != Database::RESULT_OK || database.expire(key) != Database::RESULT_OK)
+        throw std::runtime_error("cannot store " + key);
+    for (const auto& [name, value] : fields) {
+        const std::string unit = map.getMeasurement(src, id, name, nullptr)["unit"].asString();
+        if (database.hget(key, name, &text) != Database::RESULT_OK)
+            throw std::runtime_error("cannot read " + key);
+        std::cout << name << ": " << text << ' ' << unit << '\n';
+    }
 }
-
 } // namespace
 
-int main(int argc, char* argv[]) {
-    const long changes = argc < 9 ? 0 : std::strtol(argv[7], nullptr, 10);
-    if (changes < 1) {
-        std::cerr << "usage: uplink-host SOCKET DEFAULT_DIR CUSTOM_DIR MAP_FILE SRC ID CHANGES PROPERTY=VALUE...\n";
-        return EXIT_BAD_USAGE;
-    }
-    try {
-        Conf& conf = Kelvra::SCADA::Env::inst().conf();
-        conf.setDfnDatabaseSocket(argv[1]);
-        conf.setDfnDefaultDir(argv[2]);
-        conf.setDfnCustomDir(argv[3]);
-        conf.setSensorMapFile(argv[4]);
-        const std::string key = std::string(argv[5]) + "@" + argv[6];
-        Fields fields;
-        if (!readFields(argv[5], argv[6], argv + 8, argv + argc, &fields) || !store(key, fields))
-            return EXIT_FAILED;
-        watchKey(key, changes);
-        return EXIT_DONE;
-    } catch (const std::exception& exception) {
-        std::cerr << exception.what() << '\n';
-        return EXIT_FAILED;
-    }
+int main(int argc, char* argv[]) try {
+    if (argc < 10)
+        throw std::runtime_error(
+            "usage: uplink-host SOCKET DEFAULT_DIR CUSTOM_DIR MAP_FILE RUNNER SRC ID PORT BYTE...");
+    Conf& conf = Env::inst().conf();
+    conf.setDfnDatabaseSocket(argv[1]);
+    conf.setDfnDefaultDir(argv[2]);
+    conf.setDfnCustomDir(argv[3]);
+    conf.setSensorMapFile(argv[4]);
+    Json::Value call;
+    call["fPort"] = std::stoi(argv[8]);
+    for (int i = 9; i < argc; ++i)
+        call["bytes"].append(std::stoi(argv[i], nullptr, 16));
+    serve(argv[5], argv[6], argv[7], call);
+} catch (const std::exception& exception) {
+    std::cerr << exception.what() << '\n';
+    return argc < 10 ? 2 : 1;
 }

@@ -100,7 +100,9 @@ def make_checkout(root, source, tool, example, runner):
     programs = f"{root}/checkout/build/demo"
     write_program(f"{programs}/tools/scada-sensors/scada-sensors",
                   f'#!/bin/sh\nexec {tool} --codec-runner {root}/bin/codec-runner "$@"\n')
-    write_program(f"{programs}/examples/resolve-sensor", f'#!/bin/sh\nexec {example} "$@"\n')
+    directory = example[:example.rindex("/")]
+    for host in "resolve-sensor", "uplink-host":
+        write_program(f"{programs}/examples/{host}", f'#!/bin/sh\nexec {directory}/{host} "$@"\n')
     # An emulator has no filter of system calls, which the runner says.
     write_program(f"{programs}/runners/duktape/codec-runner-duktape",
                   f"#!/bin/sh\n{runner} \"$@\" | sed 's/\"filter\":false,//'\n")
