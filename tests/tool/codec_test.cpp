@@ -270,6 +270,22 @@ TEST_F(DecoderTest, findsAValueOfAnotherTypeBesideTheDifference) {
                            "1 fault in 1 definition and 0 list elements\n"));
 }
 
+TEST_F(DecoderTest, endsWhereTooManyCallsTakeTooLong) {
+    std::string examples = "[";
+    for (int number = 0; number < 25; ++number)
+        examples += std::string(number == 0 ? "" : ",") + R"({"input": {"fPort": 2, "bytes": ""}, "throws": true})";
+    addDecoder("a", "function decodeUplink(i) { while (true); }", "{}", examples + "]");
+    const std::string out = runWith({"--codec-time", "0.02", "check"}).out;
+    const auto countOf = [&out](const std::string& text) {
+        int count = 0;
+        for (std::size_t at = out.find(text); at != std::string::npos; at = out.find(text, at + 1))
+            ++count;
+        return count;
+    };
+    EXPECT_EQ(countOf("It takes more than 0.02 s of CPU time."), 20);
+    EXPECT_EQ(countOf("It was not run: too many calls before it took too much time."), 5);
+}
+
 TEST_F(DecoderTest, countsANeedForNewerJavaScriptAsNoFault) {
     addDecoder("a", "var x = 1;\nvar decodeUplink = (input) => ({data: {}});\n", "{}");
     const ToolRun result = runWith({"check"});

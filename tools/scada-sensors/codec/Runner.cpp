@@ -68,6 +68,18 @@ ProcessFailure askFor(RunnerProcess& process, const std::string& line, double se
     return failure;
 }
 
+// Returns whether one more call may go over its time.
+bool admitsCall() {
+    return codecSettings().overruns != 0;
+}
+
+template <typename Result> Result notMade() {
+    Result result;
+    result.kind = Result::Kind::LIMIT;
+    result.text = filled("It was not run: too many calls before it took too much time.");
+    return result;
+}
+
 // The limit that a failure is about; empty when the runner itself has failed.
 std::string limitOf(const ProcessFailure& failure) {
     if (failure.kind == ProcessFailure::Kind::TIME)
@@ -81,6 +93,9 @@ std::string faultText(const std::string& what) {
 
 // Whether a decoder went over a limit, or the runner failed.
 template <typename Result> Result failed(const ProcessFailure& failure) {
+    unsigned int& overruns = codecSettings().overruns;
+    if (failure.kind == ProcessFailure::Kind::TIME && overruns != 0)
+        --overruns;
     Result result;
     result.text = limitOf(failure);
     result.kind = result.text.empty() ? Result::Kind::FAULT : Result::Kind::LIMIT;
@@ -112,6 +127,8 @@ LoadResult Runner::start() {
         result.text = filled("There is no program [%s] to run decoders.", {codecSettings().runner});
         return result;
     }
+    if (!admitsCall())
+        return notMade<LoadResult>();
     // It starts in another directory.
     process.emplace(std::filesystem::absolute(codecSettings().runner).string());
     Json::Value answer;
@@ -126,6 +143,8 @@ LoadResult Runner::start() {
 }
 
 CallResult Runner::call(const UplinkCall& uplink) {
+    if (!admitsCall())
+        return notMade<CallResult>();
     if (process)
         return ask(uplink);
     const LoadResult again = start();

@@ -22,6 +22,8 @@
 
 #include <unistd.h>
 
+#include <climits>
+
 #include <memory>
 #include <optional>
 #include <string>
@@ -230,6 +232,8 @@ ExitCode decodeForSensor(const Request& request, Task& task, const Answer& answe
 ExitCode decode(const Request& request, const Answer& answer) {
     Task task;
     task.uplink.fPort = request.port;
+    // The caller decides how many uplinks there are.
+    codecSettings().overruns = UINT_MAX;
     if (!request.time.empty())
         task.uplink.recvTime = millisecondsFromTime(request.time);
     if (!request.time.empty() && !task.uplink.recvTime)
