@@ -16,7 +16,7 @@ using namespace Kelvra::SCADA::Test;
 constexpr int KILLED = 128 + SIGKILL;
 
 // What decides over the state of a storage is never left out: the renames, and the removal of what marks an operation;
-// little is left out of what follows.
+// little is left out of what follows, and no removal.
 bool isTried(const Step& step, std::size_t steps, long* followed) {
     constexpr long FOLLOWING = 16;
     const long stride = chosen({1, 12, 40});
@@ -25,8 +25,10 @@ bool isTried(const Step& step, std::size_t steps, long* followed) {
         step.path.find(".new-generation") != std::string::npos || step.path.find("/interrupted") != std::string::npos;
     if (marks)
         *followed = step.number + FOLLOWING;
-    return step.number % stride == 0 || (step.number <= *followed && step.number % strideNear == 0) ||
-           step.function.find("rename") == 0 || marks || step.number == static_cast<long>(steps);
+    const bool near = step.number <= *followed;
+    return step.number % stride == 0 || (near && step.number % strideNear == 0) ||
+           (near && step.function.find("unlink") == 0) || step.function.find("rename") == 0 || marks ||
+           step.number == static_cast<long>(steps);
 }
 
 class KilledAtAStep : public FaultTest, public ::testing::WithParamInterface<Case> {};

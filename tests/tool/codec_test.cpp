@@ -282,8 +282,38 @@ TEST_F(DecoderTest, endsWhereTooManyCallsTakeTooLong) {
             ++count;
         return count;
     };
-    EXPECT_EQ(countOf("It takes more than 0.02 s of CPU time."), 20);
-    EXPECT_EQ(countOf("It was not run: too many calls before it took too much time."), 5);
+    EXPECT_EQ(countOf("It takes more than 0.02 s of CPU time."), 5);
+    EXPECT_EQ(countOf("It was not run: too many calls before it took too much time."), 20);
+}
+
+TEST_F(DecoderTest, accusesNoCallBehindOneThatTookTooMuchMemory) {
+    addDecoder("a",
+               "var kept = [];\nfunction decodeUplink(i) {\n  while (i.fPort == 2) kept.push('x' + kept.length);\n"
+               "  return {data: {}};\n}",
+               "{}",
+               R"([{"input": {"fPort": 2, "bytes": ""}, "output": {"data": {}}},
+                   {"input": {"fPort": 1, "bytes": ""}, "output": {"data": {}}}])");
+    const ToolRun result = runWith({"--codec-memory", "4M", "check"});
+    EXPECT_THAT(result.out, HasSubstr("In \"example 1\": It needs more memory than 4194304 bytes."));
+    EXPECT_THAT(result.out, HasSubstr("\n1 fault in 1 definition"));
+}
+
+TEST_F(DecoderTest, findsWhatIsNoValueInAListThatIsAProperty) {
+    addDecoder("a", "function decodeUplink(i) { return {data: {l: [NaN, 5]}}; }", R"({"l": {}})",
+               R"([{"input": {"fPort": 2, "bytes": ""}, "output": {"data": {"l": [7, 5]}}}])");
+    EXPECT_THAT(runWith({"check"}).out, HasSubstr("\"l\" is NaN, which is no value."));
+}
+
+TEST_F(DecoderTest, takesLittleMemoryForALongDescription) {
+    addDecoder(
+        "a",
+        "function decodeUplink(i) { var d = {}; for (var n = 0; n < 6000; ++n) d['x' + n] = n; return {data: d}; }",
+        "{}",
+        R"([{"description": ")" + std::string(900000, 'd') +
+            R"(", "input": {"fPort": 2, "bytes": ""}, "output": {"data": {}}}])");
+    const std::string out = runWith({"check"}).out;
+    EXPECT_LT(out.size(), 10U * 1000 * 1000);
+    EXPECT_THAT(out, HasSubstr("In \"" + std::string(120, 'd') + "\": "));
 }
 
 TEST_F(DecoderTest, countsANeedForNewerJavaScriptAsNoFault) {

@@ -83,14 +83,23 @@ bool isDeclared(const Json::Value& properties, const std::string& path) {
 
 void walkBelow(const std::string& path, const Json::Value& value, Walk* walk);
 
+// A list or an object that is declared as a whole is no value either when one of its parts is none.
+std::string specialAt(const Specials& specials, const std::string& path) {
+    const auto own = specials.find(path);
+    if (own != specials.end())
+        return own->second;
+    const std::string prefix = path + ".";
+    const auto below = specials.lower_bound(prefix);
+    return below != specials.end() && startsWith(below->first, prefix) ? below->second : "";
+}
+
 void walkTo(const std::string& path, const Json::Value& value, Walk* walk) {
     const bool parts = value.isObject() || value.isArray();
     if (parts && !isDeclared(walk->properties, path)) {
         walkBelow(path + ".", value, walk);
         return;
     }
-    const auto special = walk->specials.find(path);
-    walk->values.push_back({path, value, special == walk->specials.end() ? "" : special->second});
+    walk->values.push_back({path, value, specialAt(walk->specials, path)});
 }
 
 void walkBelow(const std::string& path, const Json::Value& value, Walk* walk) {
@@ -111,6 +120,8 @@ bool hasLongPath(const Json::Value& data) {
 
 std::vector<std::string> readMessages(const Json::Value& messages) {
     std::vector<std::string> texts;
+    if (messages.isString() && messages.asString().empty())
+        return texts;
     if (messages.isString())
         return {messages.asString()};
     if (!messages.isArray())

@@ -68,9 +68,13 @@ ProcessFailure askFor(RunnerProcess& process, const std::string& line, double se
     return failure;
 }
 
-// Returns whether one more call may go over its time.
-bool admitsCall() {
-    return codecSettings().overruns != 0;
+// A source may have thousands of definitions, and each of them a thousand examples.
+constexpr unsigned int MOST_OVERRUNS_OF_A_DECODER = 5;
+constexpr unsigned int MOST_OVERRUNS = 100;
+
+unsigned int& overrunsOfAll() {
+    static unsigned int overruns = 0;
+    return overruns;
 }
 
 template <typename Result> Result notMade() {
@@ -93,9 +97,6 @@ std::string faultText(const std::string& what) {
 
 // Whether a decoder went over a limit, or the runner failed.
 template <typename Result> Result failed(const ProcessFailure& failure) {
-    unsigned int& overruns = codecSettings().overruns;
-    if (failure.kind == ProcessFailure::Kind::TIME && overruns != 0)
-        --overruns;
     Result result;
     result.text = limitOf(failure);
     result.kind = result.text.empty() ? Result::Kind::FAULT : Result::Kind::LIMIT;
@@ -113,6 +114,18 @@ bool isRunnerThere() {
 }
 
 Runner::Runner(std::string itsScript, std::string itsFile) : script(std::move(itsScript)), file(std::move(itsFile)) {}
+
+bool Runner::admitsCall() const {
+    const bool many = overruns >= MOST_OVERRUNS_OF_A_DECODER || overrunsOfAll() >= MOST_OVERRUNS;
+    return !many || !codecSettings().hasOverrunLimits;
+}
+
+void Runner::count(const ProcessFailure& failure) {
+    if (failure.kind != ProcessFailure::Kind::TIME)
+        return;
+    ++overruns;
+    ++overrunsOfAll();
+}
 
 const LoadResult& Runner::load() {
     if (!loaded)
@@ -139,6 +152,7 @@ LoadResult Runner::start() {
     if (failure.text.empty() && failure.kind == ProcessFailure::Kind::NONE)
         return result;
     process.reset();
+    count(failure);
     return failed<LoadResult>(failure);
 }
 
@@ -163,9 +177,14 @@ CallResult Runner::ask(const UplinkCall& uplink) {
     ProcessFailure failure = askFor(*process, lineOf(request), codecSettings().seconds, &answer);
     if (failure.kind == ProcessFailure::Kind::NONE)
         failure.text = readCalled(answer, &result);
-    if (failure.text.empty() && failure.kind == ProcessFailure::Kind::NONE)
+    if (failure.text.empty() && failure.kind == ProcessFailure::Kind::NONE) {
+        // What the decoder has kept in its variables would count for the calls behind this one.
+        if (result.kind == CallResult::Kind::LIMIT)
+            process.reset();
         return result;
+    }
     process.reset();
+    count(failure);
     return failed<CallResult>(failure);
 }
 

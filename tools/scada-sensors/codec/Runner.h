@@ -27,11 +27,14 @@ public:
 private:
     LoadResult start();
     CallResult ask(const UplinkCall& uplink);
+    bool admitsCall() const;
+    void count(const ProcessFailure& failure);
 
     std::string script;
     std::string file;
     std::optional<RunnerProcess> process;
     std::optional<LoadResult> loaded;
+    unsigned int overruns = 0; ///< calls that took too much time
 };
 
 } // namespace Kelvra::SCADA::Tool

@@ -103,6 +103,8 @@ std::string parseAnswer(const std::string& line, Json::Value* answer) {
     static const auto builder = [] {
         Json::CharReaderBuilder strict;
         Json::CharReaderBuilder::strictMode(&strict.settings_);
+        // Names that are no UTF-8 may become the same.
+        strict["rejectDupKeys"] = false;
         strict["stackLimit"] = codecSettings().depth + LEVELS_AROUND;
         return strict;
     }();

@@ -28,6 +28,13 @@ std::int64_t dayNumber(int year, int month, int day) {
     return days + day - 1;
 }
 
+bool isZone(const std::string& zone) {
+    constexpr int LAST_HOUR = 23;
+    constexpr int LAST_MINUTE = 59;
+    return zone.empty() || zone == "Z" ||
+           (std::stoi(zone.substr(1, 2)) <= LAST_HOUR && std::stoi(zone.substr(zone.size() - 2)) <= LAST_MINUTE);
+}
+
 // Returns the minutes by which a zone is ahead of UTC.
 int zoneMinutes(const std::string& zone) {
     if (zone.empty() || zone == "Z")
@@ -53,7 +60,7 @@ std::optional<std::int64_t> millisecondsFromTime(const std::string& text) {
     const int month = number(2);
     const int day = number(3);
     if (year < 1 || month < 1 || month > 12 || day < 1 || day > daysOf(month, year) || number(4) > 23 ||
-        number(5) > 59 || number(6) > 59)
+        number(5) > 59 || number(6) > 59 || !isZone(parts[8].str()))
         return std::nullopt;
     const std::int64_t seconds = dayNumber(year, month, day) * SECONDS_A_DAY + number(4) * 3600 +
                                  (number(5) - zoneMinutes(parts[8].str())) * 60 + number(6);

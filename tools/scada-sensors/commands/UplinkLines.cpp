@@ -5,13 +5,12 @@
 namespace Kelvra::SCADA::Tool {
 
 std::optional<std::string> UplinkLines::next() {
-    constexpr std::size_t LONGEST = 65536;
     std::string line;
     int c = std::getchar();
     if (c == EOF)
         return std::nullopt;
     for (; c != EOF && c != '\n'; c = std::getchar()) {
-        if (line.size() < LONGEST)
+        if (line.size() <= LONGEST)
             line += static_cast<char>(c);
     }
     if (!line.empty() && line.back() == '\r')

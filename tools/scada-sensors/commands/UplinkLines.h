@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -8,7 +9,11 @@ namespace Kelvra::SCADA::Tool {
 /// The lines of standard input.
 class UplinkLines {
 public:
-    /// Returns the next line without its end, nothing behind the last one. Of a very long line it is the begin.
+    /// Bytes of a line.
+    static constexpr std::size_t LONGEST = 65536;
+
+    /// Returns the next line without its end, nothing behind the last one. Of a line that is too long it is the begin,
+    /// one byte longer than the longest.
     std::optional<std::string> next();
     /// Returns how many lines have been read.
     std::size_t count() const { return lines; }

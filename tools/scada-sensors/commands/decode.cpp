@@ -22,8 +22,6 @@
 
 #include <unistd.h>
 
-#include <climits>
-
 #include <memory>
 #include <optional>
 #include <string>
@@ -135,7 +133,8 @@ public:
         bool written = true;
         bool good = true;
         while (const std::optional<std::string> line = lines.next()) {
-            const std::optional<Bytes> bytes = bytesFromHex(*line);
+            const bool isWhole = line->size() <= UplinkLines::LONGEST;
+            const std::optional<Bytes> bytes = isWhole ? bytesFromHex(*line) : std::nullopt;
             const std::string failure = bytes ? decode(*bytes, &written) : notBytes(&written);
             good = good && failure.empty();
             if (!written)
@@ -188,6 +187,11 @@ ExitCode decodeAll(Decoding& decoding, Task& task, const Request& request, const
         return decodeOne(decoding, task, store, answer);
     } catch (const NoDatabase& e) {
         // All is written. What exit() destroys may still be in use on the thread that waits for the server.
+        const bool isStream = task.bytes == std::vector<std::string>{FROM_STANDARD_INPUT};
+        if (answer.isJson() && isStream) {
+            (void)answer.failedItem(e.what(), Json::Value(Json::objectValue), "");
+            _exit(static_cast<int>(ExitCode::NO_DATABASE));
+        }
         _exit(static_cast<int>(answer.failed(ExitCode::NO_DATABASE, e.what())));
     }
 }
@@ -233,7 +237,7 @@ ExitCode decode(const Request& request, const Answer& answer) {
     Task task;
     task.uplink.fPort = request.port;
     // The caller decides how many uplinks there are.
-    codecSettings().overruns = UINT_MAX;
+    codecSettings().hasOverrunLimits = false;
     if (!request.time.empty())
         task.uplink.recvTime = millisecondsFromTime(request.time);
     if (!request.time.empty() && !task.uplink.recvTime)

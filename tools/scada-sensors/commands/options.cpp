@@ -22,7 +22,7 @@ constexpr const char* STANDARD_LEVEL = "warning";
 constexpr double SHORTEST_CALL = 0.01;
 constexpr double LONGEST_CALL = 600;
 constexpr std::uint64_t LEAST_MEMORY = std::uint64_t{1} << 20;
-constexpr std::uint64_t MOST_MEMORY = std::uint64_t{1} << 32;
+constexpr std::uint64_t MOST_MEMORY = std::uint64_t{1} << 30;
 
 void declareConfiguration(CLI::App& app) {
     Conf& conf = Env::inst().conf();

@@ -12,8 +12,7 @@ struct CodecSettings {
     std::uint64_t memory = std::uint64_t{16} << 20; ///< bytes
     std::uint64_t output = std::uint64_t{64} << 10; ///< bytes of a result's JSON
     unsigned int depth = 32;                        ///< of a result
-    unsigned int overruns =
-        20; ///< calls that may go over their time before no other is made: a source may have thousands
+    bool hasOverrunLimits = true; ///< whether no more calls are made where many have gone over their time
 };
 
 /// The settings of this process, which the options of every command change.
