@@ -2,6 +2,9 @@
 
 #include "duktape/language.h"
 
+#include <algorithm>
+#include <array>
+
 namespace Kelvra::SCADA::Codec {
 
 namespace {
@@ -104,7 +107,25 @@ std::string_view ExceptionReader::undefinedName() const {
     return all.substr(BEFORE.size(), all.size() - BEFORE.size() - AFTER.size());
 }
 
+// The name that a call did not find in an object of the language.
+std::string_view ExceptionReader::newerFunction() const {
+    constexpr std::string_view BEFORE = R"("TypeError: undefined not callable (property ')";
+    const std::string_view all = text.view();
+    const std::size_t end = all.find('\'', BEFORE.size());
+    if (all.substr(0, BEFORE.size()) != BEFORE || end == std::string_view::npos)
+        return {};
+    const std::string_view owner = all.substr(end);
+    constexpr std::array<std::string_view, 5> OWNERS = {"' of [object Array])", "' of [object Function])",
+                                                        "' of [object Math])", "' of [object Uint8Array])", "' of '"};
+    const bool isOfTheLanguage = std::any_of(
+        OWNERS.begin(), OWNERS.end(), [owner](std::string_view one) { return owner.substr(0, one.size()) == one; });
+    const std::string_view name = all.substr(BEFORE.size(), end - BEFORE.size());
+    return isOfTheLanguage && isNewerFunction(name) ? name : std::string_view();
+}
+
 std::string ExceptionReader::json(std::string_view newer) const {
+    if (newer.empty())
+        newer = isNewerObject(undefinedName()) ? undefinedName() : newerFunction();
     std::string object = R"({"text":)" + std::string(text.view());
     if (lineNumber > 0)
         object += R"(,"line":)" + std::to_string(lineNumber);

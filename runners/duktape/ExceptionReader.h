@@ -24,7 +24,7 @@ public:
     int line() const { return lineNumber; }
     /// Returns the name of the global that was asked for and does not exist, or an empty text.
     std::string_view undefinedName() const;
-    /// Returns the contract's object; `newer` is left out when it is empty.
+    /// Returns the contract's object. Without a `newer` it names the newer function or object that was asked for.
     std::string json(std::string_view newer) const;
 
 private:
@@ -35,6 +35,7 @@ private:
     void writeText();
     void writeObject();
     void add(duk_idx_t at);
+    std::string_view newerFunction() const;
 
     Heap& heap;
     duk_context* context;

@@ -127,6 +127,59 @@ void keepToLanguage(duk_context* context) {
     removeFrom(context, "Uint8Array", "plainOf");
 }
 
+bool isNewerObject(std::string_view name) {
+    constexpr std::array<std::string_view, 8> NEWER = {"BigInt", "BigInt64Array", "Map",     "Promise",
+                                                       "Set",    "WeakMap",       "WeakRef", "WeakSet"};
+    return std::find(NEWER.begin(), NEWER.end(), name) != NEWER.end();
+}
+
+bool isNewerFunction(std::string_view name) {
+    constexpr std::array<std::string_view, 43> NEWER = {"acosh",
+                                                        "asinh",
+                                                        "at",
+                                                        "atanh",
+                                                        "cbrt",
+                                                        "copyWithin",
+                                                        "cosh",
+                                                        "entries",
+                                                        "expm1",
+                                                        "fill",
+                                                        "find",
+                                                        "findIndex",
+                                                        "findLast",
+                                                        "flat",
+                                                        "flatMap",
+                                                        "from",
+                                                        "fround",
+                                                        "fromEntries",
+                                                        "getOwnPropertyDescriptors",
+                                                        "hasOwn",
+                                                        "imul",
+                                                        "includes",
+                                                        "isFinite",
+                                                        "isInteger",
+                                                        "isNaN",
+                                                        "isSafeInteger",
+                                                        "keys",
+                                                        "log1p",
+                                                        "matchAll",
+                                                        "of",
+                                                        "padEnd",
+                                                        "padStart",
+                                                        "parseFloat",
+                                                        "parseInt",
+                                                        "raw",
+                                                        "repeat",
+                                                        "replaceAll",
+                                                        "sinh",
+                                                        "tanh",
+                                                        "trimEnd",
+                                                        "trimStart",
+                                                        "trunc",
+                                                        "values"};
+    return std::find(NEWER.begin(), NEWER.end(), name) != NEWER.end();
+}
+
 bool isKnownElsewhere(std::string_view name) {
     return holds(ELSEWHERE, name);
 }

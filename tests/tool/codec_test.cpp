@@ -316,6 +316,22 @@ TEST_F(DecoderTest, takesLittleMemoryForALongDescription) {
     EXPECT_THAT(out, HasSubstr("In \"" + std::string(120, 'd') + "\": "));
 }
 
+TEST_F(DecoderTest, countsANeedForNewerFunctionsAsNoFault) {
+    for (const char* expression : {"[1].includes(1)", "'a'.padStart(2)", "Object.entries({})", "new Map()"}) {
+        addDecoder("a", std::string("function decodeUplink(i) {\n  return {data: {x: ") + expression + "}};\n}", "{}",
+                   R"([{"input": {"fPort": 2, "bytes": ""}, "output": {"data": {}}}])");
+        const ToolRun result = runWith({"check"});
+        EXPECT_EQ(result.status, 0) << result.out;
+        EXPECT_THAT(result.out, HasSubstr("/a.js:2: note: In \"example 1\": It needs newer JavaScript than duktape"));
+    }
+}
+
+TEST_F(DecoderTest, countsAFunctionThatIsMissingAsAFault) {
+    addDecoder("a", "var o = {};\nfunction decodeUplink(i) { return {data: {x: o.find(1)}}; }", "{}",
+               R"([{"input": {"fPort": 2, "bytes": ""}, "output": {"data": {}}}])");
+    EXPECT_THAT(runWith({"check"}).out, HasSubstr("[codec/threw]"));
+}
+
 TEST_F(DecoderTest, countsANeedForNewerJavaScriptAsNoFault) {
     addDecoder("a", "var x = 1;\nvar decodeUplink = (input) => ({data: {}});\n", "{}");
     const ToolRun result = runWith({"check"});

@@ -77,8 +77,11 @@ private:
 
     // The line of the decoder says more than the example's, where the engine tells it.
     void addException(const Example& example, const DecoderException& exception) {
-        const Rule& rule = ruleOf(exception, Rules::CODEC_THREW);
-        add(rule, example, exceptionText(exception));
+        if (exception.newer.empty())
+            add(ruleOf(exception, Rules::CODEC_THREW), example, exceptionText(exception));
+        else
+            add(Rules::CODEC_NEEDS_NEWER, example,
+                filled("It needs newer JavaScript than %s has: \"%s\".", {runner.load().engine, exception.newer}));
         if (exception.position.line != 0)
             findings.back().place = {definition.verdict.decoderPath, exception.position};
     }
