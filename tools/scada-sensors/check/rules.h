@@ -118,7 +118,7 @@ inline constexpr Rule CODEC_NOT_OFFERED = {"codec/not-offered", Severity::ERROR,
 inline constexpr Rule CODEC_BAD_EXAMPLE = {"codec/bad-example", Severity::ERROR,
                                            "Correct the example at this place; --no-codec leaves examples out."};
 inline constexpr Rule CODEC_BAD_RESULT = {"codec/bad-result", Severity::ERROR,
-                                          "Let the decoder return an object with \"data\" or \"errors\"."};
+                                          R"(Let the decoder return an object with "data" or "errors".)"};
 inline constexpr Rule CODEC_EXAMPLE_DIFFERS = {"codec/example-differs", Severity::ERROR, CORRECT_DECODER};
 inline constexpr Rule CODEC_THREW = {"codec/threw", Severity::ERROR, CORRECT_DECODER};
 inline constexpr Rule CODEC_SHOULD_THROW = {"codec/should-throw", Severity::ERROR, CORRECT_DECODER};

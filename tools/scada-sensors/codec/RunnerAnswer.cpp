@@ -5,6 +5,7 @@
 
 #include <json/reader.h>
 
+#include <algorithm>
 #include <array>
 #include <memory>
 #include <sstream>
@@ -40,12 +41,13 @@ bool readSpecial(const Json::Value& from, SpecialValue* special) {
     if (!from.isObject() || !from["kind"].isString() || !from["path"].isArray())
         return false;
     special->kind = from["kind"].asString();
-    for (const Json::Value& step : from["path"]) {
+    const Json::Value& path = from["path"];
+    return std::all_of(path.begin(), path.end(), [special](const Json::Value& step) {
         if (!step.isString() && !step.isUInt())
             return false;
         special->path += (special->path.empty() ? "" : ".") + step.asString();
-    }
-    return true;
+        return true;
+    });
 }
 
 bool readValue(const Json::Value& from, CallResult* result) {
@@ -53,13 +55,10 @@ bool readValue(const Json::Value& from, CallResult* result) {
     result->value = from["value"];
     if (!from.isMember("special"))
         return true;
-    if (!from["special"].isArray())
-        return false;
-    for (const Json::Value& one : from["special"]) {
-        if (!readSpecial(one, &result->special.emplace_back()))
-            return false;
-    }
-    return true;
+    const Json::Value& special = from["special"];
+    return special.isArray() && std::all_of(special.begin(), special.end(), [result](const Json::Value& one) {
+               return readSpecial(one, &result->special.emplace_back());
+           });
 }
 
 bool readOne(const Json::Value& from, CallResult* result) {

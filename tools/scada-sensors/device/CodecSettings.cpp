@@ -3,7 +3,11 @@
 namespace Kelvra::SCADA::Tool {
 
 CodecSettings& codecSettings() {
-    static CodecSettings settings;
+    static CodecSettings settings = [] {
+        CodecSettings built;
+        built.runner.assign(SCADA_CODEC_RUNNER);
+        return built;
+    }();
     return settings;
 }
 
