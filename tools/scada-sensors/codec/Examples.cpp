@@ -78,8 +78,7 @@ private:
             return fails(filled("The member \"throws\" must be true or false."), {"throws"});
         example.throws = throws.isBool() && throws.asBool();
         if (example.throws == from.isMember("output"))
-            return fails(filled("An example needs an object \"output\", or \"throws\": true in its place."),
-                         {"output"});
+            return fails(filled("An example needs \"output\", an object, or \"throws\": true."), {"output"});
         return example.throws || readOutput(from["output"]);
     }
 
@@ -106,11 +105,7 @@ private:
     static bool areTexts(const Json::Value& messages) {
         if (!messages.isArray())
             return messages.isNull() || messages.isString();
-        for (const Json::Value& one : messages) {
-            if (!one.isString())
-                return false;
-        }
-        return true;
+        return std::all_of(messages.begin(), messages.end(), [](const Json::Value& one) { return one.isString(); });
     }
 
     std::vector<std::string> path;

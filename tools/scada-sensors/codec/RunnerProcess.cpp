@@ -62,7 +62,7 @@ void resetSignals() {
         (void)std::signal(signal, SIG_DFL);
     sigset_t none;
     sigemptyset(&none);
-    sigprocmask(SIG_SETMASK, &none, nullptr);
+    pthread_sigmask(SIG_SETMASK, &none, nullptr);
 }
 
 bool limitResources() {
@@ -210,7 +210,7 @@ ProcessFailure RunnerProcess::step(Exchange* exchange) {
     if (ready > 0 && ends[1].revents != 0)
         write(exchange);
     if (ready > 0 && ends[0].revents != 0) {
-        const ProcessFailure failure = read(exchange);
+        ProcessFailure failure = read(exchange);
         if (failure.kind != ProcessFailure::Kind::NONE || exchange->answered)
             return failure;
     }

@@ -50,10 +50,10 @@ int millisecondsOf(const std::string& fraction) {
 } // namespace
 
 std::optional<std::int64_t> millisecondsFromTime(const std::string& text) {
-    static const std::regex FORM(R"((\d{4})-(\d\d)-(\d\d)T(\d\d):(\d\d):(\d\d)(?:\.(\d{1,9}))?(Z|[+-]\d\d:?\d\d)?)");
+    static const std::regex form(R"((\d{4})-(\d\d)-(\d\d)T(\d\d):(\d\d):(\d\d)(?:\.(\d{1,9}))?(Z|[+-]\d\d:?\d\d)?)");
     constexpr std::size_t LONGEST = 40;
     std::smatch parts;
-    if (text.size() > LONGEST || !std::regex_match(text, parts, FORM))
+    if (text.size() > LONGEST || !std::regex_match(text, parts, form))
         return std::nullopt;
     const auto number = [&parts](std::size_t part) { return std::stoi(parts[part].str()); };
     const int year = number(1);
@@ -62,8 +62,8 @@ std::optional<std::int64_t> millisecondsFromTime(const std::string& text) {
     if (year < 1 || month < 1 || month > 12 || day < 1 || day > daysOf(month, year) || number(4) > 23 ||
         number(5) > 59 || number(6) > 59 || !isZone(parts[8].str()))
         return std::nullopt;
-    const std::int64_t seconds = dayNumber(year, month, day) * SECONDS_A_DAY + number(4) * 3600 +
-                                 (number(5) - zoneMinutes(parts[8].str())) * 60 + number(6);
+    const std::int64_t minutes = number(4) * std::int64_t{60} + number(5) - zoneMinutes(parts[8].str());
+    const std::int64_t seconds = dayNumber(year, month, day) * SECONDS_A_DAY + minutes * 60 + number(6);
     return seconds * 1000 + millisecondsOf(parts[7].str());
 }
 

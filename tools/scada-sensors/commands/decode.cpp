@@ -145,7 +145,7 @@ public:
 
 private:
     std::string notBytes(bool* written) const {
-        const std::string failure =
+        std::string failure =
             filled("line %s is not a text of hexadecimal digits, two for each byte", {std::to_string(lines.count())});
         Json::Value result(Json::objectValue);
         result["line"] = static_cast<Json::UInt64>(lines.count());
@@ -162,7 +162,7 @@ private:
             result = toJson(decoded, decoding.properties());
         result["line"] = static_cast<Json::UInt64>(lines.count());
         const std::string failure = storeIfAsked(store, decoded, decoding, &result);
-        const std::string error = failure.empty() && decoded.isFailed() ? decoded.error() : failure;
+        std::string error = failure.empty() && decoded.isFailed() ? decoded.error() : failure;
         std::string text = answer.isJson() ? "" : toLine(decoded, decoding.properties());
         if (!failure.empty())
             text += failure + "\n";

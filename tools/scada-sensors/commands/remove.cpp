@@ -210,6 +210,12 @@ ExitCode removeLocked(const Arguments& asked, SignalGuard& guard, const Answer& 
     return removeFrom(before, asked, guard, answer);
 }
 
+ExitCode remove(const Arguments& asked, SignalGuard& guard, const Answer& answer) {
+    if (isAbsent(GenerationPaths::ofDevice()))
+        return answerUnchanged(Storages(), asked, guard, answer);
+    return withLock(answer, [&] { return removeLocked(asked, guard, answer); });
+}
+
 } // namespace
 
 Run declareRemove(CLI::App& app) {
@@ -222,11 +228,7 @@ Run declareRemove(CLI::App& app) {
             // The question is asked in this process: it is the one that Ctrl-C ends.
             if (const std::optional<ExitCode> refused = refuse(*arguments, answer))
                 return *refused;
-            return runApart(answer, [&](SignalGuard& guard) {
-                if (isAbsent(GenerationPaths::ofDevice()))
-                    return answerUnchanged(Storages(), *arguments, guard, answer);
-                return withLock(answer, [&] { return removeLocked(*arguments, guard, answer); });
-            });
+            return runApart(answer, [&](SignalGuard& guard) { return remove(*arguments, guard, answer); });
         });
     };
 }
