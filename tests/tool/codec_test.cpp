@@ -399,7 +399,7 @@ INSTANTIATE_TEST_SUITE_P(
         ExampleRow{"no_such_day", R"([{"input": {"fPort": 1, "bytes": "", "recvTime": "2023-02-29T00:00:00Z"}}])",
                    "3:62", "The time must be a text such as 2024-05-01T10:00:00Z."},
         ExampleRow{"neither_output_nor_exception", R"([{"input": {"fPort": 1, "bytes": ""}}])", "3:14",
-                   "An example needs \"output\", an object, or \"throws\": true."},
+                   "An example needs an output, which is an object, or \"throws\": true."},
         ExampleRow{"output_without_anything", R"([{"input": {"fPort": 1, "bytes": ""}, "output": {}}])", "3:61",
                    "The output needs data or errors."},
         ExampleRow{"errors_of_numbers", R"([{"input": {"fPort": 1, "bytes": ""}, "output": {"errors": [1]}}])", "3:72",

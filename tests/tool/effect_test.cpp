@@ -108,7 +108,7 @@ INSTANTIATE_TEST_SUITE_P(
                   "report\"\n"},
         EffectRow{"another_exception", CELSIUS, "nothing.there", "other.there", ""},
         EffectRow{"no_result", CELSIUS, "{data: {temperature: 1}}", "5",
-                  "    the failure [It returned 5 in place of an object with \"data\" or \"errors\".] in place of 1 "
+                  "    the failure [It returned 5 in place of an object with data or errors.] in place of 1 "
                   "value in \"normal report\"\n"},
         EffectRow{"what_a_terminal_would_obey", CELSIUS, "{data: {}}", "{data: {'\\u001b': '\\u009b'}}",
                   "    \\x1b \"\\xc2\\x9b\" appears in \"normal report\"\n"}),

@@ -58,8 +58,8 @@ void takeData(const CallResult& result, const std::string& path, const Json::Val
 DecodedUplink readStandard(const CallResult& result) {
     DecodedUplink uplink;
     if (!result.value.isObject()) {
-        uplink.fault = filled("It returned %s in place of an object with \"data\" or \"errors\".",
-                              {wordFor(result, "", result.value)});
+        uplink.fault =
+            filled("It returned %s in place of an object with data or errors.", {wordFor(result, "", result.value)});
         return uplink;
     }
     uplink.warnings = readMessages(result.value["warnings"]);
@@ -67,7 +67,7 @@ DecodedUplink readStandard(const CallResult& result) {
     if (!result.value["data"].isNull())
         takeData(result, "data", result.value["data"], &uplink);
     else if (uplink.errors.empty())
-        uplink.fault = filled("It returned an object without \"data\" and without \"errors\".");
+        uplink.fault = filled("It returned an object without data and without errors.");
     return uplink;
 }
 

@@ -78,7 +78,7 @@ private:
             return fails(filled("The member \"throws\" must be true or false."), {"throws"});
         example.throws = throws.isBool() && throws.asBool();
         if (example.throws == from.isMember("output"))
-            return fails(filled("An example needs \"output\", an object, or \"throws\": true."), {"output"});
+            return fails(filled("An example needs an output, which is an object, or \"throws\": true."), {"output"});
         return example.throws || readOutput(from["output"]);
     }
 
