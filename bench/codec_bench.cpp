@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
@@ -150,11 +149,5 @@ void measure() {
 } // namespace
 
 int main() {
-    try {
-        measure();
-        return 0;
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "codec_bench: %s\n", error.what());
-        return 1;
-    }
+    return runMeasurement("codec_bench", measure);
 }

@@ -4,6 +4,7 @@
 #include <kelvra/LoggerControl.h>
 
 #include <cstdio>
+#include <exception>
 #include <map>
 #include <string>
 
@@ -73,6 +74,16 @@ int runWithRatios(int argc, char** argv, const std::vector<Ratio>& ratios) {
     for (const Ratio& ratio : ratios)
         measured = reporter.print(ratio) && measured;
     return measured ? 0 : 1;
+}
+
+int runMeasurement(const char* name, void (*measure)()) {
+    try {
+        measure();
+        return 0;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "%s: %s\n", name, error.what());
+        return 1;
+    }
 }
 
 } // namespace Kelvra::SCADA::Bench

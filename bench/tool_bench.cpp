@@ -406,11 +406,5 @@ void measure() {
 } // namespace
 
 int main() {
-    try {
-        measure();
-        return 0;
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "tool_bench: %s\n", error.what());
-        return 1;
-    }
+    return runMeasurement("tool_bench", measure);
 }

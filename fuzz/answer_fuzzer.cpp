@@ -70,7 +70,7 @@ void judgeResult(const std::string& entryPoint, const Tool::CallResult& result, 
         return;
     }
     case Tool::CallResult::Kind::EXCEPTION:
-        require(!Tool::exceptionText(result.exception).empty(), "an exception has a text");
+        require(!Tool::callFault(result, "decoder.js").text.empty(), "an exception has a text");
         return;
     case Tool::CallResult::Kind::LIMIT:
         require(!result.text.empty(), "a limit has a text");

@@ -3,6 +3,7 @@
 
 #include "Workspace.h"
 
+#include "device/CodecSettings.h"
 #include "device/Device.h"
 #include "install/Preflight.h"
 
@@ -31,6 +32,8 @@ constexpr char PLAN = 'D'; ///< the first byte of the plan of a directory; all e
 struct Setting {
     Setting() {
         Kelvra::Logger::setLevel(Kelvra::Logger::LEVEL_OFF);
+        // No program is started for an input.
+        Tool::codecSettings().runner.clear();
         for (const char* directory : {"custom/lora/demo", "default", "staging", "copies"})
             fs::create_directories(workspace / directory);
         chmod((workspace / "copies").c_str(), S_IRWXU);

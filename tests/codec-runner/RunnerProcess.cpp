@@ -1,5 +1,7 @@
 #include "RunnerProcess.h"
 
+#include "exitStatusOf.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/wait.h>
@@ -153,7 +155,7 @@ void RunnerProcess::kill() const {
 int RunnerProcess::wait() {
     int state = 0;
     if (status < 0 && waitpid(child, &state, 0) == child)
-        status = WIFEXITED(state) ? WEXITSTATUS(state) : 128 + WTERMSIG(state);
+        status = exitStatusOf(state);
     return status;
 }
 

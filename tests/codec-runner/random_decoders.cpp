@@ -24,8 +24,6 @@ namespace {
 
 using namespace Kelvra::SCADA;
 
-constexpr double SECONDS_OF_A_CALL = 0.2;
-
 /// What came of the decoders, and how often.
 using Counts = std::map<std::string, unsigned long>;
 
@@ -102,14 +100,14 @@ void run(unsigned long count, unsigned long firstSeed) {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 4) {
-        std::fprintf(stderr, "usage: random-decoders RUNNER COUNT FIRST_SEED\n");
+    if (argc != 5) {
+        std::fprintf(stderr, "usage: random-decoders RUNNER SECONDS COUNT FIRST_SEED\n");
         return 2;
     }
     try {
         Tool::codecSettings().runner = argv[1];
-        Tool::codecSettings().seconds = SECONDS_OF_A_CALL;
-        run(std::stoul(argv[2]), std::stoul(argv[3]));
+        Tool::codecSettings().seconds = std::stod(argv[2]);
+        run(std::stoul(argv[3]), std::stoul(argv[4]));
         return 0;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());

@@ -1,6 +1,7 @@
 #include "FaultTest.h"
 
 #include "StorageBuilder.h"
+#include "exitStatusOf.h"
 #include "files.h"
 
 #include <scada/DefinitionsStorage.h>
@@ -222,7 +223,7 @@ bool RunningTool::collect(int options) {
         return true;
     if (waitpid(child, &state, options) != child)
         return false;
-    status = WIFEXITED(state) ? WEXITSTATUS(state) : 128 + WTERMSIG(state);
+    status = exitStatusOf(state);
     return true;
 }
 

@@ -1,5 +1,7 @@
 #include "runTool.h"
 
+#include "exitStatusOf.h"
+
 #include <fcntl.h>
 #include <linux/capability.h>
 #include <sys/prctl.h>
@@ -66,10 +68,6 @@ ToolRun runWords(std::vector<std::string> words, const std::string& stdinText, c
 }
 
 } // namespace
-
-int exitStatusOf(int state) {
-    return WIFEXITED(state) ? WEXITSTATUS(state) : 128 + WTERMSIG(state);
-}
 
 std::vector<std::string> toolCommand(const std::vector<std::string>& arguments) {
     std::vector<std::string> words;

@@ -11,10 +11,6 @@ struct ToolRun {
     std::string err;
 };
 
-/// Returns the exit status of a process that waitpid() has described, or 128 and the number of the signal that ended
-/// it.
-int exitStatusOf(int state);
-
 /// Returns the words that start the host tool: an emulator where one is needed, the tool, the arguments.
 std::vector<std::string> toolCommand(const std::vector<std::string>& arguments);
 

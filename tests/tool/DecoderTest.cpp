@@ -1,9 +1,6 @@
 #include "DecoderTest.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <filesystem>
 
 namespace Kelvra::SCADA::Test {
 
@@ -18,26 +15,7 @@ const char* const SOUND_DECODER = R"(function decodeUplink(input) {
 const char* const SOUND_PROPERTIES =
     R"({"t": {"name": "Temperature", "unit": "°C", "type": "float"}, "b": {"type": "uint32", "max": 100}})";
 
-namespace {
-
-// A copy, because the runner's user may not enter every directory of a build.
-std::string copiedRunner(const TempDir& temp) {
-    const std::string program = temp / "codec-runner-duktape";
-    chmod(temp.path().c_str(), 0755);
-    std::filesystem::copy_file(SCADA_DUKTAPE_RUNNER, program);
-#if defined(SCADA_EMULATOR)
-    const std::string script = temp / "codec-runner-emulated";
-    writeFile(script, "#!/bin/sh\nexec " + replaced(SCADA_EMULATOR, ";", " ") + " " + program + "\n");
-    chmod(script.c_str(), 0755);
-    return script;
-#else
-    return program;
-#endif
-}
-
-} // namespace
-
-DecoderTest::DecoderTest() : duktape(copiedRunner(temp)) {
+DecoderTest::DecoderTest() : duktape(duktapeRunnerIn(temp)) {
     writeList({});
 }
 

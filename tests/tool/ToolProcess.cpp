@@ -1,5 +1,7 @@
 #include "ToolProcess.h"
 
+#include "exitStatusOf.h"
+
 #include "runTool.h"
 
 #include <pty.h>

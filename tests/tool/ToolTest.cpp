@@ -2,8 +2,11 @@
 
 #include "findings.h"
 
+#include <sys/stat.h>
+
 #include <array>
 #include <cstdlib>
+#include <filesystem>
 
 namespace Kelvra::SCADA::Test {
 
@@ -11,6 +14,20 @@ std::string replaced(std::string text, const std::string& part, const std::strin
     for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + by.size()))
         text.replace(at, part.size(), by);
     return text;
+}
+
+std::string duktapeRunnerIn(const TempDir& directory) {
+    const std::string program = directory / "codec-runner-duktape";
+    chmod(directory.path().c_str(), 0755);
+    std::filesystem::copy_file(SCADA_DUKTAPE_RUNNER, program);
+#if defined(SCADA_EMULATOR)
+    const std::string script = directory / "codec-runner-emulated";
+    writeFile(script, "#!/bin/sh\nexec " + replaced(SCADA_EMULATOR, ";", " ") + " " + program + "\n");
+    chmod(script.c_str(), 0755);
+    return script;
+#else
+    return program;
+#endif
 }
 
 Json::Value envelope(int status) {

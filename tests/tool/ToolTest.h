@@ -18,6 +18,10 @@ namespace Kelvra::SCADA::Test {
 /// Returns `text` with every `part` replaced.
 std::string replaced(std::string text, const std::string& part, const std::string& by);
 
+/// Copies the duktape runner into a directory and returns what starts it: its user may not enter every directory of a
+/// build.
+std::string duktapeRunnerIn(const TempDir& directory);
+
 /// A run of one of the commands, and all that it says, but for the remedies of findings.
 struct RunRow {
     const char* name;

@@ -24,10 +24,12 @@ protected:
                    "function decodeUplink(i) { if (!i.bytes.length) throw new Error('empty');\n"
                    "return {data: {t: NaN, b: null, x: i.fPort, w: 'a\\nb', f: true, n: -1}}; }",
                    R"({"t": {"type": "float"}, "b": {}, "f": {"type": "bool"}, "n": {"type": "uint32"}, "w": {}})");
+        addDecoder("newer", "function decodeUplink(i) { return {data: {x: [1].includes(1)}}; }", "{}");
         standard.definition("lora/demo/none", R"({"properties": {}})");
         writeList({GOOD_SENSOR, R"({"id": "bb", "src": "lora", "sensor": "demo/odd"})",
                    R"({"id": "cc", "src": "lora", "sensor": "demo/none"})",
-                   R"({"id": "dd", "src": "lora", "sensor": "demo/missing"})"});
+                   R"({"id": "dd", "src": "lora", "sensor": "demo/missing"})",
+                   R"({"id": "ee", "src": "lora", "sensor": "demo/newer"})"});
     }
 
     ToolRun decode(Words words) const {
@@ -58,6 +60,8 @@ INSTANTIATE_TEST_SUITE_P(
                2,
                "",
                "scada-sensors: [d7 3 2 ] is not a text of hexadecimal digits, two for each byte\n"},
+        RunRow{"port_with_leading_zeros", {"aa", "--port", "0010", "d7", "32"}, 0, VALUES, ""},
+        RunRow{"port_that_would_not_be_octal", {"aa", "--port", "008", "d7", "32"}, 0, VALUES, ""},
         RunRow{"bytes_in_several_words", {"aa", "--port", "1", "D7", "32"}, 0, VALUES, ""},
         RunRow{"of_a_definition", {"--definition", "lora/demo/th1", "--port", "1", " d7 32 "}, 0, VALUES, ""},
         RunRow{"warning",
@@ -73,6 +77,13 @@ INSTANTIATE_TEST_SUITE_P(
                1,
                "$T/default/lora/demo/odd.js:1: error: It threw an exception: Error: empty [codec/threw]\n"
                "    Correct the decoder or the example; --no-codec leaves decoders out.\n",
+               ""},
+        RunRow{"newer_function",
+               {"ee", "--port", "1", "00"},
+               1,
+               "$T/default/lora/demo/newer.js:1: note: It asks for \"includes\" of newer JavaScript: TypeError: "
+               "undefined not callable (property 'includes' of [object Array]) [codec/needs-newer]\n"
+               "    Check the decoder with a runner that knows newer JavaScript, given with --codec-runner.\n",
                ""},
         RunRow{"what_does_not_fit",
                {"bb", "--port", "7", "00"},

@@ -25,7 +25,9 @@ protected:
         writeFile(storage.dir() + "/lora/demo/d.js", decoder);
     }
 
-    ToolRun runWith(std::vector<std::string> arguments, const std::string& runner = SCADA_DUKTAPE_RUNNER) const {
+    ToolRun runWith(const std::vector<std::string>& arguments) const { return runWith(arguments, duktape); }
+
+    ToolRun runWith(std::vector<std::string> arguments, const std::string& runner) const {
         arguments.insert(arguments.end(), {"--codec-runner", runner});
         return run(arguments);
     }
@@ -40,6 +42,7 @@ protected:
         return out.substr(0, out.find("1 definition: "));
     }
 
+    std::string duktape = duktapeRunnerIn(temp);
     StorageBuilder source{temp / "source"};
 };
 
@@ -204,7 +207,7 @@ TEST_F(Effect, nothingIsRunWithoutARunnerOrOnDemand) {
 TEST_F(Effect, forPrograms) {
     define(custom, CELSIUS, NORMAL, decoderOf("{data: {temperature: 21.5, a: 0 / 0}, errors: 'x'}"));
     define(source, CELSIUS, NORMAL, decoderOf("{data: {temperature: 2.15}}"));
-    const Json::Value expected = parsed(R"({"obstacle": null, "changes": [
+    const Json::Value expected = parsed(R"({"reason": null, "changes": [
         {"example": "normal report", "change": "value", "path": "a",
             "from": {"value": null, "special": "NaN", "unit": null}, "to": null},
         {"example": "normal report", "change": "value", "path": "temperature",

@@ -3,6 +3,8 @@
 #include "ToolTest.h"
 #include "rowName.h"
 
+#include <gmock/gmock.h>
+
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/time.h>
@@ -64,11 +66,12 @@ std::function<void(const std::string&)> definitions(const std::string& front, co
 const std::string FRONT = R"({"decoder": "th1.js", "properties": {"p": {"x": [1)";
 const std::string BACK = "]}}}";
 
-class HostileSource : public ToolTest, public ::testing::WithParamInterface<HostileRow> {
+/// Runs of the tool whose memory is measured.
+class HostileDecoder : public ToolTest {
 protected:
-    /// Returns the peak of the memory of a run that ends with a status. No decoder is run.
+    /// Returns the peak of the memory of a run that ends with a status.
     long kilobytesOf(std::vector<std::string> arguments, int expectedStatus) const {
-        arguments.insert(arguments.begin(), {"--codec-runner", ""});
+        arguments.insert(arguments.begin(), {"--codec-runner", runner});
         std::vector<std::string> words = toolCommand(arguments);
         std::vector<char*> pointers;
         for (std::string& word : words)
@@ -88,7 +91,11 @@ protected:
         EXPECT_EQ(WEXITSTATUS(status), expectedStatus);
         return usage.ru_maxrss;
     }
+
+    std::string runner; ///< no decoder is run without one
 };
+
+class HostileSource : public HostileDecoder, public ::testing::WithParamInterface<HostileRow> {};
 
 TEST_P(HostileSource, takesLittleMemory) {
     GetParam().plant(temp / "source");
@@ -152,6 +159,22 @@ TEST_P(HostileSource, takesLittleMemoryToCompare) {
                                            expectedStatus);
         EXPECT_LE(kilobytes, MOST_KILOBYTES) << form;
     }
+}
+
+// One long description in each line of what is found.
+TEST_F(HostileDecoder, takesLittleMemory) {
+    runner = duktapeRunnerIn(temp);
+    writeFile(
+        temp / "source/lora/demo/th1.js",
+        "function decodeUplink(i) { var d = {}; for (var n = 0; n < 4000; ++n) d['x' + n] = n; return {data: d}; }");
+    writeFile(temp / "source/lora/demo/x.json",
+              R"({"decoder": "th1.js", "properties": {}, "examples": [{"description": ")" + std::string(900000, 'd') +
+                  R"(", "input": {"fPort": 2, "bytes": ""}, "output": {"data": {}}}]})");
+    EXPECT_LE(kilobytesOf({"--custom-dir", temp / "custom", "--default-dir", temp / "default", "--staging-dir",
+                           temp / "staging", "check", temp / "source"},
+                          1),
+              MOST_KILOBYTES);
+    EXPECT_THAT(readFile(temp / "out"), ::testing::HasSubstr("[codec/undeclared]\n"));
 }
 
 TEST_F(ToolTest, saysThatThereIsNotEnoughMemory) {

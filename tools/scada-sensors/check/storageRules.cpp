@@ -51,12 +51,12 @@ Findings checkStorage(DefinitionDirectory& storage, const std::string& which, co
 
 // Readers can meet a mixture of old and new files then.
 Findings checkExchange(const std::string& dir) {
-    const std::string obstacle = dir.empty() ? "" : exchangeObstacle(canonicalPath(dir));
-    if (obstacle.empty())
+    const std::string reason = dir.empty() ? "" : whyNotExchangeable(canonicalPath(dir));
+    if (reason.empty())
         return {};
     return {{Rules::STORAGE_IN_PLACE,
              {dir},
-             filled("Operations change the custom storage file by file and not in one step: %s.", {obstacle})}};
+             filled("Operations change the custom storage file by file and not in one step: %s.", {reason})}};
 }
 
 Findings checkEnd(const std::string& dir) {

@@ -21,7 +21,21 @@ namespace Kelvra::SCADA::Tool {
 namespace {
 
 const Rule& ruleOf(const DecoderException& exception, const Rule& otherwise) {
+    if (!exception.newer.empty())
+        return Rules::CODEC_NEEDS_NEWER;
     return exception.missing.empty() ? otherwise : Rules::CODEC_NOT_OFFERED;
+}
+
+std::string exceptionText(const DecoderException& exception) {
+    if (!exception.newer.empty())
+        return filled("It asks for \"%s\" of newer JavaScript: %s", {exception.newer, exception.text});
+    if (!exception.missing.empty())
+        return filled("It asks for \"%s\", which is not offered: %s", {exception.missing, exception.text});
+    return filled("It threw an exception: %s", {exception.text});
+}
+
+std::string inExample(const Example& example, const std::string& text) {
+    return filled("In \"%s\": %s", {example.description, text});
 }
 
 std::string joined(const std::vector<std::string>& texts) {
@@ -71,19 +85,18 @@ private:
     }
 
     void add(const Rule& rule, const Example& example, const std::string& text) {
-        findings.push_back({rule, placeOf({EXAMPLES_SECTION, std::to_string(example.index)}),
-                            filled("In \"%s\": %s", {example.description, text})});
+        findings.push_back(
+            {rule, placeOf({EXAMPLES_SECTION, std::to_string(example.index)}), inExample(example, text)});
     }
 
-    // The line of the decoder says more than the example's, where the engine tells it.
-    void addException(const Example& example, const DecoderException& exception) {
-        if (exception.newer.empty())
-            add(ruleOf(exception, Rules::CODEC_THREW), example, exceptionText(exception));
+    // The line of the decoder says more than the example's, where the engine tells it. A fault of the runner is none of
+    // the example's.
+    void addFault(const Example& example, const CallResult& result) {
+        Finding fault = callFault(result, definition.verdict.decoderPath);
+        if (fault.place.position.line == 0 && result.kind != CallResult::Kind::FAULT)
+            add(*fault.rule, example, fault.text);
         else
-            add(Rules::CODEC_NEEDS_NEWER, example,
-                filled("It needs newer JavaScript than %s has: \"%s\".", {runner.load().engine, exception.newer}));
-        if (exception.position.line != 0)
-            findings.back().place = {definition.verdict.decoderPath, exception.position};
+            findings.push_back({*fault.rule, fault.place, inExample(example, fault.text)});
     }
 
     void runExamples(const std::vector<Example>& examples) {
@@ -102,14 +115,9 @@ private:
     }
 
     void judge(const Example& example, const CallResult& result) {
-        if (result.kind == CallResult::Kind::FAULT)
-            findings.push_back({Rules::CODEC_RUNNER_FAULT,
-                                {definition.verdict.decoderPath},
-                                filled("In \"%s\": %s", {example.description, result.text})});
-        else if (result.kind == CallResult::Kind::LIMIT)
-            add(Rules::CODEC_OVER_LIMIT, example, result.text);
-        else if (result.kind == CallResult::Kind::EXCEPTION && !example.throws)
-            addException(example, result.exception);
+        const bool threw = result.kind == CallResult::Kind::EXCEPTION;
+        if (result.kind != CallResult::Kind::VALUE && !(threw && example.throws))
+            addFault(example, result);
         else if (result.kind == CallResult::Kind::VALUE && example.throws)
             add(Rules::CODEC_SHOULD_THROW, example, filled("It should throw an exception."));
         else if (result.kind == CallResult::Kind::VALUE)
@@ -155,12 +163,6 @@ private:
 
 } // namespace
 
-std::string exceptionText(const DecoderException& exception) {
-    if (!exception.missing.empty())
-        return filled("It asks for \"%s\", which is not offered: %s", {exception.missing, exception.text});
-    return filled("It threw an exception: %s", {exception.text});
-}
-
 std::optional<Finding> loadingFault(const LoadResult& loaded, const std::string& file) {
     const DecoderException& exception = loaded.exception;
     const Place place(file, exception.position);
@@ -187,6 +189,16 @@ std::optional<Finding> loadingFault(const LoadResult& loaded, const std::string&
         break;
     }
     return Finding{Rules::CODEC_RUNNER_FAULT, {file}, loaded.text};
+}
+
+Finding callFault(const CallResult& result, const std::string& file) {
+    if (result.kind == CallResult::Kind::EXCEPTION)
+        return {ruleOf(result.exception, Rules::CODEC_THREW),
+                {file, result.exception.position},
+                exceptionText(result.exception)};
+    return {result.kind == CallResult::Kind::LIMIT ? Rules::CODEC_OVER_LIMIT : Rules::CODEC_RUNNER_FAULT,
+            {file},
+            result.text};
 }
 
 Findings CodecCheck::check(const Definition& definition) {

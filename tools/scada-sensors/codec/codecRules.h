@@ -30,7 +30,8 @@ private:
 /// Returns what keeps a loaded decoder from being called, or nothing. `file` is the decoder's.
 std::optional<Finding> loadingFault(const LoadResult& loaded, const std::string& file);
 
-/// Returns an exception as people read it, with what it tells of newer JavaScript or of a name that is not offered.
-std::string exceptionText(const DecoderException& exception);
+/// Returns what is wrong with a call that returned no value. `file` is the decoder's, with the line of an exception
+/// where the engine tells it.
+Finding callFault(const CallResult& result, const std::string& file);
 
 } // namespace Kelvra::SCADA::Tool

@@ -29,7 +29,7 @@ constexpr std::size_t MOST_CHANGES = 1000;
 constexpr std::size_t MOST_TEXT = 256UL * 1024UL;
 
 /// What came of one uplink.
-struct Outcome {
+struct UplinkResult {
     std::map<std::string, MeasuredValue> values;
     Texts warnings;
     Texts errors;
@@ -58,31 +58,31 @@ public:
         return fault ? fault->text : "";
     }
 
-    Outcome run(const UplinkCall& uplink) {
+    UplinkResult run(const UplinkCall& uplink) {
         const CallResult result = runner.call(uplink);
-        Outcome outcome;
+        UplinkResult uplinkResult;
         if (result.kind == CallResult::Kind::VALUE)
             return read(result);
-        outcome.isException = result.kind == CallResult::Kind::EXCEPTION;
-        failedCalls += outcome.isException ? 0 : 1;
-        outcome.failure = outcome.isException ? filled("the exception [%s]", {result.exception.text})
-                                              : filled("the failure [%s]", {result.text});
-        return outcome;
+        uplinkResult.isException = result.kind == CallResult::Kind::EXCEPTION;
+        failedCalls += uplinkResult.isException ? 0 : 1;
+        uplinkResult.failure = uplinkResult.isException ? filled("the exception [%s]", {result.exception.text})
+                                                        : filled("the failure [%s]", {result.text});
+        return uplinkResult;
     }
 
     bool isExhausted() const { return failedCalls >= MOST_FAILED_CALLS; }
 
 private:
-    Outcome read(const CallResult& result) {
+    UplinkResult read(const CallResult& result) {
         const DecodedUplink uplink = readResult(runner.load().entryPoint, result);
-        Outcome outcome;
-        outcome.failure = uplink.fault.empty() ? "" : filled("the failure [%s]", {uplink.fault});
-        outcome.warnings = uplink.warnings;
-        outcome.errors = uplink.errors;
+        UplinkResult uplinkResult;
+        uplinkResult.failure = uplink.fault.empty() ? "" : filled("the failure [%s]", {uplink.fault});
+        uplinkResult.warnings = uplink.warnings;
+        uplinkResult.errors = uplink.errors;
         const Json::Value& properties = propertiesOf(definition);
         for (const NamedValue& value : namedValues(uplink, properties))
-            outcome.values[value.path] = {value, unitOf(properties, value.path)};
-        return outcome;
+            uplinkResult.values[value.path] = {value, unitOf(properties, value.path)};
+        return uplinkResult;
     }
 
     const Definition& definition;
@@ -105,7 +105,7 @@ public:
     ExampleComparison(std::string description, std::vector<ResultChange>* found)
         : example(std::move(description)), changes(found) {}
 
-    void compare(const Outcome& from, const Outcome& to) {
+    void compare(const UplinkResult& from, const UplinkResult& to) {
         if (from.failure.empty() && to.failure.empty()) {
             compareValues(from.values, to.values);
             compareMessages(Kind::ERROR, from.errors, to.errors);
@@ -151,8 +151,8 @@ private:
         changes->push_back({kind, example, std::nullopt, std::nullopt, from, to});
     }
 
-    static std::string wordsFor(const Outcome& outcome) {
-        return outcome.failure.empty() ? counted(outcome.values.size(), "value") : outcome.failure;
+    static std::string wordsFor(const UplinkResult& given) {
+        return given.failure.empty() ? counted(given.values.size(), "value") : given.failure;
     }
 
     std::string example;
@@ -182,14 +182,14 @@ public:
         : examples(examplesOfBoth(present, wanted)), from(present, former), to(wanted, latter) {}
 
     EffectOfChange run() {
-        const std::string obstacle = examples.empty() ? filled("neither definition has examples") : load();
-        if (!obstacle.empty())
-            return {{}, obstacle, true};
+        const std::string reason = examples.empty() ? filled("neither definition has examples") : load();
+        if (!reason.empty())
+            return {{}, reason, true};
         for (const Example& example : examples) {
             if (from.isExhausted() || to.isExhausted())
                 return {std::move(changes), filled("too many calls gave no result; the other examples are left out"),
                         true};
-            const Outcome former = from.run(example.input);
+            const UplinkResult former = from.run(example.input);
             ExampleComparison(example.description, &changes).compare(former, to.run(example.input));
             if (areTooMany())
                 return {std::move(changes), filled("too much changes; the other examples are left out"), true};

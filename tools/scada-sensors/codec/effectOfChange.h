@@ -35,8 +35,8 @@ struct ResultChange {
 /// What becomes of the values when one definition takes the place of another.
 struct EffectOfChange {
     std::vector<ResultChange> changes;
-    std::string obstacle; ///< why it is not known, or not known for all examples, if so
-    bool isTold = false;  ///< whether there was anything to run, and a runner
+    std::string reason;  ///< why it is not known, or not known for all examples, if so
+    bool isTold = false; ///< whether there was anything to run, and a runner
 };
 
 /// Runs both decoders on the examples of both definitions. Tells nothing without a runner, where one of the definitions

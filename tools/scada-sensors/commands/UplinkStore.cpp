@@ -9,12 +9,11 @@ UplinkStore::UplinkStore(std::string sensorKey, unsigned int waitSeconds)
 
 std::string UplinkStore::write(const HashFields& fields) {
     database.startAnew();
-    const LimitedDatabase::Outcome outcome =
-        database.run([sensor = key, fields](Database& server, TypedValue* /*read*/) {
-            const int code = server.hmset(sensor, fields);
-            return code == DatabaseBase::RESULT_OK ? server.expire(sensor) : code;
-        });
-    return outcome.code == DatabaseBase::RESULT_OK ? "" : filled("The server refused the command for key [%s].", {key});
+    const LimitedDatabase::Result result = database.run([sensor = key, fields](Database& server, TypedValue* /*read*/) {
+        const int code = server.hmset(sensor, fields);
+        return code == DatabaseBase::RESULT_OK ? server.expire(sensor) : code;
+    });
+    return result.code == DatabaseBase::RESULT_OK ? "" : filled("The server refused the command for key [%s].", {key});
 }
 
 } // namespace Kelvra::SCADA::Tool

@@ -1,5 +1,6 @@
 #include "answer/printable.h"
 #include "commands/Command.h"
+#include "commands/wholeNumber.h"
 #include "database/LimitedDatabase.h"
 #include "database/typedRead.h"
 #include "text/filled.h"
@@ -31,7 +32,6 @@ struct Arguments {
     unsigned int wait = STANDARD_WAIT;
 };
 
-using Outcome = LimitedDatabase::Outcome;
 using Operation = ExitCode (*)(LimitedDatabase& database, const Arguments& given, const Answer& answer);
 
 ExitCode notRead(int code, const Arguments& given, const Answer& answer) {
@@ -76,29 +76,29 @@ ExitCode set(LimitedDatabase& limited, const Arguments& given, const Answer& ans
     result["key"] = given.key;
     result["field"] = given.field;
     result["value"] = given.value;
-    const Outcome outcome = limited.run([given](Database& database, TypedValue* /*read*/) {
+    const LimitedDatabase::Result reply = limited.run([given](Database& database, TypedValue* /*read*/) {
         return database.hset(given.key, given.field, given.value);
     });
-    return written(outcome.code, given, result, answer);
+    return written(reply.code, given, result, answer);
 }
 
 ExitCode expire(LimitedDatabase& limited, const Arguments& given, const Answer& answer) {
     Json::Value result;
     result["key"] = given.key;
     result["seconds"] = given.hasSeconds ? given.seconds : Env::inst().conf().getDfnDatabaseKeyTtl();
-    const Outcome outcome = limited.run([given](Database& database, TypedValue* /*read*/) {
+    const LimitedDatabase::Result reply = limited.run([given](Database& database, TypedValue* /*read*/) {
         return given.hasSeconds ? database.expire(given.key, given.seconds) : database.expire(given.key);
     });
-    return written(outcome.code, given, result, answer);
+    return written(reply.code, given, result, answer);
 }
 
 ExitCode push(LimitedDatabase& limited, const Arguments& given, const Answer& answer) {
     Json::Value result;
     result["key"] = given.key;
     result["value"] = given.value;
-    const Outcome outcome = limited.run(
+    const LimitedDatabase::Result reply = limited.run(
         [given](Database& database, TypedValue* /*read*/) { return database.lpush(given.key, given.value); });
-    return written(outcome.code, given, result, answer);
+    return written(reply.code, given, result, answer);
 }
 
 ExitCode pop(LimitedDatabase& limited, const Arguments& given, const Answer& answer) {
@@ -135,7 +135,7 @@ public:
         CLI::App& declared = *app.add_subcommand(name, summary)->group("Operations");
         declared.add_option("KEY", given->key, "Key in the database")->required();
         declared.add_option("--wait", given->wait, "Seconds to wait for the server")
-            ->check(CLI::Range(1U, LONGEST_WAIT))
+            ->transform(wholeNumber(1U, LONGEST_WAIT))
             ->type_name("S")
             ->capture_default_str();
         table.emplace_back(&declared, operation);

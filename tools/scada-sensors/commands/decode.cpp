@@ -12,6 +12,7 @@
 #include "commands/decodedText.h"
 #include "commands/findingText.h"
 #include "commands/notes.h"
+#include "commands/wholeNumber.h"
 #include "device/CodecSettings.h"
 #include "device/Device.h"
 #include "text/filled.h"
@@ -64,18 +65,11 @@ public:
     DecodedAnswer decode(const UplinkCall& uplink) {
         const CallResult result = runner.call(uplink);
         DecodedAnswer decoded;
-        if (result.kind == CallResult::Kind::VALUE)
+        decoded.isDecoded = result.kind == CallResult::Kind::VALUE;
+        if (decoded.isDecoded)
             judge(readResult(runner.load().entryPoint, result), &decoded);
-        else if (result.kind == CallResult::Kind::EXCEPTION)
-            decoded.findings.push_back(
-                {result.exception.missing.empty() ? Rules::CODEC_THREW : Rules::CODEC_NOT_OFFERED,
-                 {definition.verdict.decoderPath, result.exception.position},
-                 exceptionText(result.exception)});
         else
-            decoded.findings.push_back(
-                {result.kind == CallResult::Kind::LIMIT ? Rules::CODEC_OVER_LIMIT : Rules::CODEC_RUNNER_FAULT,
-                 {definition.verdict.decoderPath},
-                 result.text});
+            decoded.findings.push_back(callFault(result, definition.verdict.decoderPath));
         return decoded;
     }
 
@@ -178,16 +172,16 @@ private:
 };
 
 ExitCode decodeAll(Decoding& decoding, Task& task, const Request& request, const Answer& answer) {
+    const bool isStream = task.bytes == std::vector<std::string>{FROM_STANDARD_INPUT};
     try {
         std::optional<UplinkStore> store;
         if (request.store)
             store.emplace(task.sensor, request.wait);
-        if (task.bytes == std::vector<std::string>{FROM_STANDARD_INPUT})
+        if (isStream)
             return Stream(decoding, task.uplink, store, answer).run();
         return decodeOne(decoding, task, store, answer);
     } catch (const NoDatabase& e) {
         // All is written. What exit() destroys may still be in use on the thread that waits for the server.
-        const bool isStream = task.bytes == std::vector<std::string>{FROM_STANDARD_INPUT};
         if (answer.isJson() && isStream) {
             (void)answer.failedItem(e.what(), Json::Value(Json::objectValue), "");
             _exit(static_cast<int>(ExitCode::NO_DATABASE));
@@ -269,14 +263,14 @@ Run declareDecode(CLI::App& app) {
         ->type_name("[SRC] ID BYTES|-");
     app.add_option("--port", request->port, "Port of the uplink")
         ->required()
-        ->check(CLI::Range(0U, LAST_PORT))
+        ->transform(wholeNumber(0U, LAST_PORT))
         ->type_name("N");
     app.add_option("--definition", request->definition, "Definition to decode with, in place of a sensor")
         ->type_name("NAME");
     app.add_option("--time", request->time, "When the uplink came, as in 2024-05-01T10:00:00Z")->type_name("TIME");
     app.add_flag("--store", request->store, "Write the values into the hash SRC@ID of the database");
     app.add_option("--wait", request->wait, "Seconds to wait for the server with --store")
-        ->check(CLI::Range(1U, LONGEST_WAIT))
+        ->transform(wholeNumber(1U, LONGEST_WAIT))
         ->type_name("S")
         ->capture_default_str();
     return [request](const Answer& answer) { return decode(*request, answer); };

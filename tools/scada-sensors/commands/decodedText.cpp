@@ -41,7 +41,7 @@ std::string DecodedAnswer::error() const {
     if (!errors.empty())
         return filled("the decoder refused the uplink: %s", {errors.front()});
     for (const Finding& finding : findings) {
-        if (finding.rule->severity == Severity::ERROR)
+        if (!isDecoded || finding.rule->severity == Severity::ERROR)
             return finding.text;
     }
     return "";

@@ -15,12 +15,13 @@ namespace Kelvra::SCADA::Tool {
 
 /// What came of one uplink, for an answer.
 struct DecodedAnswer {
+    bool isDecoded = true; ///< false when the decoder returned nothing; the one finding tells why
     std::vector<NamedValue> values;
     std::vector<std::string> warnings;
     std::vector<std::string> errors; ///< the decoder's
     Findings findings;               ///< what the decoder did wrong, and what does not fit the definition
 
-    bool isFailed() const { return !errors.empty() || errorCount(findings) != 0; }
+    bool isFailed() const { return !isDecoded || !errors.empty() || errorCount(findings) != 0; }
     /// Returns why it failed, in one line.
     std::string error() const;
 };

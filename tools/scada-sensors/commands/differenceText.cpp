@@ -14,15 +14,13 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-using Kind = MemberChange::Kind;
-
 constexpr const char* INDENTATION = "    ";
 constexpr const char* NO_FILE = "/dev/null";
 
-const char* wordOf(Kind kind) {
-    if (kind == Kind::ADDED)
+const char* changeWord(MemberChange::Kind kind) {
+    if (kind == MemberChange::Kind::ADDED)
         return "added";
-    return kind == Kind::REMOVED ? "removed" : "changed";
+    return kind == MemberChange::Kind::REMOVED ? "removed" : "changed";
 }
 
 bool isOfProperty(const MemberChange& change) {
@@ -42,10 +40,10 @@ std::string fromTo(const MemberChange& change) {
 
 // Of a property or a member of the document as a whole.
 std::string whole(const std::string& what, const MemberChange& change) {
-    if (change.kind == Kind::CHANGED)
+    if (change.kind == MemberChange::Kind::CHANGED)
         return what + " changes " + fromTo(change);
-    return change.kind == Kind::ADDED ? what + " is new: " + shortJson(change.to)
-                                      : what + " disappears: " + shortJson(change.from);
+    return change.kind == MemberChange::Kind::ADDED ? what + " is new: " + shortJson(change.to)
+                                                    : what + " disappears: " + shortJson(change.from);
 }
 
 std::string toText(const MemberChange& change) {
@@ -55,10 +53,10 @@ std::string toText(const MemberChange& change) {
     if (change.path.size() == 2)
         return whole(property, change);
     const std::string member = joined(change.path, 2);
-    if (change.kind == Kind::CHANGED)
+    if (change.kind == MemberChange::Kind::CHANGED)
         return property + " changes its " + member + " " + fromTo(change);
-    return change.kind == Kind::ADDED ? property + " gets " + member + ": " + shortJson(change.to)
-                                      : property + " loses " + member + ": " + shortJson(change.from);
+    return change.kind == MemberChange::Kind::ADDED ? property + " gets " + member + ": " + shortJson(change.to)
+                                                    : property + " loses " + member + ": " + shortJson(change.from);
 }
 
 std::string indented(const std::string& text) {
@@ -87,13 +85,13 @@ std::string toText(const DecoderDifference& decoder) {
 
 Json::Value toJson(const MemberChange& change) {
     Json::Value item(Json::objectValue);
-    item["change"] = wordOf(change.kind);
+    item["change"] = changeWord(change.kind);
     item["path"] = toArray(change.path);
     if (isOfProperty(change))
         item["property"] = change.path[1];
-    if (change.kind != Kind::ADDED)
+    if (change.kind != MemberChange::Kind::ADDED)
         item["from"] = change.from;
-    if (change.kind != Kind::REMOVED)
+    if (change.kind != MemberChange::Kind::REMOVED)
         item["to"] = change.to;
     return item;
 }

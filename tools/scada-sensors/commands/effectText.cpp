@@ -12,10 +12,8 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-using Kind = ResultChange::Kind;
-
 // After so much, no decoder is run any more: a hostile source could make the tool run out of memory.
-constexpr std::size_t MOST_TEXT = 1024UL * 1024UL;
+constexpr std::size_t MOST_EFFECT_TEXT = 1024UL * 1024UL;
 
 std::string wordsFor(const MeasuredValue& measured) {
     const std::string& special = measured.value.special;
@@ -34,21 +32,21 @@ std::string quoted(const std::string& text) {
 }
 
 std::string wordsFor(const ResultChange& change) {
-    if (change.kind == Kind::RESULT)
+    if (change.kind == ResultChange::Kind::RESULT)
         return change.toText + " in place of " + change.fromText;
-    if (change.kind != Kind::VALUE)
-        return fromTo(change.kind == Kind::ERROR ? "the error " : "the warning ", quoted(change.fromText),
+    if (change.kind != ResultChange::Kind::VALUE)
+        return fromTo(change.kind == ResultChange::Kind::ERROR ? "the error " : "the warning ", quoted(change.fromText),
                       quoted(change.toText));
     const std::string& path = (change.from ? change.from : change.to)->value.path;
     return fromTo(path + " ", change.from ? wordsFor(*change.from) : "", change.to ? wordsFor(*change.to) : "");
 }
 
-const char* wordOf(Kind kind) {
-    if (kind == Kind::VALUE)
+const char* changeWord(ResultChange::Kind kind) {
+    if (kind == ResultChange::Kind::VALUE)
         return "value";
-    if (kind == Kind::RESULT)
+    if (kind == ResultChange::Kind::RESULT)
         return "result";
-    return kind == Kind::ERROR ? "error" : "warning";
+    return kind == ResultChange::Kind::ERROR ? "error" : "warning";
 }
 
 Json::Value toJson(const std::optional<MeasuredValue>& measured) {
@@ -65,8 +63,8 @@ Json::Value toJson(const std::optional<MeasuredValue>& measured) {
 Json::Value toJson(const ResultChange& change) {
     Json::Value item(Json::objectValue);
     item["example"] = change.example;
-    item["change"] = wordOf(change.kind);
-    const bool isValue = change.kind == Kind::VALUE;
+    item["change"] = changeWord(change.kind);
+    const bool isValue = change.kind == ResultChange::Kind::VALUE;
     if (isValue)
         item["path"] = (change.from ? change.from : change.to)->value.path;
     item["from"] = isValue ? toJson(change.from) : orNull(change.fromText);
@@ -78,14 +76,14 @@ std::string toText(const EffectOfChange& effect) {
     std::string text;
     for (const ResultChange& change : effect.changes)
         text += "    " + printable(wordsFor(change) + " in \"" + change.example + "\"") + "\n";
-    if (!effect.obstacle.empty())
-        text += "    " + printable(filled("the effect on the values is not known: %s", {effect.obstacle})) + "\n";
+    if (!effect.reason.empty())
+        text += "    " + printable(filled("the effect on the values is not known: %s", {effect.reason})) + "\n";
     return text;
 }
 
 Json::Value toJson(const EffectOfChange& effect) {
     Json::Value item(Json::objectValue);
-    item["obstacle"] = orNull(effect.obstacle);
+    item["reason"] = orNull(effect.reason);
     item["changes"] = Json::arrayValue;
     for (const ResultChange& change : effect.changes)
         item["changes"].append(toJson(change));
@@ -97,7 +95,7 @@ Json::Value toJson(const EffectOfChange& effect) {
 void ShownEffects::add(const Definition& present, const Definition& wanted) {
     if (!isWanted)
         return;
-    const EffectOfChange effect = shown > MOST_TEXT
+    const EffectOfChange effect = shown > MOST_EFFECT_TEXT
                                       ? EffectOfChange{{}, filled("the answer is too long to show more"), true}
                                       : effectOfChange(present, wanted);
     if (!effect.isTold)

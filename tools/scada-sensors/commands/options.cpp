@@ -1,4 +1,5 @@
 #include "commands/options.h"
+#include "commands/wholeNumber.h"
 
 #include "device/CodecSettings.h"
 #include "device/logLevel.h"
@@ -44,7 +45,7 @@ void declareConfiguration(CLI::App& app) {
            "--db",
            [&conf](const unsigned int& number) { conf.setDfnDatabaseNumber(static_cast<unsigned char>(number)); },
            "Number of the database")
-        ->check(CLI::Range(0U, 255U))
+        ->transform(wholeNumber(0U, 255U))
         ->type_name("N")
         ->default_str(std::to_string(conf.getDfnDatabaseNumber()))
         ->group(GROUP);

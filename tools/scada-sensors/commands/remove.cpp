@@ -33,7 +33,7 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-struct Arguments {
+struct RemoveArguments {
     std::vector<std::string> names;
     bool all = false;
     bool yes = false;
@@ -144,7 +144,7 @@ void noteAll(const Storages& before, Removal* removal, std::vector<HistoryChange
 }
 
 // Returns how the command ends when it must not go on.
-std::optional<ExitCode> refuse(const Arguments& asked, const Answer& answer) {
+std::optional<ExitCode> refuse(const RemoveArguments& asked, const Answer& answer) {
     if (asked.all == !asked.names.empty())
         return answer.badUsage(filled("remove needs either names or --all"));
     if (asked.yes && !asked.all)
@@ -160,7 +160,7 @@ std::optional<ExitCode> refuse(const Arguments& asked, const Answer& answer) {
     return std::nullopt;
 }
 
-ExitCode removeFrom(const Storages& before, const Arguments& asked, SignalGuard& guard, const Answer& answer) {
+ExitCode removeFrom(const Storages& before, const RemoveArguments& asked, SignalGuard& guard, const Answer& answer) {
     Removal removal;
     std::vector<HistoryChange> changes;
     std::string note;
@@ -181,7 +181,7 @@ ExitCode removeFrom(const Storages& before, const Arguments& asked, SignalGuard&
     return removal.answerWith(guard, answer);
 }
 
-bool changesNothing(const Storages& before, const Arguments& asked) {
+bool changesNothing(const Storages& before, const RemoveArguments& asked) {
     if (asked.all)
         return isEmpty(GenerationPaths::ofDevice());
     return std::none_of(asked.names.begin(), asked.names.end(),
@@ -189,7 +189,7 @@ bool changesNothing(const Storages& before, const Arguments& asked) {
 }
 
 // A removal that changes nothing makes no generation: the one to roll back to would be lost.
-ExitCode answerUnchanged(const Storages& before, const Arguments& asked, const SignalGuard& guard,
+ExitCode answerUnchanged(const Storages& before, const RemoveArguments& asked, const SignalGuard& guard,
                          const Answer& answer) {
     Removal removal;
     std::vector<HistoryChange> none;
@@ -197,20 +197,20 @@ ExitCode answerUnchanged(const Storages& before, const Arguments& asked, const S
     return removal.answerWith(guard, answer);
 }
 
-ExitCode removeLocked(const Arguments& asked, SignalGuard& guard, const Answer& answer) {
+ExitCode removeLocked(const RemoveArguments& asked, SignalGuard& guard, const Answer& answer) {
     const GenerationPaths paths = GenerationPaths::ofDevice();
     if (settle(paths) == Leftovers::INTERRUPTED)
         return answerInterrupted(answer);
     const Storages before;
     if (changesNothing(before, asked))
         return answerUnchanged(before, asked, guard, answer);
-    const bool copies = !asked.all || !exchangeObstacle(paths.custom).empty();
+    const bool copies = !asked.all || !whyNotExchangeable(paths.custom).empty();
     if (const std::optional<ExitCode> refused = copies ? refuseUncopiable({paths.custom}, answer) : std::nullopt)
         return *refused;
     return removeFrom(before, asked, guard, answer);
 }
 
-ExitCode remove(const Arguments& asked, SignalGuard& guard, const Answer& answer) {
+ExitCode remove(const RemoveArguments& asked, SignalGuard& guard, const Answer& answer) {
     if (isAbsent(GenerationPaths::ofDevice()))
         return answerUnchanged(Storages(), asked, guard, answer);
     return withLock(answer, [&] { return removeLocked(asked, guard, answer); });
@@ -219,7 +219,7 @@ ExitCode remove(const Arguments& asked, SignalGuard& guard, const Answer& answer
 } // namespace
 
 Run declareRemove(CLI::App& app) {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<RemoveArguments>();
     app.add_option("NAME", arguments->names, "Custom definitions, as in lora/maker/model");
     app.add_flag("--all", arguments->all, "Empty the custom storage");
     app.add_flag("--yes", arguments->yes, "Do not ask before --all");

@@ -65,7 +65,7 @@ ExitCode rollBackLocked(SignalGuard& guard, const Answer& answer) {
     if (!std::filesystem::is_directory(std::filesystem::symlink_status(paths.previous, error)))
         return answerNone(answer);
     std::vector<std::string> copied = {paths.previous};
-    if (!exchangeObstacle(paths.custom).empty())
+    if (!whyNotExchangeable(paths.custom).empty())
         copied.push_back(paths.custom);
     if (const std::optional<ExitCode> refused = refuseUncopiable(copied, answer))
         return *refused;

@@ -22,7 +22,7 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-struct Arguments {
+struct ShowArguments {
     std::string name;
     std::string property;
 };
@@ -43,7 +43,7 @@ void addEntryPoint(const Definition& definition, FieldList* fields) {
     fields->add("entry", orNull(loaded.entryPoint), wordsOf(loaded, decoder));
 }
 
-ExitCode show(const Arguments& asked, bool wholeDefinition, const Answer& answer) {
+ExitCode show(const ShowArguments& asked, bool wholeDefinition, const Answer& answer) {
     Device device;
     Storages& storages = device.storages();
     noteUnreadableStorages(storages, answer);
@@ -73,7 +73,7 @@ ExitCode show(const Arguments& asked, bool wholeDefinition, const Answer& answer
 } // namespace
 
 Run declareShow(CLI::App& app) {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<ShowArguments>();
     app.add_option("NAME", arguments->name, "Definition, as in lora/maker/model")->required();
     const CLI::Option* property = app.add_option("PROPERTY", arguments->property, "One property instead of all");
     return [arguments, property](const Answer& answer) { return show(*arguments, property->count() == 0, answer); };

@@ -1,5 +1,6 @@
 #include "answer/printable.h"
 #include "commands/Command.h"
+#include "commands/wholeNumber.h"
 #include "database/databaseFault.h"
 #include "database/watchChanges.h"
 #include "text/filled.h"
@@ -101,11 +102,11 @@ ExitCode watch(const Limits& limits, const Answer& answer) {
 
 Run declareWatch(CLI::App& app) {
     const auto limits = std::make_shared<Limits>();
-    const CLI::Range positive(1U, std::numeric_limits<unsigned int>::max());
-    app.add_option("--count", limits->count, "End after so many changes")->check(positive)->type_name("N");
-    app.add_option("--timeout", limits->seconds, "End after so many seconds")->check(positive)->type_name("S");
+    const CLI::Validator positive = wholeNumber(1U, std::numeric_limits<unsigned int>::max());
+    app.add_option("--count", limits->count, "End after so many changes")->transform(positive)->type_name("N");
+    app.add_option("--timeout", limits->seconds, "End after so many seconds")->transform(positive)->type_name("S");
     app.add_option("--wait", limits->wait, "Seconds to wait for an answer of the server")
-        ->check(CLI::Range(1U, LONGEST_WAIT))
+        ->transform(wholeNumber(1U, LONGEST_WAIT))
         ->type_name("S")
         ->capture_default_str();
     return [limits](const Answer& answer) { return watch(*limits, answer); };

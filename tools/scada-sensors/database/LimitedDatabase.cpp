@@ -24,11 +24,11 @@ void requireServer(const TimeLimit& limit) {
 }
 
 // Waits in pieces: a wait of many years does not fit the system's time on 32-bit machines.
-bool isReadyBy(const std::future<LimitedDatabase::Outcome>& outcome, std::optional<Clock::time_point> end) {
+bool isReadyBy(const std::future<LimitedDatabase::Result>& result, std::optional<Clock::time_point> end) {
     constexpr std::chrono::hours LONGEST_PIECE(1);
     for (;;) {
         const Clock::time_point piece = Clock::now() + LONGEST_PIECE;
-        if (outcome.wait_until(end ? std::min(*end, piece) : piece) == std::future_status::ready)
+        if (result.wait_until(end ? std::min(*end, piece) : piece) == std::future_status::ready)
             return true;
         if (end && Clock::now() >= *end)
             return false;
@@ -53,13 +53,13 @@ void LimitedDatabase::startAnew() {
 
 // The library's command has no time limit, and nothing calls it back: a thread waits for it, which the process leaves
 // behind. A limit on the socket would not hold for the selection of the database, nor for the library's second attempt.
-LimitedDatabase::Outcome LimitedDatabase::run(const Call& call) {
-    std::packaged_task<Outcome()> task([shared = database, call] {
-        Outcome outcome;
-        outcome.code = call(*shared, &outcome.value);
-        return outcome;
+LimitedDatabase::Result LimitedDatabase::run(const Call& call) {
+    std::packaged_task<Result()> task([shared = database, call] {
+        Result result;
+        result.code = call(*shared, &result.value);
+        return result;
     });
-    std::future<Outcome> future = task.get_future();
+    std::future<Result> future = task.get_future();
     std::thread thread(std::move(task));
     const std::string path = Env::inst().conf().getDfnDatabaseSocket();
     if (!isReadyBy(future, end)) {
@@ -68,9 +68,9 @@ LimitedDatabase::Outcome LimitedDatabase::run(const Call& call) {
                                 {path, counted(limit.seconds, "second")}));
     }
     thread.join();
-    Outcome outcome = future.get();
-    if (outcome.code != DatabaseBase::RESULT_NO_REPLY)
-        return outcome;
+    Result result = future.get();
+    if (result.code != DatabaseBase::RESULT_NO_REPLY)
+        return result;
     TimeLimit rest(limit.seconds);
     rest.end = std::min(rest.end, end.value_or(rest.end));
     requireServer(rest);

@@ -22,7 +22,7 @@ public:
 /// The configured database, asked within a time limit. Each operation throws NoDatabase.
 class LimitedDatabase {
 public:
-    struct Outcome {
+    struct Result {
         int code = DatabaseBase::RESULT_OK; ///< never RESULT_NO_REPLY
         TypedValue value;
     };
@@ -38,7 +38,7 @@ public:
     void startAnew();
 
     /// Runs one call of the library. What `call` captures must live as long as the process.
-    Outcome run(const Call& call);
+    Result run(const Call& call);
 
 private:
     TimeLimit limit;

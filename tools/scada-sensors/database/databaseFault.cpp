@@ -1,5 +1,6 @@
 #include "database/databaseFault.h"
 
+#include "database/ReplyPtr.h"
 #include "text/Descriptor.h"
 #include "text/filled.h"
 #include "text/text.h"
@@ -29,10 +30,6 @@ constexpr std::size_t LONGEST_PATH = 106;
 struct FreeReader {
     void operator()(redisReader* reader) const { redisReaderFree(reader); }
 };
-struct FreeReply {
-    void operator()(redisReply* reply) const { freeReplyObject(reply); }
-};
-using ReplyPtr = std::unique_ptr<redisReply, FreeReply>;
 
 std::string silence(const std::string& path, const TimeLimit& limit) {
     return filled("The server at [%s] did not answer within %s. It may be halted or busy: look at it, or raise --wait.",

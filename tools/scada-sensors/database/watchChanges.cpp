@@ -1,11 +1,12 @@
 #include "database/watchChanges.h"
 
+#include "database/ReplyPtr.h"
 #include "database/access.h"
 #include "text/Descriptor.h"
 
-#include <scada/DatabaseSubscriber.h>
-
 #include <hiredis/hiredis.h>
+
+#include <scada/DatabaseSubscriber.h>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -79,11 +80,6 @@ private:
     Descriptor reading;
     Descriptor writing;
 };
-
-struct FreeReply {
-    void operator()(redisReply* reply) const { freeReplyObject(reply); }
-};
-using ReplyPtr = std::unique_ptr<redisReply, FreeReply>;
 
 // The library's own loop keeps to itself that a connection is lost or back, and cannot tell a halted server from a
 // silent one. This one reads the same subscription and asks a silent server for a sign of life.

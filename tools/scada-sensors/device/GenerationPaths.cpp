@@ -50,7 +50,7 @@ bool isUnfinished(const GenerationPaths& paths) {
     return std::filesystem::exists(paths.mark, error);
 }
 
-std::string exchangeObstacle(const std::string& custom) {
+std::string whyNotExchangeable(const std::string& custom) {
     if (isMountRoot(custom))
         return filled("it is mounted by itself");
     std::error_code error;

@@ -44,6 +44,6 @@ bool isUnfinished(const GenerationPaths& paths);
 
 /// Returns why the custom storage cannot be exchanged with another directory in one step, or nothing. The storage need
 /// not exist.
-std::string exchangeObstacle(const std::string& custom);
+std::string whyNotExchangeable(const std::string& custom);
 
 } // namespace Kelvra::SCADA::Tool

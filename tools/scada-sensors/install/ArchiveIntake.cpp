@@ -48,7 +48,7 @@ std::string textOf(const char* text) {
     return text == nullptr ? "" : text;
 }
 
-std::string reasonOf(archive* reader) {
+std::string archiveReason(archive* reader) {
     const std::string reason = textOf(libarchive().archive_error_string(reader));
     return reason.empty() ? filled("it is damaged or incomplete") : reason;
 }
@@ -82,7 +82,7 @@ void ArchiveIntake::run() {
     if (libarchive().archive_read_open(reader.get(), this, nullptr, readChunk, nullptr) == ARCHIVE_OK)
         takeEntries(reader.get());
     else if (!builder->isFull())
-        refuse(filled("The archive cannot be read: %s", {reasonOf(reader.get())}));
+        refuse(filled("The archive cannot be read: %s", {archiveReason(reader.get())}));
 }
 
 ssize_t ArchiveIntake::readChunk(archive* reader, void* self, const void** data) {
@@ -129,10 +129,11 @@ void ArchiveIntake::takeEntries(archive* reader) {
     archive_entry* entry = nullptr;
     for (;;) {
         const int status = libarchive().archive_read_next_header(reader, &entry);
+        // Reading on to the end can go over a limit too, which is told already.
         if (builder->isFull() || (status == ARCHIVE_EOF && isWhole(reader)) || builder->isFull())
             return;
         if (status == ARCHIVE_EOF || status < ARCHIVE_WARN) {
-            refuse(filled("The archive cannot be read: %s", {reasonOf(reader)}));
+            refuse(filled("The archive cannot be read: %s", {archiveReason(reader)}));
             return;
         }
         ++entries;
@@ -235,7 +236,7 @@ bool ArchiveIntake::takeContent(archive* reader, int file, std::uint64_t limit, 
             return true;
         // A warning tells of a checksum or a size that the content does not have.
         if (status != ARCHIVE_OK) {
-            refuse(filled("The archive cannot be read: %s", {reasonOf(reader)}));
+            refuse(filled("The archive cannot be read: %s", {archiveReason(reader)}));
             return false;
         }
         unpacked += count;

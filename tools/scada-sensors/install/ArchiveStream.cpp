@@ -17,7 +17,6 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-constexpr std::size_t CHUNK = 65536;
 constexpr std::string_view GZIP_MAGIC = "\x1f\x8b";
 // The largest window, and a header and a checksum as gzip has them.
 constexpr int GZIP_WINDOW = 15 + 16;

@@ -33,9 +33,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int NOT_FOLLOWED = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-constexpr std::size_t CHUNK = 65536;
 constexpr const char* STANDARD_INPUT = "-";
-constexpr const char* PREFIX = "scada-source-";
+constexpr const char* COPY_PREFIX = "scada-source-";
 
 fs::file_type typeOf(mode_t mode) {
     if (S_ISREG(mode))
@@ -235,7 +234,7 @@ std::string placeOfCopies(const IntakeLimits& limits) {
 
 } // namespace
 
-Intake::Intake(const std::string& source, const IntakeLimits& limits) : directory(placeOfCopies(limits), PREFIX) {
+Intake::Intake(const std::string& source, const IntakeLimits& limits) : directory(placeOfCopies(limits), COPY_PREFIX) {
     taken.source = source == STANDARD_INPUT ? "standard input" : source;
     taken.dir = directory.path() + "/source";
     CopyBuilder builder(limits, &taken, &found, &failures);
@@ -264,7 +263,7 @@ void removeLeftCopies() {
     for (const std::string& directory :
          {std::string(chosen == nullptr ? "" : chosen), std::string(MEMORY), std::string(DISK)}) {
         if (!directory.empty())
-            removeLeftovers(directory, PREFIX);
+            removeLeftovers(directory, COPY_PREFIX);
     }
 }
 

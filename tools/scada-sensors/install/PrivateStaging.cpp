@@ -12,12 +12,12 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-constexpr const char* PREFIX = "scada-install-";
+constexpr const char* STAGING_PREFIX = "scada-install-";
 
 } // namespace
 
 std::vector<std::string> leftoversOfInstallations(const std::string& staging) {
-    return leftoversIn(staging, PREFIX);
+    return leftoversIn(staging, STAGING_PREFIX);
 }
 
 PrivateStaging::PrivateStaging() : configured(Env::inst().conf().getDfnStagingDir()) {
@@ -25,7 +25,7 @@ PrivateStaging::PrivateStaging() : configured(Env::inst().conf().getDfnStagingDi
     std::filesystem::create_directories(configured, error);
     if (error)
         throw std::runtime_error(filled("cannot make the directory [%s]: %s", {configured, error.message()}));
-    directory = std::make_unique<PrivateDirectory>(configured, PREFIX);
+    directory = std::make_unique<PrivateDirectory>(configured, STAGING_PREFIX);
     Env::inst().conf().setDfnStagingDir(directory->path());
 }
 

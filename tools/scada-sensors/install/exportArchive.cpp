@@ -30,8 +30,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t CHUNK = 65536;
-constexpr mode_t FILE_MODE = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
+constexpr mode_t ARCHIVED_MODE = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
 
 struct Free {
     void operator()(archive* writer) const { libarchive().archive_write_free(writer); }
@@ -101,7 +100,7 @@ private:
         const std::unique_ptr<archive_entry, Free> entry(lib.archive_entry_new());
         lib.archive_entry_set_pathname(entry.get(), name.c_str());
         lib.archive_entry_set_filetype(entry.get(), type);
-        lib.archive_entry_set_perm(entry.get(), FILE_MODE);
+        lib.archive_entry_set_perm(entry.get(), ARCHIVED_MODE);
         lib.archive_entry_set_size(entry.get(), size);
         lib.archive_entry_set_mtime(entry.get(), 0, 0);
         if (!link.empty())
@@ -191,8 +190,8 @@ void exportArchive(const std::string& name, const std::function<void()>& begin) 
         throw std::runtime_error(filled("cannot write the archive [%s]: %s", {file, reasonOf(errno)}));
     try {
         writeTo(out.number(), file);
-        if (fchmod(out.number(), exists ? former.st_mode & ACCESSPERMS : FILE_MODE) != 0 || fsync(out.number()) != 0 ||
-            rename(temporary.c_str(), file.c_str()) != 0)
+        if (fchmod(out.number(), exists ? former.st_mode & ACCESSPERMS : ARCHIVED_MODE) != 0 ||
+            fsync(out.number()) != 0 || rename(temporary.c_str(), file.c_str()) != 0)
             throw std::runtime_error(filled("cannot write the archive [%s]: %s", {file, reasonOf(errno)}));
     } catch (...) {
         unlink(temporary.c_str());

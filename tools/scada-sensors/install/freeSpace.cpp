@@ -159,13 +159,13 @@ Room SpaceNeeds::inNextGeneration(const std::string& custom) const {
     Room room = written;
     room += roomOfMissing(directories, custom);
     room += copy;
-    if (!exchangeObstacle(custom).empty())
+    if (!whyNotExchangeable(custom).empty())
         room += copy;
     return room;
 }
 
 Room SpaceNeeds::inCustom(const std::string& custom) const {
-    if (exchangeObstacle(custom).empty())
+    if (whyNotExchangeable(custom).empty())
         return {};
     Room room = roomOfMissing(directories, custom);
     room += {sum(growth, largestReplaced), written.inodes};

@@ -282,7 +282,7 @@ std::string NextGeneration::putInPlace(const HistoryEntry& entry, const std::fun
     restoreEnv();
     move(tree, places.next);
     work.reset();
-    const bool exchangeable = exchangeObstacle(places.custom).empty();
+    const bool exchangeable = whyNotExchangeable(places.custom).empty();
     const std::string mark = places.next + GenerationPaths::MARK;
     if (exchangeable)
         writeDurably(mark, historyLine(entry));

@@ -19,7 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string parentOf(const std::string& file) {
+std::string directoryOf(const std::string& file) {
     return file.substr(0, file.rfind('/'));
 }
 
@@ -88,7 +88,7 @@ bool ImportBlockers::takesDocument(const std::string& file) {
     std::error_code error;
     const fs::file_status status = fs::status(file, error);
     if (!fs::exists(status))
-        return levelAt(parentOf(file)).writable;
+        return levelAt(directoryOf(file)).writable;
     return fs::is_regular_file(status) && isWritable(file);
 }
 
@@ -96,12 +96,12 @@ bool ImportBlockers::takesDocument(const std::string& file) {
 bool ImportBlockers::takesDecoder(const std::string& file) {
     std::error_code error;
     const fs::file_status own = fs::symlink_status(file, error);
-    const bool writable = levelAt(parentOf(file)).writable;
+    const bool writable = levelAt(directoryOf(file)).writable;
     if (!fs::exists(own))
         return writable;
     if (!fs::is_regular_file(fs::is_symlink(own) ? fs::status(file, error) : own))
         return false;
-    return isWritable(file) || (writable && mayReplace(file, parentOf(file)));
+    return isWritable(file) || (writable && mayReplace(file, directoryOf(file)));
 }
 
 Findings ImportBlockers::of(const std::string& name) {

@@ -33,8 +33,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr mode_t ALL_BITS = 07777;
-constexpr std::size_t CHUNK = 65536;
+constexpr mode_t MODE_BITS = 07777;
 
 [[noreturn]] void failToCopy(const std::string& path, int error) {
     throw std::runtime_error(filled("cannot copy [%s]: %s", {path, reasonOf(error)}));
@@ -122,7 +121,7 @@ void keepAttributes(const std::string& source, const std::string& target) {
         failToKeep(source, errno);
     keepExtended(source, target);
     const bool sameMode = statusOf(target).st_mode == wanted.st_mode;
-    if (!sameMode && !S_ISLNK(wanted.st_mode) && chmod(target.c_str(), wanted.st_mode & ALL_BITS) != 0)
+    if (!sameMode && !S_ISLNK(wanted.st_mode) && chmod(target.c_str(), wanted.st_mode & MODE_BITS) != 0)
         failToKeep(source, errno);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace Kelvra::SCADA::Tool {
@@ -18,6 +19,9 @@ public:
 private:
     int descriptor;
 };
+
+/// How many bytes of a file are read or written at once.
+constexpr std::size_t CHUNK = 65536;
 
 /// Opens a regular file for reading. Anything else is not waited for, as a FIFO would make a reader wait. When it is
 /// not open, puts the reason into `*failure` (unless null).

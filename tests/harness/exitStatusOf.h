@@ -1,0 +1,13 @@
+#pragma once
+
+#include <sys/wait.h>
+
+namespace Kelvra::SCADA::Test {
+
+/// Returns the exit status of a process that waitpid() has described, or 128 and the number of the signal that ended
+/// it.
+inline int exitStatusOf(int state) {
+    return WIFEXITED(state) ? WEXITSTATUS(state) : 128 + WTERMSIG(state);
+}
+
+} // namespace Kelvra::SCADA::Test
