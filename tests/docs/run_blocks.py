@@ -97,7 +97,7 @@ def make_device(root, source, tool):
 
 def make_checkout(root, source, tool, example, runner):
     shutil.copytree(os.path.join(source, "examples"), f"{root}/checkout/examples")
-    programs = f"{root}/checkout/build/demo"
+    programs = f"{root}/checkout/build/release"
     write_program(f"{programs}/tools/scada-sensors/scada-sensors",
                   f'#!/bin/sh\nexec {tool} --codec-runner {root}/bin/codec-runner "$@"\n')
     directory = example[:example.rindex("/")]
