@@ -22,8 +22,12 @@ const Engine::EntryPoint Engine::ENTRY_POINTS[3] = {{"decodeUplink", &Engine::pu
                                                     {"Decode", &Engine::pushPortBytes, 3},
                                                     {"Decoder", &Engine::pushBytesPort, 2}};
 
-Engine::Engine(const Limits& given)
-    : limits(given), heap(given.memory), context(heap.context()), writer(heap, limits), exception(heap) {}
+Engine::Engine() : heap(limits.memory), context(heap.context()), writer(heap, limits), exception(heap) {}
+
+void Engine::setLimits(const Limits& given) {
+    heap.memory().extend(static_cast<std::ptrdiff_t>(given.memory) - static_cast<std::ptrdiff_t>(limits.memory));
+    limits = given;
+}
 
 // The engine's reader of JSON defines members, so that no setter of the decoder takes part.
 void Engine::pushInput(const Call& call) {

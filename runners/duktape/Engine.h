@@ -12,7 +12,11 @@ namespace Kelvra::SCADA::Codec {
 /// A decoder and its globals.
 class Engine {
 public:
-    explicit Engine(const Limits& given);
+    /// It starts with the usual limits.
+    Engine();
+
+    /// Sets other limits, before anything is loaded.
+    void setLimits(const Limits& given);
 
     /// Runs the decoder's text. Returns the members of the first answer that say what came of it.
     std::string load(const std::string& decoder);

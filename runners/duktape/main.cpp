@@ -84,14 +84,17 @@ std::string resultsOf(Engine& engine, const std::vector<Call>& calls) {
 }
 
 int serve() {
+    // A host may start the program ahead of the decoder, so that it need not wait for what is the same for all.
     Lines lines;
+    Engine engine;
+    SystemCallFilter filter;
     std::optional<std::string> line = lines.next();
     if (!line)
         return DONE;
     const FirstRequest first = firstRequest(*line);
     boundAddressSpace(first.limits.memory);
-    Engine engine(first.limits);
-    const bool filtered = filterSystemCalls();
+    engine.setLimits(first.limits);
+    const bool filtered = filter.load();
     std::string answer = R"({"version":1,"engine":")" + engineName() + (filtered ? "\"," : R"(","filter":false,)");
     answer += engine.load(first.decoder);
     answer += "," + resultsOf(engine, first.calls) + "}\n";

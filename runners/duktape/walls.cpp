@@ -93,13 +93,20 @@ void boundAddressSpace([[maybe_unused]] std::size_t memory) {
 #endif
 }
 
-bool filterSystemCalls() {
-    scmp_filter_ctx filter = seccomp_init(ON_ANY_OTHER_CALL);
-    if (filter == nullptr)
-        return false;
-    const bool filtered = allowNeeded(filter) && seccomp_load(filter) == 0;
-    seccomp_release(filter);
-    return filtered;
+SystemCallFilter::SystemCallFilter() : rules(seccomp_init(ON_ANY_OTHER_CALL)) {
+    if (rules == nullptr || allowNeeded(rules))
+        return;
+    seccomp_release(rules);
+    rules = nullptr;
+}
+
+SystemCallFilter::~SystemCallFilter() {
+    if (rules != nullptr)
+        seccomp_release(rules);
+}
+
+bool SystemCallFilter::load() {
+    return rules != nullptr && seccomp_load(rules) == 0;
 }
 
 } // namespace Kelvra::SCADA::Codec

@@ -10,8 +10,19 @@ void restrictProcess();
 /// Bounds the address space for an engine with that many bytes.
 void boundAddressSpace(std::size_t memory);
 
-/// From now on every system call but those that the engine needs ends the process.
-/// Returns false where the kernel has no such filter.
-bool filterSystemCalls();
+/// The filter that lets through the system calls that the engine needs. Any other one ends the process.
+class SystemCallFilter {
+public:
+    SystemCallFilter();
+    ~SystemCallFilter();
+    SystemCallFilter(const SystemCallFilter&) = delete;
+    SystemCallFilter& operator=(const SystemCallFilter&) = delete;
+
+    /// Puts it into force. Returns false where the kernel has no such filter.
+    bool load();
+
+private:
+    void* rules;
+};
 
 } // namespace Kelvra::SCADA::Codec

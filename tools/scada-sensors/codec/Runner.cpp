@@ -113,7 +113,16 @@ bool isRunnerThere() {
     return !program.empty() && std::filesystem::exists(program, error);
 }
 
-Runner::Runner(std::string itsScript, std::string itsFile) : script(std::move(itsScript)), file(std::move(itsFile)) {}
+std::unique_ptr<RunnerProcess> RunnersAhead::take(const std::string& program) {
+    std::unique_ptr<RunnerProcess> taken = next ? std::move(next) : std::make_unique<RunnerProcess>(program);
+    if (areMany)
+        next = std::make_unique<RunnerProcess>(program);
+    areMany = true;
+    return taken;
+}
+
+Runner::Runner(std::string itsScript, std::string itsFile, RunnersAhead* itsAhead)
+    : script(std::move(itsScript)), file(std::move(itsFile)), ahead(itsAhead) {}
 
 bool Runner::admitsCall() const {
     const bool many = overruns >= MOST_OVERRUNS_OF_A_DECODER || overrunsOfAll() >= MOST_OVERRUNS;
@@ -143,7 +152,8 @@ LoadResult Runner::start() {
     if (!admitsCall())
         return notMade<LoadResult>();
     // It starts in another directory.
-    process.emplace(std::filesystem::absolute(codecSettings().runner).string());
+    const std::string program = std::filesystem::absolute(codecSettings().runner).string();
+    process = ahead != nullptr ? ahead->take(program) : std::make_unique<RunnerProcess>(program);
     Json::Value answer;
     ProcessFailure failure =
         askFor(*process, loadingLine(script, file), codecSettings().seconds + START_SECONDS, &answer);

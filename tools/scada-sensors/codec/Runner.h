@@ -3,6 +3,7 @@
 #include "codec/CallResult.h"
 #include "codec/RunnerProcess.h"
 
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -11,12 +12,24 @@ namespace Kelvra::SCADA::Tool {
 /// Whether decoders can be run: a program is configured and there is such a file.
 bool isRunnerThere();
 
+/// Keeps a process of the runner ready while the one before it works: starting one takes as long as running a decoder.
+class RunnersAhead {
+public:
+    /// Returns a process of `program`.
+    std::unique_ptr<RunnerProcess> take(const std::string& program);
+
+private:
+    std::unique_ptr<RunnerProcess> next;
+    bool areMany = false; ///< whether one has been taken before
+};
+
 /// Runs one decoder, in a process of the configured runner program. The process stays for all calls. One that a call
 /// has ended is started again for the calls behind it. Nothing that a decoder or a runner does is thrown.
 class Runner {
 public:
-    /// `script` is the decoder's text, `file` its name for messages of the engine.
-    Runner(std::string script, std::string file);
+    /// `script` is the decoder's text, `file` its name for messages of the engine. With many decoders to run, `ahead`
+    /// starts the processes; it must live as long as the runner.
+    Runner(std::string script, std::string file, RunnersAhead* ahead = nullptr);
 
     /// Starts the process and loads the decoder, if that has not been done.
     const LoadResult& load();
@@ -32,7 +45,8 @@ private:
 
     std::string script;
     std::string file;
-    std::optional<RunnerProcess> process;
+    RunnersAhead* ahead;
+    std::unique_ptr<RunnerProcess> process;
     std::optional<LoadResult> loaded;
     unsigned int overruns = 0; ///< calls that took too much time
 };

@@ -169,20 +169,27 @@ std::string RunnerProcess::start(const std::string& program) {
     if (child == 0)
         execute(program.c_str(), {toChild.from.number(), fromChild.to.number(), failure.to.number(), file.number()},
                 parent);
-    failure.to = Descriptor();
-    const int error = errorOfStart(failure.from);
     fcntl(toChild.to.number(), F_SETFL, O_NONBLOCK);
     input = std::move(toChild.to);
     output = std::move(fromChild.from);
-    if (error != 0)
-        return reasonOf(error);
+    execution = std::move(failure.from);
     return clock_getcpuclockid(child, &clock) == 0 ? "" : filled("its CPU time cannot be measured");
+}
+
+std::string RunnerProcess::finishStart() {
+    if (!startFailure.empty() || !execution.isOpen())
+        return startFailure;
+    const int error = errorOfStart(execution);
+    execution = Descriptor();
+    if (error != 0)
+        startFailure = reasonOf(error);
+    return startFailure;
 }
 
 ProcessFailure RunnerProcess::ask(const std::string& line, nanoseconds cpuTime, std::size_t longestAnswer,
                                   std::string* answer) {
     ProcessFailure failure;
-    if (!startFailure.empty())
+    if (!finishStart().empty())
         failure = {ProcessFailure::Kind::BROKEN, filled("it cannot be started: %s", {startFailure})};
     else if (child < 0)
         failure = {ProcessFailure::Kind::BROKEN, filled("it has ended")};

@@ -31,6 +31,7 @@ struct ProcessFailure {
 /// tool.
 class RunnerProcess {
 public:
+    /// Starts the program. Whether that has succeeded is known when it is asked.
     explicit RunnerProcess(const std::string& program);
     /// Kills the process.
     ~RunnerProcess();
@@ -46,6 +47,7 @@ private:
     struct Exchange;
 
     std::string start(const std::string& program);
+    std::string finishStart();
     ProcessFailure step(Exchange* exchange);
     void write(Exchange* exchange);
     ProcessFailure read(Exchange* exchange);
@@ -58,7 +60,8 @@ private:
     clockid_t clock = 0;
     Descriptor input;
     Descriptor output;
-    std::string rest; ///< what came behind the last line
+    Descriptor execution; ///< tells why the program could not be executed; until the first line
+    std::string rest;     ///< what came behind the last line
     std::string startFailure;
 };
 

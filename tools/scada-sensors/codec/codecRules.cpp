@@ -50,10 +50,10 @@ std::string joined(const std::vector<std::string>& texts) {
 /// Runs the decoder of one definition on its examples.
 class DecoderCheck {
 public:
-    DecoderCheck(const Definition& checked, std::string script)
+    DecoderCheck(const Definition& checked, std::string script, RunnersAhead* ahead)
         : definition(checked), places(checked.file),
           properties(checked.document[SensorDefinitions::JSON_PROPERTIES_SECTION]),
-          runner(std::move(script), checked.verdict.decoderPath) {}
+          runner(std::move(script), checked.verdict.decoderPath, ahead) {}
 
     Findings run() {
         const Examples examples = readExamples(definition.document);
@@ -215,7 +215,7 @@ Findings CodecCheck::check(const Definition& definition) {
         return {{Rules::CODEC_DOES_NOT_LOAD,
                  {definition.verdict.decoderPath},
                  filled("The decoder cannot be read: %s", {failure})}};
-    return DecoderCheck(definition, std::move(script)).run();
+    return DecoderCheck(definition, std::move(script), &ahead).run();
 }
 
 Findings CodecCheck::missingRunner() const {

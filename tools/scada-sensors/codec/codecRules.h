@@ -2,6 +2,7 @@
 
 #include "check/Finding.h"
 #include "codec/CallResult.h"
+#include "codec/Runner.h"
 #include "device/DefinitionDirectory.h"
 
 #include <optional>
@@ -23,6 +24,7 @@ public:
     Findings missingRunner() const;
 
 private:
+    RunnersAhead ahead;
     bool isWanted;
     bool isMissing = false;
 };

@@ -20,6 +20,7 @@
 #include <filesystem>
 #include <optional>
 #include <set>
+#include <stdexcept>
 #include <system_error>
 #include <utility>
 
@@ -58,6 +59,7 @@ public:
           decoders(asked.codec) {}
 
     Preflight run() {
+        requireListing();
         Findings ofDefinitions;
         for (const std::string& name : source.names()) {
             append(examineDefinition(source.load(name)), &ofDefinitions);
@@ -81,6 +83,12 @@ public:
     }
 
 private:
+    // Where memory is short, the library lists too little and reports nothing. The copy has not changed meanwhile.
+    void requireListing() const {
+        if (DefinitionDirectory(intake.copy().dir).names() != source.names())
+            throw std::runtime_error(filled("the source cannot be listed: there may not be enough memory"));
+    }
+
     Preflight ended(Findings findings) {
         if (findings.size() > MOST_FINDINGS)
             findings.erase(findings.begin() + MOST_FINDINGS, findings.end());
