@@ -149,5 +149,5 @@ void measure() {
 } // namespace
 
 int main() {
-    return runMeasurement("codec_bench", measure);
+    return Kelvra::SCADA::Bench::runMeasurement("codec_bench", measure);
 }

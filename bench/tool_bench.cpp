@@ -406,5 +406,5 @@ void measure() {
 } // namespace
 
 int main() {
-    return runMeasurement("tool_bench", measure);
+    return Kelvra::SCADA::Bench::runMeasurement("tool_bench", measure);
 }
