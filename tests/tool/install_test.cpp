@@ -74,6 +74,7 @@ TEST_F(Install, answersPrograms) {
   {
     "findings" : [],
     "installed" : [ "lora/demo/th1" ],
+    "losses" : [],
     "not_installed" : [],
     "unchanged" : []
   },

@@ -54,6 +54,7 @@ constexpr const char* REMOVED_BARE_JSON = R"({
   "result" : 
   {
     "failed" : [],
+    "losses" : [],
     "removed" : 
     [
       {

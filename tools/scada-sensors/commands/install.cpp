@@ -5,6 +5,7 @@
 #include "commands/effectText.h"
 #include "commands/findingText.h"
 #include "commands/limits.h"
+#include "commands/losses.h"
 #include "commands/operation.h"
 #include "device/Device.h"
 #include "device/ownerOfStorage.h"
@@ -134,6 +135,9 @@ ExitCode dryRun(const InstallRequest& request, const Answer& answer) {
     addDefinitions(preflight, device.list(), effects, answer.isJson(), &result, &text);
     if (preflight.isRefused())
         return answer.failed(ExitCode::REFUSED, refusalText(preflight.findings), result, text);
+    const std::vector<Loss> losses = lossesOfInstallation(preflight.definitions, device.list());
+    if (const std::string refusal = request.ifUnused ? refusalFor(losses, device.list()) : ""; !refusal.empty())
+        return answer.failed(ExitCode::REFUSED, refusal, result, text);
     if (preflight.definitions.empty())
         text += filled("nothing to install") + "\n";
     return answer.done(result, text + filled("nothing has been changed") + "\n");
@@ -241,7 +245,8 @@ ExitCode answerFailure(const Preflight& preflight, InstallResult made, const std
     return failedOperation(error, toJson(preflight.findings, made), toText(preflight.findings) + toText(made), answer);
 }
 
-ExitCode deploy(const InstallRequest& request, const Preflight& preflight, SignalGuard& guard, const Answer& answer) {
+ExitCode deploy(const InstallRequest& request, const Preflight& preflight, const std::vector<Loss>& losses,
+                SignalGuard& guard, const Answer& answer) {
     InstallResult made;
     for (const PlannedDefinition& planned : preflight.definitions)
         made.notInstalled.push_back(planned.name);
@@ -260,8 +265,9 @@ ExitCode deploy(const InstallRequest& request, const Preflight& preflight, Signa
     if (!note.empty())
         answer.note(note);
     Json::Value result = toJson(preflight.findings, made);
+    result["losses"] = toJson(losses);
     tellSignal(guard, answer, &result);
-    return answer.done(result, toText(preflight.findings) + toText(made));
+    return answer.done(result, toText(preflight.findings) + toText(made) + toText(losses));
 }
 
 ExitCode answerNothing(const Preflight& preflight, const Answer& answer) {
@@ -282,7 +288,12 @@ ExitCode installTaken(const InstallRequest& request, std::unique_ptr<Intake> int
         return refuse(preflight.findings, answer);
     if (preflight.definitions.empty())
         return answerNothing(preflight, answer);
-    return preflight.isUnchanged() ? answerUnchanged(preflight, answer) : deploy(request, preflight, guard, answer);
+    if (preflight.isUnchanged())
+        return answerUnchanged(preflight, answer);
+    const std::vector<Loss> losses = lossesOfInstallation(preflight.definitions, device.list());
+    if (const std::string refusal = request.ifUnused ? refusalFor(losses, device.list()) : ""; !refusal.empty())
+        return refuseLosses(losses, refusal, answer);
+    return deploy(request, preflight, losses, guard, answer);
 }
 
 // The source is taken in before the lock: an archive on standard input may be long in coming.
@@ -305,6 +316,7 @@ Run declareInstall(CLI::App& app) {
         ->required();
     app.add_flag("--allow-overwrite", request->allowOverwrite, "Replace installed definitions of the same names");
     const CLI::Option* dry = app.add_flag("--dry-run", "Show what would happen, and change nothing");
+    declareIfUnused(app, &request->ifUnused);
     declareNoCodec(app, &request->codec);
     declareLimits(app, &request->limits);
     return [request, dry](const Answer& answer) {

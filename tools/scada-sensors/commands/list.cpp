@@ -1,5 +1,7 @@
 #include "answer/Table.h"
+#include "check/listRules.h"
 #include "commands/Command.h"
+#include "commands/findingText.h"
 #include "commands/notes.h"
 #include "device/Device.h"
 #include "device/paths.h"
@@ -31,8 +33,16 @@ STORAGE_TYPE storageOf(const Storages& storages, const std::string& name, const 
     return searched == wordOf(STORAGE_CUSTOM) ? STORAGE_CUSTOM : STORAGE_DEFAULT;
 }
 
-ExitCode list(const std::string& searched, const Answer& answer) {
+struct ListArguments {
+    std::string searched = BOTH;
+    bool unused = false;
+};
+
+ExitCode list(const ListArguments& asked, const Answer& answer) {
     Device device;
+    if (asked.unused && !device.list().isUsable())
+        return failedFor(checkListFile(device.list()), ExitCode::FAILED, answer, Json::Value(), "");
+    const auto sensors = asked.unused ? device.list().sensorsByDefinition() : SensorsByDefinition();
     Storages& storages = device.storages();
     noteUnreadableStorages(storages, answer);
     Table table(answer.isJson(), {{"name", "NAME"},
@@ -42,8 +52,10 @@ ExitCode list(const std::string& searched, const Answer& answer) {
                                   {"decoder", "DECODER"},
                                   {"state", "STATE"}});
     std::size_t abandoned = 0;
-    for (const std::string& name : namesOf(storages, searched)) {
-        const STORAGE_TYPE type = storageOf(storages, name, searched);
+    for (const std::string& name : namesOf(storages, asked.searched)) {
+        if (sensors.count(name) != 0)
+            continue;
+        const STORAGE_TYPE type = storageOf(storages, name, asked.searched);
         const Definition definition = storages.of(type).load(name);
         const bool hides = type == STORAGE_CUSTOM && storages.isHiding(name);
         table.add({name, wordOf(type), definition.file, hides ? wordOf(STORAGE_DEFAULT) : "",
@@ -60,12 +72,13 @@ ExitCode list(const std::string& searched, const Answer& answer) {
 } // namespace
 
 Run declareList(CLI::App& app) {
-    const auto searched = std::make_shared<std::string>(BOTH);
-    app.add_option("--storage", *searched, "Which storages")
+    const auto asked = std::make_shared<ListArguments>();
+    app.add_option("--storage", asked->searched, "Which storages")
         ->check(CLI::IsMember({BOTH, wordOf(STORAGE_DEFAULT), wordOf(STORAGE_CUSTOM)}))
         ->type_name("STORAGE")
         ->capture_default_str();
-    return [searched](const Answer& answer) { return list(*searched, answer); };
+    app.add_flag("--unused", asked->unused, "Only definitions that no managed sensor uses");
+    return [asked](const Answer& answer) { return list(*asked, answer); };
 }
 
 } // namespace Kelvra::SCADA::Tool

@@ -2,6 +2,7 @@
 #include "answer/printable.h"
 #include "commands/Command.h"
 #include "commands/apart.h"
+#include "commands/losses.h"
 #include "commands/operation.h"
 #include "device/Storages.h"
 #include "device/paths.h"
@@ -37,6 +38,7 @@ struct RemoveArguments {
     std::vector<std::string> names;
     bool all = false;
     bool yes = false;
+    bool ifUnused = false;
 };
 
 /// What was removed and what was not.
@@ -55,6 +57,10 @@ public:
         item["name"] = name;
         item["error"] = error;
         lines += "not removed " + printable(name) + ": " + printable(error) + "\n";
+    }
+    void lost(const std::vector<Loss>& losses) {
+        members["losses"] = toJson(losses);
+        lines += toText(losses);
     }
     ExitCode answerWith(const SignalGuard& guard, const Answer& answer) {
         tellSignal(guard, answer, &members);
@@ -160,7 +166,8 @@ std::optional<ExitCode> refuse(const RemoveArguments& asked, const Answer& answe
     return std::nullopt;
 }
 
-ExitCode removeFrom(const Storages& before, const RemoveArguments& asked, SignalGuard& guard, const Answer& answer) {
+ExitCode removeFrom(const Storages& before, const RemoveArguments& asked, const std::vector<Loss>& losses,
+                    SignalGuard& guard, const Answer& answer) {
     Removal removal;
     std::vector<HistoryChange> changes;
     std::string note;
@@ -178,6 +185,7 @@ ExitCode removeFrom(const Storages& before, const RemoveArguments& asked, Signal
     }
     if (!note.empty())
         answer.note(note);
+    removal.lost(losses);
     return removal.answerWith(guard, answer);
 }
 
@@ -186,6 +194,12 @@ bool changesNothing(const Storages& before, const RemoveArguments& asked) {
         return isEmpty(GenerationPaths::ofDevice());
     return std::none_of(asked.names.begin(), asked.names.end(),
                         [&before](const std::string& name) { return before.of(STORAGE_CUSTOM).lists(name); });
+}
+
+std::vector<Loss> lossesOf(const RemoveArguments& asked, Device& device) {
+    const std::set<std::string> all = device.storages().of(STORAGE_CUSTOM).names();
+    const std::set<std::string> names(asked.names.begin(), asked.names.end());
+    return lossesOfRemoval(asked.all ? all : names, device);
 }
 
 // A removal that changes nothing makes no generation: the one to roll back to would be lost.
@@ -204,10 +218,14 @@ ExitCode removeLocked(const RemoveArguments& asked, SignalGuard& guard, const An
     const Storages before;
     if (changesNothing(before, asked))
         return answerUnchanged(before, asked, guard, answer);
+    Device device;
+    const std::vector<Loss> losses = lossesOf(asked, device);
+    if (const std::string refusal = asked.ifUnused ? refusalFor(losses, device.list()) : ""; !refusal.empty())
+        return refuseLosses(losses, refusal, answer);
     const bool copies = !asked.all || !whyNotExchangeable(paths.custom).empty();
     if (const std::optional<ExitCode> refused = copies ? refuseUncopiable({paths.custom}, answer) : std::nullopt)
         return *refused;
-    return removeFrom(before, asked, guard, answer);
+    return removeFrom(before, asked, losses, guard, answer);
 }
 
 ExitCode remove(const RemoveArguments& asked, SignalGuard& guard, const Answer& answer) {
@@ -222,6 +240,7 @@ Run declareRemove(CLI::App& app) {
     const auto arguments = std::make_shared<RemoveArguments>();
     app.add_option("NAME", arguments->names, "Custom definitions, as in lora/maker/model");
     app.add_flag("--all", arguments->all, "Empty the custom storage");
+    declareIfUnused(app, &arguments->ifUnused);
     app.add_flag("--yes", arguments->yes, "Do not ask before --all");
     return [arguments](const Answer& answer) {
         return runAsOwner(answer, [&] {

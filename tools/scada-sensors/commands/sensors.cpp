@@ -8,6 +8,9 @@
 #include "text/libraryTexts.h"
 #include "text/text.h"
 
+#include <CLI/CLI.hpp>
+
+#include <memory>
 #include <set>
 #include <string>
 #include <unordered_map>
@@ -24,7 +27,7 @@ Verdict verdictOn(Storages& storages, const std::string& name) {
     return missing;
 }
 
-ExitCode sensors(const Answer& answer) {
+ExitCode sensors(const std::string& definition, const Answer& answer) {
     Device device;
     const ManagedList& list = device.list();
     if (!list.isUsable())
@@ -37,6 +40,8 @@ ExitCode sensors(const Answer& answer) {
         if (!element.isInForce())
             continue;
         const std::string name = element.definitionName();
+        if (!definition.empty() && name != definition)
+            continue;
         const auto [known, isNew] = verdicts.try_emplace(name);
         if (isNew)
             known->second = verdictOn(storages, name);
@@ -44,6 +49,8 @@ ExitCode sensors(const Answer& answer) {
         if (known->second.abandoned)
             abandoned.insert(name);
     }
+    if (!definition.empty() && verdicts.empty() && !storages.lists(definition))
+        return answer.failed(ExitCode::NOT_FOUND, filled(LibraryText::DEFINITION_NOT_FOUND, {definition}));
     noteFaultyElements(list, answer);
     noteUnreadableStorages(storages, answer);
     if (!abandoned.empty())
@@ -56,8 +63,10 @@ ExitCode sensors(const Answer& answer) {
 
 } // namespace
 
-Run declareSensors(CLI::App& /*app*/) {
-    return sensors;
+Run declareSensors(CLI::App& app) {
+    const auto definition = std::make_shared<std::string>();
+    app.add_option("--definition", *definition, "Only the sensors that use this definition")->type_name("NAME");
+    return [definition](const Answer& answer) { return sensors(*definition, answer); };
 }
 
 } // namespace Kelvra::SCADA::Tool

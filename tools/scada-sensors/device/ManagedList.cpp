@@ -123,8 +123,8 @@ std::string ListElement::source() const {
     return valid ? entry.src : normalisedSource(writtenText(*value, SensorMapEntry::JSON_ATTR_SRC));
 }
 
-std::map<std::string, std::vector<std::string>> ManagedList::sensorsByDefinition() const {
-    std::map<std::string, std::vector<std::string>> sensors;
+SensorsByDefinition ManagedList::sensorsByDefinition() const {
+    SensorsByDefinition sensors;
     for (const ListElement& element : entries) {
         if (element.isInForce())
             sensors[element.definitionName()].push_back(element.sensorKey());

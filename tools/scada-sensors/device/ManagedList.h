@@ -31,6 +31,8 @@ struct ListElement {
     bool isInForce() const { return valid && !repeats; }
 };
 
+using SensorsByDefinition = std::map<std::string, std::vector<std::string>>;
+
 /// The managed-sensors list element by element. The file is read once; the library judges each element.
 class ManagedList {
 public:
@@ -49,7 +51,7 @@ public:
     /// Returns every element whose identifier is `id`, faulty and repeated ones too. REQUIRES: `id` is not empty.
     std::vector<const ListElement*> findIdentifier(const std::string& id) const;
     /// Returns the keys of the managed sensors by the name of the definition that they use, in the order of the list.
-    std::map<std::string, std::vector<std::string>> sensorsByDefinition() const;
+    SensorsByDefinition sensorsByDefinition() const;
 
 private:
     void readElements();

@@ -18,7 +18,8 @@ namespace Kelvra::SCADA::Tool {
 struct InstallRequest {
     std::string source;
     bool allowOverwrite = false;
-    bool codec = true; ///< whether decoders are run on their examples
+    bool ifUnused = false; ///< whether to refuse what takes something from managed sensors
+    bool codec = true;     ///< whether decoders are run on their examples
     IntakeLimits limits;
 };
 
