@@ -62,7 +62,7 @@ def check_commands():
 
 
 def check_words():
-    check(["recover", "remove", "resolve"], "re")
+    check(["read", "recover", "remove", "resolve"], "re")
     check(["--dry-run"], "install", "upload", "--dr")
     check(["--storage"], "--db", "7", "list", "--sto")
     check(["list"], "--custom-dir", "=", "custom", "li")

@@ -177,6 +177,30 @@ TEST_F(HostileDecoder, takesLittleMemory) {
     EXPECT_THAT(readFile(temp / "out"), ::testing::HasSubstr("[codec/undeclared]\n"));
 }
 
+// Each of many values repeats the names that lead to it.
+TEST_F(HostileDecoder, takesLittleMemoryForManyValues) {
+    runner = duktapeRunnerIn(temp);
+    for (const std::string& name : {std::string("p"), std::string(240, 'p')}) {
+        writeFile(temp / "custom/lora/demo/th1.js",
+                  "function decodeUplink(i) { var a = []; for (var n = 0; n < 9990; ++n) a.push(0); "
+                  "return {data: {" +
+                      name + ": a}}; }");
+        writeFile(temp / "custom/lora/demo/x.json",
+                  R"({"decoder": "th1.js", "properties": {}, "examples": [{"description": "d", "input":
+                      {"fPort": 2, "bytes": ""}, "output": {"data": {}}}]})");
+        const std::vector<std::string> places = {"--custom-dir",   temp / "custom", "--default-dir",
+                                                 temp / "default", "--map",         temp / "list.json"};
+        for (const std::vector<std::string>& command :
+             {std::vector<std::string>{"check"},
+              {"decode", "--definition", "lora/demo/x", "--port", "1", "00"},
+              {"decode", "--definition", "lora/demo/x", "--port", "1", "00", "--json"}}) {
+            std::vector<std::string> arguments = places;
+            arguments.insert(arguments.end(), command.begin(), command.end());
+            EXPECT_LE(kilobytesOf(arguments, 1), MOST_KILOBYTES) << name << command.back();
+        }
+    }
+}
+
 TEST_F(ToolTest, saysThatThereIsNotEnoughMemory) {
     definitions("{\"properties\": {}, \"a\": \"", "x", "\"}", MEGABYTE - 100, 1)(temp / "source");
     setenv("LD_LIBRARY_PATH", SCADA_PATH_PROVIDER_DIR, 1);

@@ -5,6 +5,7 @@
 #include "text/text.h"
 
 #include <map>
+#include <unordered_set>
 
 namespace Kelvra::SCADA::Tool {
 
@@ -26,24 +27,42 @@ std::string wordFor(const CallResult& result, const std::string& path, const Jso
     return kind.empty() ? readableJson(value, "") : kind;
 }
 
-// `length` is the one of the path to the value, with the dot behind it.
-bool hasLongPathBelow(std::size_t length, const Json::Value& value) {
-    for (auto one = value.begin(); one != value.end(); ++one) {
-        const std::size_t longer = length + (value.isArray() ? std::to_string(one.index()) : one.name()).size();
-        if (longer > LONGEST_PATH || hasLongPathBelow(longer + 1, *one))
-            return true;
+/// Looks at every path of some data.
+class PathCheck {
+public:
+    explicit PathCheck(const Json::Value& data) { checkBelow("", data); }
+
+    const std::string& fault() const { return found; }
+
+private:
+    void checkBelow(const std::string& prefix, const Json::Value& value) {
+        for (auto one = value.begin(); found.empty() && one != value.end(); ++one)
+            check(prefix + (value.isArray() ? std::to_string(one.index()) : one.name()), *one);
     }
-    return false;
-}
+
+    void check(const std::string& path, const Json::Value& value) {
+        constexpr std::size_t MOST_VALUES = 10000;
+        if (path.size() > LONGEST_PATH)
+            found = filled("a value with a path of more than %s bytes", {std::to_string(LONGEST_PATH)});
+        else if (known.size() >= MOST_VALUES)
+            found = filled("more than %s values", {std::to_string(MOST_VALUES)});
+        else if (!known.insert(path).second)
+            found = filled("two values with the path [%s]", {path});
+        else
+            checkBelow(path + ".", value);
+    }
+
+    std::unordered_set<std::string> known;
+    std::string found;
+};
 
 void takeData(const CallResult& result, const std::string& path, const Json::Value& data, DecodedUplink* uplink) {
     if (!data.isObject()) {
         uplink->fault = filled("It returned %s in place of an object with the values.", {wordFor(result, path, data)});
         return;
     }
-    if (hasLongPath(data)) {
-        uplink->fault =
-            filled("It returned a value with a path of more than %s bytes.", {std::to_string(LONGEST_PATH)});
+    if (const std::string fault = pathFault(data); !fault.empty()) {
+        uplink->fault = filled("It returned %s.", {fault});
         return;
     }
     uplink->hasData = true;
@@ -114,8 +133,8 @@ void walkBelow(const std::string& path, const Json::Value& value, Walk* walk) {
 
 } // namespace
 
-bool hasLongPath(const Json::Value& data) {
-    return hasLongPathBelow(0, data);
+std::string pathFault(const Json::Value& data) {
+    return PathCheck(data).fault();
 }
 
 std::vector<std::string> readMessages(const Json::Value& messages) {

@@ -14,8 +14,9 @@ namespace Kelvra::SCADA::Tool {
 /// memory than the result by a factor of its length.
 constexpr std::size_t LONGEST_PATH = 255;
 
-/// Returns whether a value of the data has a path that is longer.
-bool hasLongPath(const Json::Value& data);
+/// Returns what is wrong with the paths of some data, as the object of a sentence, or nothing: one is too long, there
+/// are too many, or two values have the same one.
+std::string pathFault(const Json::Value& data);
 
 /// What a decoder made of an uplink, in one form for all entry points.
 struct DecodedUplink {

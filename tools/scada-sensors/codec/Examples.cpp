@@ -85,10 +85,8 @@ private:
     bool readOutput(const Json::Value& output) {
         if (!output.isObject() || !(output["data"].isNull() || output["data"].isObject()))
             return fails(filled("The output and its data must be objects."), {"output", "data"});
-        if (hasLongPath(output["data"]))
-            return fails(
-                filled("The path of a value must not have more than %s bytes.", {std::to_string(LONGEST_PATH)}),
-                {"output", "data"});
+        if (const std::string wrong = pathFault(output["data"]); !wrong.empty())
+            return fails(filled("The output has %s.", {wrong}), {"output", "data"});
         example.output.hasData = output["data"].isObject();
         example.output.data = output["data"];
         for (const char* member : {"warnings", "errors"}) {

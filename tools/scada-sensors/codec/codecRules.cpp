@@ -136,7 +136,10 @@ private:
         const std::vector<NamedValue> values = namedValues(uplink, properties);
         for (const NamedValue& value : values)
             seen.insert(value.path);
+        const std::size_t before = findings.size();
         for (const Misfit& misfit : misfits(values, properties)) {
+            if (findings.size() - before > MOST_FINDINGS)
+                return;
             if (told.insert({misfit.rule, misfit.path}).second)
                 add(*misfit.rule, example, misfit.text);
         }

@@ -39,6 +39,7 @@ Run declareRemove(CLI::App& app);
 Run declareExport(CLI::App& app);
 Run declareRollback(CLI::App& app);
 Run declareHistory(CLI::App& app);
+Run declareRead(CLI::App& app);
 Run declareRecover(CLI::App& app);
 
 } // namespace Kelvra::SCADA::Tool

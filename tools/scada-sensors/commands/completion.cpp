@@ -115,7 +115,7 @@ Words wordsOfSensor(const ManagedList& list, const std::vector<std::string>& ope
 // The names on the device that the operands of a command stand for.
 Words wordsOfOperand(const std::string& command, const std::vector<std::string>& operands) {
     Device device;
-    if (command == "resolve")
+    if (command == "resolve" || command == "read")
         return operands.size() < 3 ? wordsOfResolve(device, operands) : Words();
     if (command == "decode")
         return operands.size() < 2 ? wordsOfSensor(device.list(), operands) : Words();

@@ -80,8 +80,13 @@ private:
         decoded->warnings = uplink.warnings;
         decoded->errors = uplink.errors;
         decoded->values = namedValues(uplink, properties());
-        for (const Misfit& misfit : misfits(decoded->values, properties()))
+        for (const Misfit& misfit : misfits(decoded->values, properties())) {
+            if (decoded->findings.size() > MOST_FINDINGS) {
+                decoded->findings.push_back(tooManyFindings(definition.file));
+                return;
+            }
             decoded->findings.push_back({*misfit.rule, {definition.file}, misfit.text});
+        }
     }
 
     const Definition& definition;

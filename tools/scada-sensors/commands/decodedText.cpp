@@ -4,21 +4,13 @@
 #include "answer/json.h"
 #include "answer/printable.h"
 #include "codec/valueText.h"
+#include "commands/definitionFields.h"
 #include "commands/findingText.h"
 #include "text/filled.h"
 
 namespace Kelvra::SCADA::Tool {
 
 namespace {
-
-std::string memberOf(const Json::Value& properties, const std::string& path, const char* member) {
-    const Json::Value& property = properties[path];
-    return property.isObject() && property[member].isString() ? property[member].asString() : "";
-}
-
-std::string orDash(const std::string& text) {
-    return text.empty() ? "-" : text;
-}
 
 std::string shown(const NamedValue& value) {
     if (!value.special.empty())

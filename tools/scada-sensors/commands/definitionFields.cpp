@@ -12,4 +12,13 @@ void addDefinition(const Storages& storages, const Definition& definition, Field
     fields->add("state", definition.verdict.state);
 }
 
+std::string memberOf(const Json::Value& properties, const std::string& property, const char* member) {
+    const Json::Value& description = properties[property];
+    return description.isObject() && description[member].isString() ? description[member].asString() : "";
+}
+
+std::string orDash(const std::string& text) {
+    return text.empty() ? "-" : text;
+}
+
 } // namespace Kelvra::SCADA::Tool

@@ -1,7 +1,7 @@
 #include "answer/printable.h"
 #include "commands/Command.h"
 #include "commands/wholeNumber.h"
-#include "database/databaseFault.h"
+#include "database/Inquiry.h"
 #include "database/watchChanges.h"
 #include "text/filled.h"
 #include "text/text.h"
@@ -87,7 +87,7 @@ ExitCode watch(const Limits& limits, const Answer& answer) {
         start = TimeLimit(std::min(limits.wait, limits.seconds));
     }
     // A mistyped socket is an error; a server that goes later may come back.
-    if (const std::string fault = databaseFault(start); !fault.empty())
+    if (const std::string fault = Inquiry(start).open(); !fault.empty())
         return answer.failed(ExitCode::NO_DATABASE, fault);
     Tally tally;
     watchChanges(wanted, {[&](const KeyChange& change) {

@@ -1,7 +1,7 @@
 #include "database/LimitedDatabase.h"
 
+#include "database/Inquiry.h"
 #include "database/access.h"
-#include "database/databaseFault.h"
 #include "text/filled.h"
 #include "text/text.h"
 
@@ -18,7 +18,7 @@ namespace {
 using Clock = TimeLimit::Clock;
 
 void requireServer(const TimeLimit& limit) {
-    const std::string fault = databaseFault(limit);
+    const std::string fault = Inquiry(limit).open();
     if (!fault.empty())
         throw NoDatabase(fault);
 }

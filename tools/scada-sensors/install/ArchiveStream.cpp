@@ -60,9 +60,13 @@ void ArchiveStream::startUnpacking() {
 
 // The reader of archives has gzip as well, but looks at no checksum.
 std::string_view ArchiveStream::unpack() {
-    for (;;) {
-        if (waiting.empty())
+    // Packed bytes without any content could go on for ever.
+    constexpr int MOST_EMPTY_PIECES = 16;
+    for (int pieces = 0; pieces <= MOST_EMPTY_PIECES;) {
+        if (waiting.empty()) {
             waiting = readRaw();
+            ++pieces;
+        }
         if (waiting.empty()) {
             if (isWithin && reason.empty())
                 reason = filled("it is damaged or incomplete");
@@ -86,6 +90,8 @@ std::string_view ArchiveStream::unpack() {
         if (count != 0)
             return std::string_view(unpacked).substr(0, count);
     }
+    reason = filled("it is damaged or incomplete");
+    return {};
 }
 
 std::string_view ArchiveStream::next() {

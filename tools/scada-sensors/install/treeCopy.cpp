@@ -6,6 +6,7 @@
 #include "text/digest.h"
 #include "text/filled.h"
 #include "text/removeTree.h"
+#include "text/text.h"
 
 #include <fcntl.h>
 #include <linux/magic.h>
@@ -107,6 +108,14 @@ void keepExtended(const std::string& source, const std::string& target) {
             continue;
         const std::vector<char> value = wanted.value_or(std::vector<char>());
         if (lsetxattr(target.c_str(), name.c_str(), value.data(), value.size(), 0) != 0)
+            failToKeep(source, errno);
+    }
+    // A new entry inherits an access control list, which can let others write. Labels are the system's own.
+    const std::string made = attributeNames(target);
+    for (std::size_t at = 0; at < made.size(); at = made.find('\0', at) + 1) {
+        const std::string name = made.c_str() + at;
+        if (!startsWith(name, "security.") && !attributeOf(source, name) &&
+            lremovexattr(target.c_str(), name.c_str()) != 0)
             failToKeep(source, errno);
     }
 }

@@ -5,11 +5,15 @@
 #include "device/userName.h"
 #include "text/filled.h"
 
+#include <endian.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <set>
 #include <system_error>
@@ -29,13 +33,44 @@ bool isGroupOfUser(gid_t group) {
     return count > 0 && std::find(groups.begin(), groups.begin() + count, group) != groups.begin() + count;
 }
 
+bool isOfUser(uid_t user) {
+    return user == 0 || user == geteuid();
+}
+
+// Whether an access control list lets somebody write whom the mode does not show.
+bool letsOthersWrite(const std::string& entry) {
+    constexpr std::size_t HEADER = 4;
+    struct Permission {
+        std::uint16_t tag;
+        std::uint16_t granted;
+        std::uint32_t id;
+    };
+    constexpr std::uint16_t NAMED_USER = 0x02;
+    constexpr std::uint16_t NAMED_GROUP = 0x08;
+    constexpr std::uint16_t WRITE = 0x02;
+    std::vector<char> list(65536);
+    const ssize_t size = lgetxattr(entry.c_str(), "system.posix_acl_access", list.data(), list.size());
+    for (std::size_t at = HEADER; static_cast<ssize_t>(at + sizeof(Permission)) <= size; at += sizeof(Permission)) {
+        Permission permission{};
+        std::memcpy(&permission, list.data() + at, sizeof permission);
+        const std::uint16_t tag = le16toh(permission.tag);
+        const std::uint32_t id = le32toh(permission.id);
+        const bool writes = (le16toh(permission.granted) & WRITE) != 0;
+        if (writes && ((tag == NAMED_USER && !isOfUser(id)) || (tag == NAMED_GROUP && id != 0 && !isGroupOfUser(id))))
+            return true;
+    }
+    return false;
+}
+
 // A group counts as others unless it is root's or one that the user belongs to. With `sticky`, a directory in which
 // everybody may make entries is safe when nobody may rename or remove those of another.
-bool isOpenToOthers(const struct stat& status, bool sticky) {
+bool isOpenToOthers(const std::string& entry, const struct stat& status, bool sticky) {
     if (S_ISLNK(status.st_mode) || (sticky && (status.st_mode & S_ISVTX) != 0))
         return false;
     const bool ownGroup = status.st_gid == 0 || isGroupOfUser(status.st_gid);
-    return (status.st_mode & S_IWOTH) != 0 || ((status.st_mode & S_IWGRP) != 0 && !ownGroup);
+    // With a list, the bits of the group are the most that the list can give.
+    const bool byGroup = (status.st_mode & S_IWGRP) != 0;
+    return (status.st_mode & S_IWOTH) != 0 || (byGroup && (!ownGroup || letsOthersWrite(entry)));
 }
 
 // The directories on the way as it is written, whose links could be exchanged, and on the way without links.
@@ -50,13 +85,14 @@ std::set<fs::path> waysTo(const std::string& path) {
 }
 
 std::string ofAnother(const fs::path& entry, const struct stat& status) {
-    if (status.st_uid == 0 || status.st_uid == geteuid())
+    if (isOfUser(status.st_uid))
         return "";
     return filled("[%s] belongs to the user [%s]", {entry.string(), userName(status.st_uid)});
 }
 
 std::string openToOthers(const fs::path& entry, const struct stat& status, bool sticky) {
-    return isOpenToOthers(status, sticky) ? filled("[%s] may be written by others", {entry.string()}) : "";
+    return isOpenToOthers(entry.string(), status, sticky) ? filled("[%s] may be written by others", {entry.string()})
+                                                          : "";
 }
 
 // A directory on the way to one that is worked on.

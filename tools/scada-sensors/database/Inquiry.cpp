@@ -1,13 +1,9 @@
-#include "database/databaseFault.h"
+#include "database/Inquiry.h"
 
-#include "database/ReplyPtr.h"
-#include "text/Descriptor.h"
 #include "text/filled.h"
 #include "text/text.h"
 
 #include <scada/Env.h>
-
-#include <hiredis/hiredis.h>
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -17,8 +13,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <memory>
-#include <vector>
 
 namespace Kelvra::SCADA::Tool {
 
@@ -26,10 +20,6 @@ namespace {
 
 // Of a longer path the client library takes the first 107 bytes, perhaps with a stray one after them: another socket.
 constexpr std::size_t LONGEST_PATH = 106;
-
-struct FreeReader {
-    void operator()(redisReader* reader) const { redisReaderFree(reader); }
-};
 
 std::string silence(const std::string& path, const TimeLimit& limit) {
     return filled("The server at [%s] did not answer within %s. It may be halted or busy: look at it, or raise --wait.",
@@ -75,74 +65,6 @@ std::string encoded(const std::vector<std::string>& words) {
     return bytes;
 }
 
-// A connection on which each reply comes in time, or why it did not is known. The client library's own connection has
-// no limit for a whole exchange, raises SIGPIPE and keeps no error number.
-class Inquiry {
-public:
-    Inquiry(const std::string& socketPath, const TimeLimit& timeLimit)
-        : path(socketPath), limit(timeLimit), peer(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)),
-          reader(redisReaderCreate()) {}
-
-    // Each returns what is wrong, or an empty text.
-    std::string connect() const;
-    std::string ask(const std::vector<std::string>& command, ReplyPtr* reply) const;
-
-private:
-    std::string receive() const;
-
-    const std::string& path;
-    const TimeLimit& limit;
-    Descriptor peer;
-    std::unique_ptr<redisReader, FreeReader> reader;
-};
-
-std::string Inquiry::connect() const {
-    if (!peer.isOpen() || !reader)
-        return reasonOfConnecting(errno, path, limit);
-    limitConnecting(peer.number(), limit);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, LONGEST_PATH);
-    if (::connect(peer.number(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0)
-        return "";
-    return reasonOfConnecting(errno, path, limit);
-}
-
-// A server that takes no connection says why before it closes it: what has come is read even after a failed write.
-std::string Inquiry::ask(const std::vector<std::string>& command, ReplyPtr* reply) const {
-    const std::string bytes = encoded(command);
-    static_cast<void>(send(peer.number(), bytes.data(), bytes.size(), MSG_NOSIGNAL));
-    for (;;) {
-        void* whole = nullptr;
-        if (redisReaderGetReply(reader.get(), &whole) != REDIS_OK)
-            return filled("What listens at [%s] does not speak the protocol of the database. Correct --socket.",
-                          {path});
-        if (whole != nullptr) {
-            reply->reset(static_cast<redisReply*>(whole));
-            return "";
-        }
-        if (std::string failure = receive(); !failure.empty())
-            return failure;
-    }
-}
-
-std::string Inquiry::receive() const {
-    std::array<char, 1024> bytes{};
-    pollfd readable{peer.number(), POLLIN, 0};
-    if (poll(&readable, 1, millisecondsLeft(limit)) == 0)
-        return silence(path, limit);
-    const ssize_t size = recv(peer.number(), bytes.data(), bytes.size(), MSG_DONTWAIT);
-    if (size > 0)
-        redisReaderFeed(reader.get(), bytes.data(), static_cast<std::size_t>(size));
-    const bool comesLater = size < 0 && (errno == EAGAIN || errno == EINTR);
-    return size > 0 || comesLater ? "" : filled("The server at [%s] closed the connection. Look at its log.", {path});
-}
-
-// The words of an error reply; nothing for any other.
-std::string errorOf(const ReplyPtr& reply) {
-    return reply->type == REDIS_REPLY_ERROR ? std::string(reply->str, static_cast<std::size_t>(reply->len)) : "";
-}
-
 // What keeps every command from being carried out; other errors are for the command itself to find.
 std::string commonFault(const std::string& error, const std::string& path) {
     if (startsWith(error, "NOAUTH"))
@@ -164,16 +86,22 @@ std::string selectionFault(const std::string& error, const std::string& path) {
 
 } // namespace
 
-std::string databaseFault(const TimeLimit& limit) {
-    const std::string path = Env::inst().conf().getDfnDatabaseSocket();
-    if (path.size() > LONGEST_PATH)
-        return filled("The path of the socket has %s bytes, more than %s: [%s]. Give a shorter one, as a link to it.",
-                      {std::to_string(path.size()), std::to_string(LONGEST_PATH), path});
-    const Inquiry inquiry(path, limit);
+void Inquiry::FreeReader::operator()(redisReader* reader) const {
+    redisReaderFree(reader);
+}
+
+Inquiry::Inquiry(const TimeLimit& timeLimit)
+    : path(Env::inst().conf().getDfnDatabaseSocket()), limit(timeLimit),
+      peer(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)), reader(redisReaderCreate()) {}
+
+std::string Inquiry::open() const {
+    const std::string fault = connect();
+    return fault.empty() ? select() : fault;
+}
+
+std::string Inquiry::select() const {
     ReplyPtr reply;
-    std::string fault = inquiry.connect();
-    if (fault.empty())
-        fault = inquiry.ask({"SELECT", std::to_string(Env::inst().conf().getDfnDatabaseNumber())}, &reply);
+    std::string fault = ask({"SELECT", std::to_string(Env::inst().conf().getDfnDatabaseNumber())}, &reply);
     if (!fault.empty())
         return fault;
     if (const std::string error = errorOf(reply); !error.empty()) {
@@ -181,8 +109,65 @@ std::string databaseFault(const TimeLimit& limit) {
         return fault.empty() ? selectionFault(error, path) : fault;
     }
     // A server that loads lets a database be selected, but carries no command out.
-    fault = inquiry.ask({"PING"}, &reply);
+    fault = ask({"PING"}, &reply);
     return fault.empty() ? commonFault(errorOf(reply), path) : fault;
+}
+
+std::string Inquiry::connect() const {
+    if (path.size() > LONGEST_PATH)
+        return filled("The path of the socket has %s bytes, more than %s: [%s]. Give a shorter one, as a link to it.",
+                      {std::to_string(path.size()), std::to_string(LONGEST_PATH), path});
+    if (!peer.isOpen() || !reader)
+        return reasonOfConnecting(errno, path, limit);
+    limitConnecting(peer.number(), limit);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, LONGEST_PATH);
+    if (::connect(peer.number(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0)
+        return "";
+    return reasonOfConnecting(errno, path, limit);
+}
+
+// A server that takes no connection says why before it closes it: what has come is read even after a failed write.
+void Inquiry::send(const std::vector<std::string>& command) const {
+    const std::string bytes = encoded(command);
+    static_cast<void>(::send(peer.number(), bytes.data(), bytes.size(), MSG_NOSIGNAL));
+}
+
+std::string Inquiry::ask(const std::vector<std::string>& command, ReplyPtr* reply) const {
+    send(command);
+    return receive(reply);
+}
+
+std::string Inquiry::receive(ReplyPtr* reply) const {
+    for (;;) {
+        void* whole = nullptr;
+        if (redisReaderGetReply(reader.get(), &whole) != REDIS_OK)
+            return filled("What listens at [%s] does not speak the protocol of the database. Correct --socket.",
+                          {path});
+        if (whole != nullptr) {
+            reply->reset(static_cast<redisReply*>(whole));
+            return "";
+        }
+        if (std::string failure = receiveBytes(); !failure.empty())
+            return failure;
+    }
+}
+
+std::string Inquiry::receiveBytes() const {
+    std::array<char, 16384> bytes;
+    pollfd readable{peer.number(), POLLIN, 0};
+    if (poll(&readable, 1, millisecondsLeft(limit)) == 0)
+        return silence(path, limit);
+    const ssize_t size = recv(peer.number(), bytes.data(), bytes.size(), MSG_DONTWAIT);
+    if (size > 0)
+        redisReaderFeed(reader.get(), bytes.data(), static_cast<std::size_t>(size));
+    const bool comesLater = size < 0 && (errno == EAGAIN || errno == EINTR);
+    return size > 0 || comesLater ? "" : filled("The server at [%s] closed the connection. Look at its log.", {path});
+}
+
+std::string errorOf(const ReplyPtr& reply) {
+    return reply->type == REDIS_REPLY_ERROR ? std::string(reply->str, static_cast<std::size_t>(reply->len)) : "";
 }
 
 } // namespace Kelvra::SCADA::Tool

@@ -1,0 +1,202 @@
+#include "answer/Table.h"
+#include "answer/json.h"
+#include "answer/printable.h"
+#include "check/definitionRules.h"
+#include "check/listRules.h"
+#include "codec/storedValues.h"
+#include "commands/AskedSensor.h"
+#include "commands/Command.h"
+#include "commands/definitionFields.h"
+#include "commands/findingText.h"
+#include "commands/notes.h"
+#include "commands/wholeNumber.h"
+#include "database/sensorState.h"
+#include "device/Device.h"
+#include "text/filled.h"
+#include "text/libraryTexts.h"
+#include "text/text.h"
+
+#include <scada/Env.h>
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+struct ReadRequest {
+    std::vector<std::string> words;
+    bool all = false;
+    unsigned int wait = STANDARD_WAIT;
+};
+
+constexpr std::int64_t MILLISECONDS = 1000;
+
+Json::Value secondsLeft(const SensorState& state) {
+    if (!state.millisecondsLeft)
+        return {};
+    return static_cast<Json::Int64>((*state.millisecondsLeft + MILLISECONDS - 1) / MILLISECONDS);
+}
+
+// Each write lets the key live for the configured time again. One with another expiry has no known age.
+Json::Value ageInSeconds(const SensorState& state) {
+    const std::int64_t whole = std::int64_t{Env::inst().conf().getDfnDatabaseKeyTtl()} * MILLISECONDS;
+    if (!state.millisecondsLeft || *state.millisecondsLeft > whole)
+        return {};
+    return static_cast<Json::Int64>((whole - *state.millisecondsLeft) / MILLISECONDS);
+}
+
+std::string secondsText(const Json::Value& seconds) {
+    return seconds.isNull() ? "" : seconds.asString() + " s";
+}
+
+// --- one sensor
+
+std::string lineStateOf(const StoredValue& stored) {
+    return stored.fault.empty() ? wordOf(stored.state) : stored.fault;
+}
+
+Json::Value toJson(const StoredValue& stored, const Json::Value& properties) {
+    Json::Value item(Json::objectValue);
+    item["property"] = stored.property;
+    item["value"] = stored.value;
+    item["unit"] = orNull(memberOf(properties, stored.property, "unit"));
+    item["name"] = orNull(memberOf(properties, stored.property, "name"));
+    item["state"] = wordOf(stored.state);
+    item["fault"] = orNull(stored.fault);
+    return item;
+}
+
+std::string lifeText(const SensorState& state) {
+    if (!state.millisecondsLeft)
+        return filled("the values do not expire") + "\n";
+    return filled("the values expire in %s", {secondsText(secondsLeft(state))}) + "\n";
+}
+
+ExitCode answerState(const std::string& key, const Definition& definition, const std::string& property,
+                     const SensorState& state, const Answer& answer) {
+    const Json::Value& properties = definition.document[SensorDefinitions::JSON_PROPERTIES_SECTION];
+    Json::Value result(Json::objectValue);
+    result["sensor"] = key;
+    result["definition"] = definition.name;
+    result["seconds_left"] = secondsLeft(state);
+    result["age_seconds"] = ageInSeconds(state);
+    result["values"] = Json::arrayValue;
+    AlignedColumns rows;
+    rows.add({"PROPERTY", "VALUE", "UNIT", "NAME", "STATE"});
+    for (const StoredValue& stored : storedValues(state.fields, properties)) {
+        if (!property.empty() && stored.property != property)
+            continue;
+        result["values"].append(toJson(stored, properties));
+        rows.add({stored.property, orDash(stored.text), orDash(memberOf(properties, stored.property, "unit")),
+                  orDash(memberOf(properties, stored.property, "name")), lineStateOf(stored)});
+    }
+    if (result["values"].empty() && !property.empty())
+        return answer.failed(ExitCode::NOT_FOUND, filled(LibraryText::PROPERTY_NOT_FOUND, {definition.name, property}),
+                             result);
+    if (state.kind == SensorState::Kind::OTHER)
+        return answer.failed(ExitCode::FAILED, filled("Key [%s] is not readable as a hash.", {key}), result);
+    if (state.kind == SensorState::Kind::MISSING)
+        return answer.failed(ExitCode::NOT_FOUND,
+                             filled("The database has no key [%s]: nothing was written, or it has expired.", {key}),
+                             result, rows.text());
+    return answer.done(result, rows.text() + lifeText(state));
+}
+
+ExitCode readOne(const ReadRequest& request, const Answer& answer) {
+    Device device;
+    const ManagedList& list = device.list();
+    if (!list.isUsable())
+        return failedFor(checkListFile(list), ExitCode::FAILED, answer, Json::Value(Json::objectValue), "");
+    const AskedSensor asked = readSensor(list, request.words, FirstWord::SOURCE);
+    ExitCode code = ExitCode::DONE;
+    const ListElement* element = findSensor(list, asked, answer, &code);
+    if (element == nullptr)
+        return code;
+    const std::string name = element->definitionName();
+    Storages& storages = device.storages();
+    noteUnreadableStorages(storages, answer);
+    if (!storages.lists(name))
+        return failedFor({missingDefinition(list, *element)}, ExitCode::FAILED, answer, Json::Value(Json::objectValue),
+                         "");
+    const Definition definition = storages.directoryFor(name).load(name);
+    if (!definition.verdict.valid)
+        return failedFor(checkDefinition(definition), ExitCode::FAILED, answer, Json::Value(Json::objectValue), "");
+    const Inquiry server{TimeLimit(request.wait)};
+    std::vector<SensorState> states;
+    std::string fault = server.open();
+    if (fault.empty())
+        fault = readSensors(server, {element->sensorKey()}, &states);
+    if (!fault.empty())
+        return answer.failed(ExitCode::NO_DATABASE, fault);
+    return answerState(element->sensorKey(), definition, asked.rest.empty() ? "" : asked.rest.front(), states.front(),
+                       answer);
+}
+
+// --- all sensors
+
+std::string stateText(SensorState::Kind kind) {
+    if (kind == SensorState::Kind::HASH)
+        return "ok";
+    return kind == SensorState::Kind::MISSING ? "no values" : "no hash";
+}
+
+ExitCode readAll(const ReadRequest& request, const Answer& answer) {
+    Device device;
+    const ManagedList& list = device.list();
+    if (!list.isUsable())
+        return failedFor(checkListFile(list), ExitCode::FAILED, answer, Json::Value(), "");
+    std::vector<const ListElement*> elements;
+    std::vector<std::string> keys;
+    for (const ListElement& element : list.elements()) {
+        if (!element.isInForce())
+            continue;
+        elements.push_back(&element);
+        keys.push_back(element.sensorKey());
+    }
+    const Inquiry server{TimeLimit(request.wait)};
+    std::vector<SensorState> states;
+    std::string fault = server.open();
+    if (fault.empty())
+        fault = readSensors(server, keys, &states);
+    if (!fault.empty())
+        return answer.failed(ExitCode::NO_DATABASE, fault);
+    Table table(answer.isJson(), {{"sensor", "SENSOR"},
+                                  {"definition", "DEFINITION"},
+                                  {"fields", "FIELDS"},
+                                  {"age", "AGE"},
+                                  {"expires", "EXPIRES IN"},
+                                  {"state", "STATE"}});
+    for (std::size_t at = 0; at < elements.size(); ++at)
+        table.add({keys[at], elements[at]->definitionName(), std::to_string(states[at].fields.size()),
+                   secondsText(ageInSeconds(states[at])), secondsText(secondsLeft(states[at])),
+                   stateText(states[at].kind)});
+    noteFaultyElements(list, answer);
+    return answer.done(table.result(), table.text());
+}
+
+} // namespace
+
+Run declareRead(CLI::App& app) {
+    const auto request = std::make_shared<ReadRequest>();
+    app.add_option("WORDS", request->words, "Sensor, as for resolve, and perhaps one of its properties")
+        ->type_name("[SRC] ID [PROPERTY]");
+    app.add_flag("--all", request->all, "One line for each managed sensor");
+    app.add_option("--wait", request->wait, "Seconds to wait for the server")
+        ->transform(wholeNumber(1U, LONGEST_WAIT))
+        ->type_name("S")
+        ->capture_default_str();
+    return [request](const Answer& answer) {
+        if (request->all == !request->words.empty())
+            return answer.badUsage(filled("read needs either a sensor or --all"));
+        return request->all ? readAll(*request, answer) : readOne(*request, answer);
+    };
+}
+
+} // namespace Kelvra::SCADA::Tool

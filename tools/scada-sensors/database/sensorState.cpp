@@ -1,0 +1,62 @@
+#include "database/sensorState.h"
+
+#include "text/text.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+std::string bytesOf(const redisReply* reply) {
+    return reply->str == nullptr ? "" : std::string(reply->str, static_cast<std::size_t>(reply->len));
+}
+
+SensorState stateOf(const redisReply& fields, const redisReply& time) {
+    SensorState state;
+    if (fields.type != REDIS_REPLY_ARRAY) {
+        state.kind = SensorState::Kind::OTHER;
+        return state;
+    }
+    state.kind = fields.elements == 0 ? SensorState::Kind::MISSING : SensorState::Kind::HASH;
+    for (std::size_t at = 0; at + 1 < fields.elements; at += 2)
+        state.fields[bytesOf(fields.element[at])] = bytesOf(fields.element[at + 1]);
+    if (time.type == REDIS_REPLY_INTEGER && time.integer >= 0)
+        state.millisecondsLeft = time.integer;
+    return state;
+}
+
+// A key that is no hash is answered with an error; another error concerns every key.
+std::string faultOf(const ReplyPtr& reply) {
+    const std::string error = errorOf(reply);
+    return startsWith(error, "WRONGTYPE") ? "" : error;
+}
+
+} // namespace
+
+std::string readSensors(const Inquiry& server, const std::vector<std::string>& keys, std::vector<SensorState>* states) {
+    // Both sides would wait for ever if neither read what the other one has written.
+    constexpr std::size_t AT_ONCE = 64;
+    for (std::size_t from = 0; from < keys.size(); from += AT_ONCE) {
+        const std::size_t end = std::min(from + AT_ONCE, keys.size());
+        for (std::size_t at = from; at < end; ++at) {
+            server.send({"HGETALL", keys[at]});
+            server.send({"PTTL", keys[at]});
+        }
+        for (std::size_t at = from; at < end; ++at) {
+            ReplyPtr fields;
+            ReplyPtr time;
+            for (ReplyPtr* reply : {&fields, &time}) {
+                if (std::string fault = server.receive(reply); !fault.empty())
+                    return fault;
+                if (std::string fault = faultOf(*reply); !fault.empty())
+                    return fault;
+            }
+            states->push_back(stateOf(*fields, *time));
+        }
+    }
+    return "";
+}
+
+} // namespace Kelvra::SCADA::Tool
