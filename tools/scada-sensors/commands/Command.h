@@ -36,6 +36,7 @@ Run declareDb(CLI::App& app);
 Run declareWatch(CLI::App& app);
 Run declareInstall(CLI::App& app);
 Run declareRemove(CLI::App& app);
+Run declareDoctor(CLI::App& app);
 Run declareExport(CLI::App& app);
 Run declareRollback(CLI::App& app);
 Run declareHistory(CLI::App& app);

@@ -117,7 +117,7 @@ Words wordsOfOperand(const std::string& command, const std::vector<std::string>&
     Device device;
     if (command == "resolve" || command == "read")
         return operands.size() < 3 ? wordsOfResolve(device, operands) : Words();
-    if (command == "decode")
+    if (command == "decode" || command == "doctor")
         return operands.size() < 2 ? wordsOfSensor(device.list(), operands) : Words();
     if (command == "remove")
         return device.storages().of(STORAGE_CUSTOM).names();

@@ -123,6 +123,19 @@ bool needsLockInside(const std::string& directory, const std::string& file) {
 
 } // namespace
 
+std::string OperationLock::holder() {
+    std::set<std::string> files = {canonicalPath(Env::inst().conf().getDfnCustomDir()) + "/" + LOCK_INSIDE};
+    for (const std::string& directory : lockedDirectories())
+        files.insert(directory + ".lock");
+    for (const std::string& file : files) {
+        const Descriptor opened(open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+        struct flock held = wholeFile();
+        if (opened.isOpen() && fcntl(opened.number(), F_GETLK, &held) == 0 && held.l_type != F_UNLCK)
+            return holderOf(opened.number(), file);
+    }
+    return "";
+}
+
 OperationLock::OperationLock() {
     for (const std::string& directory : lockedDirectories()) {
         if (!takeFile(directory + ".lock"))

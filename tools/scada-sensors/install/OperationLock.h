@@ -18,6 +18,9 @@ public:
 
     /// Returns why the lock is not held, or nothing.
     const std::string& failure() const { return reason; }
+    /// Returns why an operation would have to wait now, or nothing. Makes no file.
+    static std::string holder();
+
     /// Whether it is not held because another operation holds it.
     bool isBusy() const { return busy; }
 

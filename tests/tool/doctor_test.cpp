@@ -1,0 +1,234 @@
+// Causes of "no data", planted one by one: doctor names each with what to do next.
+
+#include "DecoderTest.h"
+#include "RedisServer.h"
+#include "jsonText.h"
+#include "rowName.h"
+
+#include <gmock/gmock.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <functional>
+
+namespace {
+
+using namespace Kelvra::SCADA::Test;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+constexpr const char* KEY = "lora@aa";
+constexpr const char* EXAMPLE = R"([{"description": "normal", "input": {"fPort": 1, "bytes": "d7 32"},
+    "output": {"data": {"t": 21.5, "b": 50}}}])";
+
+/// A device on which one sensor shows its data.
+class Doctor : public DecoderTest {
+protected:
+    Doctor() {
+        addDecoder("th1", SOUND_DECODER, SOUND_PROPERTIES, EXAMPLE);
+        writeList({GOOD_SENSOR});
+        server.run({"HSET", KEY, "t", "21.5", "b", "50"});
+        server.run({"EXPIRE", KEY, "129600"});
+        server.run({"CONFIG", "SET", "notify-keyspace-events", "KA"});
+    }
+
+    ToolRun doctor(std::vector<std::string> words, const std::string& socket) const {
+        words.insert(words.begin(), {"doctor", "--socket", socket, "--wait", "2"});
+        return runWith(words);
+    }
+
+public:
+    ToolRun doctor(const std::vector<std::string>& words) const { return doctor(words, socketPath()); }
+
+    std::string socketPath() const { return otherSocket.empty() ? server.socket() : otherSocket; }
+    std::string place(const std::string& name) const { return temp / name; }
+    void list(const std::vector<std::string>& elements) const { writeList(elements); }
+    void decoder(const std::string& script, const std::string& properties) {
+        addDecoder("th1", script, properties, EXAMPLE);
+    }
+
+    RedisServer server;
+    std::string otherSocket;
+};
+
+struct Cause {
+    const char* name;
+    std::function<void(Doctor& device)> plant;
+    const char* line; ///< that names the cause, and what follows below it
+};
+
+void PrintTo(const Cause& cause, std::ostream* out) {
+    *out << cause.name;
+}
+
+class CauseOfNoData : public Doctor, public ::testing::WithParamInterface<Cause> {};
+
+TEST_P(CauseOfNoData, isNamed) {
+    GetParam().plant(*this);
+    const ToolRun result = doctor({"aa"});
+    EXPECT_EQ(result.status, 1) << result.out << result.err;
+    EXPECT_THAT(result.out + result.err, HasSubstr(GetParam().line));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Tool, CauseOfNoData,
+    ::testing::Values(
+        Cause{"no_definition",
+              [](Doctor& device) { device.list({R"({"id": "aa", "src": "lora", "sensor": "demo/none"})"}); },
+              "fault definition: Sensor definition [lora/demo/none] not found. Install the definition, or correct "
+              "\"sensor\"; \"scada-sensors list\" shows what there is.\n    scada-sensors list\n"},
+        Cause{"definition_is_no_json",
+              [](Doctor& device) { writeFile(device.place("default/lora/demo/th1.json"), "{"); },
+              "fault definition: Invalid syntax of the sensor definition [lora/demo/th1]."},
+        Cause{
+            "definition_without_properties",
+            [](Doctor& device) { writeFile(device.place("default/lora/demo/th1.json"), "{\"decoder\": \"th1.js\"}"); },
+            "fault definition: "},
+        Cause{"decoder_is_missing", [](Doctor& device) { unlink(device.place("default/lora/demo/th1.js").c_str()); },
+              "fault definition: "},
+        Cause{"custom_definition_hides_a_good_one",
+              [](Doctor& device) { writeFile(device.place("custom/lora/demo/th1.json"), ""); }, "fault definition: "},
+        Cause{"decoder_is_cut_off", [](Doctor& device) { device.decoder("function decodeUplink(i) {", "{}"); },
+              "fault decoder: It does not load: "},
+        Cause{"decoder_has_no_entry_point", [](Doctor& device) { device.decoder("var x = 1;", "{}"); },
+              "fault decoder: It has no function decodeUplink, Decode or Decoder after it has run."},
+        Cause{"decoder_throws",
+              [](Doctor& device) { device.decoder("function decodeUplink(i) { throw 1; }", SOUND_PROPERTIES); },
+              "fault decoder: In \"normal\": It threw an exception: "},
+        Cause{"decoder_has_another_factor",
+              [](Doctor& device) {
+                  device.decoder("function decodeUplink(i) { return {data: {t: i.bytes[0] / 100, b: i.bytes[1]}}; }",
+                                 SOUND_PROPERTIES);
+              },
+              "fault decoder: In \"normal\": "},
+        Cause{"element_is_faulty", [](Doctor& device) { device.list({R"({"id": "aa", "src": "lora"})"}); }, "[list/"},
+        Cause{"list_is_no_json", [](Doctor& device) { writeFile(device.place("list.json"), "["); }, "[list/"},
+        Cause{"no_socket", [](Doctor& device) { device.otherSocket = device.place("none"); },
+              "fault database: There is no socket [$T/none]. Start the server, or correct --socket."},
+        Cause{"nobody_listens", [](Doctor& device) { device.server.kill(); }, "fault database: Nobody listens at"},
+        Cause{"server_is_halted", [](Doctor& device) { device.server.pause(); }, "fault database: The server at ["},
+        Cause{"socket_may_not_be_used", [](Doctor& device) { chmod(device.server.socket().c_str(), 0); },
+              "fault database: You may not use the socket ["},
+        Cause{"password_wanted",
+              [](Doctor& device) {
+                  device.server.run({"CONFIG", "SET", "requirepass", "secret"});
+              },
+              "wants a password"},
+        Cause{"key_is_missing",
+              [](Doctor& device) {
+                  device.server.run({"DEL", KEY});
+              },
+              "fault key: The database has no key [lora@aa]: nothing was written, or it has expired.\n"
+              "    scada-sensors watch --timeout 60\n"},
+        Cause{"key_is_no_hash",
+              [](Doctor& device) {
+                  device.server.run({"DEL", KEY});
+                  device.server.run({"SET", KEY, "1"});
+              },
+              "fault key: [lora@aa] is no hash, so that no host can write to it\n"},
+        Cause{"value_is_no_number",
+              [](Doctor& device) {
+                  device.server.run({"HSET", KEY, "t", "warm"});
+              },
+              "fault values: \"t\" is \"warm\", which is no float.\n    scada-sensors read lora aa\n"},
+        Cause{"value_is_out_of_range",
+              [](Doctor& device) {
+                  device.server.run({"HSET", KEY, "b", "101"});
+              },
+              "fault values: \"b\" is 101, above its maximum 100.\n"}),
+    rowName);
+
+TEST_F(Doctor, findsNothingOnAGoodDevice) {
+    const ToolRun result = doctor({"lora", "AA"});
+    EXPECT_EQ(result.status, 0) << result.out;
+    EXPECT_EQ(replaced(result.out, server.socket(), "SOCKET"), "ok sensor: lora@aa in [$T/list.json]\n"
+                                                               "ok definition: [lora/demo/th1] in "
+                                                               "[$T/default/lora/demo/th1.json]\n"
+                                                               "ok decoder: it loads, and its examples pass\n"
+                                                               "ok database: number 2 at [SOCKET] answers\n"
+                                                               "ok notifications: changes of keys are told (AK)\n"
+                                                               "ok age: last written 0 seconds ago\n"
+                                                               "ok values: 2 values, as the definition says\n");
+    EXPECT_EQ(doctor({"dd"}).status, 4);
+}
+
+TEST_F(Doctor, notesWhatKeepsNothingFromShowing) {
+    std::filesystem::copy(temp / "default", temp / "custom", std::filesystem::copy_options::recursive);
+    server.run({"CONFIG", "SET", "notify-keyspace-events", ""});
+    server.run({"PERSIST", KEY});
+    server.run({"HSET", KEY, "other", "1"});
+    server.run({"HDEL", KEY, "b"});
+    const ToolRun result = doctor({"aa"});
+    EXPECT_EQ(result.status, 0) << result.out;
+    EXPECT_THAT(result.out, HasSubstr("note definition: [lora/demo/th1] is the custom one and hides the default one\n"
+                                      "    scada-sensors diff lora/demo/th1\n"));
+    EXPECT_THAT(result.out, HasSubstr("note notifications: changes of keys are not told; "));
+    EXPECT_THAT(result.out, HasSubstr("note age: not known: the key does not expire, so that old values stay\n"));
+    EXPECT_THAT(result.out, HasSubstr("note values: 1 value missing\n"));
+    EXPECT_THAT(result.out, HasSubstr("note values: 1 field that the definition does not have\n"));
+}
+
+TEST_F(Doctor, findsNothingWrongWithTheDevice) {
+    makeDir(temp / "staging");
+    const ToolRun result = doctor({});
+    EXPECT_EQ(result.status, 0) << result.out;
+    EXPECT_THAT(result.out, Not(HasSubstr("note")));
+    for (const char* subject : {"default storage", "custom storage", "staging directory", "definitions",
+                                "managed sensors", "operations", "decoders", "database", "notifications"})
+        EXPECT_THAT(result.out, HasSubstr(std::string("ok ") + subject + ": "));
+    EXPECT_THAT(result.out, HasSubstr("ok definitions: 1 definition without a fault\n"));
+}
+
+TEST_F(Doctor, namesTheFaultsOfTheDevice) {
+    writeFile(temp / "default/lora/demo/bad.json", "{");
+    writeFile(temp / "default/lora/demo/worse.json", "[");
+    writeList({GOOD_SENSOR, "7"});
+    makeDir(temp / "custom.generations");
+    writeFile(temp / "custom.generations/interrupted", "");
+    const ToolRun result = doctor({});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.out, HasSubstr("fault definitions: "));
+    EXPECT_THAT(result.out,
+                HasSubstr("fault managed sensors: 1 of 2 list elements are faulty\n    scada-sensors check\n"));
+    EXPECT_THAT(result.out, HasSubstr("fault operations: one was interrupted, and the storage is neither old nor new\n"
+                                      "    scada-sensors recover\n"));
+}
+
+TEST_F(Doctor, namesTheHolderOfTheLock) {
+    const int file = open((temp / "custom.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    struct flock whole {};
+    whole.l_type = F_WRLCK;
+    ASSERT_EQ(fcntl(file, F_SETLK, &whole), 0);
+    EXPECT_THAT(doctor({}).out, HasSubstr("note operations: another operation is running (process " +
+                                          std::to_string(getpid()) + ", started "));
+    close(file);
+    EXPECT_THAT(doctor({}).out, HasSubstr("ok operations: none is running, none was interrupted\n"));
+}
+
+TEST_F(Doctor, makesNoFiles) {
+    const auto before = treeOf(temp.path());
+    doctor({});
+    doctor({"aa"});
+    EXPECT_EQ(treeOf(temp.path()), before);
+}
+
+TEST_F(Doctor, tellsOfAMissingRunner) {
+    const ToolRun result = runWith({"doctor", "aa", "--socket", server.socket(), "--codec-runner", temp / "none"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.out, HasSubstr("note decoder: There is no such program"));
+}
+
+TEST_F(Doctor, forPrograms) {
+    const Json::Value result = parsed(runWith({"doctor", "aa", "--socket", temp / "none", "--json"}).out);
+    EXPECT_EQ(result["code"], "failed");
+    EXPECT_EQ(result["error"], "something keeps data from showing");
+    const Json::Value& last = result["result"]["lines"][result["result"]["lines"].size() - 1];
+    EXPECT_EQ(last["state"], "fault");
+    EXPECT_EQ(last["subject"], "database");
+    EXPECT_TRUE(last["command"].isNull());
+}
+
+} // namespace

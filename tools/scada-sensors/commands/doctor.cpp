@@ -1,0 +1,376 @@
+#include "answer/json.h"
+#include "answer/printable.h"
+#include "check/definitionRules.h"
+#include "check/listRules.h"
+#include "check/storageRules.h"
+#include "codec/Runner.h"
+#include "codec/codecRules.h"
+#include "codec/storedValues.h"
+#include "commands/AskedSensor.h"
+#include "commands/Command.h"
+#include "commands/findingText.h"
+#include "commands/wholeNumber.h"
+#include "database/sensorState.h"
+#include "device/CodecSettings.h"
+#include "device/Device.h"
+#include "device/GenerationPaths.h"
+#include "device/userName.h"
+#include "install/OperationLock.h"
+#include "text/filled.h"
+#include "text/text.h"
+
+#include <scada/Env.h>
+
+#include <CLI/CLI.hpp>
+
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+enum class Health { OK, NOTE, FAULT };
+
+const char* healthWord(Health health) {
+    if (health == Health::OK)
+        return "ok";
+    return health == Health::NOTE ? "note" : "fault";
+}
+
+/// What was looked at, line by line, with the command that leads on.
+class Diagnosis {
+public:
+    void add(Health health, const std::string& subject, const std::string& text, const std::string& command = "") {
+        hasFault = hasFault || health == Health::FAULT;
+        lines += std::string(healthWord(health)) + " " + subject + ": " + printable(text) + "\n";
+        if (!command.empty())
+            lines += "    scada-sensors " + printable(command) + "\n";
+        Json::Value& item = members.append(Json::objectValue);
+        item["state"] = healthWord(health);
+        item["subject"] = subject;
+        item["text"] = text;
+        item["command"] = orNull(command);
+    }
+
+    /// Adds the first fault of the findings, and how many there are; or that there is none.
+    void add(const std::string& subject, const Findings& findings, const std::string& sound,
+             const std::string& command) {
+        const Finding* first = nullptr;
+        for (const Finding& finding : findings) {
+            const bool isFault = finding.rule->severity != Severity::NOTE;
+            if (first == nullptr || (isFault && first->rule->severity == Severity::NOTE))
+                first = &finding;
+        }
+        const std::size_t faults = faultCount(findings);
+        if (first == nullptr) {
+            add(Health::OK, subject, sound);
+            return;
+        }
+        const std::string text = first->text + " " + first->rule->remedy;
+        add(faults == 0 ? Health::NOTE : Health::FAULT, subject,
+            faults > 1 ? filled("%s, such as: %s", {counted(faults, "fault"), text}) : text, command);
+    }
+
+    ExitCode answerWith(const Answer& answer) const {
+        Json::Value result(Json::objectValue);
+        result["lines"] = members;
+        if (!hasFault)
+            return answer.done(result, lines);
+        return answer.failedAsTold(ExitCode::FAILED, filled("something keeps data from showing"), result, lines);
+    }
+
+private:
+    Json::Value members{Json::arrayValue};
+    std::string lines;
+    bool hasFault = false;
+};
+
+struct DoctorRequest {
+    std::vector<std::string> words;
+    unsigned int wait = STANDARD_WAIT;
+};
+
+// --- the device
+
+std::string modeText(mode_t mode) {
+    std::array<char, 8> octal{};
+    (void)std::snprintf(octal.data(), octal.size(), "%03o", mode & 07777U);
+    return octal.data();
+}
+
+void addDirectory(const std::string& subject, const std::string& path, Health missing, Diagnosis* diagnosis) {
+    struct stat status {};
+    if (path.empty()) {
+        diagnosis->add(missing, subject, filled("no directory is configured"));
+        return;
+    }
+    if (stat(path.c_str(), &status) != 0) {
+        diagnosis->add(errno == ENOENT ? missing : Health::FAULT, subject,
+                       filled("[%s] cannot be used: %s", {path, reasonOf(errno)}));
+        return;
+    }
+    if (!S_ISDIR(status.st_mode)) {
+        diagnosis->add(Health::FAULT, subject, filled("[%s] is not a directory", {path}));
+        return;
+    }
+    constexpr std::uint64_t MEBIBYTE = std::uint64_t{1024} * 1024;
+    struct statvfs disk {};
+    const bool known = statvfs(path.c_str(), &disk) == 0;
+    const std::uint64_t free = known ? std::uint64_t{disk.f_bavail} * disk.f_frsize / MEBIBYTE : 0;
+    diagnosis->add(free == 0 && known && disk.f_blocks != 0 ? Health::NOTE : Health::OK, subject,
+                   filled("[%s] belongs to %s, mode %s, %s MiB free",
+                          {path, userName(status.st_uid), modeText(status.st_mode), std::to_string(free)}));
+}
+
+void addDirectories(Diagnosis* diagnosis) {
+    const Conf& conf = Env::inst().conf();
+    addDirectory("default storage", conf.getDfnDefaultDir(), Health::FAULT, diagnosis);
+    addDirectory("custom storage", conf.getDfnCustomDir(), Health::NOTE, diagnosis);
+    addDirectory("staging directory", conf.getDfnStagingDir(), Health::NOTE, diagnosis);
+}
+
+void addDefinitions(Device& device, Diagnosis* diagnosis) {
+    Storages& storages = device.storages();
+    for (const std::string& directory : storages.unreadable())
+        diagnosis->add(Health::FAULT, "definitions", filled("[%s] cannot be read by this user", {directory}));
+    Findings findings = checkStorages(storages, [](const Definition& /*definition*/) { return Findings(); });
+    const std::size_t count = storages.of(STORAGE_DEFAULT).names().size() + storages.of(STORAGE_CUSTOM).names().size();
+    Findings faults;
+    for (const Finding& finding : findings) {
+        if (finding.rule->severity != Severity::NOTE)
+            faults.push_back(finding);
+    }
+    diagnosis->add("definitions", faults, filled("%s without a fault", {counted(count, "definition")}), "check");
+}
+
+void addList(const ManagedList& list, Diagnosis* diagnosis) {
+    if (!list.isUsable()) {
+        diagnosis->add("managed sensors", checkListFile(list), "", "check");
+        return;
+    }
+    const std::size_t faulty = faultyElements(list);
+    if (faulty != 0)
+        diagnosis->add(Health::FAULT, "managed sensors",
+                       filled("%s of %s list elements are faulty",
+                              {std::to_string(faulty), std::to_string(list.elements().size())}),
+                       "check");
+    else
+        diagnosis->add(Health::OK, "managed sensors",
+                       filled("%s in [%s]", {counted(list.elements().size(), "sensor"), list.file()}));
+}
+
+void addOperations(Diagnosis* diagnosis) {
+    const GenerationPaths paths = GenerationPaths::ofDevice();
+    if (isInterrupted(paths))
+        diagnosis->add(Health::FAULT, "operations",
+                       filled("one was interrupted, and the storage is neither old nor new"), "recover");
+    else if (isUnfinished(paths))
+        diagnosis->add(Health::NOTE, "operations", filled("one has done its work and was killed before its end"),
+                       "recover");
+    const std::string holder = OperationLock::holder();
+    if (!holder.empty())
+        diagnosis->add(Health::NOTE, "operations", holder);
+    else if (!isInterrupted(paths) && !isUnfinished(paths))
+        diagnosis->add(Health::OK, "operations", filled("none is running, none was interrupted"));
+}
+
+void addRunner(Diagnosis* diagnosis) {
+    const std::string& program = codecSettings().runner;
+    if (!isRunnerThere()) {
+        diagnosis->add(Health::NOTE, "decoders",
+                       program.empty() ? filled("no runner is configured: give one with --codec-runner")
+                                       : filled("There is no program [%s] to run decoders.", {program}));
+        return;
+    }
+    Runner runner("function decodeUplink(input) { return {data: {}}; }", "doctor");
+    const LoadResult& loaded = runner.load();
+    if (loaded.kind == LoadResult::Kind::LOADED)
+        diagnosis->add(Health::OK, "decoders", filled("[%s] runs them with %s", {program, loaded.engine}));
+    else
+        diagnosis->add(Health::FAULT, "decoders", loaded.text);
+}
+
+// --- the database
+
+// Subscribers set it themselves; until then no change of a key is told.
+void addNotifications(const Inquiry& server, Diagnosis* diagnosis) {
+    ReplyPtr reply;
+    if (!server.ask({"CONFIG", "GET", "notify-keyspace-events"}, &reply).empty() || !errorOf(reply).empty() ||
+        reply->elements != 2 || reply->element[1]->str == nullptr) {
+        diagnosis->add(Health::NOTE, "notifications", filled("the server does not tell its setting"));
+        return;
+    }
+    const std::string setting(reply->element[1]->str, static_cast<std::size_t>(reply->element[1]->len));
+    const bool isOn = setting.find('K') != std::string::npos &&
+                      (setting.find('A') != std::string::npos || setting.find('h') != std::string::npos);
+    if (isOn)
+        diagnosis->add(Health::OK, "notifications", filled("changes of keys are told (%s)", {setting}));
+    else
+        diagnosis->add(Health::NOTE, "notifications",
+                       filled("changes of keys are not told; the next program that watches them turns that on"),
+                       "watch --timeout 10");
+}
+
+bool addDatabase(const Inquiry& server, Diagnosis* diagnosis) {
+    const std::string fault = server.open();
+    if (!fault.empty()) {
+        diagnosis->add(Health::FAULT, "database", fault);
+        return false;
+    }
+    diagnosis->add(Health::OK, "database",
+                   filled("number %s at [%s] answers", {std::to_string(Env::inst().conf().getDfnDatabaseNumber()),
+                                                        Env::inst().conf().getDfnDatabaseSocket()}));
+    addNotifications(server, diagnosis);
+    return true;
+}
+
+// --- one sensor
+
+void addValues(const Definition& definition, const std::string& sensor, const SensorState& state,
+               Diagnosis* diagnosis) {
+    std::vector<StoredValue> bad;
+    std::size_t missing = 0;
+    std::size_t undeclared = 0;
+    const Json::Value& properties = definition.document[SensorDefinitions::JSON_PROPERTIES_SECTION];
+    for (const StoredValue& stored : storedValues(state.fields, properties)) {
+        if (stored.state == StoredValue::State::BAD)
+            bad.push_back(stored);
+        missing += stored.state == StoredValue::State::MISSING ? 1 : 0;
+        undeclared += stored.state == StoredValue::State::UNDECLARED ? 1 : 0;
+    }
+    for (const StoredValue& stored : bad)
+        diagnosis->add(Health::FAULT, "values", stored.fault, "read " + sensor);
+    if (missing != 0)
+        diagnosis->add(Health::NOTE, "values", filled("%s missing", {counted(missing, "value")}), "read " + sensor);
+    if (undeclared != 0)
+        diagnosis->add(Health::NOTE, "values",
+                       filled("%s that the definition does not have", {counted(undeclared, "field")}),
+                       "read " + sensor);
+    if (bad.empty() && missing + undeclared == 0)
+        diagnosis->add(Health::OK, "values",
+                       filled("%s, as the definition says", {counted(state.fields.size(), "value")}));
+}
+
+void addKey(const Definition& definition, const ListElement& element, const SensorState& state, Diagnosis* diagnosis) {
+    const std::string key = element.sensorKey();
+    if (state.kind == SensorState::Kind::OTHER) {
+        diagnosis->add(Health::FAULT, "key", filled("[%s] is no hash, so that no host can write to it", {key}));
+        return;
+    }
+    if (state.kind == SensorState::Kind::MISSING) {
+        diagnosis->add(Health::FAULT, "key",
+                       filled("The database has no key [%s]: nothing was written, or it has expired.", {key}),
+                       "watch --timeout 60");
+        return;
+    }
+    constexpr std::int64_t MILLISECONDS = 1000;
+    const std::int64_t whole = std::int64_t{Env::inst().conf().getDfnDatabaseKeyTtl()} * MILLISECONDS;
+    const std::int64_t left = state.millisecondsLeft.value_or(0);
+    if (!state.millisecondsLeft)
+        diagnosis->add(Health::NOTE, "age", filled("not known: the key does not expire, so that old values stay"));
+    else if (left > whole)
+        diagnosis->add(Health::NOTE, "age", filled("not known: the key lives longer than is configured"));
+    else
+        diagnosis->add(Health::OK, "age",
+                       filled("last written %s ago",
+                              {counted(static_cast<std::size_t>((whole - left) / MILLISECONDS), "second")}));
+    addValues(definition, element.entry.src + " " + element.entry.id, state, diagnosis);
+}
+
+// Returns whether there is a definition to go on with.
+bool addDefinition(Storages& storages, const Definition& definition, Diagnosis* diagnosis) {
+    const bool hides = storages.decidingFor(definition.name) == STORAGE_CUSTOM && storages.isHiding(definition.name);
+    if (!definition.verdict.valid) {
+        diagnosis->add("definition", checkDefinition(definition), "", "show " + definition.name);
+        return false;
+    }
+    if (hides)
+        diagnosis->add(Health::NOTE, "definition",
+                       filled("[%s] is the custom one and hides the default one", {definition.name}),
+                       "diff " + definition.name);
+    else
+        diagnosis->add(Health::OK, "definition", filled("[%s] in [%s]", {definition.name, definition.file}));
+    return true;
+}
+
+void addDecoder(const Definition& definition, Diagnosis* diagnosis) {
+    if (definition.verdict.decoderPath.empty()) {
+        diagnosis->add(Health::NOTE, "decoder", filled("the definition has none"));
+        return;
+    }
+    CodecCheck decoders(true);
+    Findings findings = decoders.check(definition);
+    append(decoders.missingRunner(), &findings);
+    diagnosis->add("decoder", findings, filled("it loads, and its examples pass"), "check");
+}
+
+ExitCode examineSensor(const DoctorRequest& request, const Answer& answer) {
+    Device device;
+    const ManagedList& list = device.list();
+    if (!list.isUsable())
+        return failedFor(checkListFile(list), ExitCode::FAILED, answer, Json::Value(Json::objectValue), "");
+    const AskedSensor asked = readSensor(list, request.words, FirstWord::SOURCE);
+    ExitCode code = ExitCode::DONE;
+    const ListElement* element = findSensor(list, asked, answer, &code);
+    if (element == nullptr)
+        return code;
+    Diagnosis diagnosis;
+    diagnosis.add(Health::OK, "sensor", filled("%s in [%s]", {element->sensorKey(), list.file()}));
+    const std::string name = element->definitionName();
+    Storages& storages = device.storages();
+    if (!storages.lists(name)) {
+        diagnosis.add("definition", {missingDefinition(list, *element)}, "", "list");
+        return diagnosis.answerWith(answer);
+    }
+    const Definition definition = storages.directoryFor(name).load(name);
+    const bool isSound = addDefinition(storages, definition, &diagnosis);
+    if (isSound)
+        addDecoder(definition, &diagnosis);
+    const Inquiry server{TimeLimit(request.wait)};
+    std::vector<SensorState> states;
+    if (addDatabase(server, &diagnosis) && isSound) {
+        const std::string fault = readSensors(server, {element->sensorKey()}, &states);
+        if (fault.empty())
+            addKey(definition, *element, states.front(), &diagnosis);
+        else
+            diagnosis.add(Health::FAULT, "key", fault);
+    }
+    return diagnosis.answerWith(answer);
+}
+
+ExitCode examineDevice(const DoctorRequest& request, const Answer& answer) {
+    Device device;
+    Diagnosis diagnosis;
+    addDirectories(&diagnosis);
+    addDefinitions(device, &diagnosis);
+    addList(device.list(), &diagnosis);
+    addOperations(&diagnosis);
+    addRunner(&diagnosis);
+    addDatabase(Inquiry{TimeLimit(request.wait)}, &diagnosis);
+    return diagnosis.answerWith(answer);
+}
+
+} // namespace
+
+Run declareDoctor(CLI::App& app) {
+    const auto request = std::make_shared<DoctorRequest>();
+    app.add_option("WORDS", request->words, "Sensor, as for resolve; without one: the device")->type_name("[SRC] ID");
+    app.add_option("--wait", request->wait, "Seconds to wait for the server")
+        ->transform(wholeNumber(1U, LONGEST_WAIT))
+        ->type_name("S")
+        ->capture_default_str();
+    return [request](const Answer& answer) {
+        return request->words.empty() ? examineDevice(*request, answer) : examineSensor(*request, answer);
+    };
+}
+
+} // namespace Kelvra::SCADA::Tool
