@@ -162,6 +162,7 @@ protected:
         writeCopy(bytes);
         place = temp / "restarted";
         ASSERT_TRUE(mountImage(GetParam().disk, temp / "disk/copy", place));
+        ++copies;
         const std::string found = expectAfterCut(mustBeNew);
         ++phases[found];
         lastFound = found;
@@ -199,10 +200,13 @@ protected:
 
     void expectAtMoment(bool mustBeNew) {
         const std::string bytes = momentOfDisk();
-        ++moments;
-        if (bytes.empty() || (bytes == last && !mustBeNew))
+        if (bytes.empty()) {
+            ++missed;
             return;
-        ++copies;
+        }
+        ++moments;
+        if (bytes == last && !mustBeNew)
+            return;
         expectWhole(bytes, mustBeNew);
         last = bytes;
     }
@@ -223,6 +227,7 @@ protected:
             ASSERT_FALSE(HasFailure());
         }
         EXPECT_EQ(tool.wait().status, 0);
+        lastFound = "not looked at";
         expectAtMoment(true);
         EXPECT_TRUE(lastFound == "new" || lastFound == "new when recovered") << lastFound;
         EXPECT_TRUE(isNew());
@@ -240,8 +245,9 @@ protected:
     std::string last;
     std::string lastFound;
     Phases phases;
-    int moments = 0;
-    int copies = 0; ///< moments whose copy is mounted: the disk has changed since the last one
+    int moments = 0; ///< at which the disk was looked at
+    int copies = 0;  ///< moments whose copy was mounted: the disk had changed since the last one
+    int missed = 0;  ///< moments at which the disk changed all the time
 };
 
 TEST_P(PowerCut, leavesOldOrNew) {
@@ -256,7 +262,11 @@ TEST_P(PowerCut, leavesOldOrNew) {
     for (long number = 0; moments < wanted && !HasFailure(); ++number)
         cutRun(number);
     EXPECT_GT(phases["old"], 0);
-    std::printf("%s, %s: %d moments, %d copies mounted\n", GetParam().disk.name, name.c_str(), moments, copies);
+    EXPECT_GE(moments, wanted);
+    EXPECT_GT(copies, 1) << "the disk was looked at, but as good as never mounted";
+    EXPECT_GT(moments, missed) << "most of the time the disk changed while it was read";
+    std::printf("%s, %s: %d moments, %d copies mounted; %d moments missed\n", GetParam().disk.name, name.c_str(),
+                moments, copies, missed);
     for (const auto& [phase, count] : phases)
         std::printf("%s, %s: %s: %d\n", GetParam().disk.name, name.c_str(), phase.c_str(), count);
 }

@@ -19,6 +19,8 @@ using namespace Kelvra::SCADA::Test;
 
 constexpr unsigned int SEED = 20261122;
 constexpr int DEFINITIONS = 4;
+constexpr int KILLED = 128 + SIGKILL;
+constexpr int ATTEMPTS = 4; // for each kill
 
 class Reader : public FaultTest, public ::testing::WithParamInterface<Way> {
 protected:
@@ -27,7 +29,6 @@ protected:
         long torn = 0;
         long mixed = 0; ///< the document of one state with the decoder of the other
         int newer = 0;
-        int kills = 0;
     };
 
     /// Lays a storage, and beside it the two states between which it goes to and fro.
@@ -46,20 +47,39 @@ protected:
         ASSERT_NE(oldDefinitions, newDefinitions);
     }
 
-    // At a random step of the second half, or not at all.
-    void killInstallation(const std::string& source, std::mt19937* random) const {
+    bool isSecond() const { return readDefinitions(place + "/custom") == newDefinitions; }
+
+    /// Installs, kills that at a random step of the second half, and lets the tool mend what is left. The steps behind
+    /// the last one are for clearing up after one that was killed before. Returns whether it was killed before its end.
+    bool killInstallation(const std::string& source, std::mt19937* random) const {
         const std::size_t half = steps / 2;
-        const std::size_t step = half + (*random)() % (half + half / 4);
-        run({"install", "$T/" + source, "--allow-overwrite"}, faultAt("kill", static_cast<long>(step)));
+        const std::size_t step = half + (*random)() % (half + half / 2);
+        const ToolRun installation =
+            run({"install", "$T/" + source, "--allow-overwrite"}, faultAt("kill", static_cast<long>(step)));
+        EXPECT_TRUE(installation.status == KILLED || installation.status == 0)
+            << installation.status << ": " << installation.err;
         if (isInterrupted()) {
             EXPECT_EQ(run((*random)() % 2 == 0 ? std::vector<std::string>{"recover"}
                                                : std::vector<std::string>{"recover", "--forward"})
                           .status,
                       0);
         }
+        return installation.status == KILLED;
     }
 
-    const long installations = chosen({200, 20, 4});
+    // Each time the state that is not there: an installation of the one that is there has no step to be killed at.
+    void killInstallations() const {
+        const Subreaper parent;
+        std::mt19937 random(SEED);
+        long kills = 0;
+        long made = 0;
+        for (; kills < wanted && made < ATTEMPTS * wanted && !HasFailure(); ++made)
+            kills += killInstallation(isSecond() ? "first" : "second", &random) ? 1 : 0;
+        EXPECT_EQ(kills, wanted) << "of " << made << " installations";
+        writeFile(temp / "kills", std::to_string(kills) + " of " + std::to_string(made));
+    }
+
+    const long wanted = chosen({200, 20, 4}); ///< installations that are killed
     std::size_t steps = 0;
 
     /// Runs beside the reader, and ends with success when nothing unexpected has happened.
@@ -69,10 +89,7 @@ protected:
         if (killer != 0)
             return killer;
         try {
-            const Subreaper parent;
-            std::mt19937 random(SEED);
-            for (long kills = 0; kills < installations && !HasFailure(); ++kills)
-                killInstallation(kills % 2 == 0 ? "second" : "first", &random);
+            killInstallations();
         } catch (const std::exception& failure) {
             ADD_FAILURE() << failure.what();
         }
@@ -104,12 +121,12 @@ TEST_P(Reader, findsEveryDefinitionWhole) {
     int status = 0;
     while (waitpid(killer, &status, WNOHANG) == 0)
         readAll(&counts);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == EXIT_SUCCESS);
+    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == EXIT_SUCCESS);
     EXPECT_EQ(counts.torn, 0);
     EXPECT_GT(counts.newer, 0);
     EXPECT_LT(counts.newer, counts.reads);
-    std::printf("%ld installations with a kill; %ld reads, %ld of them torn, %ld with the decoder of the other state\n",
-                installations, counts.reads, counts.torn, counts.mixed);
+    std::printf("%s installations killed; %ld reads, %ld of them torn, %ld with the decoder of the other state\n",
+                readFile(temp / "kills").c_str(), counts.reads, counts.torn, counts.mixed);
 }
 
 INSTANTIATE_TEST_SUITE_P(Tool, Reader, ::testing::Values(Way::EXCHANGE, Way::IN_PLACE), [](const auto& row) {
