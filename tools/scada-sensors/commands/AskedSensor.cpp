@@ -85,6 +85,16 @@ const ListElement* findSensor(const ManagedList& list, const AskedSensor& asked,
     return nullptr;
 }
 
+ExitCode withSensor(const ManagedList& list, const std::vector<std::string>& words, const Answer& answer,
+                    const SensorWork& work) {
+    if (!list.isUsable())
+        return failedFor(checkListFile(list), ExitCode::FAILED, answer, Json::Value(), "");
+    const AskedSensor asked = readSensor(list, words, FirstWord::SOURCE);
+    ExitCode code = ExitCode::DONE;
+    const ListElement* element = findSensor(list, asked, answer, &code);
+    return element == nullptr ? code : work(*element, asked);
+}
+
 void addElement(const ManagedList& list, const ListElement& element, FieldList* fields) {
     const Position position = list.positionOf(element);
     Json::Value item(Json::objectValue);

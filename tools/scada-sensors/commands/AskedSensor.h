@@ -5,6 +5,7 @@
 #include "device/ManagedList.h"
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -32,6 +33,11 @@ AskedSensor readSensor(const ManagedList& list, const std::vector<std::string>& 
 /// Returns the element in force of the sensor. Without one returns null, after `*code` has been answered: why there is
 /// none.
 const ListElement* findSensor(const ManagedList& list, const AskedSensor& asked, const Answer& answer, ExitCode* code);
+
+/// Does `work` with the element in force of the sensor that the words name, or answers why there is none.
+using SensorWork = std::function<ExitCode(const ListElement& element, const AskedSensor& asked)>;
+ExitCode withSensor(const ManagedList& list, const std::vector<std::string>& words, const Answer& answer,
+                    const SensorWork& work);
 
 /// Adds the file of the list and an element of it.
 void addElement(const ManagedList& list, const ListElement& element, FieldList* fields);

@@ -313,41 +313,33 @@ void addDecoder(const Definition& definition, Diagnosis* diagnosis) {
     diagnosis->add("decoder", findings, filled("it loads, and its examples pass"), "check");
 }
 
-ExitCode examineSensor(const DoctorRequest& request, const Answer& answer) {
-    Device device;
+ExitCode examineSensor(Device& device, const ListElement& element, unsigned int wait, const Answer& answer) {
     const ManagedList& list = device.list();
-    if (!list.isUsable())
-        return failedFor(checkListFile(list), ExitCode::FAILED, answer, Json::Value(Json::objectValue), "");
-    const AskedSensor asked = readSensor(list, request.words, FirstWord::SOURCE);
-    ExitCode code = ExitCode::DONE;
-    const ListElement* element = findSensor(list, asked, answer, &code);
-    if (element == nullptr)
-        return code;
     Diagnosis diagnosis;
-    diagnosis.add(Health::OK, "sensor", filled("%s in [%s]", {element->sensorKey(), list.file()}));
-    const std::string name = element->definitionName();
+    diagnosis.add(Health::OK, "sensor", filled("%s in [%s]", {element.sensorKey(), list.file()}));
+    const std::string name = element.definitionName();
     Storages& storages = device.storages();
     if (!storages.lists(name)) {
-        diagnosis.add("definition", {missingDefinition(list, *element)}, "", "list");
+        diagnosis.add("definition", {missingDefinition(list, element)}, "", "list");
         return diagnosis.answerWith(answer);
     }
     const Definition definition = storages.directoryFor(name).load(name);
     const bool isSound = addDefinition(storages, definition, &diagnosis);
     if (isSound)
         addDecoder(definition, &diagnosis);
-    const Inquiry server{TimeLimit(request.wait)};
+    const Inquiry server{TimeLimit(wait)};
     std::vector<SensorState> states;
     if (addDatabase(server, &diagnosis) && isSound) {
-        const std::string fault = readSensors(server, {element->sensorKey()}, &states);
+        const std::string fault = readSensors(server, {element.sensorKey()}, &states);
         if (fault.empty())
-            addKey(definition, *element, states.front(), &diagnosis);
+            addKey(definition, element, states.front(), &diagnosis);
         else
             diagnosis.add(Health::FAULT, "key", fault);
     }
     return diagnosis.answerWith(answer);
 }
 
-ExitCode examineDevice(const DoctorRequest& request, const Answer& answer) {
+ExitCode examineDevice(unsigned int wait, const Answer& answer) {
     Device device;
     Diagnosis diagnosis;
     addDirectories(&diagnosis);
@@ -355,7 +347,7 @@ ExitCode examineDevice(const DoctorRequest& request, const Answer& answer) {
     addList(device.list(), &diagnosis);
     addOperations(&diagnosis);
     addRunner(&diagnosis);
-    addDatabase(Inquiry{TimeLimit(request.wait)}, &diagnosis);
+    addDatabase(Inquiry{TimeLimit(wait)}, &diagnosis);
     return diagnosis.answerWith(answer);
 }
 
@@ -369,7 +361,13 @@ Run declareDoctor(CLI::App& app) {
         ->type_name("S")
         ->capture_default_str();
     return [request](const Answer& answer) {
-        return request->words.empty() ? examineDevice(*request, answer) : examineSensor(*request, answer);
+        if (request->words.empty())
+            return examineDevice(request->wait, answer);
+        Device device;
+        return withSensor(device.list(), request->words, answer,
+                          [&](const ListElement& element, const AskedSensor& /*asked*/) {
+                              return examineSensor(device, element, request->wait, answer);
+                          });
     };
 }
 

@@ -109,33 +109,26 @@ ExitCode answerState(const std::string& key, const Definition& definition, const
     return answer.done(result, rows.text() + lifeText(state));
 }
 
-ExitCode readOne(const ReadRequest& request, const Answer& answer) {
-    Device device;
+ExitCode readElement(Device& device, const ListElement& element, const AskedSensor& asked, unsigned int wait,
+                     const Answer& answer) {
     const ManagedList& list = device.list();
-    if (!list.isUsable())
-        return failedFor(checkListFile(list), ExitCode::FAILED, answer, Json::Value(Json::objectValue), "");
-    const AskedSensor asked = readSensor(list, request.words, FirstWord::SOURCE);
-    ExitCode code = ExitCode::DONE;
-    const ListElement* element = findSensor(list, asked, answer, &code);
-    if (element == nullptr)
-        return code;
-    const std::string name = element->definitionName();
+    const std::string name = element.definitionName();
     Storages& storages = device.storages();
     noteUnreadableStorages(storages, answer);
     if (!storages.lists(name))
-        return failedFor({missingDefinition(list, *element)}, ExitCode::FAILED, answer, Json::Value(Json::objectValue),
+        return failedFor({missingDefinition(list, element)}, ExitCode::FAILED, answer, Json::Value(Json::objectValue),
                          "");
     const Definition definition = storages.directoryFor(name).load(name);
     if (!definition.verdict.valid)
         return failedFor(checkDefinition(definition), ExitCode::FAILED, answer, Json::Value(Json::objectValue), "");
-    const Inquiry server{TimeLimit(request.wait)};
+    const Inquiry server{TimeLimit(wait)};
     std::vector<SensorState> states;
     std::string fault = server.open();
     if (fault.empty())
-        fault = readSensors(server, {element->sensorKey()}, &states);
+        fault = readSensors(server, {element.sensorKey()}, &states);
     if (!fault.empty())
         return answer.failed(ExitCode::NO_DATABASE, fault);
-    return answerState(element->sensorKey(), definition, asked.rest.empty() ? "" : asked.rest.front(), states.front(),
+    return answerState(element.sensorKey(), definition, asked.rest.empty() ? "" : asked.rest.front(), states.front(),
                        answer);
 }
 
@@ -195,7 +188,13 @@ Run declareRead(CLI::App& app) {
     return [request](const Answer& answer) {
         if (request->all == !request->words.empty())
             return answer.badUsage(filled("read needs either a sensor or --all"));
-        return request->all ? readAll(*request, answer) : readOne(*request, answer);
+        if (request->all)
+            return readAll(*request, answer);
+        Device device;
+        return withSensor(device.list(), request->words, answer,
+                          [&](const ListElement& element, const AskedSensor& asked) {
+                              return readElement(device, element, asked, request->wait, answer);
+                          });
     };
 }
 

@@ -64,13 +64,9 @@ ExitCode answerSensor(Device& device, const ListElement& element, const AskedSen
 
 ExitCode resolve(const std::vector<std::string>& words, const Answer& answer) {
     Device device;
-    const ManagedList& list = device.list();
-    if (!list.isUsable())
-        return failedFor(checkListFile(list), ExitCode::FAILED, answer, Json::Value(), "");
-    const AskedSensor asked = readSensor(list, words, FirstWord::SOURCE);
-    ExitCode code = ExitCode::DONE;
-    const ListElement* element = findSensor(list, asked, answer, &code);
-    return element == nullptr ? code : answerSensor(device, *element, asked, answer);
+    return withSensor(device.list(), words, answer, [&](const ListElement& element, const AskedSensor& asked) {
+        return answerSensor(device, element, asked, answer);
+    });
 }
 
 bool isOperand(const CLI::Option* option) {
