@@ -52,12 +52,12 @@ const GarbageRow GARBAGE[] = {
 class GarbageTest : public testing::TestWithParam<GarbageRow> {};
 INSTANTIATE_TEST_SUITE_P(Garbage, GarbageTest, testing::ValuesIn(GARBAGE), rowAndRunner);
 
-// How many filters of system calls a process has, or -1.
-int filtersOf(const std::string& process) {
+// A number that the kernel tells of a process, or -1.
+int numberOf(const std::string& process, const std::string& name) {
     std::ifstream status("/proc/" + process + "/status");
     for (std::string line; std::getline(status, line);)
-        if (line.rfind("Seccomp_filters:", 0) == 0)
-            return std::stoi(line.substr(line.find(':') + 1));
+        if (line.rfind(name + ":", 0) == 0)
+            return std::stoi(line.substr(name.size() + 1));
     return -1;
 }
 
@@ -218,7 +218,8 @@ TEST_P(RunnerTest, CanBeKilledInACall) {
 TEST_P(RunnerTest, HasAFilterUnlessItSaysNo) {
     const Json::Value answer = ask(firstLine(COUNTER));
     const bool filtered = !answer.isMember("filter") || answer["filter"].asBool();
-    EXPECT_EQ(filtersOf("self") + (filtered ? 1 : 0), filtersOf(std::to_string(runner.id())));
+    EXPECT_EQ(numberOf("self", "Seccomp_filters") + (filtered ? 1 : 0),
+              numberOf(std::to_string(runner.id()), "Seccomp_filters"));
 }
 
 TEST_P(RunnerTest, TakesNoCoreAndNoPrivileges) {
@@ -227,6 +228,7 @@ TEST_P(RunnerTest, TakesNoCoreAndNoPrivileges) {
     const std::string text(std::istreambuf_iterator<char>(limits), {});
     EXPECT_THAT(text, testing::ContainsRegex("Max core file size +0 +0 "));
     EXPECT_THAT(text, testing::ContainsRegex("Max file size +0 +0 "));
+    EXPECT_EQ(1, numberOf(std::to_string(runner.id()), "NoNewPrivs"));
 }
 
 } // namespace Kelvra::SCADA::Test

@@ -108,6 +108,32 @@ const ResultRow TRICKS[] = {
      " function (e) { seen.push(e.constructor.constructor('return typeof process')()); })\"); } catch (e) { }"
      " function decodeUplink(input) { return seen; }",
      R"({"value": []})"},
+    // At the end of the stack a rejection may be an error that is not of the decoder's own realm.
+    {"RejectionAtTheEndOfTheStack",
+     "var left = 3000, foreign = 0, load; try { load = new Function(\"return import('zz')\"); } catch (e) { left = 0; }"
+     " function arm(e) { if (e instanceof Error) return; foreign++; var top = e, above;"
+     " while ((above = Object.getPrototypeOf(top))) { top = above; } Object.defineProperty(top, 'toJSON', {get: "
+     "function ()"
+     " { return function () { return {fPort: 99, bytes: [66]}; }; }}); }"
+     " function f() { try { f(); } catch (e) { if (left-- > 0) load().then(null, arm); throw e; } }"
+     " try { f(); } catch (e) { } function decodeUplink(input) { return [foreign > 0, input.fPort, input.bytes]; }",
+     R"({"value": [false, 2, [1, 255]]})", R"({"value": [true, 2, [1, 255]]})"},
+
+    // The engine's surroundings may ask what the decoder has put there how to show a stack.
+    {"FramesForTheGlobalError",
+     "var Saved = Error, seen = 'nothing'; try { globalThis.Error = {prepareStackTrace: function (e, frames) {"
+     " seen = String(frames.map(function (f) { return f.getFileName(); })); return ''; }}; } catch (e) { }"
+     " new Saved('x').stack; function decodeUplink() { return seen; }",
+     R"({"value": "nothing"})"},
+    {"FramesForARedefinedError",
+     "var Saved = Error, seen = 'nothing', trap = {prepareStackTrace: function () { seen = 'frames'; return ''; }};"
+     " try { Object.defineProperty(globalThis, 'Error', {get: function () { return trap; }}); } catch (e) { }"
+     " try { delete globalThis.Error; globalThis.Error = trap; } catch (e) { }"
+     " new Saved('x').stack; function decodeUplink() { return seen; }",
+     R"({"value": "nothing"})"},
+    {"PathsInAStack",
+     "var whole = String(new Error('x').stack); return /codec-runner|[( ]\\//.test(whole) ? whole : 'none'",
+     R"({"value": "none"})"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Tricks, ResultTest, testing::ValuesIn(TRICKS), rowAndRunner);

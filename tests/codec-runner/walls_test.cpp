@@ -1,0 +1,97 @@
+// What the filter of system calls refuses. A decoder cannot show it: it has no way to any of these calls.
+
+#include "duktape/walls.h"
+
+#include "exitStatusOf.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <ctime>
+
+namespace Kelvra::SCADA::Test {
+
+namespace {
+
+// How a child ends.
+constexpr int WENT_ON = 40;
+constexpr int NO_FILTER = 41;
+constexpr int KILLED = 128 + SIGSYS;
+
+// A sanitizer makes calls of its own, so that the filter lets all of them through.
+#ifdef SCADA_SANITIZED
+constexpr int REFUSED = WENT_ON;
+#else
+constexpr int REFUSED = KILLED;
+#endif
+
+struct CallRow {
+    const char* name;
+    void (*call)();
+    int expected;
+};
+
+const CallRow CALLS[] = {
+    {"Open", [] { open("/dev/null", O_RDONLY | O_CLOEXEC); }, REFUSED},
+    {"Socket", [] { socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0); }, REFUSED},
+    {"Fork", [] { fork(); }, REFUSED},
+    {"Execute",
+     [] {
+         char program[] = "/nowhere/program";
+         char* const words[] = {program, nullptr};
+         execve(program, words, words + 1);
+     },
+     REFUSED},
+    {"SignalToAnother", [] { kill(getppid(), 0); }, REFUSED},
+    {"WriteElsewhere", [] { write(STDERR_FILENO + 1, "", 0); }, REFUSED},
+    {"ReadElsewhere", [] { read(STDERR_FILENO + 1, nullptr, 0); }, REFUSED},
+    {"MemoryForCode", [] { mmap(nullptr, 4096, PROT_READ | PROT_EXEC, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0); }, REFUSED},
+
+    {"Write", [] { write(STDOUT_FILENO, "", 0); }, WENT_ON},
+    {"Read", [] { read(STDIN_FILENO, nullptr, 0); }, WENT_ON},
+    {"Clock",
+     [] {
+         timespec now{};
+         clock_gettime(CLOCK_REALTIME, &now);
+     },
+     WENT_ON},
+    {"Memory", [] { mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0); }, WENT_ON},
+};
+
+// Makes a call behind the filter, in a process of its own.
+int endOf(void (*call)()) {
+    const pid_t child = fork();
+    if (child == 0) {
+        Codec::SystemCallFilter filter;
+        Codec::restrictProcess();
+        if (!filter.load())
+            _exit(NO_FILTER);
+        call();
+        _exit(WENT_ON);
+    }
+    int state = 0;
+    return waitpid(child, &state, 0) == child ? exitStatusOf(state) : -1;
+}
+
+class WallsTest : public testing::TestWithParam<CallRow> {};
+INSTANTIATE_TEST_SUITE_P(Calls, WallsTest, testing::ValuesIn(CALLS), [](const auto& row) { return row.param.name; });
+
+} // namespace
+
+TEST_P(WallsTest, LetsThroughOnlyWhatTheEngineNeeds) {
+    const int end = endOf(GetParam().call);
+#ifdef SCADA_EMULATED
+    // An emulator need not have filters. load() says so, and then there is nothing to refuse a call.
+    if (end == NO_FILTER)
+        return;
+#endif
+    EXPECT_EQ(GetParam().expected, end);
+}
+
+} // namespace Kelvra::SCADA::Test
