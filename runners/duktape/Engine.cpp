@@ -22,8 +22,6 @@ const Engine::EntryPoint Engine::ENTRY_POINTS[3] = {{"decodeUplink", &Engine::pu
                                                     {"Decode", &Engine::pushPortBytes, 3},
                                                     {"Decoder", &Engine::pushBytesPort, 2}};
 
-Engine::Engine() : heap(limits.memory), context(heap.context()), writer(heap, limits), exception(heap) {}
-
 void Engine::setLimits(const Limits& given) {
     heap.memory().extend(static_cast<std::ptrdiff_t>(given.memory) - static_cast<std::ptrdiff_t>(limits.memory));
     limits = given;

@@ -12,10 +12,7 @@ namespace Kelvra::SCADA::Codec {
 /// A decoder and its globals.
 class Engine {
 public:
-    /// It starts with the usual limits.
-    Engine();
-
-    /// Sets other limits, before anything is loaded.
+    /// Sets other limits than the usual ones, before anything is loaded.
     void setLimits(const Limits& given);
 
     /// Runs the decoder's text. Returns the members of the first answer that say what came of it.
@@ -45,10 +42,10 @@ private:
     void pushBytesPort(const Call& call);
 
     Limits limits;
-    Heap heap;
-    duk_context* context;
-    ValueWriter writer;
-    ExceptionReader exception;
+    Heap heap{limits.memory};
+    duk_context* context = heap.context();
+    ValueWriter writer{heap, limits};
+    ExceptionReader exception{heap};
     const EntryPoint* entryPoint = nullptr;
     const Call* present = nullptr;
 };
