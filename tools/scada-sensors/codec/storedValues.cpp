@@ -74,6 +74,7 @@ std::vector<StoredValue> storedValues(const std::map<std::string, std::string>& 
             byName[property] = {property, StoredValue::State::MISSING, "", Json::Value(), ""};
     }
     std::vector<StoredValue> values;
+    values.reserve(byName.size());
     for (auto& [name, stored] : byName)
         values.push_back(std::move(stored));
     return values;
