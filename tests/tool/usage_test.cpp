@@ -5,6 +5,7 @@
 #include "rowName.h"
 
 #include <gmock/gmock.h>
+
 #include <regex>
 
 namespace {
