@@ -242,7 +242,7 @@ INSTANTIATE_TEST_SUITE_P(
     Tool, WatchTime,
     ::testing::Values(
         TimeRow{"serving", {}, nullptr, 0, NO_CHANGES},
-        TimeRow{"halted", {}, [](RedisServer& server) { server.pause(); }, 0, NO_CHANGES},
+        TimeRow{"halted", {"--wait", "30"}, [](RedisServer& server) { server.pause(); }, 0, NO_CHANGES},
         TimeRow{"halted_for_longer_than_the_wait",
                 {"--wait", "1"},
                 [](RedisServer& server) { server.pause(); },
