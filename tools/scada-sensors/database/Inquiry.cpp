@@ -86,8 +86,8 @@ std::string selectionFault(const std::string& error, const std::string& path) {
 
 } // namespace
 
-void Inquiry::FreeReader::operator()(redisReader* reader) const {
-    redisReaderFree(reader);
+void Inquiry::FreeReader::operator()(redisReader* owned) const {
+    redisReaderFree(owned);
 }
 
 Inquiry::Inquiry(const TimeLimit& timeLimit)

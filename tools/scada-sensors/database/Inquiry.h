@@ -29,7 +29,7 @@ public:
 
 private:
     struct FreeReader {
-        void operator()(redisReader* reader) const;
+        void operator()(redisReader* owned) const;
     };
 
     std::string connect() const;
