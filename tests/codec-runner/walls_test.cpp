@@ -22,13 +22,12 @@ namespace {
 // How a child ends.
 constexpr int WENT_ON = 40;
 constexpr int NO_FILTER = 41;
-constexpr int KILLED = 128 + SIGSYS;
 
 // A sanitizer makes calls of its own, so that the filter lets all of them through.
 #ifdef SCADA_SANITIZED
 constexpr int REFUSED = WENT_ON;
 #else
-constexpr int REFUSED = KILLED;
+constexpr int REFUSED = 128 + SIGSYS;
 #endif
 
 struct CallRow {
