@@ -153,6 +153,7 @@ TEST_F(Doctor, findsNothingOnAGoodDevice) {
                                                                "ok age: last written 0 seconds ago\n"
                                                                "ok values: 2 values, as the definition says\n");
     EXPECT_EQ(doctor({"dd"}).status, 4);
+    EXPECT_EQ(doctor({"lora", "aa", "t"}).status, 2);
 }
 
 TEST_F(Doctor, notesWhatKeepsNothingFromShowing) {
@@ -219,6 +220,21 @@ TEST_F(Doctor, tellsOfAMissingRunner) {
     const ToolRun result = runWith({"doctor", "aa", "--socket", server.socket(), "--codec-runner", temp / "none"});
     EXPECT_EQ(result.status, 0);
     EXPECT_THAT(result.out, HasSubstr("note decoder: There is no such program"));
+}
+
+TEST_F(Doctor, saysThatADecoderWasNotRun) {
+    const ToolRun result = runWith({"doctor", "aa", "--socket", server.socket(), "--codec-runner", ""});
+    EXPECT_THAT(result.out, HasSubstr("note decoder: it was not run: no runner is configured\n"));
+}
+
+TEST_F(Doctor, saysThatADecoderHasNoExamples) {
+    addDecoder("th1", SOUND_DECODER, SOUND_PROPERTIES);
+    EXPECT_THAT(doctor({"aa"}).out, HasSubstr("ok decoder: it loads; it has no examples\n"));
+}
+
+TEST_F(Doctor, knowsNoAgeWithALongerExpiry) {
+    server.run({"EXPIRE", KEY, "999999"});
+    EXPECT_THAT(doctor({"aa"}).out, HasSubstr("note age: not known: the key lives longer than is configured\n"));
 }
 
 TEST_F(Doctor, forPrograms) {

@@ -127,6 +127,7 @@ TEST_F(Read, manySensors) {
 TEST_F(Read, needsASensorOrAll) {
     EXPECT_EQ(read({}).status, 2);
     EXPECT_EQ(read({"--all", "aa"}).status, 2);
+    EXPECT_EQ(read({"lora", "aa", "temperature", "on"}).status, 2);
 }
 
 TEST_F(Read, saysWhyThereIsNoServer) {

@@ -3,6 +3,7 @@
 #include "check/definitionRules.h"
 #include "check/listRules.h"
 #include "check/storageRules.h"
+#include "codec/Examples.h"
 #include "codec/Runner.h"
 #include "codec/codecRules.h"
 #include "codec/storedValues.h"
@@ -31,6 +32,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -272,17 +274,14 @@ void addKey(const Definition& definition, const ListElement& element, const Sens
                        "watch --timeout 60");
         return;
     }
-    constexpr std::int64_t MILLISECONDS = 1000;
-    const std::int64_t whole = std::int64_t{Env::inst().conf().getDfnDatabaseKeyTtl()} * MILLISECONDS;
-    const std::int64_t left = state.millisecondsLeft.value_or(0);
+    const std::optional<std::int64_t> age = secondsSinceWrite(state);
     if (!state.millisecondsLeft)
         diagnosis->add(Health::NOTE, "age", filled("not known: the key does not expire, so that old values stay"));
-    else if (left > whole)
+    else if (!age)
         diagnosis->add(Health::NOTE, "age", filled("not known: the key lives longer than is configured"));
     else
         diagnosis->add(Health::OK, "age",
-                       filled("last written %s ago",
-                              {counted(static_cast<std::size_t>((whole - left) / MILLISECONDS), "second")}));
+                       filled("last written %s ago", {counted(static_cast<std::size_t>(*age), "second")}));
     addValues(definition, element.entry.src + " " + element.entry.id, state, diagnosis);
 }
 
@@ -307,10 +306,17 @@ void addDecoder(const Definition& definition, Diagnosis* diagnosis) {
         diagnosis->add(Health::NOTE, "decoder", filled("the definition has none"));
         return;
     }
+    if (codecSettings().runner.empty()) {
+        diagnosis->add(Health::NOTE, "decoder", filled("it was not run: no runner is configured"));
+        return;
+    }
     CodecCheck decoders(true);
     Findings findings = decoders.check(definition);
     append(decoders.missingRunner(), &findings);
-    diagnosis->add("decoder", findings, filled("it loads, and its examples pass"), "check");
+    const bool hasExamples = !readExamples(definition.document).sound.empty();
+    diagnosis->add("decoder", findings,
+                   hasExamples ? filled("it loads, and its examples pass") : filled("it loads; it has no examples"),
+                   "check");
 }
 
 ExitCode examineSensor(Device& device, const ListElement& element, unsigned int wait, const Answer& answer) {
@@ -365,7 +371,9 @@ Run declareDoctor(CLI::App& app) {
             return examineDevice(request->wait, answer);
         Device device;
         return withSensor(device.list(), request->words, answer,
-                          [&](const ListElement& element, const AskedSensor& /*asked*/) {
+                          [&](const ListElement& element, const AskedSensor& asked) {
+                              if (!asked.rest.empty())
+                                  return answer.badUsage(filled("too many words; try %s --help", {"doctor"}));
                               return examineSensor(device, element, request->wait, answer);
                           });
     };

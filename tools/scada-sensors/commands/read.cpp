@@ -16,13 +16,12 @@
 #include "text/libraryTexts.h"
 #include "text/text.h"
 
-#include <scada/Env.h>
-
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -44,12 +43,9 @@ Json::Value secondsLeft(const SensorState& state) {
     return static_cast<Json::Int64>((*state.millisecondsLeft + MILLISECONDS - 1) / MILLISECONDS);
 }
 
-// Each write lets the key live for the configured time again. One with another expiry has no known age.
 Json::Value ageInSeconds(const SensorState& state) {
-    const std::int64_t whole = std::int64_t{Env::inst().conf().getDfnDatabaseKeyTtl()} * MILLISECONDS;
-    if (!state.millisecondsLeft || *state.millisecondsLeft > whole)
-        return {};
-    return static_cast<Json::Int64>((whole - *state.millisecondsLeft) / MILLISECONDS);
+    const std::optional<std::int64_t> age = secondsSinceWrite(state);
+    return age ? Json::Value(static_cast<Json::Int64>(*age)) : Json::Value();
 }
 
 std::string secondsText(const Json::Value& seconds) {
@@ -193,6 +189,8 @@ Run declareRead(CLI::App& app) {
         Device device;
         return withSensor(device.list(), request->words, answer,
                           [&](const ListElement& element, const AskedSensor& asked) {
+                              if (asked.rest.size() > 1)
+                                  return answer.badUsage(filled("too many words; try %s --help", {"read"}));
                               return readElement(device, element, asked, request->wait, answer);
                           });
     };

@@ -2,6 +2,8 @@
 
 #include "text/text.h"
 
+#include <scada/Env.h>
+
 #include <algorithm>
 #include <cstddef>
 
@@ -57,6 +59,14 @@ std::string readSensors(const Inquiry& server, const std::vector<std::string>& k
         }
     }
     return "";
+}
+
+std::optional<std::int64_t> secondsSinceWrite(const SensorState& state) {
+    constexpr std::int64_t MILLISECONDS = 1000;
+    const std::int64_t whole = std::int64_t{Env::inst().conf().getDfnDatabaseKeyTtl()} * MILLISECONDS;
+    if (!state.millisecondsLeft || *state.millisecondsLeft > whole)
+        return std::nullopt;
+    return (whole - *state.millisecondsLeft) / MILLISECONDS;
 }
 
 } // namespace Kelvra::SCADA::Tool

@@ -27,4 +27,8 @@ struct SensorState {
 /// nothing.
 std::string readSensors(const Inquiry& server, const std::vector<std::string>& keys, std::vector<SensorState>* states);
 
+/// Returns how long ago the key was written, from the configured expiry, which each write sets anew; nothing for a key
+/// without an expiry, or with a longer one.
+std::optional<std::int64_t> secondsSinceWrite(const SensorState& state);
+
 } // namespace Kelvra::SCADA::Tool
