@@ -15,6 +15,7 @@ write_basic_package_version_file(scada-sensors-config-version.cmake COMPATIBILIT
 install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/scada-sensors-config.cmake
   ${CMAKE_CURRENT_BINARY_DIR}/scada-sensors-config-version.cmake
+  cmake/jsoncpp.cmake
   DESTINATION ${package-dir} COMPONENT dev)
 configure_file(cmake/scada-sensors.pc.in scada-sensors.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/scada-sensors.pc DESTINATION ${pkgconfig-dir} COMPONENT dev)
@@ -33,10 +34,13 @@ if(SCADA_BUILD_RUNNERS)
   set(runner-dir ${CMAKE_INSTALL_LIBEXECDIR}/scada-sensors)
   install(TARGETS codec-runner-duktape RUNTIME DESTINATION ${runner-dir} COMPONENT codec)
   install(PROGRAMS runners/node/codec-runner-node DESTINATION ${runner-dir} COMPONENT codec)
+  install(FILES man/codec-runner-duktape.1 man/codec-runner-node.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT codec)
 endif()
 
 if(SCADA_BUILD_TOOL)
   install(TARGETS scada-sensors-tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
+  install(CODE "file(RPATH_REMOVE FILE \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/scada-sensors\")"
+    COMPONENT tool)
   install(FILES man/scada-sensors.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
   install(FILES man/scada-sensors-definition.5 man/scada-sensors-map.5
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT tool)

@@ -4,6 +4,8 @@
 import glob
 import importlib.machinery
 import importlib.util
+import os
+import re
 import subprocess
 import sys
 
@@ -16,6 +18,10 @@ loader.exec_module(manual)
 
 def faults_of(path):
     """Returns what the formatter says of a page: warnings are faults."""
+    with open(path, encoding="utf-8") as page:
+        other = re.fullmatch(r"\.so man\d/(\S+)\n", page.read())
+    if other:
+        return "" if os.path.exists(f"{SOURCE}/man/{other.group(1)}") else f"{path} leads to no page\n"
     return subprocess.run(["groff", "-man", "-ww", "-Tutf8", "-z", path], text=True, capture_output=True,
                           check=True).stderr
 

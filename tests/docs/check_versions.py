@@ -10,6 +10,7 @@ import sys
 # File, from the source or the build directory, and what stands around the version.
 STATED = [
     ("source", "man/scada-sensors.1", r'^\.TH \S+ 1 \S+ "scada-sensors (\S+)"'),
+    ("source", "man/codec-runner-duktape.1", r'^\.TH \S+ 1 \S+ "scada-sensors (\S+)"'),
     ("source", "man/scada-sensors-definition.5", r'^\.TH \S+ 5 \S+ "scada-sensors (\S+)"'),
     ("source", "man/scada-sensors-map.5", r'^\.TH \S+ 5 \S+ "scada-sensors (\S+)"'),
     ("source", "CHANGELOG.md", r"\A# Changelog\n\n(?:## Unreleased\n(?:(?!## ).*\n)*)?## (\S+)"),
