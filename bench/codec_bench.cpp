@@ -2,14 +2,9 @@
 // and a stream of uplinks.
 
 #include "Samples.h"
+#include "processes.h"
 #include "ratios.h"
 
-#include <fcntl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -20,7 +15,7 @@
 namespace {
 
 using namespace Kelvra::SCADA;
-using Words = std::vector<std::string>;
+using Bench::Words;
 
 constexpr int DEFINITIONS = 500;
 constexpr int UPLINKS = 20000;
@@ -76,51 +71,16 @@ void addDefinitions(const Bench::Samples& samples) {
     }
 }
 
-/// Runs the tool on the samples. Returns the seconds by the clock.
-double secondsOf(const Bench::Samples& samples, const Words& words, const std::string& input = "/dev/null") {
+double secondsOfTool(const Bench::Samples& samples, const Words& words, const std::string& input = "/dev/null") {
     Words line = {SCADA_TOOL, "--default-dir",       samples / "default", "--custom-dir",      samples / "custom",
                   "--map",    samples / "list.json", "--codec-runner",    SCADA_DUKTAPE_RUNNER};
     line.insert(line.end(), words.begin(), words.end());
-    std::vector<char*> pointers;
-    for (std::string& word : line)
-        pointers.push_back(word.data());
-    pointers.push_back(nullptr);
-    const auto start = std::chrono::steady_clock::now();
-    const pid_t child = fork();
-    if (child == 0) {
-        dup2(open(input.c_str(), O_RDONLY), STDIN_FILENO);
-        dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO);
-        execv(pointers[0], pointers.data());
-        _exit(127);
-    }
-    int status = 0;
-    if (child < 0 || waitpid(child, &status, 0) != child || status != 0)
-        throw std::runtime_error(words.front() + " ended with the wait status " + std::to_string(status));
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return Bench::secondsOf(line, input);
 }
 
-double median(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
+Bench::Pair inTurns(const Bench::Samples& samples, const Words& one, const Words& other, int turns) {
+    return {[&] { return secondsOfTool(samples, one); }, [&] { return secondsOfTool(samples, other); }, turns};
 }
-
-/// The medians of two commands that run in turns, so that a busy machine slows both alike.
-struct Pair {
-    Pair(const Bench::Samples& samples, const Words& one, const Words& other, int turns) {
-        std::vector<double> ofOne;
-        std::vector<double> ofOther;
-        for (int turn = 0; turn < turns; ++turn) {
-            ofOne.push_back(secondsOf(samples, one));
-            ofOther.push_back(secondsOf(samples, other));
-        }
-        first = median(ofOne);
-        second = median(ofOther);
-    }
-
-    double first = 0;
-    double second = 0;
-};
 
 void measure() {
     const Bench::Samples samples;
@@ -131,19 +91,20 @@ void measure() {
         lines += "00d70bb8\n";
     write(samples / "uplinks", lines);
 
-    const Pair check(samples, {"check"}, {"check", "--no-codec"}, TURNS);
+    const Bench::Pair check = inTurns(samples, {"check"}, {"check", "--no-codec"}, TURNS);
     std::printf("check of %d definitions with 4 examples: %.0f ms, without decoders %.0f ms\n", DEFINITIONS,
                 check.first * 1e3, check.second * 1e3);
-    const Pair one(samples, {"decode", Bench::sensorId(0), "--port", "1", "00d70bb8"},
-                   {"resolve", Bench::sensorId(0), "battery"}, TURNS_OF_ONE);
+    const Bench::Pair one = inTurns(samples, {"decode", Bench::sensorId(0), "--port", "1", "00d70bb8"},
+                                    {"resolve", Bench::sensorId(0), "battery"}, TURNS_OF_ONE);
     std::printf("decode: %.1f ms, resolve %.1f ms\n", one.first * 1e3, one.second * 1e3);
     std::vector<double> streams;
     for (int turn = 0; turn < TURNS; ++turn)
-        streams.push_back(secondsOf(samples, {"decode", Bench::sensorId(0), "--port", "1", "-"}, samples / "uplinks"));
-    std::printf("stream: %.0f uplinks a second\n", UPLINKS / median(streams));
+        streams.push_back(
+            secondsOfTool(samples, {"decode", Bench::sensorId(0), "--port", "1", "-"}, samples / "uplinks"));
+    std::printf("stream: %.0f uplinks a second\n", UPLINKS / Bench::median(streams));
     Bench::printRatio("check-ms-more-per-definition", (check.first - check.second) * 1e3 / DEFINITIONS, 5);
     Bench::printRatio("decode-ms-more-than-resolve", (one.first - one.second) * 1e3, 15);
-    Bench::printRatio("us-per-uplink-of-a-stream", median(streams) * 1e6 / UPLINKS, 500);
+    Bench::printRatio("us-per-uplink-of-a-stream", Bench::median(streams) * 1e6 / UPLINKS, 500);
 }
 
 } // namespace

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace Kelvra::SCADA::Bench {
+
+using Words = std::vector<std::string>;
+
+/// Runs a program without its output. Returns the seconds by the clock. Throws when it ends with another status than 0.
+double secondsOf(const Words& line, const std::string& input = "/dev/null");
+
+double median(std::vector<double> values);
+
+/// The medians of two pieces of work that take turns, so that a busy machine slows both alike. Each returns its
+/// seconds.
+struct Pair {
+    template <typename One, typename Other> Pair(const One& one, const Other& other, int turns) {
+        std::vector<double> ofOne;
+        std::vector<double> ofOther;
+        for (int turn = 0; turn < turns; ++turn) {
+            ofOne.push_back(one());
+            ofOther.push_back(other());
+        }
+        first = median(ofOne);
+        second = median(ofOther);
+    }
+
+    double first = 0;
+    double second = 0;
+};
+
+} // namespace Kelvra::SCADA::Bench
