@@ -170,7 +170,20 @@ TEST_F(ToolTest, removeTakesADefinitionThatIsNestedTooDeeply) {
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.out, "removed lora/demo/a\nremoved lora/demo/deep\nremoved lora/demo/z\n");
     EXPECT_EQ(result.err, "");
-    EXPECT_EQ(treeOf(temp / "custom"), (std::set<std::string>{"lora", "lora/demo"}));
+    EXPECT_EQ(treeOf(temp / "custom"), std::set<std::string>{});
+}
+
+TEST_F(ToolTest, removeTakesTheDirectoriesThatItEmpties) {
+    addDefinition(custom, ".lora/demo/th1");
+    custom.definition("lora/demo/apart", R"({"decoder": "codecs/apart.js", "properties": {}})");
+    writeFile(temp / "custom/lora/demo/codecs/apart.js", "// decodes\n");
+    addDefinition(custom, "lora/kept/th1");
+    EXPECT_EQ(run({"remove", ".lora/demo/th1", "lora/demo/apart"}).out,
+              "removed .lora/demo/th1\nremoved lora/demo/apart\n");
+    EXPECT_EQ(treeOf(temp / "custom"),
+              (std::set<std::string>{"lora", "lora/kept", "lora/kept/th1.js", "lora/kept/th1.json"}));
+    EXPECT_EQ(run({"remove", "lora/kept/th1"}).status, 0);
+    EXPECT_EQ(treeOf(temp / "custom"), std::set<std::string>{});
 }
 
 // A directory with a leading dot is listed and not reached by the library's emptying.

@@ -5,15 +5,13 @@
 #include "commands/losses.h"
 #include "commands/operation.h"
 #include "device/Storages.h"
-#include "device/paths.h"
 #include "install/InstalledFiles.h"
 #include "install/generations.h"
+#include "install/removeDefinition.h"
 #include "text/filled.h"
 #include "text/libraryTexts.h"
 #include "text/text.h"
 
-#include <scada/DefinitionsDeployment.h>
-#include <scada/DefinitionsStorage.h>
 #include <scada/Env.h>
 
 #include <CLI/CLI.hpp>
@@ -21,7 +19,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <exception>
 #include <iostream>
 #include <memory>
@@ -96,43 +93,14 @@ bool isConfirmed(std::size_t definitions) {
     return answer == "y" || answer == "Y" || answer == "yes";
 }
 
-// Returns the decoder of a definition that is removed with it, or nothing: one outside the storage stays.
-std::string ownDecoder(const std::string& dir, const std::string& name) {
-    DefinitionSpec spec;
-    try {
-        DefinitionsStorage{dir}.getSpec(name, &spec, nullptr);
-    } catch (const Json::Exception&) {
-        return installedDecoder(name);
-    }
-    const bool isInside = startsWith(canonicalPath(spec.decoderPath), canonicalPath(dir) + "/");
-    return spec.decoderPath.empty() || !isInside ? "" : spec.decoderPath;
-}
-
-bool removeFile(const std::string& file) {
-    return file.empty() || unlink(file.c_str()) == 0 || errno == ENOENT;
-}
-
-// Removes in the next generation. What the library does not remove is removed without it: a definition that the JSON
-// reader gives up on, or what remains where a program that the library runs, or its memory, has failed.
-bool removeOne(const std::string& name, std::string* error) {
-    const std::string& dir = Env::inst().conf().getDfnCustomDir();
-    const std::string decoder = ownDecoder(dir, name);
-    try {
-        DefinitionsDeployment().deleteOne(name, error);
-    } catch (const Json::Exception& e) {
-        *error = e.what();
-    }
-    return removeFile(decoder) && removeFile(definitionFile(dir, name));
-}
-
 void removeNames(const std::set<std::string>& names, const Storages& before, Removal* removal,
                  std::vector<HistoryChange>* changes) {
     for (const std::string& name : names) {
         const bool exists = before.of(STORAGE_CUSTOM).lists(name);
         const HistoryChange change{"removed", name, contentHash(installedFiles(name))};
         std::string error = filled(LibraryText::DEFINITION_NOT_FOUND, {name});
-        if (exists && removeOne(name, &error)) {
-            removal->removed(name, before.of(STORAGE_DEFAULT).lists(name));
+        if (exists && removeDefinition(name, &error)) {
+            removal->removed(name, before.isHiding(name));
             changes->push_back(change);
         } else {
             removal->failed(name, error, exists);
