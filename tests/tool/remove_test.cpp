@@ -186,6 +186,75 @@ TEST_F(ToolTest, removeTakesTheDirectoriesThatItEmpties) {
     EXPECT_EQ(treeOf(temp / "custom"), std::set<std::string>{});
 }
 
+// Nobody lists what is no regular file, and whoever opened a FIFO would wait.
+struct SpecialFileRow {
+    const char* name;
+    void (*plant)(const std::string& path);
+};
+
+void PrintTo(const SpecialFileRow& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class RemoveSpecialFile : public ToolTest, public ::testing::WithParamInterface<SpecialFileRow> {};
+
+TEST_P(RemoveSpecialFile, takesItByTheNameOfADefinition) {
+    addDefinition(standard, "lora/demo/th1");
+    addDefinition(custom, "lora/kept/th1");
+    writeFile(temp / "custom/lora/demo/th1-decoder", "// decodes\n");
+    GetParam().plant(temp / "custom/lora/demo/th1.json");
+    const auto standardBefore = snapshot(temp / "default");
+    const ToolRun result = run({"remove", "lora/demo/th1"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "removed lora/demo/th1\n");
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(treeOf(temp / "custom"),
+              (std::set<std::string>{"lora", "lora/kept", "lora/kept/th1.js", "lora/kept/th1.json"}));
+    EXPECT_EQ(snapshot(temp / "default"), standardBefore);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Tool, RemoveSpecialFile,
+    ::testing::Values(SpecialFileRow{"fifo", [](const std::string& path) { makeFifo(path); }},
+                      SpecialFileRow{"socket", [](const std::string& path) { makeSocket(path); }},
+                      SpecialFileRow{"link", [](const std::string& path) { makeLink("../kept/th1.json", path); }},
+                      SpecialFileRow{"dead_link", [](const std::string& path) { makeLink("nowhere", path); }}),
+    rowName);
+
+struct OutsideRow {
+    const char* name;
+    const char* asked;
+};
+
+void PrintTo(const OutsideRow& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class RemoveOutside : public ToolTest, public ::testing::WithParamInterface<OutsideRow> {};
+
+TEST_P(RemoveOutside, findsNothing) {
+    makeFifo(temp / "other/demo/th1.json");
+    makeFifo(temp / "custom/th1.json");
+    makeFifo(temp / "custom/lora/demo/deeper/th1.json");
+    makeDir(temp / "custom/lora/demo/th1.json");
+    makeLink("../other", temp / "custom/linked");
+    makeLink("../../other/demo", temp / "custom/lora/linked");
+    const auto before = treeOf(temp / "custom");
+    EXPECT_EQ(run({"remove", GetParam().asked}).status, 4);
+    EXPECT_EQ(treeOf(temp / "custom"), before);
+    EXPECT_EQ(treeOf(temp / "other/demo"), std::set<std::string>{"th1.json"});
+}
+
+INSTANTIATE_TEST_SUITE_P(Tool, RemoveOutside,
+                         ::testing::Values(OutsideRow{"above", "../other/demo/th1"},
+                                           OutsideRow{"above_in_the_middle", "lora/../th1"},
+                                           OutsideRow{"one_part", "th1"},
+                                           OutsideRow{"four_parts", "lora/demo/deeper/th1"},
+                                           OutsideRow{"behind_a_linked_source", "linked/demo/th1"},
+                                           OutsideRow{"behind_a_linked_directory", "lora/linked/th1"},
+                                           OutsideRow{"a_directory", "lora/demo/th1"}),
+                         rowName);
+
 // A directory with a leading dot is listed and not reached by the library's emptying.
 TEST_F(ToolTest, removeAllTakesEntriesThatBeginWithADot) {
     addDefinition(custom, ".lora/demo/th1");

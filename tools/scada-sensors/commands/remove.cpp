@@ -93,10 +93,16 @@ bool isConfirmed(std::size_t definitions) {
     return answer == "y" || answer == "Y" || answer == "yes";
 }
 
+// Whether the custom storage has something that can be removed by this name.
+bool isThere(const Storages& before, const std::string& name) {
+    const DefinitionDirectory& custom = before.of(STORAGE_CUSTOM);
+    return custom.lists(name) || hasSpecialFile(custom.path(), name);
+}
+
 void removeNames(const std::set<std::string>& names, const Storages& before, Removal* removal,
                  std::vector<HistoryChange>* changes) {
     for (const std::string& name : names) {
-        const bool exists = before.of(STORAGE_CUSTOM).lists(name);
+        const bool exists = isThere(before, name);
         const HistoryChange change{"removed", name, contentHash(installedFiles(name))};
         std::string error = filled(LibraryText::DEFINITION_NOT_FOUND, {name});
         if (exists && removeDefinition(name, &error)) {
@@ -161,7 +167,7 @@ bool changesNothing(const Storages& before, const RemoveArguments& asked) {
     if (asked.all)
         return isEmpty(GenerationPaths::ofDevice());
     return std::none_of(asked.names.begin(), asked.names.end(),
-                        [&before](const std::string& name) { return before.of(STORAGE_CUSTOM).lists(name); });
+                        [&before](const std::string& name) { return isThere(before, name); });
 }
 
 std::vector<Loss> lossesOf(const RemoveArguments& asked, Device& device) {
