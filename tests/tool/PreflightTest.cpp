@@ -61,6 +61,11 @@ void growDecoder(const std::string& dir) {
     fs::resize_file(dir + "/source/lora/demo/th1.js", FOUR_TERABYTES);
 }
 
+void growList(const std::string& dir) {
+    constexpr std::uintmax_t FIVE_MEGABYTES = std::uintmax_t{5} << 20U;
+    fs::resize_file(dir + "/source/managed-sensors-list", FIVE_MEGABYTES);
+}
+
 void plantManyLinks(const std::string& dir) {
     constexpr int LINKS = 1100;
     for (int number = 0; number < LINKS; ++number)
@@ -118,6 +123,38 @@ std::vector<Plant> ofTheDirectories() {
         {"source_of_another_level",
          all({removal("source/lora"), file("source/pack/lora/demo/th1.json", GOOD)}),
          {"source/wrong-level"}},
+        {"no_list", nothing, {"source/no-list"}, {"--with-list"}},
+        {"list_is_a_link",
+         all({file("source/list", "[]"), link("source/managed-sensors-list", "list")}),
+         {"source/no-list"},
+         {"--with-list"}},
+        {"list_is_no_list", file("source/managed-sensors-list", "{}"), {"list/not-an-array"}, {"--with-list"}},
+        {"list_with_faults",
+         file(
+             "source/managed-sensors-list",
+             R"([{"id": "a", "src": "lora", "sensor": "demo/th1"}, {"id": "A", "src": "lora", "sensor": "demo/no"}, 5])"),
+         {"list/duplicate", "list/definition-missing", "list/element-not-an-object"},
+         {"--with-list"}},
+        {"list_too_large",
+         all({file("source/managed-sensors-list", ""), growList}),
+         {"source/too-large"},
+         {"--with-list"}},
+        {"list_of_many_values",
+         file("source/managed-sensors-list", "[" + repeated("0,", 100001) + "0]"),
+         {"source/too-large"},
+         {"--with-list"}},
+        {"list_of_the_device_is_a_link",
+         all({file("source/managed-sensors-list", "[ ]"), file("list", "[]"), link("linked", "list")}),
+         {"install/list-blocked"},
+         {"--with-list", "--map", "$T/linked"}},
+        {"list_in_the_custom_storage",
+         all({file("source/managed-sensors-list", "[ ]"), file("custom/list", "[]")}),
+         {"install/list-blocked"},
+         {"--with-list", "--map", "$T/custom/list"}},
+        {"list_in_a_directory_of_all",
+         all({file("source/managed-sensors-list", "[ ]"), file("open/list", "[]"), mode("open", 0777)}),
+         {"install/untrusted-directory"},
+         {"--with-list", "--map", "$T/open/list"}},
         {"definition_too_large",
          [](const std::string& dir) { fs::resize_file(dir + "/source/lora/demo/th1.json", 1024 * 1024 + 1); },
          {"source/too-large"}},
@@ -254,6 +291,7 @@ std::vector<Plant> ofTheCustomStorage() {
 
 std::vector<Plant> ofOtherFiles() {
     return {
+        {"list_left", file("source/managed-sensors-list", "[]"), {"source/list-left"}},
         {"replaces_broken", file("custom/lora/demo/th1.json", "{"), {"install/replaces-broken"}},
         {"large_file_that_no_definition_names",
          [](const std::string& dir) {

@@ -80,6 +80,8 @@ constexpr Remedy REMEDIES[] = {
     {"source/decoder-unreadable", "Correct the owner or the mode, or run the tool as a user who may read it."},
     {"source/bad-name",
      "Rename the definition: UTF-8, no backslash, no blank in front, and short enough to append -decoder."},
+    {"source/no-list", "Give what \"scada-sensors export\" has written, or leave --with-list out."},
+    {"source/list-left", "Install with --with-list to replace the list of the device by it."},
     {"source/not-utf8", "Save the definition as UTF-8."},
     {"install/unsafe-directory", "Give another directory with its option."},
     {"install/no-space", "Free some space, or install less at a time."},
@@ -92,6 +94,8 @@ constexpr Remedy REMEDIES[] = {
     {"install/behind-link", "Replace the link in the custom storage by a directory or a file, or remove it."},
     {"install/file-blocked", "Remove what is in the way, or correct the owner or the mode of the file."},
     {"install/decoder-blocked", "Remove what is in the way, or correct the owner or the mode of the file."},
+    {"install/list-blocked",
+     "Correct the owner or the mode, or give the path of a list that can be replaced with --map."},
     {"install/already-installed", "Install with --allow-overwrite, or remove the custom definition first."},
     {"install/replaces-broken", "Nothing to do: the installation replaces it."},
 };

@@ -4,6 +4,7 @@
 #include "text/libraryTexts.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <map>
 #include <optional>
 
@@ -86,11 +87,18 @@ Finding missingDefinition(const ManagedList& list, const ListElement& element) {
 }
 
 Findings checkList(const ManagedList& list, Storages& storages) {
+    return checkListWith({}, list, storages, SIZE_MAX);
+}
+
+Findings checkListWith(const std::set<std::string>& definitions, const ManagedList& list, Storages& storages,
+                       std::size_t most) {
     Findings findings = checkListFile(list);
     std::map<std::string, std::optional<DefinitionFault>> known; // many sensors share one definition
     for (const ListElement& element : list.elements()) {
+        if (findings.size() > most)
+            break;
         append(checkElement(list, element), &findings);
-        if (!element.hasDefinition)
+        if (!element.hasDefinition || definitions.count(element.definitionName()) != 0)
             continue;
         const auto [at, isNew] = known.try_emplace(element.definitionName());
         if (isNew)

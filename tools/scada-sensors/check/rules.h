@@ -162,6 +162,11 @@ inline constexpr Rule SOURCE_BAD_NAME = {
     "source/bad-name", Severity::ERROR,
     "Rename the definition: UTF-8, no backslash, no blank in front, and short enough to append -decoder."};
 
+inline constexpr Rule SOURCE_NO_LIST = {"source/no-list", Severity::ERROR,
+                                        "Give what \"scada-sensors export\" has written, or leave --with-list out."};
+inline constexpr Rule SOURCE_LIST_LEFT = {"source/list-left", Severity::NOTE,
+                                          "Install with --with-list to replace the list of the device by it."};
+
 inline constexpr Rule SOURCE_NOT_UTF8 = {"source/not-utf8", Severity::ERROR, "Save the definition as UTF-8."};
 
 // The device that an installation changes
@@ -191,6 +196,9 @@ inline constexpr Rule INSTALL_FILE_BLOCKED = {
 inline constexpr Rule INSTALL_DECODER_BLOCKED = {
     "install/decoder-blocked", Severity::ERROR,
     "Remove what is in the way, or correct the owner or the mode of the file."};
+inline constexpr Rule INSTALL_LIST_BLOCKED = {
+    "install/list-blocked", Severity::ERROR,
+    "Correct the owner or the mode, or give the path of a list that can be replaced with --map."};
 inline constexpr Rule INSTALL_ALREADY_INSTALLED = {
     "install/already-installed", Severity::ERROR,
     "Install with --allow-overwrite, or remove the custom definition first."};

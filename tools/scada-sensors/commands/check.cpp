@@ -63,18 +63,17 @@ Run declareCheck(CLI::App& app) {
     const auto request = std::make_shared<InstallRequest>();
     const CLI::Option* source = app.add_option(
         "SRC", request->source, "An installation source, as for install, checked instead of the storages and the list");
-    const CLI::Option* overwrite = app.add_flag("--allow-overwrite", request->allowOverwrite,
+    CLI::Option* const overwrite = app.add_flag("--allow-overwrite", request->allowOverwrite,
                                                 "Accept a source with definitions that are installed already");
     declareNoCodec(app, &request->codec);
-    const std::vector<CLI::Option*> limits = declareLimits(app, &request->limits);
-    return [request, source, overwrite, limits](const Answer& answer) {
+    std::vector<CLI::Option*> ofSource = declareLimits(app, &request->limits);
+    ofSource.insert(ofSource.begin(), {overwrite, declareWithList(app, &request->withList)});
+    return [request, source, ofSource](const Answer& answer) {
         if (source->count() != 0)
             return runApart(answer, [&](SignalGuard& /*guard*/) { return checkSource(*request, answer); });
-        if (overwrite->count() != 0)
-            return answer.badUsage(filled("%s needs SRC", {overwrite->get_name()}));
-        for (const CLI::Option* limit : limits) {
-            if (limit->count() != 0)
-                return answer.badUsage(filled("%s needs SRC", {limit->get_name()}));
+        for (const CLI::Option* option : ofSource) {
+            if (option->count() != 0)
+                return answer.badUsage(filled("%s needs SRC", {option->get_name()}));
         }
         return checkDevice(request->codec, answer);
     };

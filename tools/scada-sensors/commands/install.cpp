@@ -11,6 +11,7 @@
 #include "device/ownerOfStorage.h"
 #include "install/InstallJudge.h"
 #include "install/InstalledModes.h"
+#include "install/ListReplacement.h"
 #include "install/Preflight.h"
 #include "install/PrivateStaging.h"
 #include "install/Progress.h"
@@ -120,6 +121,30 @@ void addDefinitions(const Preflight& preflight, const ManagedList& list, const S
     *text += summaryOf(preflight.definitions);
 }
 
+Json::Value toJson(const PlannedList& list, const std::string& state) {
+    Json::Value item(Json::objectValue);
+    item["file"] = list.file;
+    item["state"] = state;
+    return item;
+}
+
+// Adds what would become of the list, if it was asked for.
+void addList(const Preflight& preflight, Json::Value* result, std::string* text) {
+    if (!preflight.list)
+        return;
+    const PlannedList& list = *preflight.list;
+    (*result)["list"] = toJson(list, preflight.isRefused() ? "refused" : wordOf(list.effect));
+    if (preflight.isRefused())
+        return;
+    const std::string file = printable(list.file);
+    if (list.effect == PlannedList::Effect::UNCHANGED)
+        *text += filled("managed-sensors list [%s]: unchanged", {file}) + "\n";
+    else if (list.effect == PlannedList::Effect::REPLACES)
+        *text += filled("managed-sensors list [%s]: replaced by that of the source", {file}) + "\n";
+    else
+        *text += filled("managed-sensors list [%s]: new", {file}) + "\n";
+}
+
 ExitCode dryRun(const InstallRequest& request, const Answer& answer) {
     const ReadAccess access;
     Device device;
@@ -133,12 +158,13 @@ ExitCode dryRun(const InstallRequest& request, const Answer& answer) {
     result["findings"] = toJson(preflight.findings);
     std::string text = toText(preflight.findings);
     addDefinitions(preflight, device.list(), effects, answer.isJson(), &result, &text);
+    addList(preflight, &result, &text);
     if (preflight.isRefused())
         return answer.failed(ExitCode::REFUSED, refusalText(preflight.findings), result, text);
     const std::vector<Loss> losses = lossesOfInstallation(preflight.definitions, device.list());
     if (const std::string refusal = request.ifUnused ? refusalFor(losses, device.list()) : ""; !refusal.empty())
         return answer.failed(ExitCode::REFUSED, refusal, result, text);
-    if (preflight.definitions.empty())
+    if (preflight.definitions.empty() && !preflight.writesList())
         text += filled("nothing to install") + "\n";
     return answer.done(result, text + filled("nothing has been changed") + "\n");
 }
@@ -202,12 +228,55 @@ Json::Value toJson(const Findings& findings, const InstallResult& result) {
     return members;
 }
 
-// Nothing is written, not even the same bytes again.
-ExitCode answerUnchanged(const Preflight& preflight, const Answer& answer) {
-    InstallResult result;
+/// The definitions that an installation has put in place, and the list.
+struct Installed {
+    const Preflight& preflight;
+    InstallResult definitions;
+    std::string note; ///< why the history is not complete, or nothing
+};
+
+// Adds what has become of the list, if it was asked for.
+void addListDone(const Preflight& preflight, bool written, Json::Value* result, std::string* text) {
+    if (!preflight.list)
+        return;
+    const bool unchanged = !preflight.writesList();
+    const std::string word = unchanged ? "unchanged" : written ? "installed" : "not installed";
+    (*result)["list"] = toJson(*preflight.list, word);
+    *text += word + " " + filled("managed-sensors list [%s]", {printable(preflight.list->file)}) + "\n";
+}
+
+// Ends an installation whose definitions are in place, with the list if there is one to write.
+ExitCode finish(const Installed& made, ListReplacement* list, const std::vector<Loss>& losses, const SignalGuard& guard,
+                const Answer& answer) {
+    const Preflight& preflight = made.preflight;
+    if (!made.note.empty())
+        answer.note(made.note);
+    const std::string failure = list == nullptr ? "" : list->putInPlace();
+    Json::Value result = toJson(preflight.findings, made.definitions);
+    if (!made.definitions.installed.empty())
+        result["losses"] = toJson(losses);
+    std::string text = toText(preflight.findings) + toText(made.definitions);
+    addListDone(preflight, failure.empty(), &result, &text);
+    text += toText(losses);
+    tellSignal(guard, answer, &result);
+    if (failure.empty())
+        return answer.done(result, text);
+    return answer.failed(ExitCode::FAILED,
+                         filled("the definitions are in place, but not the managed-sensors list: %s", {failure}),
+                         result, text);
+}
+
+// No definition is written, not even the same bytes again.
+ExitCode installUnchanged(const Preflight& preflight, SignalGuard& guard, const Answer& answer) {
+    Installed made{preflight, {}, ""};
     for (const PlannedDefinition& planned : preflight.definitions)
-        result.unchanged.push_back(planned.name);
-    return answer.done(toJson(preflight.findings, result), toText(preflight.findings) + toText(result));
+        made.definitions.unchanged.push_back(planned.name);
+    std::optional<ListReplacement> list;
+    if (preflight.writesList()) {
+        list.emplace(*preflight.list);
+        guard.begin();
+    }
+    return finish(made, list ? &*list : nullptr, {}, guard, answer);
 }
 
 // Installs in the next generation, and notes in `*made` what has come of it. Returns why it is not to be put in place.
@@ -250,8 +319,12 @@ ExitCode deploy(const InstallRequest& request, const Preflight& preflight, const
     InstallResult made;
     for (const PlannedDefinition& planned : preflight.definitions)
         made.notInstalled.push_back(planned.name);
+    std::optional<ListReplacement> list;
     std::string note;
     try {
+        // Written before anything is changed: what can fail later is its new name.
+        if (preflight.writesList())
+            list.emplace(*preflight.list);
         NextGeneration next;
         const bool progress = !answer.isQuiet() && isatty(STDERR_FILENO) != 0;
         const std::string error = deployInto(next, request, preflight, progress, &made);
@@ -262,12 +335,7 @@ ExitCode deploy(const InstallRequest& request, const Preflight& preflight, const
     } catch (const std::exception& e) {
         return answerFailure(preflight, made, e.what(), answer);
     }
-    if (!note.empty())
-        answer.note(note);
-    Json::Value result = toJson(preflight.findings, made);
-    result["losses"] = toJson(losses);
-    tellSignal(guard, answer, &result);
-    return answer.done(result, toText(preflight.findings) + toText(made) + toText(losses));
+    return finish({preflight, made, note}, list ? &*list : nullptr, losses, guard, answer);
 }
 
 ExitCode answerNothing(const Preflight& preflight, const Answer& answer) {
@@ -286,10 +354,10 @@ ExitCode installTaken(const InstallRequest& request, std::unique_ptr<Intake> int
     access.reset();
     if (preflight.isRefused())
         return refuse(preflight.findings, answer);
-    if (preflight.definitions.empty())
+    if (preflight.definitions.empty() && !preflight.list)
         return answerNothing(preflight, answer);
-    if (preflight.isUnchanged())
-        return answerUnchanged(preflight, answer);
+    if (preflight.definitions.empty() || preflight.isUnchanged())
+        return installUnchanged(preflight, guard, answer);
     const std::vector<Loss> losses = lossesOfInstallation(preflight.definitions, device.list());
     if (const std::string refusal = request.ifUnused ? refusalFor(losses, device.list()) : ""; !refusal.empty())
         return refuseLosses(losses, refusal, answer);
@@ -315,6 +383,7 @@ Run declareInstall(CLI::App& app) {
                    "Directory or archive with the definitions to install; - reads an archive from standard input")
         ->required();
     app.add_flag("--allow-overwrite", request->allowOverwrite, "Replace installed definitions of the same names");
+    declareWithList(app, &request->withList);
     const CLI::Option* dry = app.add_flag("--dry-run", "Show what would happen, and change nothing");
     declareIfUnused(app, &request->ifUnused);
     declareNoCodec(app, &request->codec);

@@ -45,6 +45,10 @@ std::vector<CLI::Option*> declareLimits(CLI::App& app, IntakeLimits* limits) {
                 ->capture_default_str()};
 }
 
+CLI::Option* declareWithList(CLI::App& app, bool* withList) {
+    return app.add_flag("--with-list", *withList, "Put the managed-sensors list of the source in place, too");
+}
+
 void declareNoCodec(CLI::App& app, bool* codec) {
     app.add_flag_callback(
         "--no-codec", [codec] { *codec = false; }, "Do not run the decoders and their examples");

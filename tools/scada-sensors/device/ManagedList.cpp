@@ -72,7 +72,10 @@ void readElement(ListElement* element) {
 
 } // namespace
 
-ManagedList::ManagedList() : path(Env::inst().conf().getSensorMapFile()), content(path) {
+ManagedList::ManagedList()
+    : ManagedList(Env::inst().conf().getSensorMapFile(), Env::inst().conf().getSensorMapFile()) {}
+
+ManagedList::ManagedList(const std::string& file, std::string name) : path(std::move(name)), content(file) {
     if (isUsable())
         readElements();
 }

@@ -38,6 +38,8 @@ class ManagedList {
 public:
     /// Reads the file that Env names.
     ManagedList();
+    /// Reads a file that findings call `name`.
+    ManagedList(const std::string& file, std::string name);
     ManagedList(const ManagedList&) = delete;
     ManagedList& operator=(const ManagedList&) = delete;
 

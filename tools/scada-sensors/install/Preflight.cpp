@@ -5,6 +5,7 @@
 #include "check/treeRules.h"
 #include "codec/codecRules.h"
 #include "install/copyBlockers.h"
+#include "install/exportArchive.h"
 #include "install/freeSpace.h"
 #include "install/importBlockers.h"
 #include "install/safeDirectories.h"
@@ -75,6 +76,7 @@ public:
         append(decoders.missingRunner(), &result.findings);
         append(examineTree(), &result.findings);
         append(intake.unreadable(result.findings), &result.findings);
+        append(examineListOfSource(), &result.findings);
         if (changes)
             append(untold(copyBlockers(Env::inst().conf().getDfnCustomDir())), &result.findings);
         if (areTooMany(result.findings))
@@ -120,6 +122,17 @@ private:
                            findings.end());
         append(level, &findings);
         return findings;
+    }
+
+    // After the definitions, whose verdicts it asks for.
+    Findings examineListOfSource() {
+        if (request.withList)
+            return examineList(intake.copy(), source.names(), device.storages(), &result.list.emplace());
+        if (!hasList(intake.copy()))
+            return {};
+        return {{Rules::SOURCE_LIST_LEFT,
+                 {intake.copy().dir + "/" + EXPORTED_LIST},
+                 filled("The managed-sensors list of the source is left out.")}};
     }
 
     Findings examineDefinition(const Definition& definition) {

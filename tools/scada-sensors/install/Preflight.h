@@ -4,6 +4,7 @@
 #include "device/Device.h"
 #include "install/InstalledFiles.h"
 #include "install/Intake.h"
+#include "install/plannedList.h"
 
 #include <json/value.h>
 
@@ -20,6 +21,7 @@ struct InstallRequest {
     bool allowOverwrite = false;
     bool ifUnused = false; ///< whether to refuse what takes something from managed sensors
     bool codec = true;     ///< whether decoders are run on their examples
+    bool withList = false; ///< whether the source's managed-sensors list takes the place of the device's
     IntakeLimits limits;
 };
 
@@ -54,11 +56,14 @@ struct PlannedDefinition {
 struct Preflight {
     Findings findings; ///< an error refuses the whole installation
     std::vector<PlannedDefinition> definitions;
-    std::unique_ptr<Intake> intake; ///< the copy that was examined; none where the directories are at fault
+    std::optional<PlannedList> list; ///< if it was asked for
+    std::unique_ptr<Intake> intake;  ///< the copy that was examined; none where the directories are at fault
 
     bool isRefused() const;
     /// Whether everything is installed already, to the byte.
     bool isUnchanged() const;
+    /// Whether the list of the device is made or replaced.
+    bool writesList() const { return list && list->effect != PlannedList::Effect::UNCHANGED; }
 };
 
 /// Returns what the examination asks first: why the directories must not be worked on, or why there is no source. It

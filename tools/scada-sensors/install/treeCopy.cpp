@@ -134,15 +134,6 @@ void keepAttributes(const std::string& source, const std::string& target) {
         failToKeep(source, errno);
 }
 
-void keepWhatCanBeKept(const std::string& source, const std::string& target) {
-    try {
-        keepAttributes(source, target);
-    } catch (const std::runtime_error&) {
-        if (!hasNoOwners(target))
-            throw;
-    }
-}
-
 // --- files
 
 void writeAll(int file, const std::string& path, const char* data, std::size_t size) {
@@ -152,26 +143,6 @@ void writeAll(int file, const std::string& path, const char* data, std::size_t s
             failToWrite(path, errno);
         data += std::max<ssize_t>(written, 0);
         size -= static_cast<std::size_t>(std::max<ssize_t>(written, 0));
-    }
-}
-
-void copyContent(const std::string& source, const std::string& target) {
-    std::string failure;
-    const Descriptor in = openRegularFile(source, &failure);
-    if (!in.isOpen())
-        throw std::runtime_error(filled("cannot copy [%s]: %s", {source, failure}));
-    const Descriptor out{open(target.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR)};
-    if (!out.isOpen())
-        failToWrite(target, errno);
-    std::array<char, CHUNK> chunk;
-    for (;;) {
-        const ssize_t count = read(in.number(), chunk.data(), chunk.size());
-        if (count == 0)
-            return;
-        if (count > 0)
-            writeAll(out.number(), target, chunk.data(), static_cast<std::size_t>(count));
-        else if (errno != EINTR)
-            failToCopy(source, errno);
     }
 }
 
@@ -268,6 +239,35 @@ bool hasNoOwners(const std::string& path) {
         return false;
     const auto type = static_cast<std::uint32_t>(status.f_type);
     return type == MSDOS_SUPER_MAGIC || type == EXFAT_SUPER_MAGIC || type == FUSE_SUPER_MAGIC;
+}
+
+void copyContent(const std::string& source, const std::string& target) {
+    std::string failure;
+    const Descriptor in = openRegularFile(source, &failure);
+    if (!in.isOpen())
+        throw std::runtime_error(filled("cannot copy [%s]: %s", {source, failure}));
+    const Descriptor out{open(target.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR)};
+    if (!out.isOpen())
+        failToWrite(target, errno);
+    std::array<char, CHUNK> chunk;
+    for (;;) {
+        const ssize_t count = read(in.number(), chunk.data(), chunk.size());
+        if (count == 0)
+            return;
+        if (count > 0)
+            writeAll(out.number(), target, chunk.data(), static_cast<std::size_t>(count));
+        else if (errno != EINTR)
+            failToCopy(source, errno);
+    }
+}
+
+void keepWhatCanBeKept(const std::string& source, const std::string& target) {
+    try {
+        keepAttributes(source, target);
+    } catch (const std::runtime_error&) {
+        if (!hasNoOwners(target))
+            throw;
+    }
 }
 
 bool hasNothingToCopy(const std::string& directory) {

@@ -26,6 +26,13 @@ void makeEmptyLike(const std::string& source, const std::string& target);
 /// reader finds the old or the new one, whole.
 void mirrorTree(const std::string& source, const std::string& target);
 
+/// Copies a regular file to a new one that only its user may read.
+void copyContent(const std::string& source, const std::string& target);
+
+/// Gives `target` the owner, group, mode, labels and extended attributes of `source`. A file system without owners
+/// keeps none.
+void keepWhatCanBeKept(const std::string& source, const std::string& target);
+
 /// Writes a file of its own name in one step, so that a power cut leaves the old content or the new one.
 void writeDurably(const std::string& file, const std::string& text);
 
