@@ -1,9 +1,9 @@
 #include "duktape/Request.h"
 
-#include <json/json.h>
+#include "duktape/JsonReader.h"
 
 #include <cmath>
-#include <memory>
+#include <cstdint>
 
 namespace Kelvra::SCADA::Codec {
 
@@ -11,34 +11,28 @@ namespace {
 
 constexpr double LAST_TIME = 8.64e15;
 
-Json::Value documentOf(const std::string& line) {
-    Json::CharReaderBuilder builder;
-    Json::CharReaderBuilder::strictMode(&builder.settings_);
-    // A request has three levels.
-    builder["stackLimit"] = 8;
-    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    Json::Value document;
-    std::string errors;
+// A request has four levels: itself, the list of calls, a call, its bytes.
+constexpr std::size_t LEVELS = 8;
+
+JsonValue documentOf(const std::string& line) {
     try {
-        if (reader->parse(line.data(), line.data() + line.size(), &document, &errors) && document.isObject())
-            return document;
-    } catch (const Json::Exception&) {
-        throw BadRequest("the request is nested too deeply");
+        return readObject(line, LEVELS);
+    } catch (const BadJson& error) {
+        throw BadRequest(std::string("the request is no JSON object: ") + error.what());
     }
-    throw BadRequest("the request is no JSON object " + errors);
 }
 
-std::size_t limitOf(const Json::Value& limits, const char* name, std::size_t usual, std::size_t most) {
-    const Json::Value& limit = limits[name];
-    if (limit.isNull())
+std::size_t limitOf(const JsonValue& limits, const char* name, std::size_t usual, std::size_t most) {
+    const JsonValue& limit = limits[name];
+    if (limit.is(JsonValue::Kind::NOTHING))
         return usual;
-    if (!limit.isUInt64() || limit.asUInt64() == 0 || limit.asUInt64() > most)
+    if (!limit.isCount(static_cast<double>(most)) || limit.number == 0)
         throw BadRequest(std::string("no limit that can be kept: ") + name);
-    return static_cast<std::size_t>(limit.asUInt64());
+    return static_cast<std::size_t>(limit.number);
 }
 
-Limits limitsOf(const Json::Value& limits) {
-    if (!limits.isNull() && !limits.isObject())
+Limits limitsOf(const JsonValue& limits) {
+    if (!limits.is(JsonValue::Kind::NOTHING) && !limits.is(JsonValue::Kind::OBJECT))
         throw BadRequest("limits is no object");
     Limits usual;
     usual.memory = limitOf(limits, "memory", usual.memory, std::size_t{1} << 30U);
@@ -47,36 +41,40 @@ Limits limitsOf(const Json::Value& limits) {
     return usual;
 }
 
-std::string bytesOf(const Json::Value& bytes) {
-    if (!bytes.isArray())
+std::string wholeText(const JsonValue& number) {
+    return std::to_string(static_cast<std::uint32_t>(number.number));
+}
+
+std::string bytesOf(const JsonValue& bytes) {
+    if (!bytes.is(JsonValue::Kind::ARRAY))
         throw BadRequest("bytes is no array");
     std::string text = "[";
-    for (const Json::Value& byte : bytes) {
-        if (!byte.isUInt() || byte.asUInt() > 255)
+    for (const JsonValue& byte : bytes.elements) {
+        if (!byte.isCount(255))
             throw BadRequest("bytes has an element that is no byte");
-        text += (text.size() > 1 ? "," : "") + std::to_string(byte.asUInt());
+        text += (text.size() > 1 ? "," : "") + wholeText(byte);
     }
     return text + "]";
 }
 
-Call callOf(const Json::Value& call) {
-    if (!call.isObject() || !call["fPort"].isUInt())
+Call callOf(const JsonValue& call) {
+    if (!call["fPort"].isCount(UINT32_MAX))
         throw BadRequest("a call without a port");
-    Call result{std::to_string(call["fPort"].asUInt()), bytesOf(call["bytes"]), std::nullopt};
-    const Json::Value& time = call["recvTime"];
-    if (time.isNull())
+    Call result{wholeText(call["fPort"]), bytesOf(call["bytes"]), std::nullopt};
+    const JsonValue& time = call["recvTime"];
+    if (time.is(JsonValue::Kind::NOTHING))
         return result;
-    if (!time.isNumeric() || std::fabs(time.asDouble()) > LAST_TIME)
+    if (!time.is(JsonValue::Kind::NUMBER) || std::fabs(time.number) > LAST_TIME)
         throw BadRequest("recvTime is no time");
-    result.recvTime = std::trunc(time.asDouble());
+    result.recvTime = std::trunc(time.number);
     return result;
 }
 
-std::vector<Call> callsOf(const Json::Value& request) {
-    if (!request["calls"].isArray())
+std::vector<Call> callsOf(const JsonValue& request) {
+    if (!request["calls"].is(JsonValue::Kind::ARRAY))
         throw BadRequest("calls is no array");
     std::vector<Call> calls;
-    for (const Json::Value& call : request["calls"])
+    for (const JsonValue& call : request["calls"].elements)
         calls.push_back(callOf(call));
     return calls;
 }
@@ -84,12 +82,12 @@ std::vector<Call> callsOf(const Json::Value& request) {
 } // namespace
 
 FirstRequest firstRequest(const std::string& line) {
-    const Json::Value request = documentOf(line);
-    if (request["version"] != Json::Value(1))
+    const JsonValue request = documentOf(line);
+    if (request["version"].number != 1)
         throw BadRequest("another version of the contract");
-    if (!request["decoder"].isString())
+    if (!request["decoder"].is(JsonValue::Kind::STRING))
         throw BadRequest("no decoder");
-    return {request["decoder"].asString(), limitsOf(request["limits"]), callsOf(request)};
+    return {request["decoder"].text, limitsOf(request["limits"]), callsOf(request)};
 }
 
 std::vector<Call> furtherRequest(const std::string& line) {
