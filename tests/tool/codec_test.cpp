@@ -493,6 +493,15 @@ TEST_F(DecoderTest, refusesTwoValuesOfOnePath) {
     }
 }
 
+// Halves of characters are no UTF-8: each becomes the same other character.
+TEST_F(DecoderTest, refusesTwoValuesOfOneName) {
+    for (const char* data : {"{'\\ud800': 1, '\\ud801': 2}", "{a: [{'x\\udc00': 1, 'x\\udc01': 1}]}"}) {
+        addDecoder("a", std::string("function decodeUplink(i) { return {data: ") + data + "}; }", "{}",
+                   R"([{"input": {"fPort": 1, "bytes": ""}, "output": {"data": {"\ufffd": 2}}}])");
+        EXPECT_THAT(runWith({"check"}).out, HasSubstr("It returned two values with the name [")) << data;
+    }
+}
+
 TEST_F(DecoderTest, refusesMoreValuesThanAnUplinkCanHave) {
     for (const int count : {9999, 10000}) {
         addDecoder("a",

@@ -44,6 +44,7 @@ struct CallResult {
     Kind kind = Kind::FAULT;
     Json::Value value;
     std::vector<SpecialValue> special;
+    std::string twice; ///< a name that two members of one object have: `value` has one of them only
     DecoderException exception;
     std::string text;
 };

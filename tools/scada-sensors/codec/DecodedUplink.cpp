@@ -151,9 +151,13 @@ std::vector<std::string> readMessages(const Json::Value& messages) {
 }
 
 DecodedUplink readResult(const std::string& entryPoint, const CallResult& result) {
+    DecodedUplink uplink;
+    if (!result.twice.empty()) {
+        uplink.fault = filled("It returned %s.", {filled("two values with the name [%s]", {result.twice})});
+        return uplink;
+    }
     if (entryPoint == STANDARD_ENTRY_POINT)
         return readStandard(result);
-    DecodedUplink uplink;
     takeData(result, "", result.value, &uplink);
     return uplink;
 }

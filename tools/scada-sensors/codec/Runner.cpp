@@ -54,7 +54,8 @@ std::string loadingLine(const std::string& script, const std::string& file) {
 // The engine takes some time itself to start.
 constexpr double START_SECONDS = 0.5;
 
-ProcessFailure askFor(RunnerProcess& process, const std::string& line, double seconds, Json::Value* answer) {
+ProcessFailure askFor(RunnerProcess& process, const std::string& line, double seconds, Json::Value* answer,
+                      std::string* twice = nullptr) {
     const std::chrono::duration<double> cpuTime(seconds);
     const std::size_t longest = static_cast<std::size_t>(codecSettings().output) + ANSWER_AROUND_RESULT;
     std::string text;
@@ -62,7 +63,7 @@ ProcessFailure askFor(RunnerProcess& process, const std::string& line, double se
         process.ask(line, std::chrono::duration_cast<std::chrono::nanoseconds>(cpuTime), longest, &text);
     if (failure.kind != ProcessFailure::Kind::NONE)
         return failure;
-    failure.text = parseAnswer(text, answer);
+    failure.text = parseAnswer(text, answer, twice);
     if (!failure.text.empty())
         failure.kind = ProcessFailure::Kind::BROKEN;
     return failure;
@@ -184,7 +185,7 @@ CallResult Runner::ask(const UplinkCall& uplink) {
     request["calls"].append(toJson(uplink));
     Json::Value answer;
     CallResult result;
-    ProcessFailure failure = askFor(*process, lineOf(request), codecSettings().seconds, &answer);
+    ProcessFailure failure = askFor(*process, lineOf(request), codecSettings().seconds, &answer, &result.twice);
     if (failure.kind == ProcessFailure::Kind::NONE)
         failure.text = readCalled(answer, &result);
     if (failure.text.empty() && failure.kind == ProcessFailure::Kind::NONE) {

@@ -75,6 +75,35 @@ bool readOne(const Json::Value& from, CallResult* result) {
     return !result->text.empty();
 }
 
+enum class Names { UNIQUE, ANY };
+
+Json::CharReaderBuilder readerOf(Names names) {
+    // The result, its member of a call, the list and the whole.
+    constexpr unsigned int LEVELS_AROUND = 8;
+    Json::CharReaderBuilder strict;
+    Json::CharReaderBuilder::strictMode(&strict.settings_);
+    strict["rejectDupKeys"] = names == Names::UNIQUE;
+    strict["stackLimit"] = codecSettings().depth + LEVELS_AROUND;
+    return strict;
+}
+
+bool parseStrictly(const std::string& line, Names names, Json::Value* answer, std::string* errors) {
+    static const Json::CharReaderBuilder unique = readerOf(Names::UNIQUE);
+    static const Json::CharReaderBuilder any = readerOf(Names::ANY);
+    const std::unique_ptr<Json::CharReader> reader((names == Names::UNIQUE ? unique : any).newCharReader());
+    return reader->parse(line.data(), line.data() + line.size(), answer, errors);
+}
+
+// Returns the name that the reader complains of.
+std::string repeatedName(const std::string& errors) {
+    const std::string words = "Duplicate key: '";
+    const std::size_t start = errors.find(words);
+    if (start == std::string::npos)
+        return "";
+    const std::size_t name = start + words.size();
+    return errors.substr(name, errors.find("'\n", name) - name);
+}
+
 bool isEntryPoint(const std::string& name) {
     return name == STANDARD_ENTRY_POINT || name == "Decode" || name == "Decoder";
 }
@@ -96,22 +125,17 @@ std::string limitText(const std::string& limit) {
     return filled("It takes more than %s s of CPU time.", {seconds.str()});
 }
 
-std::string parseAnswer(const std::string& line, Json::Value* answer) {
-    // The result, its member of a call, the list and the whole.
-    constexpr unsigned int LEVELS_AROUND = 8;
-    static const auto builder = [] {
-        Json::CharReaderBuilder strict;
-        Json::CharReaderBuilder::strictMode(&strict.settings_);
-        // Names that are no UTF-8 may become the same.
-        strict["rejectDupKeys"] = false;
-        strict["stackLimit"] = codecSettings().depth + LEVELS_AROUND;
-        return strict;
-    }();
-    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+std::string parseAnswer(const std::string& line, Json::Value* answer, std::string* twice) {
     try {
         std::string errors;
-        if (reader->parse(line.data(), line.data() + line.size(), answer, &errors) && answer->isObject())
+        if (parseStrictly(line, Names::UNIQUE, answer, &errors))
+            return answer->isObject() ? "" : filled("its answer is not a JSON object");
+        const std::string name = repeatedName(errors);
+        if (parseStrictly(line, Names::ANY, answer, &errors) && answer->isObject()) {
+            if (twice != nullptr)
+                *twice = name;
             return "";
+        }
     } catch (const Json::Exception&) {
         return filled("its answer is nested too deeply");
     }

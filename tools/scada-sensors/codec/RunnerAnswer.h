@@ -8,8 +8,9 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// Reads one line of a runner as JSON. Returns what is wrong with it, or nothing.
-std::string parseAnswer(const std::string& line, Json::Value* answer);
+/// Reads one line of a runner as JSON. Returns what is wrong with it, or nothing. Names that are no UTF-8 may become
+/// the same: `*twice` (unless null) is one that two members of an object have.
+std::string parseAnswer(const std::string& line, Json::Value* answer, std::string* twice = nullptr);
 
 /// Reads the answer to a decoder. Returns what is wrong with it, or nothing.
 std::string readLoaded(const Json::Value& answer, LoadResult* loaded);
