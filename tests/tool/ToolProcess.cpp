@@ -11,19 +11,36 @@
 #include <array>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <stdexcept>
 #include <thread>
 
 namespace Kelvra::SCADA::Test {
 
-ToolProcess::ToolProcess(const std::vector<std::string>& arguments) {
+namespace {
+
+void apply(const std::vector<std::pair<const char*, const char*>>& environment) {
+    for (const auto& [name, value] : environment) {
+        if (value == nullptr)
+            unsetenv(name); // NOLINT(concurrency-mt-unsafe)
+        else
+            setenv(name, value, 1); // NOLINT(concurrency-mt-unsafe)
+    }
+}
+
+} // namespace
+
+ToolProcess::ToolProcess(const std::vector<std::string>& arguments, const Terminal& wanted) {
     std::vector<std::string> words = toolCommand(arguments);
     std::vector<char*> pointers;
     for (std::string& word : words)
         pointers.push_back(word.data());
     pointers.push_back(nullptr);
-    child = forkpty(&terminal, nullptr, nullptr, nullptr);
+    winsize size{};
+    size.ws_col = wanted.columns;
+    child = forkpty(&terminal, nullptr, nullptr, &size);
     if (child == 0) {
+        apply(wanted.environment);
         execv(pointers[0], pointers.data());
         _exit(127);
     }

@@ -3,15 +3,23 @@
 #include <sys/types.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Kelvra::SCADA::Test {
+
+/// What the tool gets to know about its terminal.
+struct Terminal {
+    unsigned short columns = 0; ///< 0: it does not say
+    /// Variables of the tool's environment with their values; null takes one away.
+    std::vector<std::pair<const char*, const char*>> environment = {};
+};
 
 /// A run of the host tool on a terminal of its own, while the test goes on. The terminal is read when the run has
 /// ended, so that it must not say more than a terminal holds.
 class ToolProcess {
 public:
-    explicit ToolProcess(const std::vector<std::string>& arguments);
+    explicit ToolProcess(const std::vector<std::string>& arguments, const Terminal& wanted = Terminal());
     /// Kills the tool when it still runs.
     ~ToolProcess();
     ToolProcess(const ToolProcess&) = delete;

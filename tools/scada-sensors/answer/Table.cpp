@@ -1,11 +1,66 @@
 #include "answer/Table.h"
 
 #include "answer/json.h"
+#include "answer/letters.h"
 #include "answer/printable.h"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+constexpr std::size_t GAP = 2;
+// No column is made narrower; on a terminal that has not even that much room, lines run over.
+constexpr std::size_t LEAST_WIDTH = 8;
+
+std::size_t totalOf(const std::vector<std::size_t>& widths, std::size_t most) {
+    std::size_t total = (widths.size() - 1) * GAP;
+    for (const std::size_t width : widths)
+        total += std::min(width, most);
+    return total;
+}
+
+// Appends one line of a row. Nothing is behind the last cell that has a text.
+void appendLine(const std::vector<std::string>& parts, const std::vector<std::size_t>& widths, const Screen& screen,
+                bool heading, std::string* lines) {
+    std::size_t pending = 0;
+    for (std::size_t column = 0; column < parts.size(); ++column) {
+        const std::string& part = parts[column];
+        if (!part.empty()) {
+            lines->append(pending, ' ').append(heading ? screen.heading(part) : part);
+            pending = 0;
+        }
+        pending += std::max(widths[column], widthOf(part)) - widthOf(part) + GAP;
+    }
+    *lines += '\n';
+}
+
+void appendRow(const std::vector<std::string>& row, const std::vector<std::size_t>& widths, const Screen& screen,
+               bool heading, std::string* lines) {
+    std::vector<std::vector<std::string>> wrappedCells;
+    std::size_t height = 1;
+    for (std::size_t column = 0; column < row.size(); ++column) {
+        wrappedCells.push_back(wrapped(row[column], widths[column]));
+        height = std::max(height, wrappedCells.back().size());
+    }
+    for (std::size_t line = 0; line < height; ++line) {
+        std::vector<std::string> parts(row.size());
+        for (std::size_t column = 0; column < row.size(); ++column) {
+            if (line < wrappedCells[column].size())
+                parts[column] = wrappedCells[column][line];
+        }
+        appendLine(parts, widths, screen, heading, lines);
+    }
+}
+
+} // namespace
+
+void AlignedColumns::addHeading(const std::vector<std::string>& row) {
+    hasHeading = true;
+    add(row);
+}
 
 void AlignedColumns::add(const std::vector<std::string>& row) {
     widths.resize(row.size());
@@ -16,20 +71,40 @@ void AlignedColumns::add(const std::vector<std::string>& row) {
     }
 }
 
-std::string AlignedColumns::text() const {
+// Narrow columns stay whole: what is missing is taken from the widest ones, down to a common width.
+std::vector<std::size_t> AlignedColumns::widthsOn(const Screen& screen) const {
+    if (screen.width == 0 || widths.empty() || totalOf(widths, SIZE_MAX) <= screen.width)
+        return widths;
+    std::size_t most = screen.width;
+    while (most > LEAST_WIDTH && totalOf(widths, most) > screen.width)
+        --most;
+    std::size_t left = screen.width - std::min(screen.width, totalOf(widths, most));
+    std::vector<std::size_t> narrowed;
+    for (const std::size_t width : widths) {
+        const bool gets = width > most && left > 0;
+        narrowed.push_back(std::min(width, most + (gets ? 1 : 0)));
+        left -= gets ? 1 : 0;
+    }
+    return narrowed;
+}
+
+std::string AlignedColumns::text(const Screen& screen) const {
+    const std::vector<std::size_t> shown = widthsOn(screen);
     std::string lines;
-    std::size_t column = 0;
+    std::vector<std::string> row;
+    bool heading = hasHeading;
     for (std::size_t at = 0; at < cells.size();) {
         const std::size_t end = cells.find('\n', at);
-        const std::string cell = cells.substr(at, end - at);
-        const bool isLast = ++column == widths.size();
-        lines += cell;
-        if (isLast)
-            lines += '\n';
-        else
-            lines.append(widths[column - 1] - widthOf(cell) + 2, ' ');
-        column = isLast ? 0 : column;
+        row.push_back(cells.substr(at, end - at));
         at = end + 1;
+        if (row.size() < shown.size())
+            continue;
+        if (shown == widths)
+            appendLine(row, shown, screen, heading, &lines);
+        else
+            appendRow(row, shown, screen, heading, &lines);
+        row.clear();
+        heading = false;
     }
     return lines;
 }
@@ -41,7 +116,7 @@ Table::Table(bool json, const std::vector<Column>& ownColumns) : isJson(json), c
             headings.emplace_back(column.heading);
     }
     if (!isJson)
-        rows.add(headings);
+        rows.addHeading(headings);
 }
 
 void Table::add(const std::vector<std::string>& cells) {

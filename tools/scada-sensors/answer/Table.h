@@ -1,5 +1,7 @@
 #pragma once
 
+#include "answer/Screen.h"
+
 #include <json/value.h>
 
 #include <cstddef>
@@ -8,14 +10,20 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// Rows of cells as aligned columns, one line per row, made printable.
+/// Rows of cells as aligned columns, made printable. One line per row; on a screen that is too narrow, the widest
+/// columns are made narrower and their cells take several lines. Nothing is cut.
 class AlignedColumns {
 public:
+    /// Makes the first row a heading.
+    void addHeading(const std::vector<std::string>& row);
     /// Adds a row. Every row has as many cells as the first.
     void add(const std::vector<std::string>& row);
-    std::string text() const;
+    std::string text(const Screen& screen = Screen()) const;
 
 private:
+    std::vector<std::size_t> widthsOn(const Screen& screen) const;
+
+    bool hasHeading = false;
     std::vector<std::size_t> widths;
     std::string cells; ///< each printable and ended by a line break, because rows are many
 };
@@ -35,8 +43,8 @@ public:
     void add(const std::vector<std::string>& cells);
 
     const Json::Value& result() const { return members; }
-    /// Returns the rows below the headings; nothing in JSON.
-    std::string text() const { return rows.text(); }
+    /// Returns the rows below the headings, for standard output; nothing in JSON.
+    std::string text() const { return rows.text(standardOutput()); }
 
 private:
     bool isJson;

@@ -16,9 +16,4 @@ std::string printable(const std::string& text) {
     return shown;
 }
 
-std::size_t widthOf(const std::string& text) {
-    const auto isContinuation = [](char c) { return (static_cast<unsigned char>(c) & 0xc0U) == 0x80; };
-    return text.size() - static_cast<std::size_t>(std::count_if(text.begin(), text.end(), isContinuation));
-}
-
 } // namespace Kelvra::SCADA::Tool

@@ -8,7 +8,4 @@ namespace Kelvra::SCADA::Tool {
 /// not UTF-8 written as \xNN: names come from files, and a terminal would obey them.
 std::string printable(const std::string& text);
 
-/// Returns how many columns a printable text takes, one for each character.
-std::size_t widthOf(const std::string& text);
-
 } // namespace Kelvra::SCADA::Tool

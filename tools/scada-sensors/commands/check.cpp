@@ -25,7 +25,7 @@ ExitCode answerWith(const Findings& findings, const std::string& checked, Json::
     const std::string summary = filled("%s in %s", {counted(faults, "fault"), checked});
     if (answer.isJson())
         result["findings"] = toJson(findings);
-    const std::string text = answer.isJson() ? "" : toText(findings) + summary + "\n";
+    const std::string text = answer.isJson() ? "" : toText(findings, standardOutput()) + summary + "\n";
     if (faults == 0)
         return answer.done(result, text);
     return answer.failedAsTold(ExitCode::FAILED, summary, result, text);

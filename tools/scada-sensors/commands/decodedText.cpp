@@ -61,7 +61,7 @@ std::string toText(const DecodedAnswer& decoded, const Json::Value& properties) 
     for (const NamedValue& value : decoded.values)
         rows.add({value.path, shown(value), orDash(memberOf(properties, value.path, "unit")),
                   orDash(memberOf(properties, value.path, "name"))});
-    return rows.text() + messagesOf(decoded);
+    return rows.text(standardOutput()) + messagesOf(decoded);
 }
 
 std::string toLine(const DecodedAnswer& decoded, const Json::Value& properties) {

@@ -1,3 +1,4 @@
+#include "answer/Screen.h"
 #include "answer/json.h"
 #include "answer/printable.h"
 #include "check/definitionRules.h"
@@ -53,7 +54,7 @@ class Diagnosis {
 public:
     void add(Health health, const std::string& subject, const std::string& text, const std::string& command = "") {
         hasFault = hasFault || health == Health::FAULT;
-        lines += std::string(healthWord(health)) + " " + subject + ": " + printable(text) + "\n";
+        lines += screen.mark(healthWord(health)) + " " + subject + ": " + printable(text) + "\n";
         if (!command.empty())
             lines += "    scada-sensors " + printable(command) + "\n";
         Json::Value& item = members.append(Json::objectValue);
@@ -91,6 +92,7 @@ public:
     }
 
 private:
+    const Screen screen = standardOutput();
     Json::Value members{Json::arrayValue};
     std::string lines;
     bool hasFault = false;

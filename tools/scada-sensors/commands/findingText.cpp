@@ -4,22 +4,24 @@
 
 namespace Kelvra::SCADA::Tool {
 
-std::string toText(const Finding& finding) {
+std::string toText(const Finding& finding, const Screen& screen) {
     const Place& place = finding.place;
-    std::string text = place.file;
+    std::string where = place.file;
     for (const unsigned int number : {place.position.line, place.position.column})
-        text += number == 0 ? "" : ":" + std::to_string(number);
-    text += (text.empty() ? "" : ": ") + std::string(wordOf(finding.rule->severity)) + ": ";
+        where += number == 0 ? "" : ":" + std::to_string(number);
+    where += where.empty() ? "" : ": ";
+    std::string text = ": ";
     if (place.element)
         text += "element " + std::to_string(*place.element) + ": ";
     text += finding.text + " [" + finding.rule->id + "]";
-    return printable(text) + "\n    " + finding.rule->remedy + "\n";
+    return printable(where) + screen.mark(wordOf(finding.rule->severity)) + printable(text) + "\n    " +
+           finding.rule->remedy + "\n";
 }
 
-std::string toText(const Findings& findings) {
+std::string toText(const Findings& findings, const Screen& screen) {
     std::string text;
     for (const Finding& finding : findings)
-        text += toText(finding);
+        text += toText(finding, screen);
     return text;
 }
 

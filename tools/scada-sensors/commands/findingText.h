@@ -1,6 +1,7 @@
 #pragma once
 
 #include "answer/Answer.h"
+#include "answer/Screen.h"
 #include "check/Finding.h"
 
 #include <json/value.h>
@@ -11,8 +12,8 @@ namespace Kelvra::SCADA::Tool {
 
 /// Returns "FILE:LINE:COLUMN: SEVERITY: [element N: ]TEXT [RULE]" without the parts that the finding lacks, and the
 /// remedy indented below, made printable. Compilers write places like this, so editors and CI systems jump to them.
-std::string toText(const Finding& finding);
-std::string toText(const Findings& findings);
+std::string toText(const Finding& finding, const Screen& screen = Screen());
+std::string toText(const Findings& findings, const Screen& screen = Screen());
 
 Json::Value toJson(const Findings& findings);
 

@@ -46,7 +46,7 @@ std::string refusalText(const Findings& findings) {
 ExitCode refuse(const Findings& findings, const Answer& answer) {
     Json::Value result(Json::objectValue);
     result["findings"] = toJson(findings);
-    return answer.failed(ExitCode::REFUSED, refusalText(findings), result, toText(findings));
+    return answer.failed(ExitCode::REFUSED, refusalText(findings), result, toText(findings, standardOutput()));
 }
 
 // --- the dry run
@@ -156,7 +156,7 @@ ExitCode dryRun(const InstallRequest& request, const Answer& answer) {
         answer.note(filled("the managed-sensors list cannot be used, so no sensors are shown: scada-sensors check"));
     Json::Value result(Json::objectValue);
     result["findings"] = toJson(preflight.findings);
-    std::string text = toText(preflight.findings);
+    std::string text = toText(preflight.findings, standardOutput());
     addDefinitions(preflight, device.list(), effects, answer.isJson(), &result, &text);
     addList(preflight, &result, &text);
     if (preflight.isRefused())
@@ -255,7 +255,7 @@ ExitCode finish(const Installed& made, ListReplacement* list, const std::vector<
     Json::Value result = toJson(preflight.findings, made.definitions);
     if (!made.definitions.installed.empty())
         result["losses"] = toJson(losses);
-    std::string text = toText(preflight.findings) + toText(made.definitions);
+    std::string text = toText(preflight.findings, standardOutput()) + toText(made.definitions);
     addListDone(preflight, failure.empty(), &result, &text);
     text += toText(losses);
     tellSignal(guard, answer, &result);
@@ -311,7 +311,8 @@ ExitCode answerFailure(const Preflight& preflight, InstallResult made, const std
         std::sort(made.notInstalled.begin(), made.notInstalled.end());
         made.installed.clear();
     }
-    return failedOperation(error, toJson(preflight.findings, made), toText(preflight.findings) + toText(made), answer);
+    return failedOperation(error, toJson(preflight.findings, made),
+                           toText(preflight.findings, standardOutput()) + toText(made), answer);
 }
 
 ExitCode deploy(const InstallRequest& request, const Preflight& preflight, const std::vector<Loss>& losses,
@@ -341,7 +342,7 @@ ExitCode deploy(const InstallRequest& request, const Preflight& preflight, const
 ExitCode answerNothing(const Preflight& preflight, const Answer& answer) {
     Json::Value result = toJson(preflight.findings, InstallResult());
     result["note"] = filled("nothing to install");
-    return answer.done(result, toText(preflight.findings) + filled("nothing to install") + "\n");
+    return answer.done(result, toText(preflight.findings, standardOutput()) + filled("nothing to install") + "\n");
 }
 
 ExitCode installTaken(const InstallRequest& request, std::unique_ptr<Intake> intake, SignalGuard& guard,

@@ -85,7 +85,7 @@ ExitCode answerState(const std::string& key, const Definition& definition, const
     result["age_seconds"] = ageInSeconds(state);
     result["values"] = Json::arrayValue;
     AlignedColumns rows;
-    rows.add({"PROPERTY", "VALUE", "UNIT", "NAME", "STATE"});
+    rows.addHeading({"PROPERTY", "VALUE", "UNIT", "NAME", "STATE"});
     for (const StoredValue& stored : storedValues(state.fields, properties)) {
         if (!property.empty() && stored.property != property)
             continue;
@@ -101,8 +101,8 @@ ExitCode answerState(const std::string& key, const Definition& definition, const
     if (state.kind == SensorState::Kind::MISSING)
         return answer.failed(ExitCode::NOT_FOUND,
                              filled("The database has no key [%s]: nothing was written, or it has expired.", {key}),
-                             result, rows.text());
-    return answer.done(result, rows.text() + lifeText(state));
+                             result, rows.text(standardOutput()));
+    return answer.done(result, rows.text(standardOutput()) + lifeText(state));
 }
 
 ExitCode readElement(Device& device, const ListElement& element, const AskedSensor& asked, unsigned int wait,
