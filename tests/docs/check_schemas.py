@@ -1,9 +1,15 @@
 #!/usr/bin/python3
-"""Holds the JSON Schemas against the library: both judge every sample of tests/data, and where they differ the table says why."""
+"""Holds the JSON Schemas against the library: both judge every sample of tests/data, and where they differ the table says why.
 
+The tool enforces the schema of definitions by itself: it judges definitions that were changed by chance as another validator
+does.
+"""
+
+import copy
 import glob
 import json
 import os
+import random
 import shlex
 import shutil
 import subprocess
@@ -91,6 +97,72 @@ def bad_definitions(source):
             yield f"{path}: fewer than three examples"
 
 
+# What the tool finds beside the schema.
+BEYOND = ["definition/decoder-missing", "definition/property-not-an-object"]
+
+PIECES = [None, True, False, 0, -1, 255, 256, 1.5, 2.0, "", "x", "float", "flaot", "00 D7", "\t0ad7 ", "0", "../x", "a\n",
+          "2024-05-01T10:00:00Z", "2024-05-01T10:00:00.123+02:00", "2024-05-01", [], [1], [1.5], [256], ["x"], {}, {"data": {}},
+          {"errors": []}, {"errors": "x"}, {"properties": {}}, {"type": "bool"}, {"input": {"fPort": 1, "bytes": ""}}]
+NAMES = ["properties", "decoder", "examples", "type", "name", "unit", "min", "max", "values", "input", "output", "throws", "data",
+         "errors", "warnings", "fPort", "bytes", "recvTime", "description", "other"]
+
+
+def containers_of(value):
+    """Returns each object and array in the value, itself included."""
+    if isinstance(value, (dict, list)):
+        yield value
+        for part in list(value.values()) if isinstance(value, dict) else value:
+            yield from containers_of(part)
+
+
+def change(document, chance):
+    """Changes one member or item of the document."""
+    container = chance.choice(list(containers_of(document)))
+    piece = copy.deepcopy(chance.choice(PIECES))
+    if isinstance(container, dict):
+        name = chance.choice(NAMES + list(container))
+        if name in container and chance.random() < 0.3:
+            del container[name]
+        else:
+            container[name] = piece
+    elif container and chance.random() < 0.7:
+        container[chance.randrange(len(container))] = piece
+    else:
+        container.append(piece)
+
+
+def changed_definitions(source, count):
+    chance = random.Random(1)
+    samples = [json.load(open(path, encoding="utf-8"))
+               for path in sorted(glob.glob(f"{source}/examples/**/lora/*/*.json", recursive=True))]
+    for _ in range(count):
+        document = copy.deepcopy(chance.choice(samples))
+        document.pop("decoder", None)
+        for _ in range(chance.randrange(4)):
+            change(document, chance)
+        yield document
+
+
+def judged_otherwise(source, tool, storage):
+    """Returns a text for each changed definition that the tool and the other validator do not judge alike."""
+    schema = schema_of(source, "definition")
+    documents = {f"d{i}": document for i, document in enumerate(changed_definitions(source, 2000))}
+    os.makedirs(f"{storage}/lora/changed")
+    for name, document in documents.items():
+        with open(f"{storage}/lora/changed/{name}.json", "w", encoding="utf-8") as file:
+            json.dump(document, file)
+    answer = run(tool, "--default-dir", storage, "--custom-dir", "", "check", "--no-codec", "--json")
+    faulty = {os.path.basename(finding["file"])[:-len(".json")]
+              for finding in json.loads(answer.stdout)["result"]["findings"]
+              if finding["rule"].split("/")[0] in ("schema", "definition") and finding["rule"] not in BEYOND}
+    refused = {name for name, document in documents.items() if not schema.is_valid(document)}
+    if not 300 < len(refused) < 1700:
+        yield f"{len(refused)} of {len(documents)} changed definitions are refused: too few of one kind"
+    for name in sorted(faulty ^ refused):
+        verdict = "finds a fault" if name in faulty else "finds no fault"
+        yield f"the tool {verdict} in {json.dumps(documents[name])}"
+
+
 def faults_of(samples):
     """Returns what is wrong with the verdicts and with the table of differences, one text each."""
     differing = set()
@@ -112,7 +184,9 @@ def main():
         for folder in ("valid", "invalid"):
             shutil.copytree(f"{source}/tests/data/{folder}", f"{storage}/lora/{folder}")
         samples = list(verdicts(source, tool, storage))
-    faults = [*faults_of(samples), *bad_definitions(source)]
+    with tempfile.TemporaryDirectory() as storage:
+        os.chmod(storage, 0o755)
+        faults = [*faults_of(samples), *bad_definitions(source), *judged_otherwise(source, tool, storage)]
     print(*faults, f"{len(samples)} samples, {len(DIFFERENCES)} differences listed", sep="\n")
     sys.exit(1 if faults or not samples else 0)
 

@@ -140,11 +140,11 @@ TEST_F(DecoderTest, tellsWhyARunnerCannotBeStarted) {
 
 TEST_F(DecoderTest, saysOnceThatThereIsNoRunner) {
     for (const char* name : {"a", "b", "c"})
-        addDecoder(name, SOUND_DECODER, SOUND_PROPERTIES, "7");
+        addDecoder(name, "no decoder", SOUND_PROPERTIES);
     const ToolRun result = runWith({"check", "--codec-runner", temp / "none"});
     EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.out, withRemedies("$T/none: note: There is no such program, so that decoders and examples were "
-                                       "not checked. [codec/no-runner]\n"
+    EXPECT_EQ(result.out, withRemedies("$T/none: note: There is no such program, so that no decoder was "
+                                       "run. [codec/no-runner]\n"
                                        "0 faults in 3 definitions and 0 list elements\n"));
 }
 
@@ -566,8 +566,8 @@ TEST_F(DecoderOfSource, isInstalledWithItsFaultsWhereDecodersAreLeftOut) {
 TEST_F(DecoderOfSource, isInstalledWithoutARunner) {
     const ToolRun result = install("none", {});
     EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(result.out, withRemedies("$T/none: note: There is no such program, so that decoders and examples were "
-                                       "not checked. [codec/no-runner]\ninstalled lora/demo/th1\n"));
+    EXPECT_EQ(result.out, withRemedies("$T/none: note: There is no such program, so that no decoder was "
+                                       "run. [codec/no-runner]\ninstalled lora/demo/th1\n"));
 }
 
 // --- show

@@ -75,6 +75,15 @@ inline constexpr Rule DEFINITION_PROPERTY_NOT_AN_OBJECT = {
     "definition/property-not-an-object", Severity::WARNING,
     "Describe the property with an object; queries ignore it otherwise."};
 
+// The schema of definitions
+inline constexpr const char* CORRECT_MEMBER = "Correct the member as the manual page scada-sensors-definition(5) says.";
+inline constexpr Rule SCHEMA_TYPE = {"schema/type", Severity::WARNING, CORRECT_MEMBER};
+inline constexpr Rule SCHEMA_ENUM = {"schema/enum", Severity::WARNING, "Give the member one of the values."};
+inline constexpr Rule SCHEMA_REQUIRED = {"schema/required", Severity::WARNING, "Add the member."};
+inline constexpr Rule SCHEMA_RANGE = {"schema/range", Severity::WARNING, "Give the member a value within its range."};
+inline constexpr Rule SCHEMA_PATTERN = {"schema/pattern", Severity::WARNING, CORRECT_MEMBER};
+inline constexpr Rule SCHEMA_FORM = {"schema/form", Severity::WARNING, CORRECT_MEMBER};
+
 // The managed-sensors list
 inline constexpr Rule LIST_UNREADABLE = {"list/unreadable", Severity::ERROR,
                                          "Provide the list, or correct the path or its mode."};

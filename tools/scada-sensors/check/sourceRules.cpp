@@ -97,14 +97,13 @@ Findings checkSourceDirectory(const std::string& srcDir) {
     return {};
 }
 
-Findings checkSourceDefinition(const SourceCopy& source, const Definition& definition) {
-    DefinitionPlaces places(definition.file);
-    Findings findings = checkDefinition(definition, &places);
+Findings checkSourceDefinition(const SourceCopy& source, const Definition& definition, DefinitionPlaces* places) {
+    Findings findings = checkDefinition(definition, places);
     if (!isInFamily(definition.name))
         findings.push_back({Rules::SOURCE_NOT_LORAWAN, {definition.file}, filled(LibraryText::LORAWAN_ONLY)});
     // Without a document the file or its decoder has been found faulty already.
     if (!definition.document.isNull())
-        append(checkDecoder(source, definition, &places), &findings);
+        append(checkDecoder(source, definition, places), &findings);
     append(checkName(definition), &findings);
     for (Finding& finding : findings)
         finding.definition = definition.name;

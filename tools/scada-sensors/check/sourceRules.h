@@ -14,7 +14,7 @@ Findings checkSourceDirectory(const std::string& srcDir);
 
 /// Returns everything that keeps one definition of a source from being installed, the rules of every definition
 /// included.
-Findings checkSourceDefinition(const SourceCopy& source, const Definition& definition);
+Findings checkSourceDefinition(const SourceCopy& source, const Definition& definition, DefinitionPlaces* places);
 
 /// Returns the fault of a source that lists no definitions but has files that look like some. `tree` is what
 /// checkTree() found in the copy.

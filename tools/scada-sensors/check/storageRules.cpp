@@ -42,8 +42,9 @@ Findings checkStorage(DefinitionDirectory& storage, const std::string& which, co
         return findings;
     for (const std::string& name : storage.names()) {
         const Definition definition = storage.load(name);
-        append(checkDefinition(definition), &findings);
-        append(also(definition), &findings);
+        DefinitionPlaces places(definition.file);
+        append(checkDefinition(definition, &places), &findings);
+        append(also(definition, &places), &findings);
     }
     append(checkTree(storage), &findings);
     return findings;

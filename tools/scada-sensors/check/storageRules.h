@@ -1,5 +1,6 @@
 #pragma once
 
+#include "check/DefinitionPlaces.h"
 #include "check/Finding.h"
 #include "device/Storages.h"
 
@@ -11,7 +12,7 @@ namespace Kelvra::SCADA::Tool {
 Findings checkInterruption();
 
 /// What else is asked of each definition.
-using DefinitionCheck = std::function<Findings(const Definition& definition)>;
+using DefinitionCheck = std::function<Findings(const Definition& definition, DefinitionPlaces* places)>;
 
 /// Returns everything that is wrong with the storages and their definitions, and which of them hide others.
 Findings checkStorages(Storages& storages, const DefinitionCheck& also);

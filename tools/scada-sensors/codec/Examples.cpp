@@ -3,6 +3,7 @@
 #include "codec/bytes.h"
 #include "codec/timeText.h"
 #include "text/filled.h"
+#include "text/text.h"
 
 #include <algorithm>
 
@@ -14,16 +15,6 @@ constexpr Json::ArrayIndex MOST_EXAMPLES = 1000;
 constexpr unsigned int LAST_PORT = 255;
 // In bytes. Every finding has it, and a decoder can make very many.
 constexpr std::size_t LONGEST_DESCRIPTION = 120;
-
-// A letter stays whole.
-std::string shortened(const std::string& text) {
-    constexpr unsigned char NOT_FIRST = 0x80;
-    constexpr unsigned char MASK = 0xC0;
-    std::size_t length = std::min(text.size(), LONGEST_DESCRIPTION);
-    while (length < text.size() && length > 0 && (static_cast<unsigned char>(text[length]) & MASK) == NOT_FIRST)
-        --length;
-    return text.substr(0, length);
-}
 
 /// Reads one example and notes its first fault.
 class Reading {
@@ -37,7 +28,7 @@ public:
         if (!description.isNull() && !description.isString())
             return fails(filled("The description must be a text."), {"description"});
         example.description = description.isString() && !description.asString().empty()
-                                  ? shortened(description.asString())
+                                  ? shortened(description.asString(), LONGEST_DESCRIPTION)
                                   : filled("example %s", {std::to_string(example.index + 1)});
         return readInput(from["input"]) && readExpected(from);
     }

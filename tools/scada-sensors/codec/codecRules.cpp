@@ -1,6 +1,6 @@
 #include "codec/codecRules.h"
 
-#include "check/DefinitionPlaces.h"
+#include "check/schemaRules.h"
 #include "codec/Examples.h"
 #include "codec/Runner.h"
 #include "codec/differences.h"
@@ -50,8 +50,8 @@ std::string joined(const std::vector<std::string>& texts) {
 /// Runs the decoder of one definition on its examples.
 class DecoderCheck {
 public:
-    DecoderCheck(const Definition& checked, std::string script, RunnersAhead* ahead)
-        : definition(checked), places(checked.file),
+    DecoderCheck(const Definition& checked, DefinitionPlaces* itsPlaces, std::string script, RunnersAhead* ahead)
+        : definition(checked), places(itsPlaces),
           properties(checked.document[SensorDefinitions::JSON_PROPERTIES_SECTION]),
           runner(std::move(script), checked.verdict.decoderPath, ahead) {}
 
@@ -69,19 +69,7 @@ public:
 
 private:
     Place placeOf(const std::vector<std::string>& path) {
-        const JsonFile& json = places.json();
-        const Json::Value* value = &json.root();
-        for (const std::string& step : path) {
-            const Json::Value* below = nullptr;
-            if (value->isObject() && value->isMember(step))
-                below = &(*value)[step];
-            else if (value->isArray() && std::stoul(step) < value->size())
-                below = &(*value)[static_cast<Json::ArrayIndex>(std::stoul(step))];
-            if (below == nullptr)
-                break;
-            value = below;
-        }
-        return {definition.file, json.positionOf(*value)};
+        return {definition.file, places->json().positionOfPath(path)};
     }
 
     void add(const Rule& rule, const Example& example, const std::string& text) {
@@ -155,7 +143,7 @@ private:
     }
 
     const Definition& definition;
-    DefinitionPlaces places;
+    DefinitionPlaces* places;
     const Json::Value& properties;
     Runner runner;
     Findings findings;
@@ -204,9 +192,17 @@ Finding callFault(const CallResult& result, const std::string& file) {
             result.text};
 }
 
-Findings CodecCheck::check(const Definition& definition) {
-    if (!isWanted || codecSettings().runner.empty() || !definition.verdict.valid ||
-        definition.verdict.decoderPath.empty())
+bool CodecCheck::isAsked(const Definition& definition) const {
+    return isWanted && !codecSettings().runner.empty() && definition.verdict.valid &&
+           !definition.verdict.decoderPath.empty();
+}
+
+bool CodecCheck::judgesExamplesOf(const Definition& definition) const {
+    return isAsked(definition) && isRunnerThere();
+}
+
+Findings CodecCheck::check(const Definition& definition, DefinitionPlaces* places) {
+    if (!isAsked(definition))
         return {};
     if (!isRunnerThere()) {
         isMissing = true;
@@ -218,7 +214,14 @@ Findings CodecCheck::check(const Definition& definition) {
         return {{Rules::CODEC_DOES_NOT_LOAD,
                  {definition.verdict.decoderPath},
                  filled("The decoder cannot be read: %s", {failure})}};
-    return DecoderCheck(definition, std::move(script), &ahead).run();
+    return DecoderCheck(definition, places, std::move(script), &ahead).run();
+}
+
+Findings checkSchemaAndDecoder(const Definition& definition, CodecCheck* decoders, DefinitionPlaces* places) {
+    const ExamplesJudge judge = decoders->judgesExamplesOf(definition) ? ExamplesJudge::DECODER : ExamplesJudge::SCHEMA;
+    Findings findings = checkSchema(definition, judge, places);
+    append(decoders->check(definition, places), &findings);
+    return findings;
 }
 
 Findings CodecCheck::missingRunner() const {
@@ -226,7 +229,7 @@ Findings CodecCheck::missingRunner() const {
         return {};
     return {{Rules::CODEC_NO_RUNNER,
              {codecSettings().runner},
-             filled("There is no such program, so that decoders and examples were not checked.")}};
+             filled("There is no such program, so that no decoder was run.")}};
 }
 
 } // namespace Kelvra::SCADA::Tool

@@ -34,8 +34,10 @@ ExitCode answerWith(const Findings& findings, const std::string& checked, Json::
 ExitCode checkDevice(bool codec, const Answer& answer) {
     Device device;
     CodecCheck decoders(codec);
-    Findings findings = checkStorages(device.storages(),
-                                      [&decoders](const Definition& definition) { return decoders.check(definition); });
+    Findings findings =
+        checkStorages(device.storages(), [&decoders](const Definition& definition, DefinitionPlaces* places) {
+            return checkSchemaAndDecoder(definition, &decoders, places);
+        });
     append(decoders.missingRunner(), &findings);
     append(checkList(device.list(), device.storages()), &findings);
     const std::size_t definitions =

@@ -146,7 +146,7 @@ void addDefinitions(Device& device, Diagnosis* diagnosis) {
     Storages& storages = device.storages();
     for (const std::string& directory : storages.unreadable())
         diagnosis->add(Health::FAULT, "definitions", filled("[%s] cannot be read by this user", {directory}));
-    Findings findings = checkStorages(storages, [](const Definition& /*definition*/) { return Findings(); });
+    Findings findings = checkStorages(storages, [](const Definition&, DefinitionPlaces*) { return Findings(); });
     const std::size_t count = storages.of(STORAGE_DEFAULT).names().size() + storages.of(STORAGE_CUSTOM).names().size();
     Findings faults;
     for (const Finding& finding : findings) {
@@ -313,7 +313,8 @@ void addDecoder(const Definition& definition, Diagnosis* diagnosis) {
         return;
     }
     CodecCheck decoders(true);
-    Findings findings = decoders.check(definition);
+    DefinitionPlaces places(definition.file);
+    Findings findings = decoders.check(definition, &places);
     append(decoders.missingRunner(), &findings);
     const bool hasExamples = !readExamples(definition.document).sound.empty();
     diagnosis->add("decoder", findings,

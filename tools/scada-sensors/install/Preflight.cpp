@@ -1,5 +1,6 @@
 #include "install/Preflight.h"
 
+#include "check/schemaRules.h"
 #include "check/sourceRules.h"
 #include "check/storageRules.h"
 #include "check/treeRules.h"
@@ -139,9 +140,10 @@ private:
         PlannedDefinition planned;
         planned.name = definition.name;
         planned.decoderPath = definition.verdict.decoderPath;
-        Findings findings = checkSourceDefinition(intake.copy(), definition);
+        DefinitionPlaces places(definition.file);
+        Findings findings = checkSourceDefinition(intake.copy(), definition, &places);
         planned.refused = errorCount(findings) != 0;
-        append(planned.refused ? Findings() : examineDecoder(definition), &findings);
+        append(examineContent(definition, planned.refused, &places), &findings);
         const std::optional<std::string> document = documentToInstall(definition);
         if (document) {
             planned.wanted.document = digestOf(*document);
@@ -163,8 +165,10 @@ private:
         return findings;
     }
 
-    Findings examineDecoder(const Definition& definition) {
-        Findings findings = decoders.check(definition);
+    // No decoder of a refused definition is run.
+    Findings examineContent(const Definition& definition, bool refused, DefinitionPlaces* places) {
+        Findings findings = refused ? checkSchema(definition, ExamplesJudge::SCHEMA, places)
+                                    : checkSchemaAndDecoder(definition, &decoders, places);
         for (Finding& finding : findings)
             finding.definition = definition.name;
         return findings;

@@ -93,6 +93,21 @@ Position JsonFile::positionOf(const Json::Value& value) const {
     return {static_cast<unsigned int>(next - lineStarts.begin()), static_cast<unsigned int>(offset - *(next - 1) + 1)};
 }
 
+Position JsonFile::positionOfPath(const std::vector<std::string>& path) const {
+    const Json::Value* value = &document;
+    for (const std::string& step : path) {
+        const Json::Value* below = nullptr;
+        if (value->isObject() && value->isMember(step))
+            below = &(*value)[step];
+        else if (value->isArray() && std::stoul(step) < value->size())
+            below = &(*value)[static_cast<Json::ArrayIndex>(std::stoul(step))];
+        if (below == nullptr)
+            break;
+        value = below;
+    }
+    return positionOf(*value);
+}
+
 Position JsonFile::positionOfMember(const std::string& member) const {
     return positionOf(document.isMember(member) ? document[member] : document);
 }

@@ -36,6 +36,8 @@ public:
     const Json::Value& root() const { return document; }
     /// Returns where a value of the document starts. REQUIRES: it is a part of root().
     Position positionOf(const Json::Value& value) const;
+    /// Returns where the value starts to which the names and indices lead, or the last one on the way that there is.
+    Position positionOfPath(const std::vector<std::string>& path) const;
     /// Returns where a member of the root starts, or the root without it.
     Position positionOfMember(const std::string& member) const;
 

@@ -1,9 +1,20 @@
 #include "text/text.h"
 
+#include <algorithm>
+
 namespace Kelvra::SCADA::Tool {
 
 std::string counted(std::size_t count, const std::string& noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+std::string shortened(const std::string& text, std::size_t longest) {
+    constexpr unsigned char NOT_FIRST = 0x80;
+    constexpr unsigned char MASK = 0xC0;
+    std::size_t length = std::min(text.size(), longest);
+    while (length < text.size() && length > 0 && (static_cast<unsigned char>(text[length]) & MASK) == NOT_FIRST)
+        --length;
+    return text.substr(0, length);
 }
 
 bool startsWith(std::string_view text, std::string_view prefix) {

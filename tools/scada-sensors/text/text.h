@@ -9,6 +9,9 @@ namespace Kelvra::SCADA::Tool {
 /// Returns "1 fault", "2 faults" and so on.
 std::string counted(std::size_t count, const std::string& noun);
 
+/// Returns at most so many bytes of a text from its start. A letter stays whole.
+std::string shortened(const std::string& text, std::size_t longest);
+
 bool startsWith(std::string_view text, std::string_view prefix);
 bool endsWith(std::string_view text, std::string_view suffix);
 

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "check/DefinitionPlaces.h"
+#include "check/Finding.h"
+#include "device/DefinitionDirectory.h"
+
+namespace Kelvra::SCADA::Tool {
+
+/// Who judges the examples of a definition.
+enum class ExamplesJudge {
+    SCHEMA,
+    DECODER, ///< they are run on the decoder, which finds their faults too
+};
+
+/// Returns where a definition does not fit its schema, as far as checkDefinition() does not say it. The library may
+/// take such a definition.
+Findings checkSchema(const Definition& definition, ExamplesJudge judge, DefinitionPlaces* places);
+
+} // namespace Kelvra::SCADA::Tool
