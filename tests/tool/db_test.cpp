@@ -5,6 +5,7 @@
 #include "rowName.h"
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -100,6 +101,57 @@ INSTANTIATE_TEST_SUITE_P(
         GetRow{"uint32_highest", "uint32", "4294967295", 0, "4294967295\n", "", "4294967295"},
         GetRow{"uint32_is_a_word", "uint32", "x", 1, "",
                "scada-sensors: Field [field] of [lora@aa] is not of the type uint32: [x].\n", nullptr}),
+    rowName);
+
+TEST_F(Db, getWithoutAFieldPrintsThemAll) {
+    for (const auto& [field, value] : std::vector<std::pair<std::string, std::string>>{
+             {"temperature", "21.5"}, {"on", ""}, {"a\x1b[2J", "x\ny"}, {"B", "a  b"}, {"", "nameless"}})
+        server.run({"HSET", "lora@aa", field, value});
+    const ToolRun people = db({"get", "lora@aa"});
+    EXPECT_EQ(people.status, 0);
+    EXPECT_EQ(people.err, "");
+    EXPECT_EQ(people.out, "FIELD        VALUE\n"
+                          "             nameless\n"
+                          "B            a  b\n"
+                          "a\\x1b[2J     x\\x0ay\n"
+                          "on           \n"
+                          "temperature  21.5\n");
+    Json::Value expected = envelope(0);
+    expected["result"] = parsed(R"({"key": "lora@aa", "fields": {"": "nameless", "B": "a  b", "a\u001b[2J": "x\ny",
+        "on": "", "temperature": "21.5"}})");
+    EXPECT_EQ(parsed(db({"get", "lora@aa", "--json"}).out), expected);
+    EXPECT_EQ(db({"get", "lora@aa", ""}).out, "nameless\n");
+}
+
+// The library's texts would end at the first NUL byte.
+TEST_F(Db, getWithoutAFieldKeepsEveryByte) {
+    server.run({"HSET", "k", std::string("a\0b", 3), std::string("1\0\xff", 3)});
+    EXPECT_EQ(db({"get", "k"}).out, "FIELD   VALUE\na\\x00b  1\\x00\\xff\n");
+    EXPECT_EQ(parsed(db({"get", "k", "--json"}).out)["result"]["fields"], parsed(R"({"a\u0000b": "1\u0000\\xff"})"));
+}
+
+struct NoHashRow {
+    const char* name;
+    Words arguments;
+    int status;
+    const char* err;
+};
+
+class DbGetAll : public Db, public ::testing::WithParamInterface<NoHashRow> {};
+
+TEST_P(DbGetAll, saysWhyThereIsNoHash) {
+    server.run({"SET", "text\x1b", "1"});
+    const ToolRun result = db(GetParam().arguments);
+    EXPECT_EQ(result.status, GetParam().status);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, GetParam().err);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Tool, DbGetAll,
+    ::testing::Values(
+        NoHashRow{"missing", {"get", "none"}, 4, "scada-sensors: The database has no key [none].\n"},
+        NoHashRow{"a_text", {"get", "text\x1b"}, 1, "scada-sensors: Key [text\\x1b] is not readable as a hash.\n"}),
     rowName);
 
 struct WriteRow {
@@ -363,7 +415,7 @@ INSTANTIATE_TEST_SUITE_P(
     Tool, DbUsage,
     ::testing::Values(
         UsageRow{"no_operation", {"db"}, "A subcommand is required"},
-        UsageRow{"get_without_field", {"db", "get", "k"}, "FIELD is required"},
+        UsageRow{"get_type_without_field", {"db", "get", "k", "--as", "bool"}, "--as requires FIELD"},
         UsageRow{"set_without_value", {"db", "set", "k", "f"}, "VALUE is required"},
         UsageRow{
             "unknown_type", {"db", "get", "k", "f", "--as", "double"}, "--as: double not in {float,bool,int32,uint32}"},

@@ -1,3 +1,4 @@
+#include "answer/Table.h"
 #include "answer/printable.h"
 #include "commands/Command.h"
 #include "commands/wholeNumber.h"
@@ -25,6 +26,7 @@ namespace {
 struct Arguments {
     std::string key;
     std::string field;
+    bool hasField = false; ///< an empty text is a field too
     std::string value;
     std::string type;
     unsigned int seconds = 0;
@@ -50,7 +52,26 @@ ExitCode badValue(LimitedDatabase& limited, const Arguments& given, const Answer
                                                   {given.field, given.key, given.type, value.text}));
 }
 
+ExitCode getAll(LimitedDatabase& limited, const Arguments& given, const Answer& answer) {
+    const auto& [code, value] =
+        limited.run([given](Database& database, TypedValue* read) { return readHash(database, given.key, read); });
+    if (code == DatabaseBase::RESULT_NOT_FOUND)
+        return answer.failed(ExitCode::NOT_FOUND, filled("The database has no key [%s].", {given.key}));
+    if (code != DatabaseBase::RESULT_OK)
+        return notRead(code, given, answer);
+    Json::Value result;
+    result["key"] = given.key;
+    result["fields"] = value.json;
+    AlignedColumns rows;
+    rows.add({"FIELD", "VALUE"});
+    for (const std::string& field : value.json.getMemberNames())
+        rows.add({field, value.json[field].asString()});
+    return answer.done(result, rows.text());
+}
+
 ExitCode get(LimitedDatabase& limited, const Arguments& given, const Answer& answer) {
+    if (!given.hasField)
+        return getAll(limited, given, answer);
     const auto& [code, value] = limited.run([given](Database& database, TypedValue* read) {
         return readAs(given.type, database, given.key, given.field, read);
     });
@@ -143,9 +164,18 @@ public:
     }
 
     void declareAccess() {
-        CLI::App& getting = add("get", "Print a field of a hash", get);
-        getting.add_option("FIELD", given->field, "Field of the hash")->required();
+        CLI::App& getting = add("get", "Print a field of a hash, or all of them", get);
+        CLI::Option* field = getting
+                                 .add_option_function<std::string>(
+                                     "FIELD",
+                                     [arguments = given](const std::string& name) {
+                                         arguments->field = name;
+                                         arguments->hasField = true;
+                                     },
+                                     "Field of the hash; without it: all")
+                                 ->type_name("");
         getting.add_option("--as", given->type, "Type to convert to; without it: text")
+            ->needs(field)
             ->check(CLI::IsMember({"float", "bool", "int32", "uint32"}))
             ->type_name("TYPE");
         CLI::App& setting = add("set", "Write a field of a hash", set);

@@ -1,8 +1,11 @@
 #include "database/typedRead.h"
 
+#include "database/ReplyPtr.h"
+
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstddef>
 
 namespace Kelvra::SCADA::Tool {
 
@@ -12,6 +15,10 @@ namespace {
 std::string textOf(float number) {
     std::array<char, 32> digits{};
     return {digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr};
+}
+
+std::string textOf(const redisReply& reply) {
+    return reply.str == nullptr ? "" : std::string(reply.str, static_cast<std::size_t>(reply.len));
 }
 
 } // namespace
@@ -42,6 +49,23 @@ int readAs(const std::string& type, Database& database, const std::string& key, 
         value->json = value->text;
     }
     return result;
+}
+
+// The library reads one field at a time. Its texts end at their first NUL byte, these do not.
+int readHash(Database& database, const std::string& key, TypedValue* value) {
+    std::array<const char*, 2> words{"HGETALL", key.c_str()};
+    const ReplyPtr reply(database.executeCommandArgv(static_cast<int>(words.size()), words.data(), nullptr));
+    if (!reply)
+        return DatabaseBase::RESULT_NO_REPLY;
+    if (reply->type != REDIS_REPLY_ARRAY)
+        return DatabaseBase::RESULT_BAD_VALUE;
+    if (reply->elements == 0)
+        return DatabaseBase::RESULT_NOT_FOUND;
+    Json::Value fields(Json::objectValue);
+    for (std::size_t at = 0; at + 1 < reply->elements; at += 2)
+        fields[textOf(*reply->element[at])] = textOf(*reply->element[at + 1]);
+    value->json = fields;
+    return DatabaseBase::RESULT_OK;
 }
 
 } // namespace Kelvra::SCADA::Tool

@@ -18,4 +18,8 @@ struct TypedValue {
 int readAs(const std::string& type, Database& database, const std::string& key, const std::string& field,
            TypedValue* value);
 
+/// Reads all fields of a hash: `value->json` is an object of texts. Returns RESULT_NOT_FOUND for a key that is not
+/// there and RESULT_BAD_VALUE for one that is no hash; `*value` is untouched then.
+int readHash(Database& database, const std::string& key, TypedValue* value);
+
 } // namespace Kelvra::SCADA::Tool
