@@ -1,15 +1,14 @@
 #include "answer/Table.h"
-#include "answer/json.h"
-#include "answer/printable.h"
 #include "check/definitionRules.h"
 #include "check/listRules.h"
 #include "codec/storedValues.h"
 #include "commands/AskedSensor.h"
 #include "commands/Command.h"
-#include "commands/definitionFields.h"
+#include "commands/ValueWatch.h"
 #include "commands/findingText.h"
 #include "commands/notes.h"
-#include "commands/wholeNumber.h"
+#include "commands/sensorValues.h"
+#include "commands/watching.h"
 #include "database/sensorState.h"
 #include "device/Device.h"
 #include "text/filled.h"
@@ -18,8 +17,8 @@
 
 #include <CLI/CLI.hpp>
 
-#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -32,7 +31,8 @@ namespace {
 struct ReadRequest {
     std::vector<std::string> words;
     bool all = false;
-    unsigned int wait = STANDARD_WAIT;
+    bool watch = false;
+    WatchTime time;
 };
 
 constexpr std::int64_t MILLISECONDS = 1000;
@@ -53,21 +53,6 @@ std::string secondsText(const Json::Value& seconds) {
 }
 
 // --- one sensor
-
-std::string lineStateOf(const StoredValue& stored) {
-    return stored.fault.empty() ? wordOf(stored.state) : stored.fault;
-}
-
-Json::Value toJson(const StoredValue& stored, const Json::Value& properties) {
-    Json::Value item(Json::objectValue);
-    item["property"] = stored.property;
-    item["value"] = stored.value;
-    item["unit"] = orNull(memberOf(properties, stored.property, "unit"));
-    item["name"] = orNull(memberOf(properties, stored.property, "name"));
-    item["state"] = wordOf(stored.state);
-    item["fault"] = orNull(stored.fault);
-    return item;
-}
 
 std::string lifeText(const SensorState& state) {
     if (!state.millisecondsLeft)
@@ -90,8 +75,7 @@ ExitCode answerState(const std::string& key, const Definition& definition, const
         if (!property.empty() && stored.property != property)
             continue;
         result["values"].append(toJson(stored, properties));
-        rows.add({stored.property, orDash(stored.text), orDash(memberOf(properties, stored.property, "unit")),
-                  orDash(memberOf(properties, stored.property, "name")), lineStateOf(stored)});
+        rows.add(cellsOf(stored, properties));
     }
     if (result["values"].empty() && !property.empty())
         return answer.failed(ExitCode::NOT_FOUND, filled(LibraryText::PROPERTY_NOT_FOUND, {definition.name, property}),
@@ -105,7 +89,14 @@ ExitCode answerState(const std::string& key, const Definition& definition, const
     return answer.done(result, rows.text(standardOutput()) + lifeText(state));
 }
 
-ExitCode readElement(Device& device, const ListElement& element, const AskedSensor& asked, unsigned int wait,
+ExitCode watchSensor(const WatchedSensor& sensor, const WatchTime& time, const Answer& answer) {
+    if (const std::string fault = time.openServer(); !fault.empty())
+        return answer.failed(ExitCode::NO_DATABASE, fault);
+    ValueWatch watch(sensor, time.waitSeconds(), answer);
+    watchChanges(time.limits(), watch.listener());
+}
+
+ExitCode readElement(Device& device, const ListElement& element, const AskedSensor& asked, const ReadRequest& request,
                      const Answer& answer) {
     const ManagedList& list = device.list();
     const std::string name = element.definitionName();
@@ -117,15 +108,19 @@ ExitCode readElement(Device& device, const ListElement& element, const AskedSens
     const Definition definition = storages.directoryFor(name).load(name);
     if (!definition.verdict.valid)
         return failedFor(checkDefinition(definition), ExitCode::FAILED, answer, Json::Value(Json::objectValue), "");
-    const Inquiry server{TimeLimit(wait)};
+    const std::string property = asked.rest.empty() ? "" : asked.rest.front();
+    if (request.watch)
+        return watchSensor(
+            {element.sensorKey(), name, definition.document[SensorDefinitions::JSON_PROPERTIES_SECTION], property},
+            request.time, answer);
+    const Inquiry server{TimeLimit(request.time.waitSeconds())};
     std::vector<SensorState> states;
     std::string fault = server.open();
     if (fault.empty())
         fault = readSensors(server, {element.sensorKey()}, &states);
     if (!fault.empty())
         return answer.failed(ExitCode::NO_DATABASE, fault);
-    return answerState(element.sensorKey(), definition, asked.rest.empty() ? "" : asked.rest.front(), states.front(),
-                       answer);
+    return answerState(element.sensorKey(), definition, property, states.front(), answer);
 }
 
 // --- all sensors
@@ -149,7 +144,7 @@ ExitCode readAll(const ReadRequest& request, const Answer& answer) {
         elements.push_back(&element);
         keys.push_back(element.sensorKey());
     }
-    const Inquiry server{TimeLimit(request.wait)};
+    const Inquiry server{TimeLimit(request.time.waitSeconds())};
     std::vector<SensorState> states;
     std::string fault = server.open();
     if (fault.empty())
@@ -176,12 +171,11 @@ Run declareRead(CLI::App& app) {
     const auto request = std::make_shared<ReadRequest>();
     app.add_option("WORDS", request->words, "Sensor, as for resolve, and perhaps one of its properties")
         ->type_name("[SRC] ID [PROPERTY]");
-    app.add_flag("--all", request->all, "One line for each managed sensor");
-    app.add_option("--wait", request->wait, "Seconds to wait for the server")
-        ->transform(wholeNumber(1U, LONGEST_WAIT))
-        ->type_name("S")
-        ->capture_default_str();
+    CLI::Option* all = app.add_flag("--all", request->all, "One line for each managed sensor");
+    CLI::Option* watch = app.add_flag("--watch", request->watch, "Then print each change of the values")->excludes(all);
+    request->time.declare(app)->needs(watch);
     return [request](const Answer& answer) {
+        request->time.begin();
         if (request->all == !request->words.empty())
             return answer.badUsage(filled("read needs either a sensor or --all"));
         if (request->all)
@@ -191,7 +185,7 @@ Run declareRead(CLI::App& app) {
                           [&](const ListElement& element, const AskedSensor& asked) {
                               if (asked.rest.size() > 1)
                                   return answer.badUsage(filled("too many words; try %s --help", {"read"}));
-                              return readElement(device, element, asked, request->wait, answer);
+                              return readElement(device, element, asked, *request, answer);
                           });
     };
 }

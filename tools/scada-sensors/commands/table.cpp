@@ -19,7 +19,7 @@ const std::vector<Command>& commands() {
         {"doctor", "doctor [[SRC] ID]",
          "Tell why a sensor shows no data, or whether the device is in order, with the next command to type",
          declareDoctor},
-        {"read", "read [SRC] ID [PROPERTY] | --all",
+        {"read", "read [SRC] ID [PROPERTY] [--watch] | --all",
          "Show the values of a sensor in the database, judged by its definition", declareRead},
         {"decode", "decode [SRC] ID --port N BYTES|-",
          "Run the decoder of a sensor on the bytes of an uplink, and show or store the values", declareDecode},

@@ -85,19 +85,21 @@ private:
 // silent one. This one reads the same subscription and asks a silent server for a sign of life.
 class Subscription : public DatabaseSubscriber {
 public:
-    enum class Heard { MESSAGE, PART, NOTHING, END };
+    enum class Heard { SOMETHING, NOTHING, END };
 
-    Heard receive(ReplyPtr* message) {
+    // Takes the next message that has come whole, or null. Returns false when there is nothing more to expect.
+    bool next(ReplyPtr* message) {
         void* whole = nullptr;
-        if (redisGetReplyFromReader(context, &whole) != REDIS_OK)
-            return Heard::END;
+        const bool isSound = redisGetReplyFromReader(context, &whole) == REDIS_OK;
         message->reset(static_cast<redisReply*>(whole));
-        if (whole != nullptr)
-            return Heard::MESSAGE;
+        return isSound;
+    }
+
+    Heard wait() {
         pollfd readable{context->fd, POLLIN, 0};
         if (poll(&readable, 1, static_cast<int>(QUESTION_PAUSE.count())) <= 0)
             return Heard::NOTHING;
-        return redisBufferRead(context) == REDIS_OK ? Heard::PART : Heard::END;
+        return redisBufferRead(context) == REDIS_OK ? Heard::SOMETHING : Heard::END;
     }
 
     // Without the client library, whose writing waits and raises SIGPIPE. A lost connection shows when it is read.
@@ -126,7 +128,6 @@ public:
         for (;;) {
             const int result = subscription.subscribe();
             if (result == DatabaseBase::RESULT_OK) {
-                turn(WatchState::WATCHING);
                 listen();
                 subscription.leave();
                 turn(WatchState::LOST);
@@ -147,19 +148,20 @@ public:
 private:
     // Returns when the connection has ended.
     void listen() {
+        isNew = true;
+        isDue = true;
         Clock::time_point lastHeard = Clock::now();
         bool isAsked = false;
-        ReplyPtr message;
-        for (;;) {
-            const Subscription::Heard heard = subscription.receive(&message);
+        while (handOver()) {
+            update();
+            const Subscription::Heard heard = subscription.wait();
             if (heard == Subscription::Heard::END)
                 return;
-            if (heard == Subscription::Heard::MESSAGE)
-                receive(*message);
-            if (heard != Subscription::Heard::NOTHING) {
+            if (heard == Subscription::Heard::SOMETHING) {
                 lastHeard = Clock::now();
                 isAsked = false;
-                turn(WatchState::WATCHING);
+                if (!isDue)
+                    turn(WatchState::WATCHING);
                 continue;
             }
             if (!isAsked)
@@ -168,6 +170,38 @@ private:
             if (Clock::now() - lastHeard > longestSilence + QUESTION_PAUSE)
                 turn(WatchState::LOST);
         }
+    }
+
+    // Hands over what has come whole. Returns false when the connection is of no further use.
+    bool handOver() {
+        ReplyPtr message;
+        while (subscription.next(&message)) {
+            if (!message)
+                return true;
+            receive(*message);
+        }
+        return false;
+    }
+
+    // Without the lock while the server is asked: the watch has to end in time whatever the server does.
+    void update() {
+        if (!isDue)
+            return;
+        const bool isServed = !listener.fetch || listener.fetch(isNew);
+        turn(isServed ? WatchState::WATCHING : WatchState::LOST);
+        if (!isServed)
+            return;
+        isNew = false;
+        isDue = false;
+        const std::lock_guard<std::timed_mutex> lock(speaking);
+        if (isWanted && listener.fetched)
+            goOn(listener.fetched());
+    }
+
+    void goOn(bool isMoreWanted) {
+        isWanted = isMoreWanted;
+        if (!isWanted)
+            Ending::ask();
     }
 
     // A message is kind, pattern, channel and event; the channel is a prefix with the database's number, and the key.
@@ -181,10 +215,9 @@ private:
         const std::lock_guard<std::timed_mutex> lock(speaking);
         if (!isWanted)
             return;
-        isWanted =
-            listener.changed({std::chrono::system_clock::now(), channel.substr(colon + 1), textOf(message.element[3])});
-        if (!isWanted)
-            Ending::ask();
+        isDue = true;
+        goOn(listener.changed(
+            {std::chrono::system_clock::now(), channel.substr(colon + 1), textOf(message.element[3])}));
     }
 
     void turn(WatchState now) {
@@ -203,6 +236,8 @@ private:
     std::timed_mutex speaking;
     std::atomic<WatchState> state{WatchState::STARTING};
     bool isWanted = true;
+    bool isNew = true; ///< nothing has been fetched since the subscription
+    bool isDue = true; ///< nothing has been fetched since the subscription or the last change
 };
 
 } // namespace

@@ -31,6 +31,13 @@ struct WatchListener {
     std::function<void(WatchState now)> turned;
     /// Comes last. A call of the others may hang in it for ever, when nobody reads what it writes.
     std::function<ExitCode(WatchState last)> ended;
+
+    /// Null unless the listener keeps a copy of what the database has. Reads it after each subscription, when `anew` is
+    /// true, and after changes as soon as no further one waits. Writes nothing, because the watch may end meanwhile.
+    /// Returns whether the server served; one that did not is lost, and the call comes again.
+    std::function<bool(bool anew)> fetch;
+    /// Follows each successful fetch. Returns false when nothing more is wanted.
+    std::function<bool()> fetched;
 };
 
 struct WatchLimits {
