@@ -2,6 +2,7 @@
 
 #include "DecoderTest.h"
 #include "RedisServer.h"
+#include "ScriptedRedis.h"
 #include "jsonText.h"
 #include "rowName.h"
 
@@ -13,6 +14,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <sstream>
 
 namespace {
 
@@ -35,9 +37,18 @@ protected:
         server.run({"CONFIG", "SET", "notify-keyspace-events", "KA"});
     }
 
+    // Below each line is the command that leads on. A sensor that only faulty elements have is answered as by resolve.
     ToolRun doctor(std::vector<std::string> words, const std::string& socket) const {
         words.insert(words.begin(), {"doctor", "--socket", socket, "--wait", "2"});
-        return runWith(words);
+        const ToolRun result = runWith(words);
+        std::istringstream lines(result.out);
+        std::string command;
+        for (std::string line; result.out.rfind("list:", 0) != 0 && std::getline(lines, line);) {
+            EXPECT_THAT(line, ::testing::ContainsRegex("^(ok|note|fault) [a-z ]+: "));
+            EXPECT_TRUE(std::getline(lines, command)) << line;
+            EXPECT_THAT(command, ::testing::ContainsRegex("^    [a-z]")) << line;
+        }
+        return result;
     }
 
 public:
@@ -70,7 +81,7 @@ TEST_P(CauseOfNoData, isNamed) {
     GetParam().plant(*this);
     const ToolRun result = doctor({"aa"});
     EXPECT_EQ(result.status, 1) << result.out << result.err;
-    EXPECT_THAT(result.out + result.err, HasSubstr(GetParam().line));
+    EXPECT_THAT(replaced(result.out + result.err, socketPath(), "$S"), HasSubstr(GetParam().line));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -107,16 +118,24 @@ INSTANTIATE_TEST_SUITE_P(
         Cause{"element_is_faulty", [](Doctor& device) { device.list({R"({"id": "aa", "src": "lora"})"}); }, "[list/"},
         Cause{"list_is_no_json", [](Doctor& device) { writeFile(device.place("list.json"), "["); }, "[list/"},
         Cause{"no_socket", [](Doctor& device) { device.otherSocket = device.place("none"); },
-              "fault database: There is no socket [$T/none]. Start the server, or correct --socket."},
-        Cause{"nobody_listens", [](Doctor& device) { device.server.kill(); }, "fault database: Nobody listens at"},
-        Cause{"server_is_halted", [](Doctor& device) { device.server.pause(); }, "fault database: The server at ["},
+              "fault database: There is no socket [$T/none]. Start the server, or correct --socket.\n"
+              "    systemctl status redis-server\n"},
+        Cause{"nobody_listens", [](Doctor& device) { device.server.kill(); },
+              "fault database: Nobody listens at the socket [$S]. Start the server, or correct --socket.\n"
+              "    sudo systemctl start redis-server\n"},
+        Cause{
+            "server_is_halted", [](Doctor& device) { device.server.pause(); },
+            "fault database: The server at [$S] did not answer within 2 seconds. It may be halted or busy: look at it, "
+            "or raise --wait.\n    ps -o pid,stat,time,args -C redis-server\n"},
         Cause{"socket_may_not_be_used", [](Doctor& device) { chmod(device.server.socket().c_str(), 0); },
-              "fault database: You may not use the socket ["},
+              "fault database: You may not use the socket [$S]. Run the tool as a user who may write it.\n"
+              "    ls -l $S\n"},
         Cause{"password_wanted",
               [](Doctor& device) {
                   device.server.run({"CONFIG", "SET", "requirepass", "secret"});
               },
-              "wants a password"},
+              "fault database: The server at [$S] wants a password, and the library has none. Let it serve its socket "
+              "without.\n    sudo grep -n requirepass /etc/redis/redis.conf\n"},
         Cause{"key_is_missing",
               [](Doctor& device) {
                   device.server.run({"DEL", KEY});
@@ -128,7 +147,8 @@ INSTANTIATE_TEST_SUITE_P(
                   device.server.run({"DEL", KEY});
                   device.server.run({"SET", KEY, "1"});
               },
-              "fault key: [lora@aa] is no hash, so that no host can write to it\n"},
+              "fault key: [lora@aa] is no hash, so that no host can write to it\n"
+              "    redis-cli -s $S -n 2 type lora@aa\n"},
         Cause{"value_is_no_number",
               [](Doctor& device) {
                   device.server.run({"HSET", KEY, "t", "warm"});
@@ -145,13 +165,20 @@ TEST_F(Doctor, findsNothingOnAGoodDevice) {
     const ToolRun result = doctor({"lora", "AA"});
     EXPECT_EQ(result.status, 0) << result.out;
     EXPECT_EQ(replaced(result.out, server.socket(), "SOCKET"), "ok sensor: lora@aa in [$T/list.json]\n"
+                                                               "    scada-sensors resolve lora aa\n"
                                                                "ok definition: [lora/demo/th1] in "
                                                                "[$T/default/lora/demo/th1.json]\n"
+                                                               "    scada-sensors show lora/demo/th1\n"
                                                                "ok decoder: it loads, and its examples pass\n"
+                                                               "    scada-sensors show lora/demo/th1\n"
                                                                "ok database: number 2 at [SOCKET] answers\n"
+                                                               "    scada-sensors db get lora@aa\n"
                                                                "ok notifications: changes of keys are told (AK)\n"
+                                                               "    scada-sensors watch --timeout 10\n"
                                                                "ok age: last written 0 seconds ago\n"
-                                                               "ok values: 2 values, as the definition says\n");
+                                                               "    scada-sensors read lora aa --watch\n"
+                                                               "ok values: 2 values, as the definition says\n"
+                                                               "    scada-sensors read lora aa\n");
     EXPECT_EQ(doctor({"dd"}).status, 4);
     EXPECT_EQ(doctor({"lora", "aa", "t"}).status, 2);
 }
@@ -237,6 +264,69 @@ TEST_F(Doctor, knowsNoAgeWithALongerExpiry) {
     EXPECT_THAT(doctor({"aa"}).out, HasSubstr("note age: not known: the key lives longer than is configured\n"));
 }
 
+struct Refusal {
+    const char* name;
+    std::vector<ScriptedRedis::Answer> answers;
+    const char* line;
+    std::string command;
+};
+
+void PrintTo(const Refusal& refusal, std::ostream* out) {
+    *out << refusal.name;
+}
+
+class RefusingServer : public Doctor, public ::testing::WithParamInterface<Refusal> {};
+
+// With and without a sensor.
+TEST_P(RefusingServer, isToldApart) {
+    for (const std::vector<std::string>& words : {std::vector<std::string>(), {"aa"}}) {
+        ScriptedRedis peer(answers({GetParam().answers}));
+        otherSocket = peer.socket();
+        const ToolRun result = doctor(words);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_THAT(
+            replaced(result.out, peer.socket(), "$S"),
+            HasSubstr(std::string("fault database: ") + GetParam().line + "\n    " + GetParam().command + "\n"));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Tool, RefusingServer,
+    ::testing::Values(
+        Refusal{"loading",
+                {{"+OK\r\n"}, {"-LOADING The server is loading the dataset in memory\r\n"}},
+                "The server at [$S] is still loading its data. Try again in a moment.",
+                "redis-cli -s $S info persistence"},
+        Refusal{
+            "number",
+            {{"-ERR DB index is out of range\r\n"}},
+            "The server at [$S] has no database 2: ERR DB index is out of range. Correct --db, or the number of its "
+            "databases.",
+            "redis-cli -s $S config get databases"},
+        Refusal{"selection",
+                {{"-NOPERM this user has no permissions\r\n"}},
+                "The server at [$S] does not let database 2 be used: NOPERM this user has no permissions. Look at its "
+                "configuration.",
+                "redis-cli -s $S acl list"},
+        Refusal{"closing",
+                {{"", true}},
+                "The server at [$S] closed the connection. Look at its log.",
+                "sudo journalctl -u redis-server -n 50"},
+        Refusal{"another_program",
+                {{"HTTP/1.1 400 Bad Request\r\n"}},
+                "What listens at [$S] does not speak the protocol of the database. Correct --socket.",
+                "sudo ss -xlp"}),
+    rowName);
+
+TEST_F(Doctor, quotesWhatAShellWouldChange) {
+    otherSocket = place("it's here");
+    writeFile(otherSocket, "");
+    chmod(otherSocket.c_str(), 0);
+    EXPECT_THAT(doctor({}).out, HasSubstr("\n    ls -l '$T/it'\\''s here'\n"));
+    writeList({R"({"id": "a b", "src": "lora", "sensor": "demo/th1"})"});
+    EXPECT_THAT(doctor({"a b"}).out, HasSubstr("\n    scada-sensors resolve lora 'a b'\n"));
+}
+
 TEST_F(Doctor, forPrograms) {
     const Json::Value result = parsed(runWith({"doctor", "aa", "--socket", temp / "none", "--json"}).out);
     EXPECT_EQ(result["code"], "failed");
@@ -244,7 +334,7 @@ TEST_F(Doctor, forPrograms) {
     const Json::Value& last = result["result"]["lines"][result["result"]["lines"].size() - 1];
     EXPECT_EQ(last["state"], "fault");
     EXPECT_EQ(last["subject"], "database");
-    EXPECT_TRUE(last["command"].isNull());
+    EXPECT_EQ(last["command"], "systemctl status redis-server");
 }
 
 } // namespace

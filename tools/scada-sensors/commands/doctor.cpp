@@ -49,24 +49,38 @@ const char* healthWord(Health health) {
     return health == Health::NOTE ? "note" : "fault";
 }
 
+// What a user types for a command of this tool.
+std::string own(const std::string& words) {
+    return "scada-sensors " + words;
+}
+
+std::string own(const std::string& command, const std::string& name) {
+    return own(command + " " + shellWord(name));
+}
+
+std::string wordsOf(const ListElement& element) {
+    return shellWord(element.entry.src) + " " + shellWord(element.entry.id);
+}
+
+constexpr const char* INSTALL_RUNNER = "sudo apt-get install scada-sensors-codec";
+
 /// What was looked at, line by line, with the command that leads on.
 class Diagnosis {
 public:
-    void add(Health health, const std::string& subject, const std::string& text, const std::string& command = "") {
+    void add(Health health, const std::string& subject, const std::string& text, const std::string& command) {
         hasFault = hasFault || health == Health::FAULT;
         lines += screen.mark(healthWord(health)) + " " + subject + ": " + printable(text) + "\n";
-        if (!command.empty())
-            lines += "    scada-sensors " + printable(command) + "\n";
+        lines += "    " + printable(command) + "\n";
         Json::Value& item = members.append(Json::objectValue);
         item["state"] = healthWord(health);
         item["subject"] = subject;
         item["text"] = text;
-        item["command"] = orNull(command);
+        item["command"] = command;
     }
 
-    /// Adds the first fault of the findings, and how many there are; or that there is none.
-    void add(const std::string& subject, const Findings& findings, const std::string& sound,
-             const std::string& command) {
+    /// Adds the first fault of the findings, and how many there are; or that there is none. Either has its command.
+    void add(const std::string& subject, const Findings& findings, const std::string& sound, const std::string& command,
+             const std::string& soundCommand) {
         const Finding* first = nullptr;
         for (const Finding& finding : findings) {
             const bool isFault = finding.rule->severity != Severity::NOTE;
@@ -75,7 +89,7 @@ public:
         }
         const std::size_t faults = faultCount(findings);
         if (first == nullptr) {
-            add(Health::OK, subject, sound);
+            add(Health::OK, subject, sound, soundCommand);
             return;
         }
         const std::string text = first->text + " " + first->rule->remedy;
@@ -113,26 +127,31 @@ std::string modeText(mode_t mode) {
 
 void addDirectory(const std::string& subject, const std::string& path, Health missing, Diagnosis* diagnosis) {
     struct stat status {};
+    const std::string shown = "ls -ld " + shellWord(path);
     if (path.empty()) {
-        diagnosis->add(missing, subject, filled("no directory is configured"));
+        diagnosis->add(missing, subject, filled("no directory is configured"), own("--help"));
         return;
     }
     if (stat(path.c_str(), &status) != 0) {
-        diagnosis->add(errno == ENOENT ? missing : Health::FAULT, subject,
-                       filled("[%s] cannot be used: %s", {path, reasonOf(errno)}));
+        const bool isMissing = errno == ENOENT;
+        diagnosis->add(isMissing ? missing : Health::FAULT, subject,
+                       filled("[%s] cannot be used: %s", {path, reasonOf(errno)}),
+                       isMissing ? "sudo mkdir -p " + shellWord(path) : shown);
         return;
     }
     if (!S_ISDIR(status.st_mode)) {
-        diagnosis->add(Health::FAULT, subject, filled("[%s] is not a directory", {path}));
+        diagnosis->add(Health::FAULT, subject, filled("[%s] is not a directory", {path}), shown);
         return;
     }
     constexpr std::uint64_t MEBIBYTE = std::uint64_t{1024} * 1024;
     struct statvfs disk {};
     const bool known = statvfs(path.c_str(), &disk) == 0;
     const std::uint64_t free = known ? std::uint64_t{disk.f_bavail} * disk.f_frsize / MEBIBYTE : 0;
-    diagnosis->add(free == 0 && known && disk.f_blocks != 0 ? Health::NOTE : Health::OK, subject,
+    const bool isFull = free == 0 && known && disk.f_blocks != 0;
+    diagnosis->add(isFull ? Health::NOTE : Health::OK, subject,
                    filled("[%s] belongs to %s, mode %s, %s MiB free",
-                          {path, userName(status.st_uid), modeText(status.st_mode), std::to_string(free)}));
+                          {path, userName(status.st_uid), modeText(status.st_mode), std::to_string(free)}),
+                   isFull ? "df " + shellWord(path) : shown);
 }
 
 void addDirectories(Diagnosis* diagnosis) {
@@ -145,20 +164,24 @@ void addDirectories(Diagnosis* diagnosis) {
 void addDefinitions(Device& device, Diagnosis* diagnosis) {
     Storages& storages = device.storages();
     for (const std::string& directory : storages.unreadable())
-        diagnosis->add(Health::FAULT, "definitions", filled("[%s] cannot be read by this user", {directory}));
-    Findings findings = checkStorages(storages, [](const Definition&, DefinitionPlaces*) { return Findings(); });
+        diagnosis->add(Health::FAULT, "definitions", filled("[%s] cannot be read by this user", {directory}),
+                       "ls -ld " + shellWord(directory));
+    Findings findings = checkStorages(storages, [](const Definition& /*definition*/, DefinitionPlaces* /*places*/) {
+        return Findings();
+    });
     const std::size_t count = storages.of(STORAGE_DEFAULT).names().size() + storages.of(STORAGE_CUSTOM).names().size();
     Findings faults;
     for (const Finding& finding : findings) {
         if (finding.rule->severity != Severity::NOTE)
             faults.push_back(finding);
     }
-    diagnosis->add("definitions", faults, filled("%s without a fault", {counted(count, "definition")}), "check");
+    diagnosis->add("definitions", faults, filled("%s without a fault", {counted(count, "definition")}), own("check"),
+                   own("list"));
 }
 
 void addList(const ManagedList& list, Diagnosis* diagnosis) {
     if (!list.isUsable()) {
-        diagnosis->add("managed sensors", checkListFile(list), "", "check");
+        diagnosis->add("managed sensors", checkListFile(list), "", own("check"), own("sensors"));
         return;
     }
     const std::size_t faulty = faultyElements(list);
@@ -166,25 +189,25 @@ void addList(const ManagedList& list, Diagnosis* diagnosis) {
         diagnosis->add(Health::FAULT, "managed sensors",
                        filled("%s of %s list elements are faulty",
                               {std::to_string(faulty), std::to_string(list.elements().size())}),
-                       "check");
+                       own("check"));
     else
         diagnosis->add(Health::OK, "managed sensors",
-                       filled("%s in [%s]", {counted(list.elements().size(), "sensor"), list.file()}));
+                       filled("%s in [%s]", {counted(list.elements().size(), "sensor"), list.file()}), own("sensors"));
 }
 
 void addOperations(Diagnosis* diagnosis) {
     const GenerationPaths paths = GenerationPaths::ofDevice();
     if (isInterrupted(paths))
         diagnosis->add(Health::FAULT, "operations",
-                       filled("one was interrupted, and the storage is neither old nor new"), "recover");
+                       filled("one was interrupted, and the storage is neither old nor new"), own("recover"));
     else if (isUnfinished(paths))
         diagnosis->add(Health::NOTE, "operations", filled("one has done its work and was killed before its end"),
-                       "recover");
+                       own("recover"));
     const std::string holder = OperationLock::holder();
     if (!holder.empty())
-        diagnosis->add(Health::NOTE, "operations", holder);
+        diagnosis->add(Health::NOTE, "operations", holder, own("history"));
     else if (!isInterrupted(paths) && !isUnfinished(paths))
-        diagnosis->add(Health::OK, "operations", filled("none is running, none was interrupted"));
+        diagnosis->add(Health::OK, "operations", filled("none is running, none was interrupted"), own("history"));
 }
 
 void addRunner(Diagnosis* diagnosis) {
@@ -192,15 +215,17 @@ void addRunner(Diagnosis* diagnosis) {
     if (!isRunnerThere()) {
         diagnosis->add(Health::NOTE, "decoders",
                        program.empty() ? filled("no runner is configured: give one with --codec-runner")
-                                       : filled("There is no program [%s] to run decoders.", {program}));
+                                       : filled("There is no program [%s] to run decoders.", {program}),
+                       INSTALL_RUNNER);
         return;
     }
     Runner runner("function decodeUplink(input) { return {data: {}}; }", "doctor");
     const LoadResult& loaded = runner.load();
     if (loaded.kind == LoadResult::Kind::LOADED)
-        diagnosis->add(Health::OK, "decoders", filled("[%s] runs them with %s", {program, loaded.engine}));
+        diagnosis->add(Health::OK, "decoders", filled("[%s] runs them with %s", {program, loaded.engine}),
+                       own("check"));
     else
-        diagnosis->add(Health::FAULT, "decoders", loaded.text);
+        diagnosis->add(Health::FAULT, "decoders", loaded.text, "ls -l " + shellWord(program));
 }
 
 // --- the database
@@ -210,36 +235,39 @@ void addNotifications(const Inquiry& server, Diagnosis* diagnosis) {
     ReplyPtr reply;
     if (!server.ask({"CONFIG", "GET", "notify-keyspace-events"}, &reply).empty() || !errorOf(reply).empty() ||
         reply->elements != 2 || reply->element[1]->str == nullptr) {
-        diagnosis->add(Health::NOTE, "notifications", filled("the server does not tell its setting"));
+        diagnosis->add(Health::NOTE, "notifications", filled("the server does not tell its setting"),
+                       serverCommand("acl list"));
         return;
     }
     const std::string setting(reply->element[1]->str, static_cast<std::size_t>(reply->element[1]->len));
     const bool isOn = setting.find('K') != std::string::npos &&
                       (setting.find('A') != std::string::npos || setting.find('h') != std::string::npos);
     if (isOn)
-        diagnosis->add(Health::OK, "notifications", filled("changes of keys are told (%s)", {setting}));
+        diagnosis->add(Health::OK, "notifications", filled("changes of keys are told (%s)", {setting}),
+                       own("watch --timeout 10"));
     else
         diagnosis->add(Health::NOTE, "notifications",
                        filled("changes of keys are not told; the next program that watches them turns that on"),
-                       "watch --timeout 10");
+                       own("watch --timeout 10"));
 }
 
-bool addDatabase(const Inquiry& server, Diagnosis* diagnosis) {
-    const std::string fault = server.open();
+bool addDatabase(const Inquiry& server, const std::string& next, Diagnosis* diagnosis) {
+    const ServerFault fault = server.open();
     if (!fault.empty()) {
-        diagnosis->add(Health::FAULT, "database", fault);
+        diagnosis->add(Health::FAULT, "database", fault.text, fault.command);
         return false;
     }
     diagnosis->add(Health::OK, "database",
                    filled("number %s at [%s] answers", {std::to_string(Env::inst().conf().getDfnDatabaseNumber()),
-                                                        Env::inst().conf().getDfnDatabaseSocket()}));
+                                                        Env::inst().conf().getDfnDatabaseSocket()}),
+                   next);
     addNotifications(server, diagnosis);
     return true;
 }
 
 // --- one sensor
 
-void addValues(const Definition& definition, const std::string& sensor, const SensorState& state,
+void addValues(const Definition& definition, const std::string& reading, const SensorState& state,
                Diagnosis* diagnosis) {
     std::vector<StoredValue> bad;
     std::size_t missing = 0;
@@ -252,64 +280,70 @@ void addValues(const Definition& definition, const std::string& sensor, const Se
         undeclared += stored.state == StoredValue::State::UNDECLARED ? 1 : 0;
     }
     for (const StoredValue& stored : bad)
-        diagnosis->add(Health::FAULT, "values", stored.fault, "read " + sensor);
+        diagnosis->add(Health::FAULT, "values", stored.fault, reading);
     if (missing != 0)
-        diagnosis->add(Health::NOTE, "values", filled("%s missing", {counted(missing, "value")}), "read " + sensor);
+        diagnosis->add(Health::NOTE, "values", filled("%s missing", {counted(missing, "value")}), reading);
     if (undeclared != 0)
         diagnosis->add(Health::NOTE, "values",
-                       filled("%s that the definition does not have", {counted(undeclared, "field")}),
-                       "read " + sensor);
+                       filled("%s that the definition does not have", {counted(undeclared, "field")}), reading);
     if (bad.empty() && missing + undeclared == 0)
         diagnosis->add(Health::OK, "values",
-                       filled("%s, as the definition says", {counted(state.fields.size(), "value")}));
+                       filled("%s, as the definition says", {counted(state.fields.size(), "value")}), reading);
 }
 
 void addKey(const Definition& definition, const ListElement& element, const SensorState& state, Diagnosis* diagnosis) {
     const std::string key = element.sensorKey();
     if (state.kind == SensorState::Kind::OTHER) {
-        diagnosis->add(Health::FAULT, "key", filled("[%s] is no hash, so that no host can write to it", {key}));
+        diagnosis->add(Health::FAULT, "key", filled("[%s] is no hash, so that no host can write to it", {key}),
+                       serverCommand("-n " + std::to_string(Env::inst().conf().getDfnDatabaseNumber()) + " type " +
+                                     shellWord(key)));
         return;
     }
     if (state.kind == SensorState::Kind::MISSING) {
         diagnosis->add(Health::FAULT, "key",
                        filled("The database has no key [%s]: nothing was written, or it has expired.", {key}),
-                       "watch --timeout 60");
+                       own("watch --timeout 60"));
         return;
     }
     const std::optional<std::int64_t> age = secondsSinceWrite(state);
     if (!state.millisecondsLeft)
-        diagnosis->add(Health::NOTE, "age", filled("not known: the key does not expire, so that old values stay"));
+        diagnosis->add(Health::NOTE, "age", filled("not known: the key does not expire, so that old values stay"),
+                       own("db expire", key));
     else if (!age)
-        diagnosis->add(Health::NOTE, "age", filled("not known: the key lives longer than is configured"));
+        diagnosis->add(Health::NOTE, "age", filled("not known: the key lives longer than is configured"),
+                       own("db expire", key));
     else
         diagnosis->add(Health::OK, "age",
-                       filled("last written %s ago", {counted(static_cast<std::size_t>(*age), "second")}));
-    addValues(definition, element.entry.src + " " + element.entry.id, state, diagnosis);
+                       filled("last written %s ago", {counted(static_cast<std::size_t>(*age), "second")}),
+                       own("read " + wordsOf(element)) + " --watch");
+    addValues(definition, own("read " + wordsOf(element)), state, diagnosis);
 }
 
 // Returns whether there is a definition to go on with.
 bool addDefinition(Storages& storages, const Definition& definition, Diagnosis* diagnosis) {
     const bool hides = storages.decidingFor(definition.name) == STORAGE_CUSTOM && storages.isHiding(definition.name);
     if (!definition.verdict.valid) {
-        diagnosis->add("definition", checkDefinition(definition), "", "show " + definition.name);
+        diagnosis->add("definition", checkDefinition(definition), "", own("show", definition.name),
+                       own("show", definition.name));
         return false;
     }
     if (hides)
         diagnosis->add(Health::NOTE, "definition",
                        filled("[%s] is the custom one and hides the default one", {definition.name}),
-                       "diff " + definition.name);
+                       own("diff", definition.name));
     else
-        diagnosis->add(Health::OK, "definition", filled("[%s] in [%s]", {definition.name, definition.file}));
+        diagnosis->add(Health::OK, "definition", filled("[%s] in [%s]", {definition.name, definition.file}),
+                       own("show", definition.name));
     return true;
 }
 
 void addDecoder(const Definition& definition, Diagnosis* diagnosis) {
     if (definition.verdict.decoderPath.empty()) {
-        diagnosis->add(Health::NOTE, "decoder", filled("the definition has none"));
+        diagnosis->add(Health::NOTE, "decoder", filled("the definition has none"), own("show", definition.name));
         return;
     }
     if (codecSettings().runner.empty()) {
-        diagnosis->add(Health::NOTE, "decoder", filled("it was not run: no runner is configured"));
+        diagnosis->add(Health::NOTE, "decoder", filled("it was not run: no runner is configured"), INSTALL_RUNNER);
         return;
     }
     CodecCheck decoders(true);
@@ -319,17 +353,18 @@ void addDecoder(const Definition& definition, Diagnosis* diagnosis) {
     const bool hasExamples = !readExamples(definition.document).sound.empty();
     diagnosis->add("decoder", findings,
                    hasExamples ? filled("it loads, and its examples pass") : filled("it loads; it has no examples"),
-                   "check");
+                   isRunnerThere() ? own("check") : INSTALL_RUNNER, own("show", definition.name));
 }
 
 ExitCode examineSensor(Device& device, const ListElement& element, unsigned int wait, const Answer& answer) {
     const ManagedList& list = device.list();
     Diagnosis diagnosis;
-    diagnosis.add(Health::OK, "sensor", filled("%s in [%s]", {element.sensorKey(), list.file()}));
+    diagnosis.add(Health::OK, "sensor", filled("%s in [%s]", {element.sensorKey(), list.file()}),
+                  own("resolve " + wordsOf(element)));
     const std::string name = element.definitionName();
     Storages& storages = device.storages();
     if (!storages.lists(name)) {
-        diagnosis.add("definition", {missingDefinition(list, element)}, "", "list");
+        diagnosis.add("definition", {missingDefinition(list, element)}, "", own("list"), own("list"));
         return diagnosis.answerWith(answer);
     }
     const Definition definition = storages.directoryFor(name).load(name);
@@ -338,12 +373,12 @@ ExitCode examineSensor(Device& device, const ListElement& element, unsigned int 
         addDecoder(definition, &diagnosis);
     const Inquiry server{TimeLimit(wait)};
     std::vector<SensorState> states;
-    if (addDatabase(server, &diagnosis) && isSound) {
-        const std::string fault = readSensors(server, {element.sensorKey()}, &states);
+    if (addDatabase(server, own("db get", element.sensorKey()), &diagnosis) && isSound) {
+        const ServerFault fault = readSensors(server, {element.sensorKey()}, &states);
         if (fault.empty())
             addKey(definition, element, states.front(), &diagnosis);
         else
-            diagnosis.add(Health::FAULT, "key", fault);
+            diagnosis.add(Health::FAULT, "key", fault.text, fault.command);
     }
     return diagnosis.answerWith(answer);
 }
@@ -356,7 +391,7 @@ ExitCode examineDevice(unsigned int wait, const Answer& answer) {
     addList(device.list(), &diagnosis);
     addOperations(&diagnosis);
     addRunner(&diagnosis);
-    addDatabase(Inquiry{TimeLimit(wait)}, &diagnosis);
+    addDatabase(Inquiry{TimeLimit(wait)}, own("read --all"), &diagnosis);
     return diagnosis.answerWith(answer);
 }
 

@@ -115,11 +115,11 @@ ExitCode readElement(Device& device, const ListElement& element, const AskedSens
             request.time, answer);
     const Inquiry server{TimeLimit(request.time.waitSeconds())};
     std::vector<SensorState> states;
-    std::string fault = server.open();
+    ServerFault fault = server.open();
     if (fault.empty())
         fault = readSensors(server, {element.sensorKey()}, &states);
     if (!fault.empty())
-        return answer.failed(ExitCode::NO_DATABASE, fault);
+        return answer.failed(ExitCode::NO_DATABASE, fault.text);
     return answerState(element.sensorKey(), definition, property, states.front(), answer);
 }
 
@@ -146,11 +146,11 @@ ExitCode readAll(const ReadRequest& request, const Answer& answer) {
     }
     const Inquiry server{TimeLimit(request.time.waitSeconds())};
     std::vector<SensorState> states;
-    std::string fault = server.open();
+    ServerFault fault = server.open();
     if (fault.empty())
         fault = readSensors(server, keys, &states);
     if (!fault.empty())
-        return answer.failed(ExitCode::NO_DATABASE, fault);
+        return answer.failed(ExitCode::NO_DATABASE, fault.text);
     Table table(answer.isJson(), {{"sensor", "SENSOR"},
                                   {"definition", "DEFINITION"},
                                   {"fields", "FIELDS"},

@@ -34,7 +34,7 @@ void WatchTime::begin() {
 std::string WatchTime::openServer() const {
     TimeLimit start(seconds == 0 ? wait : std::min(wait, seconds));
     start.end = std::min(start.end, wanted.end.value_or(start.end));
-    return Inquiry(start).open();
+    return Inquiry(start).open().text;
 }
 
 std::string utcText(std::chrono::system_clock::time_point time) {

@@ -21,9 +21,19 @@ namespace {
 // Of a longer path the client library takes the first 107 bytes, perhaps with a stray one after them: another socket.
 constexpr std::size_t LONGEST_PATH = 106;
 
-std::string silence(const std::string& path, const TimeLimit& limit) {
-    return filled("The server at [%s] did not answer within %s. It may be halted or busy: look at it, or raise --wait.",
-                  {path, counted(limit.seconds, "second")});
+// The names that the packages of the distribution give to the server and its files.
+constexpr const char* STATE_OF_SERVICE = "systemctl status redis-server";
+constexpr const char* START_OF_SERVICE = "sudo systemctl start redis-server";
+constexpr const char* LOG_OF_SERVICE = "sudo journalctl -u redis-server -n 50";
+constexpr const char* PROCESS_OF_SERVER = "ps -o pid,stat,time,args -C redis-server";
+constexpr const char* PASSWORD_OF_SERVER = "sudo grep -n requirepass /etc/redis/redis.conf";
+constexpr const char* LISTENERS = "sudo ss -xlp";
+
+ServerFault silence(const std::string& path, const TimeLimit& limit) {
+    return {
+        filled("The server at [%s] did not answer within %s. It may be halted or busy: look at it, or raise --wait.",
+               {path, counted(limit.seconds, "second")}),
+        PROCESS_OF_SERVER};
 }
 
 int millisecondsLeft(const TimeLimit& limit) {
@@ -41,20 +51,22 @@ void limitConnecting(int descriptor, const TimeLimit& limit) {
     setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &time, sizeof(time));
 }
 
-std::string reasonOfConnecting(int error, const std::string& path, const TimeLimit& limit) {
+ServerFault reasonOfConnecting(int error, const std::string& path, const TimeLimit& limit) {
+    const std::string mode = "ls -l " + shellWord(path);
     switch (error) {
     case ENOENT:
     case ENOTDIR:
-        return filled("There is no socket [%s]. Start the server, or correct --socket.", {path});
+        return {filled("There is no socket [%s]. Start the server, or correct --socket.", {path}), STATE_OF_SERVICE};
     case ECONNREFUSED:
-        return filled("Nobody listens at the socket [%s]. Start the server, or correct --socket.", {path});
+        return {filled("Nobody listens at the socket [%s]. Start the server, or correct --socket.", {path}),
+                START_OF_SERVICE};
     case EACCES:
     case EPERM:
-        return filled("You may not use the socket [%s]. Run the tool as a user who may write it.", {path});
+        return {filled("You may not use the socket [%s]. Run the tool as a user who may write it.", {path}), mode};
     case EAGAIN:
         return silence(path, limit);
     default:
-        return filled("The socket [%s] cannot be used: %s. Correct --socket.", {path, reasonOf(error)});
+        return {filled("The socket [%s] cannot be used: %s. Correct --socket.", {path, reasonOf(error)}), mode};
     }
 }
 
@@ -66,22 +78,27 @@ std::string encoded(const std::vector<std::string>& words) {
 }
 
 // What keeps every command from being carried out; other errors are for the command itself to find.
-std::string commonFault(const std::string& error, const std::string& path) {
+ServerFault commonFault(const std::string& error, const std::string& path) {
     if (startsWith(error, "NOAUTH"))
-        return filled("The server at [%s] wants a password, and the library has none. Let it serve its socket without.",
-                      {path});
+        return {
+            filled("The server at [%s] wants a password, and the library has none. Let it serve its socket without.",
+                   {path}),
+            PASSWORD_OF_SERVER};
     if (startsWith(error, "LOADING"))
-        return filled("The server at [%s] is still loading its data. Try again in a moment.", {path});
-    return "";
+        return {filled("The server at [%s] is still loading its data. Try again in a moment.", {path}),
+                serverCommand("info persistence")};
+    return {};
 }
 
-std::string selectionFault(const std::string& error, const std::string& path) {
+ServerFault selectionFault(const std::string& error, const std::string& path) {
     const std::string number = std::to_string(Env::inst().conf().getDfnDatabaseNumber());
     if (error.find("DB index") != std::string::npos)
-        return filled("The server at [%s] has no database %s: %s. Correct --db, or the number of its databases.",
-                      {path, number, error});
-    return filled("The server at [%s] does not let database %s be used: %s. Look at its configuration.",
-                  {path, number, error});
+        return {filled("The server at [%s] has no database %s: %s. Correct --db, or the number of its databases.",
+                       {path, number, error}),
+                serverCommand("config get databases")};
+    return {filled("The server at [%s] does not let database %s be used: %s. Look at its configuration.",
+                   {path, number, error}),
+            serverCommand("acl list")};
 }
 
 } // namespace
@@ -94,14 +111,14 @@ Inquiry::Inquiry(const TimeLimit& timeLimit)
     : path(Env::inst().conf().getDfnDatabaseSocket()), limit(timeLimit),
       peer(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)), reader(redisReaderCreate()) {}
 
-std::string Inquiry::open() const {
-    const std::string fault = connect();
+ServerFault Inquiry::open() const {
+    ServerFault fault = connect();
     return fault.empty() ? select() : fault;
 }
 
-std::string Inquiry::select() const {
+ServerFault Inquiry::select() const {
     ReplyPtr reply;
-    std::string fault = ask({"SELECT", std::to_string(Env::inst().conf().getDfnDatabaseNumber())}, &reply);
+    ServerFault fault = ask({"SELECT", std::to_string(Env::inst().conf().getDfnDatabaseNumber())}, &reply);
     if (!fault.empty())
         return fault;
     if (const std::string error = errorOf(reply); !error.empty()) {
@@ -113,10 +130,11 @@ std::string Inquiry::select() const {
     return fault.empty() ? commonFault(errorOf(reply), path) : fault;
 }
 
-std::string Inquiry::connect() const {
+ServerFault Inquiry::connect() const {
     if (path.size() > LONGEST_PATH)
-        return filled("The path of the socket has %s bytes, more than %s: [%s]. Give a shorter one, as a link to it.",
-                      {std::to_string(path.size()), std::to_string(LONGEST_PATH), path});
+        return {filled("The path of the socket has %s bytes, more than %s: [%s]. Give a shorter one, as a link to it.",
+                       {std::to_string(path.size()), std::to_string(LONGEST_PATH), path}),
+                "sudo ln -s " + shellWord(path) + " /run/redis.sock"};
     if (!peer.isOpen() || !reader)
         return reasonOfConnecting(errno, path, limit);
     limitConnecting(peer.number(), limit);
@@ -124,7 +142,7 @@ std::string Inquiry::connect() const {
     address.sun_family = AF_UNIX;
     path.copy(address.sun_path, LONGEST_PATH);
     if (::connect(peer.number(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0)
-        return "";
+        return {};
     return reasonOfConnecting(errno, path, limit);
 }
 
@@ -134,27 +152,28 @@ void Inquiry::send(const std::vector<std::string>& command) const {
     static_cast<void>(::send(peer.number(), bytes.data(), bytes.size(), MSG_NOSIGNAL));
 }
 
-std::string Inquiry::ask(const std::vector<std::string>& command, ReplyPtr* reply) const {
+ServerFault Inquiry::ask(const std::vector<std::string>& command, ReplyPtr* reply) const {
     send(command);
     return receive(reply);
 }
 
-std::string Inquiry::receive(ReplyPtr* reply) const {
+ServerFault Inquiry::receive(ReplyPtr* reply) const {
     for (;;) {
         void* whole = nullptr;
         if (redisReaderGetReply(reader.get(), &whole) != REDIS_OK)
-            return filled("What listens at [%s] does not speak the protocol of the database. Correct --socket.",
-                          {path});
+            return {
+                filled("What listens at [%s] does not speak the protocol of the database. Correct --socket.", {path}),
+                LISTENERS};
         if (whole != nullptr) {
             reply->reset(static_cast<redisReply*>(whole));
-            return "";
+            return {};
         }
-        if (std::string failure = receiveBytes(); !failure.empty())
+        if (ServerFault failure = receiveBytes(); !failure.empty())
             return failure;
     }
 }
 
-std::string Inquiry::receiveBytes() const {
+ServerFault Inquiry::receiveBytes() const {
     std::array<char, 16384> bytes;
     pollfd readable{peer.number(), POLLIN, 0};
     if (poll(&readable, 1, millisecondsLeft(limit)) == 0)
@@ -163,7 +182,13 @@ std::string Inquiry::receiveBytes() const {
     if (size > 0)
         redisReaderFeed(reader.get(), bytes.data(), static_cast<std::size_t>(size));
     const bool comesLater = size < 0 && (errno == EAGAIN || errno == EINTR);
-    return size > 0 || comesLater ? "" : filled("The server at [%s] closed the connection. Look at its log.", {path});
+    if (size > 0 || comesLater)
+        return {};
+    return {filled("The server at [%s] closed the connection. Look at its log.", {path}), LOG_OF_SERVICE};
+}
+
+std::string serverCommand(const std::string& words) {
+    return "redis-cli -s " + shellWord(Env::inst().conf().getDfnDatabaseSocket()) + " " + words;
 }
 
 std::string errorOf(const ReplyPtr& reply) {

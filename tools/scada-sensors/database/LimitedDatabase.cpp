@@ -18,9 +18,9 @@ namespace {
 using Clock = TimeLimit::Clock;
 
 void requireServer(const TimeLimit& limit) {
-    const std::string fault = Inquiry(limit).open();
+    const ServerFault fault = Inquiry(limit).open();
     if (!fault.empty())
-        throw NoDatabase(fault);
+        throw NoDatabase(fault.text);
 }
 
 // Waits in pieces: a wait of many years does not fit the system's time on 32-bit machines.

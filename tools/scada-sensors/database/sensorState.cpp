@@ -30,14 +30,16 @@ SensorState stateOf(const redisReply& fields, const redisReply& time) {
 }
 
 // A key that is no hash is answered with an error; another error concerns every key.
-std::string faultOf(const ReplyPtr& reply) {
+ServerFault faultOf(const ReplyPtr& reply) {
     const std::string error = errorOf(reply);
-    return startsWith(error, "WRONGTYPE") ? "" : error;
+    if (error.empty() || startsWith(error, "WRONGTYPE"))
+        return {};
+    return {error, serverCommand("acl list")};
 }
 
 } // namespace
 
-std::string readSensors(const Inquiry& server, const std::vector<std::string>& keys, std::vector<SensorState>* states) {
+ServerFault readSensors(const Inquiry& server, const std::vector<std::string>& keys, std::vector<SensorState>* states) {
     // Both sides would wait for ever if neither read what the other one has written.
     constexpr std::size_t AT_ONCE = 64;
     for (std::size_t from = 0; from < keys.size(); from += AT_ONCE) {
@@ -50,15 +52,15 @@ std::string readSensors(const Inquiry& server, const std::vector<std::string>& k
             ReplyPtr fields;
             ReplyPtr time;
             for (ReplyPtr* reply : {&fields, &time}) {
-                if (std::string fault = server.receive(reply); !fault.empty())
+                if (ServerFault fault = server.receive(reply); !fault.empty())
                     return fault;
-                if (std::string fault = faultOf(*reply); !fault.empty())
+                if (ServerFault fault = faultOf(*reply); !fault.empty())
                     return fault;
             }
             states->push_back(stateOf(*fields, *time));
         }
     }
-    return "";
+    return {};
 }
 
 std::optional<std::int64_t> secondsSinceWrite(const SensorState& state) {

@@ -25,7 +25,7 @@ struct SensorState {
 
 /// Reads the keys of sensors into `*states`, in their order, many at once. Returns what is wrong with the server, or
 /// nothing.
-std::string readSensors(const Inquiry& server, const std::vector<std::string>& keys, std::vector<SensorState>* states);
+ServerFault readSensors(const Inquiry& server, const std::vector<std::string>& keys, std::vector<SensorState>* states);
 
 /// Returns how long ago the key was written, from the configured expiry, which each write sets anew; nothing for a key
 /// without an expiry, or with a longer one.

@@ -17,6 +17,16 @@ std::string shortened(const std::string& text, std::size_t longest) {
     return text.substr(0, length);
 }
 
+std::string shellWord(const std::string& word) {
+    constexpr const char* PLAIN = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-+:@%,=";
+    if (!word.empty() && word.find_first_not_of(PLAIN) == std::string::npos)
+        return word;
+    std::string quoted = "'";
+    for (const char c : word)
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+}
+
 bool startsWith(std::string_view text, std::string_view prefix) {
     return text.substr(0, prefix.size()) == prefix;
 }

@@ -12,6 +12,9 @@ std::string counted(std::size_t count, const std::string& noun);
 /// Returns at most so many bytes of a text from its start. A letter stays whole.
 std::string shortened(const std::string& text, std::size_t longest);
 
+/// Returns a word as it is typed in a shell, between quotes where it needs them.
+std::string shellWord(const std::string& word);
+
 bool startsWith(std::string_view text, std::string_view prefix);
 bool endsWith(std::string_view text, std::string_view suffix);
 
