@@ -65,6 +65,7 @@ def check_words():
     check(["read", "recover", "remove", "resolve"], "re")
     check(["--dry-run"], "install", "upload", "--dr")
     check(["--wait", "--watch"], "read", "lora", "--wa")
+    check(["--wait"], "doctor", "lora", "--wa")
     check(["--storage"], "--db", "7", "list", "--sto")
     check(["list"], "--custom-dir", "=", "custom", "li")
     check(["custom"], "list", "--storage", "=", "cu")

@@ -3,6 +3,7 @@
 #include "DecoderTest.h"
 #include "RedisServer.h"
 #include "ScriptedRedis.h"
+#include "ToolProcess.h"
 #include "jsonText.h"
 #include "rowName.h"
 
@@ -12,9 +13,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <functional>
+#include <future>
 #include <sstream>
+#include <thread>
 
 namespace {
 
@@ -39,7 +44,7 @@ protected:
 
     // Below each line is the command that leads on. A sensor that only faulty elements have is answered as by resolve.
     ToolRun doctor(std::vector<std::string> words, const std::string& socket) const {
-        words.insert(words.begin(), {"doctor", "--socket", socket, "--wait", "2"});
+        words.insert(words.begin(), {"doctor", "--socket", socket});
         const ToolRun result = runWith(words);
         std::istringstream lines(result.out);
         std::string command;
@@ -125,7 +130,7 @@ INSTANTIATE_TEST_SUITE_P(
               "    sudo systemctl start redis-server\n"},
         Cause{
             "server_is_halted", [](Doctor& device) { device.server.pause(); },
-            "fault database: The server at [$S] did not answer within 2 seconds. It may be halted or busy: look at it, "
+            "fault database: The server at [$S] did not answer within 5 seconds. It may be halted or busy: look at it, "
             "or raise --wait.\n    ps -o pid,stat,time,args -C redis-server\n"},
         Cause{"socket_may_not_be_used", [](Doctor& device) { chmod(device.server.socket().c_str(), 0); },
               "fault database: You may not use the socket [$S]. Run the tool as a user who may write it.\n"
@@ -317,6 +322,88 @@ INSTANTIATE_TEST_SUITE_P(
                 "What listens at [$S] does not speak the protocol of the database. Correct --socket.",
                 "sudo ss -xlp"}),
     rowName);
+
+class DoctorWaits : public Doctor {
+protected:
+    // Runs the doctor and does `change` when it listens.
+    ToolRun doctorDuring(const std::vector<std::string>& words, const std::function<void()>& change) {
+        auto result = std::async(std::launch::async, [this, &words] { return doctor(words); });
+        EXPECT_TRUE(becomesTrue([this] { return server.run({"PUBSUB", "NUMPAT"}) == "(integer 1)"; }));
+        change();
+        ToolRun ended = result.get();
+        EXPECT_EQ(ended.err, "scada-sensors: waiting " + words[2] + " seconds for a new value of [lora@aa]\n");
+        return ended;
+    }
+};
+
+// The key is judged with the new value.
+TEST_F(DoctorWaits, untilAValueComes) {
+    server.run({"DEL", KEY});
+    const auto start = std::chrono::steady_clock::now();
+    const ToolRun result = doctorDuring({"aa", "--wait", "60"}, [this] {
+        server.run({"HSET", "lora@bb", "t", "1"});
+        std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+        server.run({"HSET", KEY, "t", "21.5", "b", "50"});
+    });
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.out, ::testing::ContainsRegex("ok new values: one came after [12] seconds?\n"
+                                                     "    scada-sensors read lora aa\n"));
+    EXPECT_THAT(result.out, HasSubstr("ok values: 2 values, as the definition says\n"));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
+}
+
+TEST_F(DoctorWaits, butNotForOtherChanges) {
+    const ToolRun result = doctorDuring({"aa", "--wait", "3"}, [this] {
+        server.run({"EXPIRE", KEY, "129600"});
+        server.run({"HDEL", KEY, "b"});
+        server.run({"HSET", "lora@bb", "t", "1"});
+    });
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.out, HasSubstr("note new values: none came in 3 seconds\n"
+                                      "    scada-sensors read lora aa --watch\n"));
+    EXPECT_THAT(result.out, HasSubstr("note values: 1 value missing\n"));
+}
+
+TEST_F(DoctorWaits, andTellsOfAServerThatGoes) {
+    ToolRun result = doctorDuring({"aa", "--wait", "4"}, [this] { server.kill(); });
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.out, HasSubstr("fault new values: the server did not announce changes all the time\n"
+                                      "    scada-sensors doctor\n"
+                                      "fault database: Nobody listens at the socket ["));
+    server.start();
+    result = doctorDuring({"aa", "--wait", "4"}, [this] { server.run({"CLIENT", "KILL", "TYPE", "pubsub"}); });
+    EXPECT_THAT(result.out, HasSubstr("note new values: the server did not announce changes all the time\n"));
+}
+
+TEST_F(DoctorWaits, andTellsOfAServerThatRefuses) {
+    server.run({"ACL", "SETUSER", "default", "-config"});
+    const ToolRun result = doctor({"aa", "--wait", "2"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(replaced(result.out, server.socket(), "$S"),
+                HasSubstr("note new values: the server refuses to announce them\n"
+                          "    redis-cli -s $S config set notify-keyspace-events KA\n"));
+}
+
+TEST_F(DoctorWaits, untilTheUserEndsIt) {
+    ToolProcess tool({"--default-dir", temp / "default", "--custom-dir", temp / "custom", "--map", temp / "list.json",
+                      "--codec-runner", "", "--socket", server.socket(), "--log-level", "off", "doctor", "aa", "--wait",
+                      "60"});
+    EXPECT_TRUE(becomesTrue([this] { return server.run({"PUBSUB", "NUMPAT"}) == "(integer 1)"; }));
+    // A subscription that the server has confirmed may still be on its way.
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    tool.send(SIGINT);
+    EXPECT_EQ(tool.wait(), 0);
+    const std::string screen = tool.screen();
+    EXPECT_THAT(screen, ::testing::ContainsRegex("note new values: none came in [0-9] seconds?\n"));
+    EXPECT_THAT(screen, HasSubstr("ok values: 2 values, as the definition says\n"));
+}
+
+TEST_F(DoctorWaits, forNoValueWithoutASensor) {
+    const ToolRun result = doctor({"--wait", "30"});
+    EXPECT_THAT(result.out, Not(HasSubstr("new values")));
+    server.pause();
+    EXPECT_THAT(doctor({"--wait", "1"}).out, HasSubstr("did not answer within 1 second."));
+}
 
 TEST_F(Doctor, quotesWhatAShellWouldChange) {
     otherSocket = place("it's here");

@@ -13,6 +13,7 @@
 #include "commands/findingText.h"
 #include "commands/wholeNumber.h"
 #include "database/sensorState.h"
+#include "database/watchChanges.h"
 #include "device/CodecSettings.h"
 #include "device/Device.h"
 #include "device/GenerationPaths.h"
@@ -28,13 +29,18 @@
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 
+#include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Kelvra::SCADA::Tool {
@@ -114,7 +120,9 @@ private:
 
 struct DoctorRequest {
     std::vector<std::string> words;
-    unsigned int wait = STANDARD_WAIT;
+    unsigned int wait = 0; ///< 0: not given
+
+    unsigned int secondsForServer() const { return wait == 0 ? STANDARD_WAIT : wait; }
 };
 
 // --- the device
@@ -356,7 +364,79 @@ void addDecoder(const Definition& definition, Diagnosis* diagnosis) {
                    isRunnerThere() ? own("check") : INSTALL_RUNNER, own("show", definition.name));
 }
 
-ExitCode examineSensor(Device& device, const ListElement& element, unsigned int wait, const Answer& answer) {
+void addState(const Definition& definition, const ListElement& element, const Inquiry& server, Diagnosis* diagnosis) {
+    std::vector<SensorState> states;
+    const ServerFault fault = readSensors(server, {element.sensorKey()}, &states);
+    if (fault.empty())
+        addKey(definition, element, states.front(), diagnosis);
+    else
+        diagnosis->add(Health::FAULT, "key", fault.text, fault.command);
+}
+
+bool writesValues(const std::string& event) {
+    constexpr std::array<std::string_view, 7> EVENTS{"copy_to", "hincrby",   "hincrbyfloat", "hset",
+                                                     "move_to", "rename_to", "restore"};
+    return std::find(EVENTS.begin(), EVENTS.end(), event) != EVENTS.end();
+}
+
+// What was heard of a key until a new value came, the time was up or the user ended it.
+struct Heard {
+    std::atomic<bool> hasValue{false};
+    std::atomic<bool> wasLost{false};
+    std::atomic<TimeLimit::Clock::rep> ticks{0};
+};
+
+void addHeard(const Heard& heard, TimeLimit::Clock::duration whole, WatchState last, const ListElement& element,
+              Diagnosis* diagnosis) {
+    const char* subject = "new values";
+    const auto text = [](TimeLimit::Clock::duration time) {
+        return counted(static_cast<std::size_t>(std::chrono::duration_cast<std::chrono::seconds>(time).count()),
+                       "second");
+    };
+    const std::string reading = own("read " + wordsOf(element));
+    if (heard.hasValue)
+        diagnosis->add(Health::OK, subject,
+                       filled("one came after %s", {text(TimeLimit::Clock::duration(heard.ticks))}), reading);
+    else if (last == WatchState::WATCHING && !heard.wasLost)
+        diagnosis->add(Health::NOTE, subject, filled("none came in %s", {text(whole)}), reading + " --watch");
+    else if (last == WatchState::REFUSED)
+        diagnosis->add(Health::NOTE, subject, filled("the server refuses to announce them"),
+                       serverCommand("config set notify-keyspace-events KA"));
+    else
+        diagnosis->add(last == WatchState::WATCHING ? Health::NOTE : Health::FAULT, subject,
+                       filled("the server did not announce changes all the time"), own("doctor"));
+}
+
+// The value that is awaited comes before the key is read, so that the lines on it tell of the new one.
+[[noreturn]] void awaitValue(const Definition& definition, const ListElement& element, unsigned int seconds,
+                             Diagnosis* diagnosis, const Answer& answer) {
+    const std::string key = element.sensorKey();
+    const TimeLimit limit(seconds);
+    const auto begin = TimeLimit::Clock::now();
+    answer.note(filled("waiting %s for a new value of [%s]", {counted(seconds, "second"), key}));
+    Heard heard;
+    WatchListener listener;
+    listener.changed = [&](const KeyChange& change) {
+        if (change.key != key || !writesValues(change.event))
+            return true;
+        heard.ticks = (TimeLimit::Clock::now() - begin).count();
+        heard.hasValue = true;
+        return false;
+    };
+    listener.turned = [&](WatchState now) { heard.wasLost = heard.wasLost || now != WatchState::WATCHING; };
+    listener.ended = [&](WatchState last) {
+        addHeard(heard, TimeLimit::Clock::now() - begin, last, element, diagnosis);
+        const Inquiry server{TimeLimit(STANDARD_WAIT)};
+        if (const ServerFault fault = server.open(); fault.empty())
+            addState(definition, element, server, diagnosis);
+        else
+            diagnosis->add(Health::FAULT, "database", fault.text, fault.command);
+        return diagnosis->answerWith(answer);
+    };
+    watchChanges({limit.end, std::chrono::seconds(STANDARD_WAIT)}, listener);
+}
+
+ExitCode examineSensor(Device& device, const ListElement& element, const DoctorRequest& request, const Answer& answer) {
     const ManagedList& list = device.list();
     Diagnosis diagnosis;
     diagnosis.add(Health::OK, "sensor", filled("%s in [%s]", {element.sensorKey(), list.file()}),
@@ -371,14 +451,11 @@ ExitCode examineSensor(Device& device, const ListElement& element, unsigned int 
     const bool isSound = addDefinition(storages, definition, &diagnosis);
     if (isSound)
         addDecoder(definition, &diagnosis);
-    const Inquiry server{TimeLimit(wait)};
-    std::vector<SensorState> states;
+    const Inquiry server{TimeLimit(request.secondsForServer())};
     if (addDatabase(server, own("db get", element.sensorKey()), &diagnosis) && isSound) {
-        const ServerFault fault = readSensors(server, {element.sensorKey()}, &states);
-        if (fault.empty())
-            addKey(definition, element, states.front(), &diagnosis);
-        else
-            diagnosis.add(Health::FAULT, "key", fault.text, fault.command);
+        if (request.wait != 0)
+            awaitValue(definition, element, request.wait, &diagnosis, answer);
+        addState(definition, element, server, &diagnosis);
     }
     return diagnosis.answerWith(answer);
 }
@@ -400,19 +477,18 @@ ExitCode examineDevice(unsigned int wait, const Answer& answer) {
 Run declareDoctor(CLI::App& app) {
     const auto request = std::make_shared<DoctorRequest>();
     app.add_option("WORDS", request->words, "Sensor, as for resolve; without one: the device")->type_name("[SRC] ID");
-    app.add_option("--wait", request->wait, "Seconds to wait for the server")
+    app.add_option("--wait", request->wait, "Seconds to wait for a new value of the sensor, and for the server")
         ->transform(wholeNumber(1U, LONGEST_WAIT))
-        ->type_name("S")
-        ->capture_default_str();
+        ->type_name("S");
     return [request](const Answer& answer) {
         if (request->words.empty())
-            return examineDevice(request->wait, answer);
+            return examineDevice(request->secondsForServer(), answer);
         Device device;
         return withSensor(device.list(), request->words, answer,
                           [&](const ListElement& element, const AskedSensor& asked) {
                               if (!asked.rest.empty())
                                   return answer.badUsage(filled("too many words; try %s --help", {"doctor"}));
-                              return examineSensor(device, element, request->wait, answer);
+                              return examineSensor(device, element, *request, answer);
                           });
     };
 }

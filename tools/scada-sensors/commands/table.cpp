@@ -16,7 +16,7 @@ const std::vector<Command>& commands() {
          declareSensors},
         {"resolve", "resolve [SRC] ID [PROPERTY]",
          "Show one sensor, from its list element to its definition's property", declareResolve},
-        {"doctor", "doctor [[SRC] ID]",
+        {"doctor", "doctor [[SRC] ID] [--wait S]",
          "Tell why a sensor shows no data, or whether the device is in order, with the next command to type",
          declareDoctor},
         {"read", "read [SRC] ID [PROPERTY] [--watch] | --all",
