@@ -1,6 +1,7 @@
 #include "FaultTest.h"
 
 #include "StorageBuilder.h"
+#include "device/HiddenDefaults.h"
 #include "exitStatusOf.h"
 #include "files.h"
 
@@ -267,7 +268,7 @@ void FaultTest::prepare(const Operation& wanted, Way wantedWay) {
     operation = wanted;
     way = wantedWay;
     shell("rm -rf " + place + "/*");
-    makeDir(place + "/default");
+    addDefinition(place + "/default", "lora/demo/old", "Default");
     if (operation.hasStorage)
         layStorage();
     if (!operation.before.empty()) {
@@ -396,6 +397,7 @@ bool FaultTest::isInterrupted() const {
 
 void FaultTest::expectNextInstallation() const {
     const State before = stateOfCustom();
+    const bool keeps = isNew() && operation.arguments.front() == "install";
     const ToolRun next = run({"install", "$T/later"});
     EXPECT_EQ(next.status, 0) << next.out << next.err;
     State after = stateOfCustom();
@@ -414,10 +416,23 @@ void FaultTest::expectNextInstallation() const {
     std::error_code error;
     for (const fs::directory_entry& entry : fs::directory_iterator(place + "/custom.generations", error)) {
         const std::string name = entry.path().filename();
-        EXPECT_TRUE(name == "previous" || name == "history") << name;
+        EXPECT_TRUE(name == "previous" || name == "history" || name == "hidden") << name;
     }
+    if (keeps)
+        expectKeptDefault();
     for (const std::string& name : treeOf(place + "/staging"))
         ADD_FAILURE() << "in the staging directory: " << name;
+}
+
+// What the installation hid must have come to its place, whole, with the installation.
+void FaultTest::expectKeptDefault() const {
+    const Tool::InstalledFiles installed = Tool::installedFiles(place + "/custom", "lora/demo/old");
+    const std::string kept =
+        place + "/custom.generations/hidden/" + Tool::hiddenEntry("lora/demo/old", installed) + "/lora/demo/old";
+    for (const char* suffix : {".json", ".js"}) {
+        ASSERT_TRUE(fs::exists(kept + suffix));
+        EXPECT_EQ(readFile(kept + suffix), readFile(place + "/default/lora/demo/old" + suffix));
+    }
 }
 
 std::string FaultTest::phase() const {

@@ -184,6 +184,7 @@ private:
     bool shows(const State& state, const Definitions& definitions) const;
     std::string phase() const;
     void expectRefused() const;
+    void expectKeptDefault() const;
     void expectMended(bool forward) const;
 };
 

@@ -17,6 +17,8 @@ constexpr Remedy REMEDIES[] = {
     {"storage/unreachable", "Correct the owner or the mode, or run the tool as a user who may read it."},
     {"storage/not-a-directory", "Correct the path, or move the file out of the way."},
     {"storage/hides-default", "Remove the custom definition to use the default one."},
+    {"storage/default-changed",
+     "See \"scada-sensors diff NAME\"; adapt the custom definition and install it again, or remove it."},
     {"storage/interrupted",
      "Run \"scada-sensors recover\", or \"scada-sensors recover --forward\" to complete the operation."},
     {"storage/unfinished", "Run: scada-sensors recover"},

@@ -84,6 +84,7 @@ TEST_F(ToolTest, listAsJson) {
     {
       "decoder" : null,
       "file" : "$T/custom/lora/demo/th1.json",
+      "hidden_state" : null,
       "hides" : "default",
       "name" : "lora/demo/th1",
       "state" : "ok",

@@ -3,6 +3,7 @@
 #include "PreflightTest.h"
 #include "check/rules.h"
 #include "decoderPlants.h"
+#include "device/HiddenDefaults.h"
 #include "jsonText.h"
 #include "namesInSource.h"
 #include "rowName.h"
@@ -14,6 +15,8 @@
 namespace {
 
 using namespace Kelvra::SCADA::Test;
+using Kelvra::SCADA::Tool::hiddenEntry;
+using Kelvra::SCADA::Tool::installedFiles;
 using Kelvra::SCADA::Tool::Rule;
 namespace Rules = Kelvra::SCADA::Tool::Rules;
 
@@ -22,6 +25,7 @@ constexpr const Rule* RULES[] = {&Rules::STORAGE_NOT_CONFIGURED,
                                  &Rules::STORAGE_UNREACHABLE,
                                  &Rules::STORAGE_NOT_A_DIRECTORY,
                                  &Rules::STORAGE_HIDES_DEFAULT,
+                                 &Rules::STORAGE_DEFAULT_CHANGED,
                                  &Rules::STORAGE_INTERRUPTED,
                                  &Rules::STORAGE_UNFINISHED,
                                  &Rules::STORAGE_IN_PLACE,
@@ -165,6 +169,15 @@ const std::vector<Plant>& plantsOfStorages() {
              customDefinition(R"({"decoder": "th1.js", "properties": {}})")(dir);
          },
          {"storage/hides-default"}},
+        {"default_changed",
+         [](const std::string& dir) {
+             customDefinition(R"({"decoder": "th1.js", "properties": {}})")(dir);
+             writeFile(dir + "/custom/lora/demo/th1.js", "");
+             const std::string name = "lora/demo/th1";
+             const std::string entry = hiddenEntry(name, installedFiles(dir + "/custom", name));
+             writeFile(dir + "/custom.generations/hidden/" + entry + "/" + name + ".json", R"({"properties": {}})");
+         },
+         {"storage/hides-default", "storage/default-changed"}},
         {"operation_interrupted",
          [](const std::string& dir) { writeFile(dir + "/custom.generations/interrupted", "{}"); },
          {"storage/interrupted"}},

@@ -38,6 +38,9 @@ inline constexpr Rule STORAGE_NOT_A_DIRECTORY = {"storage/not-a-directory", Seve
                                                  "Correct the path, or move the file out of the way."};
 inline constexpr Rule STORAGE_HIDES_DEFAULT = {"storage/hides-default", Severity::NOTE,
                                                "Remove the custom definition to use the default one."};
+inline constexpr Rule STORAGE_DEFAULT_CHANGED = {
+    "storage/default-changed", Severity::NOTE,
+    R"(See "scada-sensors diff NAME"; adapt the custom definition and install it again, or remove it.)"};
 inline constexpr Rule STORAGE_INTERRUPTED = {
     "storage/interrupted", Severity::ERROR,
     R"(Run "scada-sensors recover", or "scada-sensors recover --forward" to complete the operation.)"};

@@ -1,6 +1,7 @@
 #include "check/storageRules.h"
 
 #include "check/definitionRules.h"
+#include "check/staleOverrides.h"
 #include "check/treeRules.h"
 #include "device/GenerationPaths.h"
 #include "device/paths.h"
@@ -68,6 +69,20 @@ Findings checkEnd(const std::string& dir) {
              filled("The last operation has put its state in place and has not come to its end.")}};
 }
 
+Findings checkHiding(const Storages& storages, const std::string& name) {
+    if (!storages.isHiding(name))
+        return {};
+    const std::string file = definitionFile(storages.of(STORAGE_CUSTOM).path(), name);
+    Findings findings = {
+        {Rules::STORAGE_HIDES_DEFAULT, {file}, filled("It hides the default definition [%s].", {name})}};
+    if (hasDefaultChanged(storages, name))
+        findings.push_back(
+            {Rules::STORAGE_DEFAULT_CHANGED,
+             {file},
+             filled("The default definition [%s] that it hides has changed since it was installed.", {name})});
+    return findings;
+}
+
 } // namespace
 
 Findings checkInterruption() {
@@ -87,12 +102,8 @@ Findings checkStorages(Storages& storages, const DefinitionCheck& also) {
     append(checkInterruption(), &findings);
     append(checkEnd(custom.path()), &findings);
     append(checkExchange(custom.path()), &findings);
-    for (const std::string& name : custom.names()) {
-        if (storages.isHiding(name))
-            findings.push_back({Rules::STORAGE_HIDES_DEFAULT,
-                                {definitionFile(custom.path(), name)},
-                                filled("It hides the default definition [%s].", {name})});
-    }
+    for (const std::string& name : custom.names())
+        append(checkHiding(storages, name), &findings);
     return findings;
 }
 

@@ -1,6 +1,7 @@
 #include "answer/printable.h"
 #include "check/definitionDifference.h"
 #include "check/definitionRules.h"
+#include "check/staleOverrides.h"
 #include "commands/Command.h"
 #include "commands/apart.h"
 #include "commands/differenceText.h"
@@ -23,6 +24,7 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <sstream>
 #include <utility>
 #include <vector>
 
@@ -67,6 +69,26 @@ public:
         byName.emplace(to.name, std::move(compared));
     }
 
+    /// Adds how a default definition that is hidden differs from the one of former times.
+    void addFormer(const Definition& former, const Definition& hidden) {
+        Compared& compared = byName.at(hidden.name);
+        Json::Value& item = compared.item["hidden_before"];
+        item["file"] = former.file;
+        item["shown"] = shown <= MOST_TEXT;
+        const std::size_t length = compared.words.size();
+        compared.words += "    " + filled("the default definition has changed since this one was installed:") + "\n";
+        if (!former.verdict.valid || !hidden.verdict.valid)
+            compared.words += "        " +
+                              printable(filled("they cannot be compared: %s",
+                                               {(former.verdict.valid ? hidden : former).verdict.state})) +
+                              "\n";
+        else if (shown > MOST_TEXT)
+            compared.words += "        " + filled("they differ; the answer is too long to show more") + "\n";
+        else
+            compareFormer(differenceBetween(former, hidden), &compared.words, &item);
+        shown += compared.words.size() - length + (isJson ? TEXT_OF_A_VALUE * valuesIn(item) : 0);
+    }
+
     const Compared* find(const std::string& name) const {
         const auto found = byName.find(name);
         return found == byName.end() ? nullptr : &found->second;
@@ -89,6 +111,14 @@ private:
         addDifference(difference, &compared->item);
         if (const Json::Value values = effects.jsonOf(to.name); !values.isNull())
             compared->item["values"] = values;
+    }
+
+    void compareFormer(const DefinitionDifference& difference, std::string* words, Json::Value* item) const {
+        std::istringstream lines(toText(difference));
+        for (std::string line; std::getline(lines, line);)
+            *words += "    " + line + "\n";
+        if (isJson)
+            addDifference(difference, item);
     }
 
     static void tellUnreadable(const Definition& definition, Compared* compared) {
@@ -153,6 +183,8 @@ ExitCode diffHidden(Storages& storages, const std::set<std::string>& names, bool
         const Definition hidden = storages.of(STORAGE_DEFAULT).load(name);
         const Definition hiding = storages.of(STORAGE_CUSTOM).load(name);
         comparisons.add(hidden, hiding, nullptr);
+        if (hasDefaultChanged(storages, name))
+            comparisons.addFormer(readDefinition(storages.formerDefault(name), name), hidden);
         report.add(name, wordOf(Effect::HIDES), wordsFor(Effect::HIDES), comparisons.find(name));
         for (const Definition* definition : {&hidden, &hiding}) {
             if (!definition->verdict.valid)

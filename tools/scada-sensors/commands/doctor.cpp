@@ -3,6 +3,7 @@
 #include "answer/printable.h"
 #include "check/definitionRules.h"
 #include "check/listRules.h"
+#include "check/staleOverrides.h"
 #include "check/storageRules.h"
 #include "codec/Examples.h"
 #include "codec/Runner.h"
@@ -169,12 +170,27 @@ void addDirectories(Diagnosis* diagnosis) {
     addDirectory("staging directory", conf.getDfnStagingDir(), Health::NOTE, diagnosis);
 }
 
+void addChangedDefaults(const Findings& findings, Diagnosis* diagnosis) {
+    std::vector<std::string> texts;
+    for (const Finding& finding : findings) {
+        if (finding.rule == &Rules::STORAGE_DEFAULT_CHANGED)
+            texts.push_back(finding.place.file + ": " + finding.text);
+    }
+    if (texts.size() == 1)
+        diagnosis->add(Health::NOTE, "definitions", texts.front(), own("diff"));
+    else if (!texts.empty())
+        diagnosis->add(Health::NOTE, "definitions",
+                       filled("%s since they were hidden, such as: %s",
+                              {counted(texts.size(), "default definition") + " changed", texts.front()}),
+                       own("diff"));
+}
+
 void addDefinitions(Device& device, Diagnosis* diagnosis) {
     Storages& storages = device.storages();
     for (const std::string& directory : storages.unreadable())
         diagnosis->add(Health::FAULT, "definitions", filled("[%s] cannot be read by this user", {directory}),
                        "ls -ld " + shellWord(directory));
-    Findings findings = checkStorages(storages, [](const Definition& /*definition*/, DefinitionPlaces* /*places*/) {
+    const Findings findings = checkStorages(storages, [](const Definition& /*definition*/, DefinitionPlaces* /*places*/) {
         return Findings();
     });
     const std::size_t count = storages.of(STORAGE_DEFAULT).names().size() + storages.of(STORAGE_CUSTOM).names().size();
@@ -185,6 +201,7 @@ void addDefinitions(Device& device, Diagnosis* diagnosis) {
     }
     diagnosis->add("definitions", faults, filled("%s without a fault", {counted(count, "definition")}), own("check"),
                    own("list"));
+    addChangedDefaults(findings, diagnosis);
 }
 
 void addList(const ManagedList& list, Diagnosis* diagnosis) {
@@ -335,7 +352,12 @@ bool addDefinition(Storages& storages, const Definition& definition, Diagnosis* 
                        own("show", definition.name));
         return false;
     }
-    if (hides)
+    if (hides && hasDefaultChanged(storages, definition.name))
+        diagnosis->add(
+            Health::NOTE, "definition",
+            filled("[%s] is the custom one; the default one that it hides has changed since", {definition.name}),
+            own("diff", definition.name));
+    else if (hides)
         diagnosis->add(Health::NOTE, "definition",
                        filled("[%s] is the custom one and hides the default one", {definition.name}),
                        own("diff", definition.name));

@@ -298,10 +298,20 @@ std::string deployInto(const NextGeneration& next, const InstallRequest& request
     return modes.apply();
 }
 
-std::vector<HistoryChange> changesOf(const InstallResult& made) {
+// Keeps what the new definitions hide.
+std::vector<HistoryChange> changesOf(const InstallResult& made, const Preflight& preflight,
+                                     const NextGeneration& next) {
+    std::set<std::string> hiding;
+    for (const PlannedDefinition& planned : preflight.definitions) {
+        if (planned.hidesDefault)
+            hiding.insert(planned.name);
+    }
     std::vector<HistoryChange> changes;
-    for (const std::string& name : made.installed)
-        changes.push_back({"installed", name, contentHash(installedFiles(name))});
+    for (const std::string& name : made.installed) {
+        const InstalledFiles files = installedFiles(name);
+        const bool hides = hiding.count(name) != 0;
+        changes.push_back({"installed", name, contentHash(files), hides ? next.keepDefault(name, files) : ""});
+    }
     return changes;
 }
 
@@ -331,7 +341,7 @@ ExitCode deploy(const InstallRequest& request, const Preflight& preflight, const
         const std::string error = deployInto(next, request, preflight, progress, &made);
         if (!error.empty())
             return answerFailure(preflight, made, error, answer);
-        const HistoryEntry entry = historyEntryOf("install", changesOf(made));
+        const HistoryEntry entry = historyEntryOf("install", changesOf(made, preflight, next));
         note = next.putInPlace(entry, [&guard] { guard.begin(); });
     } catch (const std::exception& e) {
         return answerFailure(preflight, made, e.what(), answer);

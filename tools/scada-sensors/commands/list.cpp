@@ -1,5 +1,6 @@
 #include "answer/Table.h"
 #include "check/listRules.h"
+#include "check/staleOverrides.h"
 #include "commands/Command.h"
 #include "commands/findingText.h"
 #include "commands/notes.h"
@@ -17,6 +18,7 @@ namespace Kelvra::SCADA::Tool {
 namespace {
 
 constexpr const char* BOTH = "both";
+constexpr const char* CHANGED = "changed";
 
 std::set<std::string> namesOf(const Storages& storages, const std::string& searched) {
     std::set<std::string> names;
@@ -49,6 +51,7 @@ ExitCode list(const ListArguments& asked, const Answer& answer) {
                                   {"storage", "STORAGE"},
                                   {"file", nullptr},
                                   {"hides", "HIDES"},
+                                  {"hidden_state", nullptr},
                                   {"decoder", "DECODER"},
                                   {"state", "STATE"}});
     std::size_t abandoned = 0;
@@ -57,8 +60,11 @@ ExitCode list(const ListArguments& asked, const Answer& answer) {
             continue;
         const STORAGE_TYPE type = storageOf(storages, name, asked.searched);
         const Definition definition = storages.of(type).load(name);
-        const bool hides = type == STORAGE_CUSTOM && storages.isHiding(name);
-        table.add({name, wordOf(type), definition.file, hides ? wordOf(STORAGE_DEFAULT) : "",
+        const std::string hides = type == STORAGE_CUSTOM && storages.isHiding(name) ? wordOf(STORAGE_DEFAULT) : "";
+        const std::string since = !hides.empty() && hasDefaultChanged(storages, name) ? CHANGED : "";
+        // For people it stands beside what it is about.
+        const bool isNamed = !since.empty() && !answer.isJson();
+        table.add({name, wordOf(type), definition.file, isNamed ? hides + " (" + since + ")" : hides, since,
                    definition.verdict.decoderPath, definition.verdict.state});
         abandoned += definition.verdict.abandoned ? 1 : 0;
     }

@@ -3,7 +3,7 @@
 #include "commands/apart.h"
 #include "commands/operation.h"
 #include "device/DefinitionDirectory.h"
-#include "install/InstalledFiles.h"
+#include "device/InstalledFiles.h"
 #include "install/generations.h"
 #include "text/filled.h"
 

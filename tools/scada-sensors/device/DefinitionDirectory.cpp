@@ -9,15 +9,7 @@
 
 namespace Kelvra::SCADA::Tool {
 
-DefinitionDirectory::DefinitionDirectory(const std::string& path) : dir(path) {
-    // Without a directory the root directory would be listed.
-    if (!dir.empty())
-        DefinitionsStorage{dir}.findNames(&listed);
-}
-
-Definition DefinitionDirectory::load(const std::string& name) {
-    if (verdicts.count(name) != 0)
-        throw std::logic_error("the definition [" + name + "] is read twice");
+Definition readDefinition(const std::string& dir, const std::string& name) {
     Definition definition;
     definition.name = name;
     definition.file = definitionFile(dir, name);
@@ -32,6 +24,19 @@ Definition DefinitionDirectory::load(const std::string& name) {
         definition.verdict.state = "ok";
     definition.verdict.decoderPath = std::move(spec.decoderPath);
     definition.document = std::move(spec.json);
+    return definition;
+}
+
+DefinitionDirectory::DefinitionDirectory(const std::string& path) : dir(path) {
+    // Without a directory the root directory would be listed.
+    if (!dir.empty())
+        DefinitionsStorage{dir}.findNames(&listed);
+}
+
+Definition DefinitionDirectory::load(const std::string& name) {
+    if (verdicts.count(name) != 0)
+        throw std::logic_error("the definition [" + name + "] is read twice");
+    Definition definition = readDefinition(dir, name);
     verdicts.emplace(name, definition.verdict);
     return definition;
 }

@@ -24,6 +24,9 @@ struct Definition {
     Json::Value document; ///< null unless the library hands it out; it does so without a section of properties too
 };
 
+/// Reads a definition, which need not be listed, in a directory of definitions.
+Definition readDefinition(const std::string& dir, const std::string& name);
+
 /// A directory in the layout of a storage, with what it lists at the time of construction: one of the two storages, or
 /// the source of an installation. Each definition is read once.
 class DefinitionDirectory {

@@ -13,7 +13,8 @@ struct GenerationPaths {
     explicit GenerationPaths(const std::string& customDir)
         : custom(customDir), mark(customDir + MARK), base(customDir + ".generations"), next(base + "/next"),
           previous(base + "/previous"), saved(base + "/saved"), superseded(base + "/superseded"),
-          discarded(base + "/discarded"), journal(base + "/interrupted"), history(base + "/history") {}
+          discarded(base + "/discarded"), journal(base + "/interrupted"), history(base + "/history"),
+          hidden(base + "/hidden"), hiddenNext(base + "/hidden-next") {}
 
     /// The paths for the storage that Env names.
     static GenerationPaths ofDevice();
@@ -31,6 +32,8 @@ struct GenerationPaths {
     std::string discarded;  ///< with a number after it: what could not be removed
     std::string journal;    ///< there while an operation writes in place
     std::string history;
+    std::string hidden;     ///< the default definitions that custom ones hid when they were installed
+    std::string hiddenNext; ///< the same of an operation that has not come to its end
 };
 
 /// Whether there is neither a custom storage nor a generation of one.

@@ -68,6 +68,8 @@ Json::Value toJson(const HistoryEntry& entry) {
         item["change"] = change.change;
         item["name"] = change.name;
         item["content"] = change.content;
+        if (!change.hides.empty())
+            item["hides"] = change.hides;
     }
     return members;
 }
@@ -86,7 +88,8 @@ HistoryEntry historyEntryFrom(const Json::Value& members) {
     entry.operation = textOf(members, "operation");
     for (const Json::Value& item : members["definitions"]) {
         if (item.isObject())
-            entry.changes.push_back({textOf(item, "change"), textOf(item, "name"), textOf(item, "content")});
+            entry.changes.push_back(
+                {textOf(item, "change"), textOf(item, "name"), textOf(item, "content"), textOf(item, "hides")});
     }
     return entry;
 }

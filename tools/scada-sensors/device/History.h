@@ -14,6 +14,7 @@ struct HistoryChange {
     std::string name;
     std::string
         content; ///< the hash of the document and the decoder: as they are since, or were when they were removed
+    std::string hides{}; ///< the same of the default definition that an installed one hid; empty where there was none
 };
 
 /// One operation on the custom storage.

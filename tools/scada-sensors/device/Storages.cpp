@@ -12,7 +12,9 @@ const char* wordOf(STORAGE_TYPE storage) {
     return storage == STORAGE_CUSTOM ? "custom" : "default";
 }
 
-Storages::Storages() : custom(Env::inst().conf().getDfnCustomDir()), standard(Env::inst().conf().getDfnDefaultDir()) {}
+Storages::Storages()
+    : custom(Env::inst().conf().getDfnCustomDir()), standard(Env::inst().conf().getDfnDefaultDir()),
+      hidden(custom.path()) {}
 
 STORAGE_TYPE Storages::decidingFor(const std::string& name) const {
     return custom.lists(name) ? STORAGE_CUSTOM : STORAGE_DEFAULT;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "device/DefinitionDirectory.h"
+#include "device/HiddenDefaults.h"
 
 #include <scada/SensorDefinitions.h>
 
@@ -28,10 +29,14 @@ public:
     /// Returns the directories that exist and cannot be read, so that nothing in them is listed.
     std::vector<std::string> unreadable() const;
     bool isHiding(const std::string& name) const { return custom.lists(name) && standard.lists(name); }
+    /// Returns the directory with the default definition that a custom one hid when it was installed; nothing where
+    /// that is not known.
+    std::string formerDefault(const std::string& name) const { return hidden.directoryOf(name); }
 
 private:
     DefinitionDirectory custom;
     DefinitionDirectory standard;
+    HiddenDefaults hidden;
 };
 
 } // namespace Kelvra::SCADA::Tool

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "install/InstalledFiles.h"
+#include "device/InstalledFiles.h"
 #include "install/Preflight.h"
 
 #include <map>

@@ -1,7 +1,7 @@
 #include "install/InstalledModes.h"
 
+#include "device/InstalledFiles.h"
 #include "device/paths.h"
-#include "install/InstalledFiles.h"
 #include "text/Descriptor.h"
 #include "text/filled.h"
 

@@ -2,7 +2,7 @@
 
 #include "check/Finding.h"
 #include "device/Device.h"
-#include "install/InstalledFiles.h"
+#include "device/InstalledFiles.h"
 #include "install/Intake.h"
 #include "install/plannedList.h"
 

@@ -1,8 +1,8 @@
 #include "install/freeSpace.h"
 
 #include "device/GenerationPaths.h"
+#include "device/InstalledFiles.h"
 #include "device/paths.h"
-#include "install/InstalledFiles.h"
 #include "install/PrivateStaging.h"
 #include "text/filled.h"
 

@@ -1,8 +1,9 @@
 #include "install/generations.h"
 
+#include "device/InstalledFiles.h"
 #include "device/paths.h"
-#include "install/InstalledFiles.h"
 #include "install/InstalledModes.h"
+#include "install/keptDefaults.h"
 #include "install/treeCopy.h"
 #include "text/Descriptor.h"
 #include "text/filled.h"
@@ -30,22 +31,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr mode_t DIRECTORY_MODE = 0755;
 constexpr const char* WORK_PREFIX = "work-";
+constexpr const char* KEPT = "/hidden"; // in the work directory
 
 bool exists(const std::string& path) {
     struct stat status {};
     return lstat(path.c_str(), &status) == 0;
-}
-
-void makeDirectory(const std::string& path) {
-    if (mkdir(path.c_str(), DIRECTORY_MODE) != 0 && errno != EEXIST)
-        throw std::runtime_error(filled("cannot make the directory [%s]: %s", {path, reasonOf(errno)}));
-}
-
-void move(const std::string& from, const std::string& to) {
-    if (rename(from.c_str(), to.c_str()) != 0)
-        throw std::runtime_error(filled("cannot rename [%s] to [%s]: %s", {from, to, reasonOf(errno)}));
 }
 
 std::string parentOf(const std::string& path) {
@@ -93,7 +84,7 @@ bool discard(const GenerationPaths& paths, const std::string& entry) {
     int number = 1;
     while (exists(paths.discarded + "-" + std::to_string(number)))
         ++number;
-    move(entry, paths.discarded + "-" + std::to_string(number));
+    moveEntry(entry, paths.discarded + "-" + std::to_string(number));
     return false;
 }
 
@@ -103,9 +94,9 @@ void shiftPrevious(const GenerationPaths& paths, const std::string& former) {
         return;
     if (exists(paths.previous)) {
         discard(paths, paths.superseded);
-        move(paths.previous, paths.superseded);
+        moveEntry(paths.previous, paths.superseded);
     }
-    move(former, paths.previous);
+    moveEntry(former, paths.previous);
 }
 
 std::vector<std::string> discardedIn(const GenerationPaths& paths) {
@@ -138,11 +129,13 @@ template <typename Step> std::string noteOf(const Step& step, const std::string&
 std::string finishExchange(const GenerationPaths& paths) {
     makeDirectory(paths.base);
     shiftPrevious(paths, paths.next);
+    takeOverDefaults(paths);
     const std::string note = writeHistory(paths, entryFrom(paths.mark));
     syncDirectory(paths.base);
     return noteOf(
         [&paths] {
             discard(paths, paths.superseded);
+            forgetDefaults(paths);
             removeFile(paths.mark);
             syncDirectory(paths.custom);
         },
@@ -152,6 +145,7 @@ std::string finishExchange(const GenerationPaths& paths) {
 // As long as the journal is there, a recovery needs the new generation.
 std::string finishInPlace(const GenerationPaths& paths) {
     shiftPrevious(paths, paths.saved);
+    takeOverDefaults(paths);
     const HistoryEntry entry = entryFrom(paths.journal);
     syncDirectory(paths.base);
     removeFile(paths.journal);
@@ -160,6 +154,7 @@ std::string finishInPlace(const GenerationPaths& paths) {
             syncDirectory(paths.base);
             discard(paths, paths.next);
             discard(paths, paths.superseded);
+            forgetDefaults(paths);
         },
         writeHistory(paths, entry));
 }
@@ -207,7 +202,7 @@ Leftovers settle(const GenerationPaths& paths) {
         return Leftovers::FINISHED;
     }
     bool removed = false;
-    for (const std::string& entry : {paths.next, paths.saved})
+    for (const std::string& entry : {paths.next, paths.saved, paths.hiddenNext})
         removed = discard(paths, entry) || removed;
     for (const std::string& entry : leftoversIn(paths.base, WORK_PREFIX))
         removed = removeTree(entry) == 0 || removed;
@@ -225,10 +220,10 @@ bool isEmpty(const GenerationPaths& paths) {
 // Without a saved state it has become the previous generation already. Each step can be interrupted and done again.
 void recoverBack(const GenerationPaths& paths) {
     if (!exists(paths.saved))
-        move(paths.previous, paths.saved);
+        moveEntry(paths.previous, paths.saved);
     bringCustomTo(paths, paths.saved);
     if (!exists(paths.previous) && exists(paths.superseded))
-        move(paths.superseded, paths.previous);
+        moveEntry(paths.superseded, paths.previous);
     syncDirectory(paths.base);
     removeFile(paths.journal);
     settle(paths);
@@ -263,8 +258,10 @@ NextGeneration::NextGeneration(const std::string& source, Start start)
 // What is needed to recover must stay.
 NextGeneration::~NextGeneration() {
     restoreEnv();
-    if (!isInterrupted(places) && !isUnfinished(places))
-        removeTree(places.next);
+    if (isInterrupted(places) || isUnfinished(places))
+        return;
+    removeTree(places.next);
+    removeTree(places.hiddenNext);
 }
 
 void NextGeneration::restoreEnv() const {
@@ -278,9 +275,17 @@ void NextGeneration::makeRoomFor(const std::string& name) const {
     }
 }
 
+std::string NextGeneration::keepDefault(const std::string& name, const InstalledFiles& installed) const {
+    const std::string kept = work->path() + KEPT;
+    makeDirectory(kept);
+    return Tool::keepDefault(kept, name, installed);
+}
+
 std::string NextGeneration::putInPlace(const HistoryEntry& entry, const std::function<void()>& begin) {
     restoreEnv();
-    move(tree, places.next);
+    moveEntry(tree, places.next);
+    if (exists(work->path() + KEPT))
+        moveEntry(work->path() + KEPT, places.hiddenNext);
     work.reset();
     const bool exchangeable = whyNotExchangeable(places.custom).empty();
     const std::string mark = places.next + GenerationPaths::MARK;

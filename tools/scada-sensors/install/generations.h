@@ -2,6 +2,7 @@
 
 #include "device/GenerationPaths.h"
 #include "device/History.h"
+#include "device/InstalledFiles.h"
 #include "install/PrivateDirectory.h"
 
 #include <functional>
@@ -53,6 +54,10 @@ public:
     /// Takes the files of a definition out of the copy, so that they can be written: they are those of the present
     /// generation, too.
     void makeRoomFor(const std::string& name) const;
+
+    /// Keeps the default definition that a definition of this generation hides, so that a later one can be compared
+    /// with it. Returns its hash; nothing when it cannot be read.
+    std::string keepDefault(const std::string& name, const InstalledFiles& installed) const;
 
     /// Puts the generation in the place of the custom storage. Calls `begin` before the first change. When it throws,
     /// nothing has been changed unless isInterrupted(). Returns why the history could not be written, or nothing.

@@ -1,7 +1,7 @@
 #include "install/importBlockers.h"
 
+#include "device/InstalledFiles.h"
 #include "device/paths.h"
-#include "install/InstalledFiles.h"
 #include "text/filled.h"
 #include "text/libraryTexts.h"
 

@@ -146,6 +146,14 @@ void writeAll(int file, const std::string& path, const char* data, std::size_t s
     }
 }
 
+// What fails is told of `file`, which has another name meanwhile.
+Descriptor newFile(const std::string& path, const std::string& file) {
+    Descriptor out{open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH)};
+    if (!out.isOpen())
+        failToWrite(file, errno);
+    return out;
+}
+
 std::string targetOf(const std::string& link) {
     std::error_code error;
     const fs::path target = fs::read_symlink(link, error);
@@ -305,14 +313,27 @@ void mirrorTree(const std::string& source, const std::string& target) {
     keepWhatCanBeKept(source, target);
 }
 
+void makeDirectory(const std::string& path) {
+    constexpr mode_t DIRECTORY_MODE = 0755;
+    if (mkdir(path.c_str(), DIRECTORY_MODE) != 0 && errno != EEXIST)
+        throw std::runtime_error(filled("cannot make the directory [%s]: %s", {path, reasonOf(errno)}));
+}
+
+void moveEntry(const std::string& from, const std::string& to) {
+    if (rename(from.c_str(), to.c_str()) != 0)
+        throw std::runtime_error(filled("cannot rename [%s] to [%s]: %s", {from, to, reasonOf(errno)}));
+}
+
+void writeNewFile(const std::string& file, const std::string& text) {
+    const Descriptor out = newFile(file, file);
+    writeAll(out.number(), file, text.data(), text.size());
+}
+
 void writeDurably(const std::string& file, const std::string& text) {
     const std::string temporary = temporaryFor(file);
     unlink(temporary.c_str());
     {
-        const Descriptor out{
-            open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH)};
-        if (!out.isOpen())
-            failToWrite(file, errno);
+        const Descriptor out = newFile(temporary, file);
         writeAll(out.number(), file, text.data(), text.size());
         if (fsync(out.number()) != 0)
             failToWrite(file, errno);

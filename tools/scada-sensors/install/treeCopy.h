@@ -33,6 +33,15 @@ void copyContent(const std::string& source, const std::string& target);
 /// keeps none.
 void keepWhatCanBeKept(const std::string& source, const std::string& target);
 
+/// Makes a directory, which may be there already.
+void makeDirectory(const std::string& path);
+
+/// Gives an entry another name in the same file system.
+void moveEntry(const std::string& from, const std::string& to);
+
+/// Writes a file that is not there yet, and leaves it to the caller to write it to the disk.
+void writeNewFile(const std::string& file, const std::string& text);
+
 /// Writes a file of its own name in one step, so that a power cut leaves the old content or the new one.
 void writeDurably(const std::string& file, const std::string& text);
 

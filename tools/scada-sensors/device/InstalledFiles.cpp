@@ -1,4 +1,4 @@
-#include "install/InstalledFiles.h"
+#include "device/InstalledFiles.h"
 
 #include "device/paths.h"
 #include "text/digest.h"

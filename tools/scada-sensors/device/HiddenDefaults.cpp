@@ -1,0 +1,66 @@
+#include "device/HiddenDefaults.h"
+
+#include "device/GenerationPaths.h"
+#include "device/paths.h"
+#include "text/Descriptor.h"
+#include "text/DirectoryEntries.h"
+#include "text/digest.h"
+#include "text/text.h"
+
+#include <fcntl.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <system_error>
+
+namespace Kelvra::SCADA::Tool {
+
+namespace {
+
+// Enough that no two are the same by chance.
+constexpr std::size_t NAME_DIGITS = 16;
+constexpr std::size_t CONTENT_DIGITS = 32;
+
+std::string prefixOf(const std::string& name) {
+    return digestOf(name).substr(0, NAME_DIGITS) + "-";
+}
+
+} // namespace
+
+std::string hiddenEntry(const std::string& name, const InstalledFiles& installed) {
+    return prefixOf(name) + contentHash(installed).substr(0, CONTENT_DIGITS);
+}
+
+const HiddenDefaults::Kept& HiddenDefaults::kept() const {
+    if (known)
+        return *known;
+    known.emplace();
+    if (custom.empty())
+        return *known;
+    known->dir = GenerationPaths(canonicalPath(custom)).hidden;
+    const Descriptor opened{open(known->dir.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)};
+    if (!opened.isOpen())
+        return *known;
+    try {
+        for (const DirectoryEntry& entry : entriesOf(opened.number(), SIZE_MAX))
+            known->entries.insert(entry.name);
+    } catch (const std::system_error&) {
+        known->entries.clear(); // as good as none
+    }
+    return *known;
+}
+
+// The custom definition is read only where something is known of its name.
+std::string HiddenDefaults::directoryOf(const std::string& name) const {
+    const std::set<std::string>& entries = kept().entries;
+    if (entries.empty())
+        return "";
+    const std::string prefix = prefixOf(name);
+    const auto first = entries.lower_bound(prefix);
+    if (first == entries.end() || !startsWith(*first, prefix))
+        return "";
+    const std::string entry = hiddenEntry(name, installedFiles(custom, name));
+    return entries.count(entry) == 0 ? "" : kept().dir + "/" + entry;
+}
+
+} // namespace Kelvra::SCADA::Tool
