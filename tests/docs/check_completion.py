@@ -5,6 +5,7 @@ import json
 import os
 import pathlib
 import shlex
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -96,6 +97,16 @@ def check_names():
     check([], *device, "decode", "lora", "02A1F00000007411", "")
 
 
+def check_image():
+    with tempfile.TemporaryDirectory() as image:
+        shutil.copytree(f"{STORAGES}/custom", f"{image}/usr/share/sensors")
+        os.makedirs(f"{image}/var/config/scada")
+        os.symlink("/usr/share/sensors", f"{image}/var/config/scada/sensors")
+        check(names_in(f"{STORAGES}/custom"), "--root", image, "show", "")
+        check(names_in(f"{STORAGES}/custom"), "--custom-dir", "/usr/share/sensors", "--root", "=", image, "show", "")
+        check([], "--root", f"{image}/usr", "show", "")
+
+
 def check_quoting():
     with tempfile.TemporaryDirectory() as storage:
         for model in ("a b", "c:d"):
@@ -120,6 +131,7 @@ def check_files():
 check_commands()
 check_words()
 check_names()
+check_image()
 check_quoting()
 check_files()
 sys.exit("\n".join(faults) if faults else 0)

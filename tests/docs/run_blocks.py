@@ -26,6 +26,7 @@ MARK = "@@@ block "
 
 DEVICE_TOOL = """#!/bin/sh
 given=" $* "
+case $given in *" --root "*) exec {tool} --codec-runner={root}/bin/codec-runner "$@" ;; esac
 for option in --default-dir={root}/default --custom-dir={root}/custom --staging-dir={root}/staging \\
   --map={root}/sensors_map.json --socket={root}/redis.sock --codec-runner={root}/bin/codec-runner; do
   case $given in *" ${{option%%=*}} "*) ;; *) set -- "$option" "$@" ;; esac

@@ -4,6 +4,7 @@
 #include "check/staleOverrides.h"
 #include "check/treeRules.h"
 #include "device/GenerationPaths.h"
+#include "device/Image.h"
 #include "device/paths.h"
 #include "text/filled.h"
 
@@ -53,7 +54,7 @@ Findings checkStorage(DefinitionDirectory& storage, const std::string& which, co
 
 // Readers can meet a mixture of old and new files then.
 Findings checkExchange(const std::string& dir) {
-    const std::string reason = dir.empty() ? "" : whyNotExchangeable(canonicalPath(dir));
+    const std::string reason = dir.empty() || isImage() ? "" : whyNotExchangeable(canonicalPath(dir));
     if (reason.empty())
         return {};
     return {{Rules::STORAGE_IN_PLACE,

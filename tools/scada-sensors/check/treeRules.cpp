@@ -1,5 +1,6 @@
 #include "check/treeRules.h"
 
+#include "device/Image.h"
 #include "device/mounts.h"
 #include "text/Descriptor.h"
 #include "text/DirectoryEntries.h"
@@ -114,14 +115,14 @@ private:
         if (type == DT_DIR)
             return EntryKind{fs::file_type::directory, fs::file_type::directory};
         std::error_code error;
-        const fs::path path = pathOf(relative);
+        const std::string path = pathOf(relative);
         const fs::file_status own = fs::symlink_status(path, error);
         if (!fs::status_known(own)) {
             add(Rules::TREE_ENTRY_UNREADABLE, relative, filled("The entry cannot be examined: %s", {error.message()}));
             return std::nullopt;
         }
         // A link that leads nowhere is judged by its name.
-        return EntryKind{own.type(), fs::is_symlink(own) ? fs::status(path, error).type() : own.type()};
+        return EntryKind{own.type(), fs::is_symlink(own) ? fs::status(inImage(path), error).type() : own.type()};
     }
 
     void checkEntry(const std::string& relative, unsigned char type, int depth) {
@@ -155,7 +156,7 @@ private:
         const bool mayBeDefinition = hasSuffixSomewhere(name) || (depth == DEFINITION_DEPTH && kind.isRegular());
         if (!mayBeDefinition || isDecoder(relative))
             return;
-        if (!hasSuffixSomewhere(name) && !readsAsDefinition(pathOf(relative)))
+        if (!hasSuffixSomewhere(name) && !readsAsDefinition(inImage(pathOf(relative))))
             return;
         if (kind.isLink())
             add(Rules::TREE_BEHIND_LINK, relative, filled("Not listed: it is a symbolic link."));
@@ -175,7 +176,7 @@ private:
     // A decoder may be named by another path than the one that leads to it here.
     bool isDecoder(const std::string& relative) {
         std::string path;
-        return FsNode(pathOf(relative)).realPath(&path) && resolvedDecoders().count(path) != 0;
+        return FsNode(inImage(pathOf(relative))).realPath(&path) && resolvedDecoders().count(path) != 0;
     }
 
     const std::set<std::string>& resolvedDecoders() {

@@ -20,6 +20,7 @@ struct Command {
     const char* summary;
     /// Declares the command's own options and operands on `app` and returns what runs it after they were parsed.
     Run (*declare)(CLI::App& app);
+    bool onImages = false; ///< whether it works on the files of another device
 };
 
 /// The table of commands, in the order in which the help shows them.

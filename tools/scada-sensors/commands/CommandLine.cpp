@@ -44,6 +44,12 @@ ExitCode refuse(const std::string& reason, bool json) {
     return code;
 }
 
+bool isForImages(const CLI::App& declared) {
+    return std::any_of(commands().begin(), commands().end(), [&declared](const Command& command) {
+        return command.onImages && command.name == declared.get_name();
+    });
+}
+
 // Returns how the program ends when it has nothing to run.
 std::optional<ExitCode> parse(CLI::App& app, int argc, const char* const* argv) {
     try {
@@ -100,7 +106,10 @@ ExitCode CommandLine::runParsed() const {
     for (const auto& [declared, command] : runs) {
         if (!declared->parsed())
             continue;
+        if (asksForImage(app) && !isForImages(*declared))
+            return answer.badUsage(filled("%s is for this device only: leave --root out", {declared->get_name()}));
         try {
+            enterAskedImage(app);
             return command(answer);
         } catch (const std::bad_alloc&) {
             return answer.failed(ExitCode::FAILED, filled("not enough memory"));

@@ -6,6 +6,7 @@
 #include "commands/findingText.h"
 #include "commands/limits.h"
 #include "device/Device.h"
+#include "device/Image.h"
 #include "device/ownerOfStorage.h"
 #include "install/Preflight.h"
 #include "text/filled.h"
@@ -71,6 +72,8 @@ Run declareCheck(CLI::App& app) {
     std::vector<CLI::Option*> ofSource = declareLimits(app, &request->limits);
     ofSource.insert(ofSource.begin(), {overwrite, declareWithList(app, &request->withList)});
     return [request, source, ofSource](const Answer& answer) {
+        if (source->count() != 0 && isImage())
+            return answer.badUsage(filled("SRC and --root do not go together"));
         if (source->count() != 0)
             return runApart(answer, [&](SignalGuard& /*guard*/) { return checkSource(*request, answer); });
         for (const CLI::Option* option : ofSource) {

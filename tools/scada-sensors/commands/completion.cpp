@@ -1,6 +1,7 @@
 #include "commands/completion.h"
 
 #include "answer/printable.h"
+#include "commands/options.h"
 #include "device/Device.h"
 #include "text/text.h"
 
@@ -149,6 +150,7 @@ public:
     }
 
     Offer offerFor(const std::string& current) const {
+        enterAskedImage(app);
         if (waiting != nullptr)
             return valuesOf(*waiting);
         if (startsWith(current, "-"))

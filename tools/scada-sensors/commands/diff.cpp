@@ -10,6 +10,7 @@
 #include "commands/limits.h"
 #include "commands/notes.h"
 #include "device/Device.h"
+#include "device/Image.h"
 #include "device/ownerOfStorage.h"
 #include "install/Preflight.h"
 #include "text/filled.h"
@@ -240,6 +241,8 @@ ExitCode diff(const InstallRequest& request, const std::vector<CLI::Option*>& li
         return diffAll(device.storages(), request.codec, answer);
     if (named)
         return diffNamed(device.storages(), request.source, request.codec, answer);
+    if (isImage())
+        return answer.failed(ExitCode::NOT_FOUND, filled(LibraryText::DEFINITION_NOT_FOUND, {request.source}));
     if (!isArchive(request.source) && access(request.source.c_str(), F_OK) != 0)
         return answer.failed(ExitCode::NOT_FOUND,
                              filled("there is neither a definition nor a source [%s]", {request.source}));

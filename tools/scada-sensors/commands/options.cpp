@@ -2,6 +2,7 @@
 #include "commands/wholeNumber.h"
 
 #include "device/CodecSettings.h"
+#include "device/Image.h"
 #include "device/logLevel.h"
 #include "text/filled.h"
 
@@ -18,6 +19,7 @@ namespace Kelvra::SCADA::Tool {
 namespace {
 
 constexpr const char* GROUP = "Options of every command";
+constexpr const char* ROOT = "--root";
 constexpr const char* LOG_LEVEL = "--log-level";
 constexpr const char* STANDARD_LEVEL = "warning";
 constexpr double SHORTEST_CALL = 0.01;
@@ -39,6 +41,11 @@ void declareConfiguration(CLI::App& app) {
          [&conf](const std::string& dir) { conf.setDfnStagingDir(dir); });
     text("--map", "FILE", "Managed-sensors list", conf.getSensorMapFile(),
          [&conf](const std::string& file) { conf.setSensorMapFile(file); });
+    app.add_option(ROOT,
+                   "Work on the files of another device, mounted or unpacked here; all other paths are those in it")
+        ->check(CLI::ExistingDirectory.description(""))
+        ->type_name("DIR")
+        ->group(GROUP);
     text("--socket", "PATH", "Unix socket of the database", conf.getDfnDatabaseSocket(),
          [&conf](const std::string& path) { conf.setDfnDatabaseSocket(path); });
     app.add_option_function<unsigned int>(
@@ -87,6 +94,15 @@ void declareOptions(CLI::App& app, AnswerStyle* style) {
         ->type_name("LEVEL")
         ->default_str(STANDARD_LEVEL)
         ->group(GROUP);
+}
+
+bool asksForImage(const CLI::App& app) {
+    return app.get_option(ROOT)->count() != 0;
+}
+
+void enterAskedImage(const CLI::App& app) {
+    if (asksForImage(app))
+        enterImage(app.get_option(ROOT)->results().back());
 }
 
 void applyLogLevel(const CLI::App& app, const Answer& answer) {

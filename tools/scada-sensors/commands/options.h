@@ -12,6 +12,11 @@ namespace Kelvra::SCADA::Tool {
 /// into `*style`.
 void declareOptions(CLI::App& app, AnswerStyle* style);
 
+/// Whether the command is to work on the files of another device.
+bool asksForImage(const CLI::App& app);
+/// Turns to these files once the options are parsed. Throws std::runtime_error as enterImage() does.
+void enterAskedImage(const CLI::App& app);
+
 /// Sets the log level once the options are parsed.
 void applyLogLevel(const CLI::App& app, const Answer& answer);
 

@@ -1,15 +1,30 @@
 #include "device/DefinitionDirectory.h"
 
+#include "device/Image.h"
 #include "device/paths.h"
+#include "text/Descriptor.h"
+#include "text/JsonFile.h"
+#include "text/filled.h"
+#include "text/removeTree.h"
 
+#include <kelvra/Text.h>
 #include <scada/DefinitionsStorage.h>
 
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 namespace Kelvra::SCADA::Tool {
 
-Definition readDefinition(const std::string& dir, const std::string& name) {
+namespace {
+
+namespace fs = std::filesystem;
+
+Definition judged(const std::string& dir, const std::string& name) {
     Definition definition;
     definition.name = name;
     definition.file = definitionFile(dir, name);
@@ -25,6 +40,71 @@ Definition readDefinition(const std::string& dir, const std::string& name) {
     definition.verdict.decoderPath = std::move(spec.decoderPath);
     definition.document = std::move(spec.json);
     return definition;
+}
+
+// Returns the path of the decoder that a definition names, whether there is one or not; nothing where it names none.
+std::string namedDecoder(const Definition& definition) {
+    if (definition.verdict.valid || !definition.verdict.decoderPath.empty())
+        return definition.verdict.decoderPath;
+    const JsonFile json(definition.file);
+    if (!json.root().isObject())
+        return "";
+    const Json::Value& member = json.root()[DefinitionsStorage::JSON_DECODER_SECTION];
+    const std::string decoder = member.isString() ? Text::trim(member.asString()) : "";
+    const bool isNamed = !decoder.empty() && decoder.find("../") == std::string::npos;
+    return isNamed ? fs::path(definition.file).parent_path().string() + "/" + decoder : "";
+}
+
+/// A directory for a moment.
+class Stand {
+public:
+    Stand() {
+        std::error_code error;
+        dir = fs::temp_directory_path(error).string() + "/scada-image-XXXXXX";
+        if (mkdtemp(dir.data()) == nullptr)
+            throw std::runtime_error(
+                filled("cannot make a directory in [%s]: %s", {fs::path(dir).parent_path().string(), reasonOf(errno)}));
+    }
+    ~Stand() { removeTree(dir); }
+    Stand(const Stand&) = delete;
+    Stand& operator=(const Stand&) = delete;
+
+    const std::string& path() const { return dir; }
+    void write(const std::string& relative, const std::string& text) const {
+        fs::create_directories(fs::path(dir + "/" + relative).parent_path());
+        std::ofstream(dir + "/" + relative, std::ios::binary) << text;
+    }
+
+private:
+    std::string dir;
+};
+
+// The library would follow a link to the files of this device. It is shown the definition in a directory where the
+// decoder is what the link leads to in the image.
+Definition judgedInImage(const std::string& dir, const std::string& name) {
+    Definition definition = judged(dir, name);
+    const std::string decoder = namedDecoder(definition);
+    const std::string place = inImage(decoder);
+    std::string text;
+    if (decoder.empty() || place == fs::path(decoder).lexically_normal().string() ||
+        !readRegularFile(definition.file, &text).empty())
+        return definition;
+    const Stand stand;
+    stand.write(definitionFile("", name).substr(1), text);
+    std::error_code error;
+    if (fs::is_regular_file(fs::symlink_status(place, error)))
+        stand.write(decoder.substr(dir.size() + 1), "");
+    Definition shown = judged(stand.path(), name);
+    shown.file = definition.file;
+    if (!shown.verdict.decoderPath.empty())
+        shown.verdict.decoderPath = place;
+    return shown;
+}
+
+} // namespace
+
+Definition readDefinition(const std::string& dir, const std::string& name) {
+    return isImage() ? judgedInImage(dir, name) : judged(dir, name);
 }
 
 DefinitionDirectory::DefinitionDirectory(const std::string& path) : dir(path) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "device/Image.h"
+
 #include <string>
 
 namespace Kelvra::SCADA::Tool {
@@ -11,10 +13,10 @@ inline constexpr const char* LOCK_INSIDE = ".scada-sensors.lock";
 struct GenerationPaths {
     /// Takes the canonical path of a custom storage.
     explicit GenerationPaths(const std::string& customDir)
-        : custom(customDir), mark(customDir + MARK), base(customDir + ".generations"), next(base + "/next"),
-          previous(base + "/previous"), saved(base + "/saved"), superseded(base + "/superseded"),
-          discarded(base + "/discarded"), journal(base + "/interrupted"), history(base + "/history"),
-          hidden(base + "/hidden"), hiddenNext(base + "/hidden-next") {}
+        : custom(customDir), mark(inImage(customDir + MARK)), base(inImage(customDir + ".generations")),
+          next(base + "/next"), previous(base + "/previous"), saved(base + "/saved"), superseded(base + "/superseded"),
+          discarded(base + "/discarded"), journal(inImage(base + "/interrupted")), history(inImage(base + "/history")),
+          hidden(inImage(base + "/hidden")), hiddenNext(base + "/hidden-next") {}
 
     /// The paths for the storage that Env names.
     static GenerationPaths ofDevice();

@@ -1,6 +1,7 @@
 #include "device/HiddenDefaults.h"
 
 #include "device/GenerationPaths.h"
+#include "device/Image.h"
 #include "device/paths.h"
 #include "text/Descriptor.h"
 #include "text/DirectoryEntries.h"
@@ -60,7 +61,10 @@ std::string HiddenDefaults::directoryOf(const std::string& name) const {
     if (first == entries.end() || !startsWith(*first, prefix))
         return "";
     const std::string entry = hiddenEntry(name, installedFiles(custom, name));
-    return entries.count(entry) == 0 ? "" : kept().dir + "/" + entry;
+    const std::string dir = kept().dir + "/" + entry;
+    // In an image, nothing behind a link was kept by the tool.
+    const std::string file = definitionFile(dir, name);
+    return entries.count(entry) == 0 || (isImage() && inImage(file) != file) ? "" : dir;
 }
 
 } // namespace Kelvra::SCADA::Tool

@@ -1,5 +1,6 @@
 #include "device/InstalledFiles.h"
 
+#include "device/Image.h"
 #include "device/paths.h"
 #include "text/digest.h"
 
@@ -22,7 +23,7 @@ std::string installedDecoder(const std::string& name) {
 }
 
 InstalledFiles installedFiles(const std::string& dir, const std::string& name) {
-    return {digestOfFile(definitionFile(dir, name)), digestOfFile(installedDecoder(dir, name))};
+    return {digestOfFile(inImage(definitionFile(dir, name))), digestOfFile(inImage(installedDecoder(dir, name)))};
 }
 
 InstalledFiles installedFiles(const std::string& name) {
