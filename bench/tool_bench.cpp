@@ -2,15 +2,12 @@
 // that a command has to read, and against the size of the device.
 
 #include "Samples.h"
+#include "processes.h"
 #include "ratios.h"
 
 #include <scada/DefinitionsDeployment.h>
 #include <scada/Env.h>
 
-#include <fcntl.h>
-#include <sys/resource.h>
-#include <sys/time.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -28,7 +25,11 @@ namespace {
 
 using namespace Kelvra::SCADA;
 
-using Words = std::vector<std::string>;
+using Bench::awaited;
+using Bench::Cost;
+using Bench::median;
+using Bench::run;
+using Bench::Words;
 
 constexpr int TURNS = 11;
 constexpr int TURNS_OF_START = 101;
@@ -38,45 +39,7 @@ Words together(Words files, const Words& more) {
     return files;
 }
 
-// Processes
-
-struct Cost {
-    double seconds = 0; ///< of processor time, the system's included
-    double kilobytes = 0;
-    long blocksRead = 0; ///< from the disk, of 512 bytes
-};
-
-[[noreturn]] void become(char* const* words, const char* output) {
-    const int out = open(output, O_WRONLY | O_CREAT | O_TRUNC, S_IRUSR | S_IWUSR);
-    if (out >= 0 && dup2(out, STDOUT_FILENO) >= 0)
-        execv(words[0], words);
-    _exit(127);
-}
-
-double seconds(const timeval& time) {
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
-}
-
-Cost awaited(pid_t child, const std::string& program) {
-    int status = 0;
-    rusage usage{};
-    if (child < 0 || wait4(child, &status, 0, &usage) != child)
-        throw std::runtime_error("cannot run " + program);
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
-        throw std::runtime_error(program + " ended with the wait status " + std::to_string(status));
-    return {seconds(usage.ru_utime) + seconds(usage.ru_stime), static_cast<double>(usage.ru_maxrss), usage.ru_inblock};
-}
-
-Cost run(Words words, const std::string& output = "/dev/null") {
-    std::vector<char*> pointers;
-    for (std::string& word : words)
-        pointers.push_back(word.data());
-    pointers.push_back(nullptr);
-    const pid_t child = fork();
-    if (child == 0)
-        become(pointers.data(), output.c_str());
-    return awaited(child, words.front());
-}
+// Processes of this program
 
 /// Does the work in a copy of this process, so that this one stays small: its memory counts in the peak of every
 /// program that it starts.
@@ -233,12 +196,6 @@ struct Goal {
     double value;
     double goal;
 };
-
-double median(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
 
 Cost medians(const std::vector<Cost>& costs) {
     std::vector<double> times;
