@@ -225,10 +225,10 @@ bool JsonValue::has(std::string_view name) const {
 }
 
 const JsonValue& JsonValue::operator[](std::string_view name) const {
-    static const JsonValue NONE;
+    static const JsonValue none;
     const auto known =
         std::find_if(members.begin(), members.end(), [name](const auto& member) { return member.first == name; });
-    return known == members.end() ? NONE : known->second;
+    return known == members.end() ? none : known->second;
 }
 
 JsonValue readObject(std::string_view text, std::size_t levels) {

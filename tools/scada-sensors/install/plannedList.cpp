@@ -65,7 +65,7 @@ std::string whyNotReplaceable(const std::string& list) {
         return filled("its path is empty");
     if (isInCustom(list))
         return filled("it is in the custom storage");
-    const std::string reason = reasonOfEntry(list);
+    std::string reason = reasonOfEntry(list);
     const std::string directory = directoryOfList(list);
     if (!reason.empty() || faccessat(AT_FDCWD, directory.c_str(), W_OK | X_OK, AT_EACCESS) == 0)
         return reason;
