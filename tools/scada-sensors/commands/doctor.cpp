@@ -190,9 +190,8 @@ void addDefinitions(Device& device, Diagnosis* diagnosis) {
     for (const std::string& directory : storages.unreadable())
         diagnosis->add(Health::FAULT, "definitions", filled("[%s] cannot be read by this user", {directory}),
                        "ls -ld " + shellWord(directory));
-    const Findings findings = checkStorages(storages, [](const Definition& /*definition*/, DefinitionPlaces* /*places*/) {
-        return Findings();
-    });
+    const Findings findings = checkStorages(
+        storages, [](const Definition& /*definition*/, DefinitionPlaces* /*places*/) { return Findings(); });
     const std::size_t count = storages.of(STORAGE_DEFAULT).names().size() + storages.of(STORAGE_CUSTOM).names().size();
     Findings faults;
     for (const Finding& finding : findings) {

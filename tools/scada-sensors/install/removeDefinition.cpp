@@ -1,7 +1,7 @@
 #include "install/removeDefinition.h"
 
+#include "device/InstalledFiles.h"
 #include "device/paths.h"
-#include "install/InstalledFiles.h"
 #include "text/text.h"
 
 #include <scada/DefinitionsDeployment.h>
