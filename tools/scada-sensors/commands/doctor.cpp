@@ -400,7 +400,7 @@ bool writesValues(const std::string& event) {
     return std::find(EVENTS.begin(), EVENTS.end(), event) != EVENTS.end();
 }
 
-// What was heard of a key until a new value came, the time was up or the user ended it.
+// All that was heard of a key until a new value came, the time was up or the user ended it.
 struct Heard {
     std::atomic<bool> hasValue{false};
     std::atomic<bool> wasLost{false};
