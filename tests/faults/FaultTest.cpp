@@ -424,7 +424,7 @@ void FaultTest::expectNextInstallation() const {
         ADD_FAILURE() << "in the staging directory: " << name;
 }
 
-// What the installation hid must have come to its place, whole, with the installation.
+// The default definition that the installation hid must be in its place, whole, as soon as the installation is.
 void FaultTest::expectKeptDefault() const {
     const Tool::InstalledFiles installed = Tool::installedFiles(place + "/custom", "lora/demo/old");
     const std::string kept =

@@ -96,7 +96,7 @@ TEST_F(Root, tellsOfADefaultThatHasChangedInTheImage) {
     EXPECT_THAT(runRoot({"diff", NAME}).out, HasSubstr("from \"Air\" to \"Newer\""));
 }
 
-// What is kept in an image may have been put there by anybody.
+// Anybody may have put files beside the storage of an image.
 TEST_F(Root, opensNoKeptDefaultOutside) {
     writeFile(outside.dir() + "/demo/th1.json", R"({"properties": {}})");
     addDefinition(customs, NAME);

@@ -278,7 +278,7 @@ TEST_F(ToolTest, definitionThatIsItsOwnDecoderCanBeHidden) {
     EXPECT_THAT(run({"check"}).out, Not(HasSubstr(RULE)));
 }
 
-// What a killed operation kept goes where its storage went.
+// The kept files of a killed operation go where its storage went.
 TEST_F(ToolTest, keptDefaultsOfAKilledOperation) {
     addDefinition(standard, NAME);
     StorageBuilder source(temp / "source");

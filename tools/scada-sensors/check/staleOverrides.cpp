@@ -8,9 +8,9 @@ namespace Kelvra::SCADA::Tool {
 namespace {
 
 // For definitions that cannot be used.
-bool differInBytes(const Definition& one, const Definition& other) {
-    return digestOfFile(one.file) != digestOfFile(other.file) ||
-           digestOfFile(one.verdict.decoderPath) != digestOfFile(other.verdict.decoderPath);
+bool differInBytes(const Definition& then, const Definition& now) {
+    return digestOfFile(then.file) != digestOfFile(now.file) ||
+           digestOfFile(then.verdict.decoderPath) != digestOfFile(now.verdict.decoderPath);
 }
 
 } // namespace

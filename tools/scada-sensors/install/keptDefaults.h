@@ -7,7 +7,7 @@
 
 namespace Kelvra::SCADA::Tool {
 
-// What custom definitions hide is kept beside the generations from the installation on, so that it can be told when
+// The default definitions that custom ones hide are kept beside the generations, so that the tool can say when
 // another default definition comes. Each function throws std::runtime_error when it cannot do its work.
 
 /// Keeps the default definition `name`, and its decoder, in a directory of kept ones for the custom definition that is
