@@ -1,6 +1,7 @@
 // What the commands of the host tool cost as processes: against a program that only opens, reads and parses the files
-// that a command has to read, and against the size of the device.
+// that a command has to read, against the size of the device, and against each other.
 
+#include "RedisServer.h"
 #include "Samples.h"
 #include "processes.h"
 #include "ratios.h"
@@ -347,6 +348,45 @@ void measureInstallation(std::vector<Goal>* goals) {
     goals->push_back({"install-500-to-library-by-the-clock", median(toolClock) / median(libraryClock), 1.3});
 }
 
+// The page of a device whose sensors all have values, against the check of the same device, which it includes.
+
+constexpr Size REPORTED{500, 1000, 200};
+constexpr const char* REPORTED_DATABASE = "2";
+constexpr int REPORTED_VALUES = 8; ///< of each sensor; the page names the other properties as missing
+
+void storeValues(const Test::RedisServer& server) {
+    for (int sensor = 0; sensor < REPORTED.sensors; ++sensor) {
+        std::string id = Bench::sensorId(sensor);
+        std::transform(id.begin(), id.end(), id.begin(),
+                       [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+        Words command = {"HSET", "lora@" + id};
+        for (int value = 0; value < REPORTED_VALUES; ++value) {
+            command.push_back("property" + std::to_string(value));
+            command.emplace_back(value == 0 ? "0" : "21.5"); // within its limits
+        }
+        server.run(command);
+        server.run({"EXPIRE", "lora@" + id, "86400"});
+    }
+}
+
+void measureReport(std::vector<Goal>* goals) {
+    const Device device(REPORTED);
+    const Test::RedisServer server;
+    storeValues(server);
+    const std::string page = device / "page.html";
+    const Words report = toolOn(device, {"--socket", server.socket(), "--db", REPORTED_DATABASE, "report", page});
+    const Words check = toolOn(device, {"check"});
+    run(check);
+    run(report);
+    if (const std::string text = Bench::readWhole(page); text.find("<dd>21.5 °C</dd>") == std::string::npos)
+        throw std::runtime_error("there are no values in " + page);
+    const std::vector<Cost> costs = measureInTurns({report, check}, TURNS);
+    std::printf("report of %d sensors with %d values each: %.1f ms and %.0f KB, check: %.1f ms and %.0f KB\n",
+                REPORTED.sensors, REPORTED_VALUES, costs[0].seconds * 1e3, costs[0].kilobytes, costs[1].seconds * 1e3,
+                costs[1].kilobytes);
+    goals->push_back({"report-1000-to-check", costs[0].seconds / costs[1].seconds, 2.0});
+}
+
 void measure() {
     const Device small(SMALL);
     const Device large(LARGE);
@@ -356,6 +396,7 @@ void measure() {
     for (std::size_t number = 0; number < commandsOn(small).size(); ++number)
         measureCommand(small, large, number, &goals);
     measureInstallation(&goals);
+    measureReport(&goals);
     for (const Goal& goal : goals)
         Bench::printRatio(goal.name.c_str(), goal.value, goal.goal);
 }

@@ -63,7 +63,7 @@ def check_commands():
 
 
 def check_words():
-    check(["read", "recover", "remove", "resolve"], "re")
+    check(["read", "recover", "remove", "report", "resolve"], "re")
     check(["--dry-run"], "install", "upload", "--dr")
     check(["--wait", "--watch"], "read", "lora", "--wa")
     check(["--wait"], "doctor", "lora", "--wa")
@@ -123,7 +123,8 @@ def check_files():
         open(f"{directory}/uploaded.json", "w").close()
         for words in (["install", "up"], ["install", "--dry-run", "up"], ["check", "up"], ["list", "--custom-dir", "up"]):
             check(["upload"], *words, directory=directory)
-        check(["upload", "uploaded.json"], "--map", "up", directory=directory)
+        for words in (["report", "up"], ["export", "up"], ["--map", "up"]):
+            check(["upload", "uploaded.json"], *words, directory=directory)
         check(["upload", "uploaded.json"], "--map", "=", "up", directory=directory)
         check(["upload"], "--custom-dir", "=", directory=directory)
 

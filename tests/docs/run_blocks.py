@@ -8,11 +8,11 @@ that are fixed on a device lead to the examples, and a database server answers.
 import os
 import re
 import shutil
-import socket
 import subprocess
 import sys
 import tempfile
-import time
+
+import database_server
 
 # These build and test the tree, this test included, so that they are not run from within; .ci/run has a gate for each.
 GATES = {
@@ -109,19 +109,6 @@ def make_checkout(root, source, tool, example, runner):
                   f"#!/bin/sh\n{runner} \"$@\" | sed 's/\"filter\":false,//'\n")
 
 
-def start_server(root):
-    server = subprocess.Popen(
-        ["redis-server", "--port", "0", "--unixsocket", f"{root}/redis.sock", "--dir", root, "--save", ""],
-        stdout=subprocess.DEVNULL)
-    for _ in range(200):
-        with socket.socket(socket.AF_UNIX) as probe:
-            if probe.connect_ex(f"{root}/redis.sock") == 0:
-                return server
-        time.sleep(0.05)
-    server.kill()
-    fail("no database server")
-
-
 def outputs_of(root, script):
     """Runs the script; returns what each of its parts printed."""
     environment = dict(os.environ, PATH=f"{root}/bin:" + os.environ["PATH"], HOME=root, LC_ALL="C.UTF-8")
@@ -156,12 +143,8 @@ def main():
         make_runner(root, runner)
         make_device(root, source, tool)
         make_checkout(root, source, tool, example, runner)
-        server = start_server(root)
-        try:
+        with database_server.running_in(root):
             outputs = outputs_of(root, script)
-        finally:
-            server.terminate()
-            server.wait()
         compared = compare(document, blocks, outputs)
     print(f"{document}: {len(scripts)} shell blocks ran, {compared} outputs compared")
 

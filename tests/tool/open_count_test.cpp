@@ -115,7 +115,9 @@ INSTANTIATE_TEST_SUITE_P(
                       ReadingRow{
                           "show_property", {"show", "lora/demo/th1", "temperature"}, 0, {"custom/lora/demo/th1.json"}},
                       ReadingRow{"show_broken", {"show", "lora/demo/broken"}, 1, {}},
-                      ReadingRow{"check", {"check"}, 1, ALL}, ReadingRow{"sensors", {"sensors"}, 0, IN_USE},
+                      ReadingRow{"check", {"check"}, 1, ALL},
+                      ReadingRow{"report", {"report", "/dev/null", "--socket", "$T/none"}, 0, ALL},
+                      ReadingRow{"sensors", {"sensors"}, 0, IN_USE},
                       ReadingRow{"resolve", {"resolve", "lora", "CC"}, 0, {"list.json", "default/lora/demo/th2.json"}},
                       ReadingRow{"resolve_property",
                                  {"resolve", "lora", "CC", "temperature"},

@@ -83,6 +83,14 @@ TEST_F(Root, servesTheOtherCommandsThatRead) {
     EXPECT_EQ(runRoot({"history"}).out, "3  2030-01-31T12:00:00Z  root  install  0 definitions\n");
 }
 
+TEST_F(Root, reportsAnImageWithoutADatabase) {
+    const ToolRun result = runRoot({"report", "-"});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_THAT(result.out, HasSubstr("Sensors of $T/image</"));
+    EXPECT_THAT(result.out, HasSubstr("lora@aa"));
+    EXPECT_EQ(result.err, "scada-sensors: the page has no values: with --root no database is asked\n");
+}
+
 TEST_F(Root, tellsOfADefaultThatHasChangedInTheImage) {
     addDefinition(standard, NAME);
     addDefinition(outside, "lora/demo/other");

@@ -12,6 +12,7 @@
 
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 namespace Kelvra::SCADA::Tool {
 
@@ -43,10 +44,10 @@ Findings checkStorage(DefinitionDirectory& storage, const std::string& which, co
     if (!findings.empty())
         return findings;
     for (const std::string& name : storage.names()) {
-        const Definition definition = storage.load(name);
+        Definition definition = storage.load(name);
         DefinitionPlaces places(definition.file);
         append(checkDefinition(definition, &places), &findings);
-        append(also(definition, &places), &findings);
+        append(also(std::move(definition), &places), &findings);
     }
     append(checkTree(storage), &findings);
     return findings;

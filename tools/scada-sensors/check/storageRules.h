@@ -11,8 +11,8 @@ namespace Kelvra::SCADA::Tool {
 /// Returns the fault of a custom storage that an interrupted operation has left neither old nor new.
 Findings checkInterruption();
 
-/// What else is asked of each definition.
-using DefinitionCheck = std::function<Findings(const Definition& definition, DefinitionPlaces* places)>;
+/// What else is asked of each definition, which is given away with the question.
+using DefinitionCheck = std::function<Findings(Definition&& definition, DefinitionPlaces* places)>;
 
 /// Returns everything that is wrong with the storages and their definitions, and which of them hide others.
 Findings checkStorages(Storages& storages, const DefinitionCheck& also);

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdint>
 #include <optional>
+#include <utility>
 
 namespace Kelvra::SCADA::Tool {
 
@@ -33,14 +34,16 @@ std::optional<Json::Value> valueFrom(const std::string& text, const std::string&
     return Json::Value(text);
 }
 
-void judge(const Json::Value& properties, StoredValue* stored) {
-    const Json::Value& type = properties[stored->property]["type"];
-    const std::optional<Json::Value> value = valueFrom(stored->text, type.isString() ? type.asString() : "");
-    stored->value = value.value_or(Json::Value(stored->text));
-    for (const Misfit& misfit : misfits({{stored->property, stored->value, ""}}, properties)) {
-        stored->state = StoredValue::State::BAD;
-        stored->fault = misfit.text;
+StoredValue judged(const std::string& field, const std::string& text, const Json::Value& property) {
+    const Json::Value& type = property["type"];
+    std::optional<Json::Value> value = valueFrom(text, type.isString() ? type.asString() : "");
+    StoredValue stored{field,    StoredValue::State::GOOD, text, value ? std::move(*value) : Json::Value(text), "",
+                       &property};
+    if (const std::optional<Misfit> misfit = misfitOf(field, stored.value, property)) {
+        stored.state = StoredValue::State::BAD;
+        stored.fault = misfit->text;
     }
+    return stored;
 }
 
 } // namespace
@@ -59,24 +62,29 @@ const char* wordOf(StoredValue::State state) {
     return "undeclared";
 }
 
+// Fields and properties have the same order, that of their bytes.
 std::vector<StoredValue> storedValues(const std::map<std::string, std::string>& fields, const Json::Value& properties) {
-    std::map<std::string, StoredValue> byName;
-    for (const auto& [field, text] : fields) {
-        StoredValue& stored = byName[field];
-        stored = {field, StoredValue::State::UNDECLARED, text, text, ""};
-        if (properties[field].isObject()) {
-            stored.state = StoredValue::State::GOOD;
-            judge(properties, &stored);
-        }
-    }
-    for (const std::string& property : properties.getMemberNames()) {
-        if (properties[property].isObject() && fields.count(property) == 0)
-            byName[property] = {property, StoredValue::State::MISSING, "", Json::Value(), ""};
-    }
     std::vector<StoredValue> values;
-    values.reserve(byName.size());
-    for (auto& [name, stored] : byName)
-        values.push_back(std::move(stored));
+    values.reserve(fields.size() + properties.size());
+    auto field = fields.begin();
+    const auto addUndeclared = [&values](const auto& one) {
+        values.push_back({one.first, StoredValue::State::UNDECLARED, one.second, one.second, "", nullptr});
+    };
+    for (auto property = properties.begin(); property != properties.end(); ++property) {
+        const std::string name = property.name();
+        for (; field != fields.end() && field->first < name; ++field)
+            addUndeclared(*field);
+        const bool isStored = field != fields.end() && field->first == name;
+        if (property->isObject())
+            values.push_back(isStored ? judged(name, field->second, *property)
+                                      : StoredValue{name, StoredValue::State::MISSING, "", {}, "", &*property});
+        else if (isStored)
+            addUndeclared(*field);
+        if (isStored)
+            ++field;
+    }
+    for (; field != fields.end(); ++field)
+        addUndeclared(*field);
     return values;
 }
 

@@ -22,6 +22,7 @@ struct StoredValue {
     std::string text; ///< as it is in the database
     Json::Value value;
     std::string fault;
+    const Json::Value* declaration; ///< the property; null for a field without one; valid as long as the definition
 };
 
 const char* wordOf(StoredValue::State state);

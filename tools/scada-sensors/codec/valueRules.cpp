@@ -34,27 +34,28 @@ bool fits(const Json::Value& value, const std::string& type) {
     return type != "string" || value.isString();
 }
 
-std::optional<Misfit> misfitOf(const NamedValue& value, const Json::Value& property) {
-    if (value.value.isNull())
+} // namespace
+
+std::optional<Misfit> misfitOf(const std::string& path, const Json::Value& value, const Json::Value& property) {
+    if (value.isNull())
         return std::nullopt;
-    const std::string shown = shownValue(value.value);
     const Json::Value& type = property["type"];
-    if (type.isString() && !fits(value.value, type.asString()))
-        return Misfit{&Rules::CODEC_VALUE_TYPE, value.path,
-                      filled("\"%s\" is %s, which is no %s.", {value.path, shown, type.asString()})};
-    if (!value.value.isNumeric())
+    if (type.isString() && !fits(value, type.asString()))
+        return Misfit{&Rules::CODEC_VALUE_TYPE, path,
+                      filled("\"%s\" is %s, which is no %s.", {path, shownValue(value), type.asString()})};
+    if (!value.isNumeric())
         return std::nullopt;
-    const double number = value.value.asDouble();
-    if (property["min"].isNumeric() && number < property["min"].asDouble())
-        return Misfit{&Rules::CODEC_OUT_OF_RANGE, value.path,
-                      filled("\"%s\" is %s, below its minimum %s.", {value.path, shown, shownValue(property["min"])})};
-    if (property["max"].isNumeric() && number > property["max"].asDouble())
-        return Misfit{&Rules::CODEC_OUT_OF_RANGE, value.path,
-                      filled("\"%s\" is %s, above its maximum %s.", {value.path, shown, shownValue(property["max"])})};
+    const double number = value.asDouble();
+    const Json::Value& min = property["min"];
+    if (min.isNumeric() && number < min.asDouble())
+        return Misfit{&Rules::CODEC_OUT_OF_RANGE, path,
+                      filled("\"%s\" is %s, below its minimum %s.", {path, shownValue(value), shownValue(min)})};
+    const Json::Value& max = property["max"];
+    if (max.isNumeric() && number > max.asDouble())
+        return Misfit{&Rules::CODEC_OUT_OF_RANGE, path,
+                      filled("\"%s\" is %s, above its maximum %s.", {path, shownValue(value), shownValue(max)})};
     return std::nullopt;
 }
-
-} // namespace
 
 std::vector<Misfit> misfits(const std::vector<NamedValue>& values, const Json::Value& properties) {
     std::vector<Misfit> found;
@@ -66,7 +67,7 @@ std::vector<Misfit> misfits(const std::vector<NamedValue>& values, const Json::V
         else if (!declared)
             found.push_back(
                 {&Rules::CODEC_UNDECLARED, value.path, filled("The definition has no property \"%s\".", {value.path})});
-        else if (const std::optional<Misfit> misfit = misfitOf(value, properties[value.path]))
+        else if (const std::optional<Misfit> misfit = misfitOf(value.path, value.value, properties[value.path]))
             found.push_back(*misfit);
     }
     return found;

@@ -5,6 +5,7 @@
 
 #include <json/value.h>
 
+#include <optional>
 #include <vector>
 
 namespace Kelvra::SCADA::Tool {
@@ -15,6 +16,9 @@ struct Misfit {
     std::string path; ///< of the value
     std::string text;
 };
+
+/// Judges a value by its property. `path` is where it is among the values.
+std::optional<Misfit> misfitOf(const std::string& path, const Json::Value& value, const Json::Value& property);
 
 /// Judges the values of an uplink by the properties of its definition.
 std::vector<Misfit> misfits(const std::vector<NamedValue>& values, const Json::Value& properties);

@@ -43,5 +43,6 @@ Run declareRollback(CLI::App& app);
 Run declareHistory(CLI::App& app);
 Run declareRead(CLI::App& app);
 Run declareRecover(CLI::App& app);
+Run declareReport(CLI::App& app);
 
 } // namespace Kelvra::SCADA::Tool

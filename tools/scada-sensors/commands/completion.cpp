@@ -163,6 +163,8 @@ public:
         const std::string name = command->get_name();
         if ((name == "check" || name == "install") && operands.empty())
             return {DIRECTORIES, {}};
+        if ((name == "report" || name == "export") && operands.empty())
+            return {FILES, {}};
         return {WORDS, wordsOfOperand(name, operands)};
     }
 

@@ -124,7 +124,7 @@ private:
 
     static void tellUnreadable(const Definition& definition, Compared* compared) {
         compared->differs = true;
-        compared->words = "    " + printable(filled("they cannot be compared: %s", {definition.verdict.state})) + "\n";
+        compared->words = "    " + incomparableText(definition) + "\n";
         compared->item["failure"] = definition.verdict.state;
     }
 

@@ -116,6 +116,10 @@ std::string toText(const DefinitionDifference& difference) {
     return text;
 }
 
+std::string incomparableText(const Definition& broken) {
+    return printable(filled("they cannot be compared: %s", {broken.verdict.state}));
+}
+
 void addDifference(const DefinitionDifference& difference, Json::Value* item) {
     (*item)["changes"] = Json::arrayValue;
     for (const MemberChange& change : difference.members)

@@ -4,11 +4,16 @@
 
 namespace Kelvra::SCADA::Tool {
 
+std::string placeText(const Place& place) {
+    std::string text = place.file;
+    for (const unsigned int number : {place.position.line, place.position.column})
+        text += number == 0 ? "" : ":" + std::to_string(number);
+    return text;
+}
+
 std::string toText(const Finding& finding, const Screen& screen) {
     const Place& place = finding.place;
-    std::string where = place.file;
-    for (const unsigned int number : {place.position.line, place.position.column})
-        where += number == 0 ? "" : ":" + std::to_string(number);
+    std::string where = placeText(place);
     where += where.empty() ? "" : ": ";
     std::string text = ": ";
     if (place.element)

@@ -10,6 +10,9 @@
 
 namespace Kelvra::SCADA::Tool {
 
+/// Returns "FILE:LINE:COLUMN" without the parts that the place lacks.
+std::string placeText(const Place& place);
+
 /// Returns "FILE:LINE:COLUMN: SEVERITY: [element N: ]TEXT [RULE]" without the parts that the finding lacks, and the
 /// remedy indented below, made printable. Compilers write places like this, so editors and CI systems jump to them.
 std::string toText(const Finding& finding, const Screen& screen = Screen());

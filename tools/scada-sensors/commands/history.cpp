@@ -14,15 +14,12 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-// Enough to tell contents apart by eye.
-constexpr std::size_t SHOWN_DIGITS = 12;
-
 std::string toText(const HistoryEntry& entry) {
     std::string text = std::to_string(entry.number) + "  " + printable(entry.time) + "  " + printable(entry.user) +
                        "  " + printable(entry.operation) + "  " + counted(entry.changes.size(), "definition") + "\n";
     for (const HistoryChange& change : entry.changes)
         text += "    " + printable(change.change) + " " + printable(change.name) + " " +
-                printable(change.content.substr(0, SHOWN_DIGITS)) + "\n";
+                printable(shortContent(change)) + "\n";
     return text;
 }
 

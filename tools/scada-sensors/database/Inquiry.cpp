@@ -147,13 +147,15 @@ ServerFault Inquiry::connect() const {
 }
 
 // A server that takes no connection says why before it closes it: what has come is read even after a failed write.
-void Inquiry::send(const std::vector<std::string>& command) const {
-    const std::string bytes = encoded(command);
+void Inquiry::send(const std::vector<std::vector<std::string>>& commands) const {
+    std::string bytes;
+    for (const std::vector<std::string>& command : commands)
+        bytes += encoded(command);
     static_cast<void>(::send(peer.number(), bytes.data(), bytes.size(), MSG_NOSIGNAL));
 }
 
 ServerFault Inquiry::ask(const std::vector<std::string>& command, ReplyPtr* reply) const {
-    send(command);
+    send({command});
     return receive(reply);
 }
 

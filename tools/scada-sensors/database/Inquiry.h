@@ -31,7 +31,7 @@ public:
     ServerFault ask(const std::vector<std::string>& command, ReplyPtr* reply) const;
 
     /// The same in two steps, for many commands at once.
-    void send(const std::vector<std::string>& command) const;
+    void send(const std::vector<std::vector<std::string>>& commands) const;
     ServerFault receive(ReplyPtr* reply) const;
 
 private:

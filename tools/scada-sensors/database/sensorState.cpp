@@ -44,10 +44,12 @@ ServerFault readSensors(const Inquiry& server, const std::vector<std::string>& k
     constexpr std::size_t AT_ONCE = 64;
     for (std::size_t from = 0; from < keys.size(); from += AT_ONCE) {
         const std::size_t end = std::min(from + AT_ONCE, keys.size());
+        std::vector<std::vector<std::string>> commands;
         for (std::size_t at = from; at < end; ++at) {
-            server.send({"HGETALL", keys[at]});
-            server.send({"PTTL", keys[at]});
+            commands.push_back({"HGETALL", keys[at]});
+            commands.push_back({"PTTL", keys[at]});
         }
+        server.send(commands);
         for (std::size_t at = from; at < end; ++at) {
             ReplyPtr fields;
             ReplyPtr time;

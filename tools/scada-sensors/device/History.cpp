@@ -3,16 +3,15 @@
 #include "device/ownerOfStorage.h"
 #include "device/userName.h"
 #include "text/Descriptor.h"
+#include "text/currentTime.h"
 
 #include <json/reader.h>
 #include <json/writer.h>
 
 #include <unistd.h>
 
-#include <array>
 #include <cstddef>
 #include <cstdlib>
-#include <ctime>
 #include <memory>
 #include <sstream>
 #include <utility>
@@ -35,15 +34,6 @@ std::string currentUser() {
     return userName(login == NOBODY_LOGGED_IN ? callingUser() : login);
 }
 
-std::string currentTime() {
-    const std::time_t now = std::time(nullptr);
-    struct tm utc {};
-    gmtime_r(&now, &utc);
-    std::array<char, sizeof "2030-01-31T12:00:00Z"> text{};
-    (void)std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc);
-    return text.data();
-}
-
 std::string textOf(const Json::Value& members, const char* name) {
     const Json::Value& value = members[name];
     return value.isString() ? value.asString() : "";
@@ -55,6 +45,11 @@ bool isSameOperation(const HistoryEntry& one, HistoryEntry other) {
 }
 
 } // namespace
+
+std::string shortContent(const HistoryChange& change) {
+    constexpr std::size_t SHOWN_DIGITS = 12;
+    return change.content.substr(0, SHOWN_DIGITS);
+}
 
 Json::Value toJson(const HistoryEntry& entry) {
     Json::Value members(Json::objectValue);

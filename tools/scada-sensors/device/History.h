@@ -26,6 +26,9 @@ struct HistoryEntry {
     std::vector<HistoryChange> changes;
 };
 
+/// Returns as much of the hash as tells contents apart by eye.
+std::string shortContent(const HistoryChange& change);
+
 Json::Value toJson(const HistoryEntry& entry);
 /// Returns the entry as it is in the file of the history: JSON, one line.
 std::string historyLine(const HistoryEntry& entry);

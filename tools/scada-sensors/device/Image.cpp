@@ -120,6 +120,11 @@ bool isImage() {
     return rootOfImage().has_value();
 }
 
+std::string rootDirectory() {
+    const std::string root = rootOfImage().value_or("");
+    return root.empty() ? "/" : root;
+}
+
 std::string inImage(const std::string& path) {
     if (!isImage())
         return path;

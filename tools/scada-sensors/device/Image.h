@@ -13,6 +13,9 @@ void enterImage(const std::string& root);
 
 bool isImage();
 
+/// Returns the directory of the image, without links, or "/" without one.
+std::string rootDirectory();
+
 /// Returns where a path of the image leads, with all links followed; one that leads nowhere is returned as a path that
 /// nothing can have. What does not exist is taken as written. Without an image, returns the path itself.
 std::string inImage(const std::string& path);

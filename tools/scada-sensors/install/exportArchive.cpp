@@ -5,6 +5,7 @@
 #include "device/paths.h"
 #include "install/Libarchive.h"
 #include "text/Descriptor.h"
+#include "text/ReplacedFile.h"
 #include "text/filled.h"
 
 #include <scada/Env.h>
@@ -15,8 +16,6 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -176,27 +175,19 @@ void exportArchive(const std::string& name, const std::function<void()>& begin) 
         return;
     }
     struct stat former {};
-    const bool exists = stat(name.c_str(), &former) == 0;
-    if (exists && !S_ISREG(former.st_mode)) {
+    if (stat(name.c_str(), &former) == 0 && !S_ISREG(former.st_mode)) {
         writeToSpecial(name);
         return;
     }
     begin();
     // A link keeps leading to the file.
     const std::string file = canonicalPath(name);
-    std::string temporary = file + ".XXXXXX";
-    const Descriptor out{mkostemp(temporary.data(), O_CLOEXEC)};
+    ReplacedFile out(file);
     if (!out.isOpen())
         throw std::runtime_error(filled("cannot write the archive [%s]: %s", {file, reasonOf(errno)}));
-    try {
-        writeTo(out.number(), file);
-        if (fchmod(out.number(), exists ? former.st_mode & ACCESSPERMS : ARCHIVED_MODE) != 0 ||
-            fsync(out.number()) != 0 || rename(temporary.c_str(), file.c_str()) != 0)
-            throw std::runtime_error(filled("cannot write the archive [%s]: %s", {file, reasonOf(errno)}));
-    } catch (...) {
-        unlink(temporary.c_str());
-        throw;
-    }
+    writeTo(out.number(), file);
+    if (const int error = out.complete(); error != 0)
+        throw std::runtime_error(filled("cannot write the archive [%s]: %s", {file, reasonOf(error)}));
 }
 
 } // namespace Kelvra::SCADA::Tool

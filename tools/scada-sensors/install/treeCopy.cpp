@@ -137,13 +137,8 @@ void keepAttributes(const std::string& source, const std::string& target) {
 // --- files
 
 void writeAll(int file, const std::string& path, const char* data, std::size_t size) {
-    while (size > 0) {
-        const ssize_t written = write(file, data, size);
-        if (written < 0 && errno != EINTR)
-            failToWrite(path, errno);
-        data += std::max<ssize_t>(written, 0);
-        size -= static_cast<std::size_t>(std::max<ssize_t>(written, 0));
-    }
+    if (const int error = writeWhole(file, data, size); error != 0)
+        failToWrite(path, error);
 }
 
 // What fails is told of `file`, which has another name meanwhile.

@@ -67,4 +67,15 @@ std::string readRegularFile(const std::string& file, std::string* text) {
     }
 }
 
+int writeWhole(int descriptor, const char* data, std::size_t size) {
+    while (size > 0) {
+        const ssize_t written = write(descriptor, data, size);
+        if (written < 0 && errno != EINTR)
+            return errno;
+        data += std::max<ssize_t>(written, 0);
+        size -= static_cast<std::size_t>(std::max<ssize_t>(written, 0));
+    }
+    return 0;
+}
+
 } // namespace Kelvra::SCADA::Tool

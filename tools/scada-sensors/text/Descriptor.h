@@ -30,6 +30,9 @@ Descriptor openRegularFile(const std::string& file, std::string* failure = nullp
 /// Reads a regular file whole into `*text`. Returns the reason when it cannot be read, and nothing on success.
 std::string readRegularFile(const std::string& file, std::string* text);
 
+/// Writes `size` bytes to a descriptor. Returns the error number when it cannot, and 0 on success.
+int writeWhole(int descriptor, const char* data, std::size_t size);
+
 /// Returns the system's words for an error number.
 std::string reasonOf(int error);
 
