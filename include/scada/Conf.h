@@ -10,9 +10,9 @@ namespace Kelvra {
 namespace SCADA {
 
 /// The configuration record: paths and database settings, with compiled-in defaults.
-/// A plain value; setters only assign, paths are neither checked nor normalised. String getters refer into the
-/// record and are valid until the field is set again or the record is destroyed. Not synchronised: set it up
-/// before other threads read it.
+/// A plain value. Setters only assign; they neither check nor normalise a path. A string getter returns a reference
+/// into the record, valid until that field is set again or the record is destroyed. Not synchronised: set it up before
+/// other threads read it.
 class SCADA_EXPORT Conf {
 public:
     static const std::string DFN_DATABASE_SOCKET;     ///< "/var/run/redis/redis-server.sock"
@@ -23,10 +23,11 @@ public:
     static const std::string DFN_STORAGE_STAGING_DIR; ///< "/var/run/scada/sensors/staging"
     static const std::string SENSOR_MAP_FILE;         ///< "/var/config/scada/sensors_map.json"
 
-    /// Every field holds its default constant; the database number is cut to 8 bits.
+    /// Sets every field to its default constant. The database number is truncated to 8 bits.
     Conf();
 
-    /// Returns the path of the Redis server's Unix socket. Database objects do not read it: see DatabaseBase::setup.
+    /// Returns the path of the Redis server's Unix socket. Database objects do not read it: pass it to
+    /// DatabaseBase::setup.
     const std::string& getDfnDatabaseSocket() const;
     /// Sets the path of the Redis server's Unix socket.
     void setDfnDatabaseSocket(const std::string& value);
@@ -43,18 +44,18 @@ public:
 
     /// Returns the directory of the default definition storage.
     const std::string& getDfnDefaultDir() const;
-    /// Sets the directory of the default definition storage; lookups skip it while it is empty.
+    /// Sets the directory of the default definition storage. While it is empty, lookups skip it.
     void setDfnDefaultDir(const std::string& value);
 
     /// Returns the directory of the custom definition storage.
     const std::string& getDfnCustomDir() const;
-    /// Sets the directory of the custom definition storage; lookups skip it while it is empty, but an installation and
-    /// the removal of a definition then work below "/".
+    /// Sets the directory of the custom definition storage. While it is empty, lookups skip it, but installing and
+    /// removing definitions work below "/".
     void setDfnCustomDir(const std::string& value);
 
     /// Returns the scratch directory of installations.
     const std::string& getDfnStagingDir() const;
-    /// Sets the scratch directory of installations. Its path reaches a shell unquoted: see FsNode::ensureCleanDir.
+    /// Sets the scratch directory of installations. The path reaches a shell unquoted: see FsNode::ensureCleanDir.
     void setDfnStagingDir(const std::string& value);
 
     /// Returns the path of the managed-sensors list.

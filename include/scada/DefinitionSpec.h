@@ -9,14 +9,14 @@
 namespace Kelvra {
 namespace SCADA {
 
-/// One sensor definition in memory, as a storage hands it out or takes it in. A plain value that owns both members;
-/// serves one thread at a time.
+/// One sensor definition in memory, as read from a storage or to be written to one. A plain value that owns both
+/// members. Serves one thread at a time.
 class SCADA_EXPORT DefinitionSpec {
 public:
-    Json::Value json;        ///< the whole definition document; null when nothing has been read
-    std::string decoderPath; ///< full path of the decoder file; empty when the definition has none
+    Json::Value json;        ///< the whole definition document; null if nothing has been read
+    std::string decoderPath; ///< full path of the decoder file; empty if the definition has none
 
-    /// A null document and no decoder.
+    /// Creates a null document without a decoder.
     DefinitionSpec();
     /// Copies both arguments.
     DefinitionSpec(const Json::Value& document, const std::string& decoder);

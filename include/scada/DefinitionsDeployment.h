@@ -8,32 +8,37 @@ namespace Kelvra {
 namespace SCADA {
 
 /// Installs users' definitions into the custom storage through the staging directory, and removes custom definitions.
-/// Holds nothing; reads its directories from Env on every call. All installations and removals share one staging
-/// directory: the host program runs them one at a time. Logs nothing. Every `err` may be null; the result alone tells
-/// success, for a successful installation may leave a text behind. Registries keep what they have cached.
+/// Has no state; reads its directories from Env on every call. Installations and removals share one staging directory:
+/// the host program must run them one at a time. Logs nothing. Every `err` may be null. Only the return value indicates
+/// success: a successful installation may leave a text in `*err`. Registries keep the definitions that they have
+/// cached.
 class SCADA_EXPORT DefinitionsDeployment {
 public:
-    /// Installs all definitions of `srcDir`, each under "lora/" with a decoder inside the source; when one fails the
-    /// checks, none. Without `allowOverwrite`, definitions that are installed already and can be read are refused. On
-    /// success returns true, also for a source without definitions. On failure returns false with the reason in `*err`;
-    /// what was imported before a failure of the import itself stays. The staging directory is emptied before and, also
-    /// when an exception passes through, afterwards, unless it or the source is refused. Exceptions of the JSON library
-    /// (Json::RuntimeError, on a definition nested beyond the reader's limit) pass through.
-    /// The source is compared with the staging path as a text, and only without a "/" at its end: a source that lies in
-    /// the staging directory, or is that directory under another spelling or through a link, is erased by the emptying;
-    /// the result is then true, as for a source without definitions.
-    /// REQUIRES: a custom directory that is not empty, since "" is taken for "/"; a staging path as
-    /// FsNode::ensureCleanDir demands it, and no definitions with a leading dot there, which would be installed too.
+    /// Installs all definitions of `srcDir`, or none if any of them fails the checks. Each name must start with
+    /// "lora/", and each definition needs a decoder inside the source. Without `allowOverwrite`, the installation is
+    /// also refused if one of the definitions is already installed and readable.
+    /// On success returns true, also for a source without definitions. On failure returns false with the reason in
+    /// `*err`. If the import itself fails, the definitions imported before the failure stay.
+    /// The staging directory is emptied before and after the installation, also when an exception passes through, but
+    /// not if it or the source is refused. Exceptions of the JSON library pass through (Json::RuntimeError, for a
+    /// definition nested beyond the reader's limit).
+    /// Do not pass a source inside the staging directory. A source that is the staging directory is refused, but the
+    /// two paths are compared as text: a source inside it, or the directory itself with a "/" at its end, under another
+    /// spelling or through a link, is not detected. Emptying the staging directory then erases the source, and the
+    /// result is true, as for a source without definitions.
+    /// REQUIRES: a custom directory that is not empty, because "" is treated as "/"; a staging path that satisfies
+    /// FsNode::ensureCleanDir; no definitions with a leading dot in the staging directory, which would be installed
+    /// too.
     bool deploy(const std::string& srcDir, bool allowOverwrite, std::string* err) const;
 
-    /// The body of an installation, between the two emptyings of the staging directory.
+    /// Does the installation itself; deploy() calls it between the two emptyings of the staging directory.
     /// REQUIRES: the staging directory exists and is empty.
     bool deploy_impl(const std::string& srcDir, bool allowOverwrite, std::string* err) const;
 
-    /// Removes one custom definition, as DefinitionsStorage::deleteOne does; the same exceptions pass through.
+    /// Removes one custom definition, as DefinitionsStorage::deleteOne does. The same exceptions pass through.
     bool deleteOne(const std::string& name, std::string* err) const;
 
-    /// Empties the custom storage. Returns true even when that fails; `err` is never written.
+    /// Empties the custom storage. Returns true even if that fails; never writes `*err`.
     bool deleteAll(std::string* err) const;
 };
 

@@ -9,44 +9,44 @@
 namespace Kelvra {
 namespace SCADA {
 
-/// One storage directory: a definition named first/second/stem is its file DIR/first/second/stem.json.
-/// An aggregate made on the spot for each operation, as in DefinitionsStorage{directory}; it caches and logs nothing.
-/// Any thread may call findNames and getSpec; the host program keeps writers of one directory apart.
-/// Every `error` may be null; texts are cut at 255 bytes and replace the previous content.
-/// With an empty `dir` getSpec finds nothing, while findNames lists, importSpec writes and deleteOne removes below "/".
+/// One storage directory. The definition first/second/stem is the file DIR/first/second/stem.json.
+/// An aggregate, created on the spot for each operation: DefinitionsStorage{directory}. It caches and logs nothing.
+/// Any thread may call findNames and getSpec; the host program must not let two writers of one directory overlap.
+/// Every `error` may be null; a text replaces the previous content and is cut at 255 bytes.
+/// If `dir` is empty, getSpec finds nothing, but findNames lists, importSpec writes and deleteOne removes below "/".
 struct SCADA_EXPORT DefinitionsStorage {
     std::string dir; ///< the storage directory, used as given
 
     static const std::string JSON_PROPERTIES_SECTION; ///< "properties"
     static const std::string JSON_DECODER_SECTION;    ///< "decoder"
 
-    /// Adds the name of every listed definition to `*names`, which is not cleared: regular files exactly two directory
-    /// levels down that end in ".json". Symbolic links are neither descended nor listed. What cannot be read
-    /// contributes nothing. REQUIRES: `names` is not null.
+    /// Adds the name of every listed definition to `*names`, without clearing it first. Listed are regular files
+    /// exactly two directory levels down whose names end in ".json". Symbolic links are neither followed nor listed.
+    /// Directories that cannot be read are skipped. REQUIRES: `names` is not null.
     void findNames(std::set<std::string>* names);
 
-    /// Reads and checks the definition `name`, listed or not. The name is put into the path as it is, "../" included:
-    /// check names that come from outside first. On success returns true and fills `*spec` (unless null). On failure
-    /// returns false and puts the reason into `*error`;
-    /// `*spec` is then empty, except that a document whose only fault is a missing "properties" object stays in it
-    /// with its decoder path. Exceptions of the JSON library (Json::RuntimeError, on nesting beyond its limit) pass
-    /// through. A document nested to that limit takes about 540 KiB of the calling thread's stack, 330 KiB on 32-bit
-    /// Arm. The JSON reader takes the decimal point of fractions from the C++ global locale.
+    /// Reads and checks the definition `name`, listed or not. The name becomes part of the path unchanged, including
+    /// any "../": check names from outside before the call. On success returns true and fills `*spec` (unless null).
+    /// On failure returns false and puts the reason into `*error`; `*spec` is then empty, with one exception: if the
+    /// only fault is a missing "properties" object, it holds the document and its decoder path.
+    /// Exceptions of the JSON library pass through (Json::RuntimeError, for nesting beyond its limit). Reading a
+    /// document nested to that limit takes about 540 KiB of the calling thread's stack, 330 KiB on 32-bit Arm. The JSON
+    /// reader takes the decimal point of fractions from the C++ global locale.
     bool getSpec(const std::string& name, DefinitionSpec* spec, std::string* error);
 
-    /// Writes a definition under `name` and copies its decoder beside it as STEM-decoder, whatever it was called, then
-    /// reads both back. Here "\" separates like "/". Returns whether the definition is listed and reads back valid; an
-    /// older file that could not be overwritten counts as well. On failure puts the reason into `*error`; what had been
-    /// written stays. A document that is no object and comes with a decoder makes the JSON library throw; exceptions of
-    /// the reading back pass through as those of getSpec.
+    /// Writes a definition under `name`, copies its decoder next to it as STEM-decoder, whatever its former name, and
+    /// reads both back. In `name`, "\" separates like "/". Returns whether the definition is then listed and valid; an
+    /// older file that could not be overwritten also counts. On failure puts the reason into `*error`; files already
+    /// written stay. If the document is not an object but has a decoder, the JSON library throws. Exceptions of reading
+    /// back pass through, as those of getSpec do.
     bool importSpec(const std::string& name, const DefinitionSpec& spec, std::string* error);
 
-    /// Removes a listed definition, and its decoder when that lies in this storage. On failure returns false with the
-    /// reason, which says so when the decoder has already gone, in `*error`. Exceptions of getSpec pass through;
-    /// nothing has been removed then.
+    /// Removes a listed definition, and its decoder if that is in this storage. On failure returns false with the
+    /// reason in `*error`; the text says so if the decoder has already been removed. Exceptions of getSpec pass
+    /// through; nothing has been removed then.
     bool deleteOne(const std::string& name, std::string* error);
 
-    /// Empties the directory, as FsNode::ensureCleanDir does and with its requirement. Returns true even on failure.
+    /// Empties the directory like FsNode::ensureCleanDir, with the same requirement. Returns true even on failure.
     bool deleteAll();
 };
 

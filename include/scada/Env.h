@@ -6,11 +6,12 @@
 namespace Kelvra {
 namespace SCADA {
 
-/// The process-wide holder of the configuration record, which every other class reads afresh on each operation.
-/// The first call of inst() may come from any thread; the record itself is not synchronised.
+/// The process-wide configuration record. The registry, the map and the deployment read it afresh on each operation;
+/// the database classes do not read it. Any thread may make the first call of inst(); the record itself is not
+/// synchronised.
 class SCADA_EXPORT Env {
 public:
-    /// Returns the one instance, built on the first call. Valid until the process exits.
+    /// Returns the only instance and creates it on the first call. Valid until the process exits.
     static Env& inst();
 
     /// Returns the configuration record. Valid until the process exits.

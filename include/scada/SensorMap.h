@@ -11,34 +11,35 @@
 namespace Kelvra {
 namespace SCADA {
 
-/// The managed sensors: which physical sensor uses which definition, with a registry over both storages behind it.
-/// A sensor is named by its source and its identifier, compared byte for byte: pass the source as the list has it and
-/// the identifier in lower case. Serves one thread at a time; isSensorPresent and getSensorDefinitionName may run
-/// together with each other. Every `error` may be null; texts are cut at 255 bytes and replace the previous content.
+/// The managed sensors: which physical sensor uses which definition. The map has its own registry over both storages.
+/// A sensor is identified by its source and its identifier, compared byte for byte: pass the source as in the list and
+/// the identifier in lower case. Serves one thread at a time; only isSensorPresent and getSensorDefinitionName may run
+/// at the same time as each other. Every `error` may be null; a text replaces the previous content and is cut at 255
+/// bytes.
 class SCADA_EXPORT SensorMap {
 public:
-    /// An empty map; reads nothing.
+    /// Creates an empty map. Reads nothing.
     SensorMap();
-    /// Ends the life of the registry behind it too.
+    /// Also destroys the map's registry.
     ~SensorMap();
     SensorMap(const SensorMap&) = delete;
     SensorMap& operator=(const SensorMap&) = delete;
 
-    /// Adds the valid, new elements of the list file that Env names; entries already in the map stay as they are, even
-    /// when they have left the file. Faulty and duplicate elements are logged and skipped. On success returns true,
-    /// even when every element was faulty. On failure, when the file as
-    /// a whole cannot be used, returns false, logs the reason and changes nothing. Exceptions of the JSON library and
-    /// of memory allocation pass through; entries added before stay.
+    /// Adds the valid, new elements of the list file whose path Env holds. Entries already in the map stay as they are,
+    /// even if they are no longer in the file. Faulty and duplicate elements are logged and skipped. On success returns
+    /// true, even if every element was faulty. On failure, when the file as a whole cannot be used, returns false, logs
+    /// the reason and changes nothing. Exceptions of the JSON library and of memory allocation pass through; entries
+    /// added before the exception stay.
     bool Load();
 
-    /// Returns whether the list file can be opened for reading, which a directory can too.
+    /// Returns whether the list file can be opened for reading. This is also true of a directory.
     bool isFileExists();
 
     /// Returns whether the sensor is in the map.
     bool isSensorPresent(const std::string& src, const std::string& id) const;
 
-    /// Returns whether the sensor is in the map and, unless `name` is null, puts its definition's name into `*name`.
-    /// On failure leaves `*name` untouched.
+    /// Returns whether the sensor is in the map, and puts its definition's name into `*name` (unless null). On failure
+    /// leaves `*name` untouched.
     bool getSensorDefinitionName(const std::string& src, const std::string& id, std::string* name) const;
 
     /// Returns the description of one property from the sensor's definition. On failure returns the JSON library's
@@ -46,8 +47,8 @@ public:
     const Json::Value& getMeasurement(const std::string& src, const std::string& id, const std::string& property,
                                       std::string* error);
 
-    /// Returns whether the sensor is in the map and its definition has a decoder, whose path is then put into `*path`
-    /// unless it is null. On failure leaves `*path` untouched and gives no reason.
+    /// Returns whether the sensor is in the map and its definition has a decoder, and puts the decoder's path into
+    /// `*path` (unless null). On failure leaves `*path` untouched and gives no reason.
     bool getDecoderPath(const std::string& src, const std::string& id, std::string* path);
 
 private:

@@ -20,9 +20,9 @@ struct SCADA_EXPORT SensorMapEntry {
     static const std::string JSON_ATTR_SENSOR; ///< "sensor"
     static const std::string JSON_ATTR_STATUS; ///< "status"; reserved for the list's writers, never read
 
-    /// Checks one element and takes its three strings over. On success returns true. On failure returns false with the
-    /// first fault in `*error` (unless null), cut at 255 bytes and replacing the previous content; the members hold
-    /// what had been read before the fault.
+    /// Checks one element and copies its three strings. On success returns true. On failure returns false and puts the
+    /// first fault into `*error` (unless null), which replaces the previous content and is cut at 255 bytes; the
+    /// members hold what was read before the fault.
     bool LoadJson(const Json::Value& value, std::string* error);
 };
 

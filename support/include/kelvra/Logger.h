@@ -1,15 +1,15 @@
 #pragma once
 
 namespace Kelvra {
-/// Where the library writes its messages.
+/// The log that the library writes its messages to.
 namespace Logger {
 
-/// Levels and labels are objects of the provider: they are read at each call and never compared with each other.
+/// Levels and labels are objects of the provider. The library reads them at each call and never compares them.
 namespace PrintLevel {
-extern int ERROR_LEVEL;   ///< what was asked for cannot be done
-extern int WARNING_LEVEL; ///< something is faulty and left out
-extern int DEBUG_LEVEL;   ///< a connection came about
-extern int TRACE_LEVEL;   ///< what the library does, step by step
+extern int ERROR_LEVEL;   ///< a request cannot be carried out
+extern int WARNING_LEVEL; ///< something is faulty and is left out
+extern int DEBUG_LEVEL;   ///< a connection was made
+extern int TRACE_LEVEL;   ///< the library's work, step by step
 
 extern const char* ERROR_LABEL;   ///< goes with messages of ERROR_LEVEL
 extern const char* WARNING_LABEL; ///< goes with messages of WARNING_LEVEL

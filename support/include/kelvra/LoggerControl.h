@@ -3,15 +3,16 @@
 namespace Kelvra {
 namespace Logger {
 
-// The stand-in's own switch. A device's support library has another, so only programs linked to the stand-in use it.
+// This switch belongs to the stand-in. A device's support library has its own, so only programs linked to the stand-in
+// use this one.
 
-/// The level at which nothing is printable.
+/// At this level nothing is printable.
 const int LEVEL_OFF = -1;
 
-/// Makes messages of this level and of all more severe ones printable, the rest not. Any thread may call.
+/// Makes messages of this level and of all more severe levels printable, and no others. Any thread may call.
 void setLevel(int level);
 
-/// Returns the level in force. Any thread may call.
+/// Returns the current level. Any thread may call.
 int getLevel();
 
 } // namespace Logger

@@ -3,7 +3,7 @@
 #include <string>
 
 namespace Kelvra {
-/// What the library asks of texts; the device says which characters are blanks and letters.
+/// The text functions that the library needs. The device decides which characters are blanks and letters.
 namespace Text {
 
 /// Returns a copy without leading and trailing blanks. Any thread may call.
@@ -15,7 +15,7 @@ std::string toLowerCase(const std::string& text);
 /// Reads the whole text as a decimal number of the type of `out`. On failure returns false; `out` is then unspecified.
 /// Any thread may call.
 bool parse(int& out, const std::string& text);
-/// The same for an unsigned number.
+/// Like the above, for an unsigned number.
 bool parse(unsigned int& out, const std::string& text);
 
 } // namespace Text
