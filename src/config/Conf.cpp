@@ -67,7 +67,7 @@ const std::string& Conf::getSensorMapFile() const {
     return sensorMapFile;
 }
 
-// By value: the mangled name is what compiled host programs link against.
+// By value: compiled host programs link against the mangled name.
 void Conf::setSensorMapFile(std::string value) {
     sensorMapFile = value; // NOLINT(performance-unnecessary-value-param)
 }

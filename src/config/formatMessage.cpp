@@ -12,7 +12,7 @@ void formatMessage(std::string* out, const char* format, ...) {
     std::array<char, 256> buffer{};
     va_list arguments;
     va_start(arguments, format);
-    // What does not fit is cut off.
+    // A longer text is cut off.
     static_cast<void>(std::vsnprintf(buffer.data(), buffer.size(), format, arguments));
     va_end(arguments);
     out->assign(buffer.data());

@@ -4,7 +4,7 @@
 
 namespace Kelvra::SCADA {
 
-/// Replaces `*out` by the formatted text, cut at 255 bytes. A null `out`: nothing is done, nothing is formatted.
+/// Replaces `*out` with the formatted text, cut at 255 bytes. Does nothing, and formats nothing, if `out` is null.
 void formatMessage(std::string* out, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
 } // namespace Kelvra::SCADA

@@ -2,7 +2,7 @@
 
 #include <kelvra/Logger.h>
 
-/// Writes one log message; LEVEL is ERROR, WARNING, DEBUG or TRACE, the rest a printf format and its arguments.
+/// Writes one log message. LEVEL is ERROR, WARNING, DEBUG or TRACE; the rest is a printf format and its arguments.
 /// A macro, because the arguments of a suppressed message must not even be evaluated.
 #define SCADA_LOG(LEVEL, ...)                                                                                          \
     do {                                                                                                               \

@@ -13,7 +13,7 @@ namespace Kelvra::SCADA {
 
 namespace {
 
-// Converts the beginning of `text` as std::stof and std::stoi do, without their exceptions; errno is kept.
+// Converts the beginning of `text` as std::stof and std::stoi do, but without their exceptions. errno is kept.
 template <typename Number, typename Convert>
 std::optional<Number> convertPrefix(const std::string& text, const Convert& convert) {
     const int keptErrno = errno;
@@ -25,7 +25,7 @@ std::optional<Number> convertPrefix(const std::string& text, const Convert& conv
     return converted ? std::optional<Number>(number) : std::nullopt;
 }
 
-// A long has 64 bits on some machines: the range is that of 32 bits on all.
+// A long has 64 bits on some machines; the range is 32 bits on all of them.
 bool fitsInt(long number) {
     return number >= INT_MIN && number <= INT_MAX;
 }
@@ -116,7 +116,7 @@ int Database::brpop(const std::string& key, unsigned int timeout, std::string* o
     const bool isPair = isType(reply, REDIS_REPLY_ARRAY) && reply->elements == 2;
     if (!isPair || out == nullptr)
         return toResult(reply, isPair);
-    // A value that is no text, which no server sends here, cannot be handed out.
+    // A value that is not a string cannot be returned; no server sends one here.
     const char* value = reply->element[1]->str;
     if (value == nullptr)
         return RESULT_UNEXPECTED;

@@ -20,7 +20,7 @@ namespace Kelvra::SCADA {
 
 namespace {
 
-// The client library takes and keeps this structure, and was built with the system's own time.
+// The client library takes and keeps this structure, and was built with the system's own time type.
 #if defined(_TIME_BITS) && _TIME_BITS == 64
 #error "_TIME_BITS=64 changes timeval, which the client library shares"
 #endif
@@ -36,8 +36,8 @@ timeval*& connectTimeout(redisContext* context) {
 #endif
 }
 
-// A context whose socket could not even be created has learnt neither its kind nor its address, so that its
-// reconnection would try TCP for ever, and its descriptor number is one that it never had.
+// If not even the socket could be created, the context has no connection type and no address: its reconnection would
+// try TCP for ever. Its descriptor number is then not its own.
 void completeAddress(redisContext* context, const std::string& path) {
     if (context->connection_type == REDIS_CONN_UNIX && context->unix_sock.path != nullptr)
         return;
@@ -55,20 +55,20 @@ void completeAddress(redisContext* context, const std::string& path) {
     connectTimeout(context) = timeout;
 }
 
-// The client library creates its sockets inheritable.
+// The client library creates its sockets without FD_CLOEXEC.
 void keepFromChildren(const redisContext* context) {
     fcntl(context->fd, F_SETFD, FD_CLOEXEC);
 }
 
-// Closed here rather than by redisReconnect: when that fails to create a new socket, it may go on naming the number of
-// the old one, which by the next attempt can belong to somebody else.
+// Closes the socket here and not in redisReconnect: if that fails to create a new socket, it may keep the old number,
+// which may belong to another file by the next attempt.
 void closeSocket(redisContext* context) {
     if (context->fd >= 0)
         close(context->fd);
     context->fd = -1;
 }
 
-// Returns null only when memory has run out; a context that could not connect is kept for the reconnection.
+// Returns null only if memory has run out; a context that could not connect is kept for the reconnection.
 redisContext* connect(const std::string& path) {
     redisContext* context = redisConnectUnixWithTimeout(path.c_str(), CONNECT_TIMEOUT);
     if (context == nullptr)
@@ -94,13 +94,13 @@ bool selectDatabase(redisContext* context, unsigned char number) {
     return isOkStatus(ReplyPtr(static_cast<redisReply*>(redisCommand(context, command.data()))));
 }
 
-// Sends a command, once more after a reconnection when no reply came.
+// Sends a command; if there is no reply, reconnects and sends it once more.
 template <typename Send> redisReply* sendTwice(DatabaseBase* database, bool* reconnectNeeded, const Send& send) {
     SigpipeGuard guard;
     if (database->ensureConnected() != DatabaseBase::RESULT_OK)
         return nullptr;
     if (void* reply = send()) {
-        // An attempt that fails to write has no reply, and a connection made before it had a guard of its own.
+        // A write that fails gives no reply, and a connection made before this command had a guard of its own.
         guard.noneRaised();
         return static_cast<redisReply*>(reply);
     }
@@ -118,7 +118,7 @@ DatabaseBase::DatabaseBase()
     : socketPath(Conf::DFN_DATABASE_SOCKET), dbNumber(static_cast<unsigned char>(Conf::DFN_DATABASE_NUMBER)),
       keyTtl(Conf::DFN_DATABASE_KEY_TTL) {}
 
-// The connection stays open until the process ends: host programs rely on a destroyed object not closing it.
+// The connection stays open until the process ends: host programs rely on this.
 DatabaseBase::~DatabaseBase() = default;
 
 void DatabaseBase::setup(const std::string& socket, unsigned char number, unsigned int ttl) {

@@ -22,7 +22,7 @@ void pauseBeforeRetry() {
     }
 }
 
-// `receiveErrno` counts only together with an I/O error: after an end of file it is left from something else.
+// `receiveErrno` is valid only with an I/O error: after an end of file it is left over from something else.
 bool isReceiveTimeout(const redisContext* context, int receiveErrno) {
 #ifdef REDIS_ERR_TIMEOUT
     if (context->err == REDIS_ERR_TIMEOUT)
@@ -31,7 +31,8 @@ bool isReceiveTimeout(const redisContext* context, int receiveErrno) {
     return context->err == REDIS_ERR_IO && receiveErrno == EAGAIN;
 }
 
-// Receives one message. Returns false when the connection is lost, and closes it; a timeout is no loss and no message.
+// Receives one message. Returns false when the connection is lost, and closes it. After a timeout returns true without
+// a message.
 bool receive(redisContext* context, ReplyPtr* message) {
     void* received = nullptr;
     const bool arrived = redisGetReply(context, &received) == REDIS_OK;
@@ -44,7 +45,7 @@ bool receive(redisContext* context, ReplyPtr* message) {
         context->errstr[0] = '\0';
         return true;
     }
-    // The number must not be named any longer: by the time of the reconnection it can belong to somebody else.
+    // The context must forget the number: by the time of the reconnection it may belong to another file.
     close(context->fd);
     context->fd = -1;
     return false;

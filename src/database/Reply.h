@@ -10,10 +10,10 @@ struct FreeReply {
     void operator()(redisReply* reply) const { freeReplyObject(reply); }
 };
 
-/// Owns a reply, which may be null: no reply at all.
+/// Owns a reply. Null means that there was no reply.
 using ReplyPtr = std::unique_ptr<redisReply, FreeReply>;
 
-/// Each is false for a null reply.
+/// Each returns false for a null reply.
 bool isOkStatus(const ReplyPtr& reply);
 bool isType(const ReplyPtr& reply, int type);
 

@@ -23,8 +23,8 @@ bool isSigpipePending() {
     return sigismember(&pending, SIGPIPE) == 1;
 }
 
-// Takes the pending signal off. A write of this process sends it in the process's own name; one that another process
-// sent meanwhile is given back.
+// Removes the pending signal. A write of this process sends it in the process's own name; a signal that another process
+// sent in the meantime is raised again.
 void drainSigpipe() {
     const sigset_t set = sigpipeOnly();
     const timespec atOnce{};

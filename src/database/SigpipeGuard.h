@@ -4,9 +4,9 @@
 
 namespace Kelvra::SCADA {
 
-/// Holds SIGPIPE back on this thread, because the client library writes to sockets that may have been closed. On the
-/// way out a signal that was not pending before is taken off, unless the guard was told that there can be none; the
-/// thread's mask is restored and errno is kept. The process-wide disposition is never touched.
+/// Blocks SIGPIPE on this thread, because the client library writes to sockets that may have been closed. The
+/// destructor removes a signal that was not pending before, unless noneRaised() was called, and restores the thread's
+/// mask; errno is kept. The process-wide disposition never changes.
 class SigpipeGuard {
 public:
     SigpipeGuard();
@@ -14,7 +14,7 @@ public:
     SigpipeGuard(const SigpipeGuard&) = delete;
     SigpipeGuard& operator=(const SigpipeGuard&) = delete;
 
-    /// Says that every write under this guard has succeeded, so that none has raised the signal: spares the search.
+    /// Declares that every write under this guard has succeeded and therefore raised no signal. This saves the search.
     void noneRaised() { maybeRaised = false; }
 
 private:

@@ -4,7 +4,8 @@
 
 namespace Kelvra::SCADA {
 
-/// A path or a definition name cut at its last separator, which is "/" or "\". Without one both parts are the whole.
+/// A path or a definition name, split at its last separator ("/" or "\"). Without a separator, both parts are the
+/// whole.
 struct SplitName {
     std::string directory;
     std::string stem;

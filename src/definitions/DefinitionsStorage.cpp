@@ -20,7 +20,7 @@ namespace Kelvra::SCADA {
 
 namespace {
 
-// Reads the document of `name`, which must be an object.
+// Reads the document of `name` and checks that it is an object.
 bool readDocument(const std::string& dir, const std::string& name, Json::Value* document, std::string* error) {
     std::string text;
     if (dir.empty() || !readFile(definitionPath(dir, name), &text)) {
@@ -34,7 +34,7 @@ bool readDocument(const std::string& dir, const std::string& name, Json::Value* 
     return true;
 }
 
-// Puts the decoder's path into `*path`, or nothing when the definition names no decoder.
+// Puts the decoder's path into `*path`. Leaves it unchanged if the definition names no decoder.
 bool resolveDecoder(const std::string& dir, const std::string& name, const Json::Value& document, std::string* path,
                     std::string* error) {
     const Json::Value& member = document[DefinitionsStorage::JSON_DECODER_SECTION];
@@ -56,12 +56,12 @@ bool resolveDecoder(const std::string& dir, const std::string& name, const Json:
     return true;
 }
 
-// Imported decoders lose their own name.
+// An imported decoder gets a new name.
 std::string decoderNameOf(const std::string& stem) {
     return stem + "-decoder";
 }
 
-// A stream hides a failed allocation unless told otherwise: Json::writeString would give a cut text.
+// By default a stream hides a failed allocation: Json::writeString would return a truncated text.
 std::string textOf(const Json::Value& document) {
     std::ostringstream text;
     text.exceptions(std::ios::badbit);
@@ -70,7 +70,7 @@ std::string textOf(const Json::Value& document) {
     return text.str();
 }
 
-// Whether the file could be written shows when the storage is read back.
+// A failed write is noticed when the storage is read back.
 void writeDocument(const std::string& file, const Json::Value& document) {
     std::ofstream out(file, std::ios::out | std::ios::binary | std::ios::trunc);
     if (out.is_open())
@@ -86,7 +86,7 @@ Json::Value documentFor(const DefinitionSpec& spec, const std::string& decoderNa
     return document;
 }
 
-// The resolved paths are compared as texts.
+// Compares the resolved paths as text.
 bool isDecoderInStorage(const std::string& dir, const std::string& decoderPath) {
     std::string decoder;
     std::string storage;
@@ -112,7 +112,8 @@ bool DefinitionsStorage::getSpec(const std::string& name, DefinitionSpec* spec, 
     if (!readDocument(dir, name, &document, error) || !resolveDecoder(dir, name, document, &decoderPath, error))
         return false;
     const bool hasProperties = std::as_const(document)[JSON_PROPERTIES_SECTION].isObject();
-    // Filled before the verdict: a definition without properties can still be removed together with its decoder.
+    // Filled before the verdict, so that a definition without properties can still be removed together with its
+    // decoder.
     if (spec != nullptr) {
         spec->json = std::move(document);
         spec->decoderPath = std::move(decoderPath);
@@ -154,7 +155,7 @@ bool DefinitionsStorage::deleteOne(const std::string& name, std::string* error) 
         formatMessage(error, ErrorText::DEFINITION_NOT_FOUND, name.c_str());
         return false;
     }
-    // A definition that cannot be read is removed all the same; it only has no decoder that we know of.
+    // A definition that cannot be read is removed as well; its decoder is then unknown.
     DefinitionSpec spec;
     getSpec(name, &spec, nullptr);
     const bool ownsDecoder = isDecoderInStorage(dir, spec.decoderPath);

@@ -15,7 +15,7 @@ namespace Kelvra::SCADA {
 
 namespace {
 
-// The order is the precedence: a custom definition hides a default one.
+// In order of precedence: a custom definition hides a default one.
 std::vector<std::string> searchedDirectories(STORAGE_TYPE storage) {
     const Conf& conf = Env::inst().conf();
     if (storage == STORAGE_DEFAULT)
@@ -33,7 +33,7 @@ SensorDefinitions::SensorDefinitions(STORAGE_TYPE searched) : storage(searched) 
 
 SensorDefinitions::~SensorDefinitions() = default;
 
-// Unlike a load, a listing does not skip an empty directory name, and a value that is no enumerator means custom.
+// Unlike a load, a listing does not skip an empty directory name, and a value that is not an enumerator means custom.
 void SensorDefinitions::findNames(std::set<std::string>* names) {
     if (names == nullptr)
         return;
@@ -44,7 +44,7 @@ void SensorDefinitions::findNames(std::set<std::string>* names) {
         DefinitionsStorage{conf.getDfnDefaultDir()}.findNames(&standard);
     if (storage != STORAGE_DEFAULT)
         DefinitionsStorage{conf.getDfnCustomDir()}.findNames(&custom);
-    // Moves the names without an allocation, which could fail half-way.
+    // Merging moves the names without an allocation, which could fail half-way.
     names->merge(custom);
     names->merge(standard);
 }
@@ -69,7 +69,7 @@ bool SensorDefinitions::loadDefinition(const std::string& name, std::string* err
         cache.emplace(name, std::move(info));
         return true;
     }
-    // The reason of a broken definition has gone to the log; callers always get this text.
+    // The log has the reason for a broken definition; callers always get this text.
     formatMessage(error, ErrorText::DEFINITION_NOT_FOUND, name.c_str());
     return false;
 }

@@ -33,7 +33,7 @@ void collectNames(const std::string& dir, const std::string& relPath, std::uint8
         collectNames(dir, relPath.empty() ? entry : relPath + "/" + entry, static_cast<std::uint8_t>(depth - 1), names);
 }
 
-// A name of a directory that a listing descends into.
+// Whether a listing descends into a directory of this name.
 bool isDescended(const std::string& name) {
     return !name.empty() && name != "." && name != "..";
 }
@@ -44,8 +44,8 @@ void collectNames(const std::string& dir, std::set<std::string>* names) {
     collectNames(dir, "", LEVELS, names);
 }
 
-// Asks of each level what the listing would ask of the one entry that matters, with the same paths, their length
-// included. The file comes first: most names that are not listed have none.
+// Makes on each level the test that the listing makes for this one entry, with the same paths and therefore the same
+// lengths. Tests the file first, because for most names that are not listed it does not exist.
 bool isListed(const std::string& dir, const std::string& name) {
     const std::string::size_type first = name.find('/');
     const std::string::size_type second = first == std::string::npos ? first : name.find('/', first + 1);

@@ -5,11 +5,11 @@
 
 namespace Kelvra::SCADA {
 
-/// Adds the name of every definition that the storage directory `dir` lists to `*names`.
+/// Adds the name of every definition in the storage directory `dir` that counts as listed to `*names`.
 void collectNames(const std::string& dir, std::set<std::string>* names);
 
-/// Returns whether collectNames would add `name`. A lookup must not grow with the storage: the directories on the way
-/// to the file are only read where hasEntryNamed() has to.
+/// Returns whether collectNames would add `name`. The cost of a lookup must not grow with the storage: directories on
+/// the path to the file are read only if hasEntryNamed() has to.
 bool isListed(const std::string& dir, const std::string& name);
 
 } // namespace Kelvra::SCADA

@@ -32,7 +32,7 @@ std::string customDir() {
     return Env::inst().conf().getDfnCustomDir();
 }
 
-// A diagnostic build may list the sets here; this one stays silent.
+// A place for a diagnostic build to print the sets; this one prints nothing.
 void traceNames(const char* /*title*/, const Names& /*names*/) {}
 
 Names listNames(const std::string& dir, const char* title) {
@@ -46,7 +46,7 @@ Names stagedNames() {
     return listNames(stagingDir(), "Definitions in the staging directory");
 }
 
-// The resolved paths are compared as texts: a decoder in a directory whose name merely begins like the source's passes.
+// Compares the resolved paths as text: a decoder in a directory whose name merely begins like the source's passes.
 bool isDecoderInSource(const std::string& name, const std::string& source, const std::string& decoderPath,
                        std::string* err) {
     std::string decoder;
@@ -89,7 +89,7 @@ bool stageAll(const std::string& srcDir, const Names& names, std::string* err) {
                        [&](const std::string& name) { return stageOne(srcDir, source, name, err); });
 }
 
-// An installed definition that cannot be read is no conflict; the reason stays in `*err` all the same.
+// An installed definition that cannot be read is not a conflict; its reason still stays in `*err`.
 bool hasNoConflict(std::string* err) {
     const Names custom = listNames(customDir(), "Definitions in the secondary storage");
     const Names staged = stagedNames();
@@ -114,7 +114,7 @@ bool hasNoConflict(std::string* err) {
     return false;
 }
 
-// Installs what the staging directory holds, so that every definition has survived a write and a reading.
+// Installs the definitions of the staging directory: each of them has already been written and read back once.
 bool importStaged(std::string* err) {
     for (const std::string& name : stagedNames()) {
         DefinitionSpec spec;
@@ -126,7 +126,7 @@ bool importStaged(std::string* err) {
     return true;
 }
 
-// Nothing more can be done where memory has run out; the next installation empties the directory first.
+// If memory has run out, nothing more can be done; the next installation empties the directory first.
 void emptyAfterException(const std::string& staging) noexcept {
     try {
         FsNode::ensureCleanDir(staging);
@@ -138,7 +138,7 @@ void emptyAfterException(const std::string& staging) noexcept {
 
 bool DefinitionsDeployment::deploy(const std::string& srcDir, bool allowOverwrite, std::string* err) const {
     const std::string staging = stagingDir();
-    // One-sided: a source with a trailing "/" against a staging path without one is not caught.
+    // One-sided: a source with a trailing "/" and a staging path without one are not recognised as the same.
     if (staging == srcDir || staging == srcDir + "/") {
         formatMessage(err, "The source directory should not be the same as the staging directory.");
         return false;

@@ -22,10 +22,10 @@ static_assert(sizeof(off_t) == 8 && sizeof(ino_t) == 8,
 
 namespace {
 
-constexpr std::uint32_t UBIFS_MAGIC = 0x24051905; // not among the system's
+constexpr std::uint32_t UBIFS_MAGIC = 0x24051905; // not defined by the system headers
 
-// On these an entry has one name, except in a directory that is marked to fold letter cases. XFS is left out because it
-// can be made to fold as a whole; network file systems and FUSE, because their other side decides.
+// On these file systems an entry has one name only, except in a directory that is marked to fold letter case. XFS is
+// left out because a whole file system may fold; network file systems and FUSE, because their other side decides.
 constexpr std::array<std::uint32_t, 10> EXACT_FILE_SYSTEMS = {
     EXT4_SUPER_MAGIC, TMPFS_MAGIC,       RAMFS_MAGIC,      OVERLAYFS_SUPER_MAGIC, SQUASHFS_MAGIC,
     UBIFS_MAGIC,      JFFS2_SUPER_MAGIC, F2FS_SUPER_MAGIC, BTRFS_SUPER_MAGIC,     EROFS_SUPER_MAGIC_V1};
@@ -34,7 +34,7 @@ bool mayHaveOtherNames(int directory) {
     struct statfs status {};
     if (fstatfs(directory, &status) != 0)
         return true;
-    // Of 32 bits on every machine, but with a sign on some.
+    // 32 bits on every machine, but signed on some.
     const auto type = static_cast<std::uint32_t>(status.f_type);
     if (std::find(EXACT_FILE_SYSTEMS.begin(), EXACT_FILE_SYSTEMS.end(), type) == EXACT_FILE_SYSTEMS.end())
         return true;
@@ -42,14 +42,14 @@ bool mayHaveOtherNames(int directory) {
     return ioctl(directory, FS_IOC_GETFLAGS, &flags) == 0 && (flags & FS_CASEFOLD_FL) != 0;
 }
 
-// Takes the descriptor over.
+// Takes ownership of the descriptor.
 bool readsName(int directory, const std::string& name) {
     const DirectoryStream stream(fdopendir(directory));
     if (!stream) {
         close(directory);
         return false;
     }
-    // The stream is this call's own, so that no other thread reads it.
+    // The stream belongs to this call, so no other thread reads it.
     while (const dirent* entry = readdir(stream.get())) { // NOLINT(concurrency-mt-unsafe)
         if (name == entry->d_name)
             return true;

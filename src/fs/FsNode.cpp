@@ -21,7 +21,7 @@ bool hasMode(const std::string& path, FsNode::Mode wanted) {
     return (FsNode(path).getMode() & wanted) != 0;
 }
 
-// What the tool reports is not trusted: callers look at the file system afterwards.
+// The program's own result is not trusted: callers check the file system afterwards.
 void run(const std::string& program, const std::vector<std::string>& arguments) {
     std::string output;
     System::execute(program, arguments, output);
@@ -31,7 +31,7 @@ void run(const std::string& program, const std::vector<std::string>& arguments) 
 
 FsNode::FsNode(const std::string& nodePath) : path(nodePath) {}
 
-// Single bits are tested, not whole types: a block device or a socket counts as a directory.
+// Tests single bits, not whole types: a block device or a socket counts as a directory.
 FsNode::Mode FsNode::getMode() {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0)
@@ -58,7 +58,7 @@ void FsNode::list(std::list<std::string>* out, const std::string& pattern, Mode 
     if (!directory)
         return;
     const mode_t types = acceptedTypes(kinds);
-    // The stream is this call's own, so that no other thread reads it.
+    // The stream belongs to this call, so no other thread reads it.
     while (const dirent* entry = readdir(directory.get())) { // NOLINT(concurrency-mt-unsafe)
         if (isEntryAccepted(path, entry->d_name, pattern, types))
             out->emplace_back(entry->d_name);

@@ -26,7 +26,7 @@ struct File {
     File& operator=(const File&) = delete;
 };
 
-// Room for the whole at once. What is longer than any string counts as what no memory can hold.
+// Reserves room for the whole file at once. A size beyond that of any string counts as a failed allocation.
 void reserveFor(off_t size, std::string* text) {
     if (static_cast<unsigned long long>(size) > text->max_size())
         throw std::bad_alloc();
@@ -35,7 +35,8 @@ void reserveFor(off_t size, std::string* text) {
 
 } // namespace
 
-// A directory opens like a file and fails to be read: it counts as an empty one, as does what fails half-way.
+// A directory can be opened like a file but not read: it counts as an empty file. A read that fails half-way gives the
+// part before.
 bool readFile(const std::string& path, std::string* text) {
     const File file{open(path.c_str(), O_RDONLY | O_CLOEXEC)};
     if (file.descriptor < 0)
@@ -54,7 +55,7 @@ bool readFile(const std::string& path, std::string* text) {
     }
 }
 
-// The text must be NUL-terminated, as a string is: the reader looks one byte past the end.
+// The text must be NUL-terminated, as a std::string is: the reader reads one byte past the end.
 bool parseJson(const std::string& text, Json::Value* root, std::string* errors) {
     const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
     return reader->parse(text.data(), text.data() + text.size(), root, errors);

@@ -6,12 +6,12 @@
 
 namespace Kelvra::SCADA {
 
-/// Reads a file whole into `*text`. Returns false, leaving `*text` untouched, when it cannot be opened; a file that
-/// opens but cannot be read, as a directory does, yields what was read, the empty text.
+/// Reads a whole file into `*text`. If it cannot be opened, returns false and leaves `*text` untouched. A file that can
+/// be opened but not read, such as a directory, yields the part that was read: an empty text.
 bool readFile(const std::string& path, std::string* text);
 
-/// Parses `text` with the JSON reader's default settings into `*root`. On failure returns false with the reader's own
-/// text in `*errors` (unless null). The reader's exceptions pass through.
+/// Parses `text` with the JSON reader's default settings into `*root`. On failure returns false and puts the reader's
+/// own text into `*errors` (unless null). The reader's exceptions pass through.
 bool parseJson(const std::string& text, Json::Value* root, std::string* errors);
 
 } // namespace Kelvra::SCADA

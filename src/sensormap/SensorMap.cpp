@@ -16,7 +16,7 @@ namespace {
 
 using SensorTable = std::unordered_map<std::string, std::string>;
 
-// At its exact size: there are thousands of these.
+// Reserves the exact size: there are thousands of these strings.
 std::string join(const std::string& first, char separator, const std::string& second) {
     std::string joined;
     joined.reserve(first.size() + 1 + second.size());
@@ -28,7 +28,7 @@ std::string sensorKey(const std::string& src, const std::string& id) {
     return join(src, '@', id);
 }
 
-// Returns the definition's name, or null when the sensor is not managed.
+// Returns the definition's name, or null if the sensor is not managed.
 const std::string* findDefinitionName(const SensorTable& sensors, const std::string& src, const std::string& id) {
     const auto found = sensors.find(sensorKey(src, id));
     return found == sensors.end() ? nullptr : &found->second;

@@ -8,7 +8,7 @@ namespace Kelvra::SCADA {
 
 namespace {
 
-// What can be wrong with one member, in the order of the checks.
+// The possible faults of one member, in the order of the checks.
 enum class Fault { NONE, MISSING, NOT_A_STRING, EMPTY };
 
 Fault readMember(const Json::Value& element, const std::string& member, std::string* out) {

@@ -39,7 +39,7 @@ __attribute__((format(printf, 1, 0))) std::string formatted(const char* format, 
     return text;
 }
 
-/// A message quotes names and values of others, which must neither begin a line nor be obeyed by a terminal.
+/// A message quotes foreign names and values: they must not start a line of their own or control the terminal.
 void appendEscaped(std::string& line, const std::string& text) {
     for (std::size_t at = 0; at < text.size();) {
         const char* const found = std::strchr(LINE_CHARACTERS, text[at]);
@@ -52,7 +52,7 @@ void appendEscaped(std::string& line, const std::string& text) {
     }
 }
 
-/// One write per line keeps the lines of other processes apart; the lock keeps those of our threads apart even where
+/// One write per line keeps lines of several processes apart. The lock keeps the lines of our own threads apart even if
 /// a pipe takes a long line in pieces.
 void writeLine(const std::string& line) {
     const std::lock_guard<std::mutex> lock(writing);

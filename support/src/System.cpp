@@ -37,7 +37,7 @@ private:
     int fd = -1;
 };
 
-/// A host may run with some of 0 to 2 closed; the pipe must not stay where the child's own three go.
+/// A host may run with some of 0 to 2 closed; the pipe must not take the numbers of the child's own three.
 bool moveAboveStandard(Descriptor& end) {
     if (end.get() < FIRST_PRIVATE_FD)
         end.reset(::fcntl(end.get(), F_DUPFD_CLOEXEC, FIRST_PRIVATE_FD));
@@ -53,7 +53,7 @@ bool openPipe(Descriptor& readEnd, Descriptor& writeEnd) {
     return moveAboveStandard(readEnd) && moveAboveStandard(writeEnd);
 }
 
-/// What a child starts with: no input, both outputs into one pipe, and nothing else of its host's.
+/// The state in which a child starts: no input, both outputs into one pipe, and nothing else inherited from the host.
 class ChildSetup {
 public:
     ChildSetup() {
@@ -83,8 +83,8 @@ private:
                ::posix_spawnattr_setsigdefault(&attributes, &all) == 0;
     }
 
-    /// Closing is done in the child, because another thread of the host may open a descriptor without O_CLOEXEC at
-    /// any moment.
+    /// The child does the closing, because another thread of the host may open a descriptor without O_CLOEXEC at any
+    /// moment.
     bool setDescriptors(int outputEnd) {
         return ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0) == 0 &&
                ::posix_spawn_file_actions_adddup2(&actions, outputEnd, STDOUT_FILENO) == 0 &&
@@ -125,7 +125,7 @@ int waitForEnd(pid_t pid) {
     do
         ended = ::waitpid(pid, &status, 0);
     while (ended < 0 && errno == EINTR);
-    // A host that ignores SIGCHLD or reaps every child has the status; the call still returns only after the end.
+    // If the host ignores SIGCHLD or reaps every child, the status is gone; the call still returns only after the end.
     if (ended < 0)
         return 0;
     if (WIFSIGNALED(status))
@@ -133,7 +133,7 @@ int waitForEnd(pid_t pid) {
     return WEXITSTATUS(status) == NOT_STARTED_STATUS ? FAILED : WEXITSTATUS(status);
 }
 
-/// Takes the command as its own copy, because `output` may be one of the caller's arguments.
+/// Takes the command as a copy, because `output` may be one of the caller's arguments.
 int run(std::vector<std::string> command, std::string& output) {
     Descriptor readEnd;
     Descriptor writeEnd;

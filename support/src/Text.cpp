@@ -14,7 +14,7 @@ const char BLANKS[] = " \t\n\v\f\r";
 template <typename Number> bool parseWhole(Number& out, const std::string& text) {
     const char* first = text.data();
     const char* const last = first + text.size();
-    // from_chars knows the minus of signed types only, and no plus at all.
+    // from_chars knows only the minus of signed types, and no plus at all.
     if (std::is_signed_v<Number> && text.size() > 1 && text[0] == '+' && text[1] != '-')
         ++first;
     Number value{};

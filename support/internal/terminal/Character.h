@@ -17,8 +17,8 @@ inline unsigned int byteAt(const std::string& text, std::size_t at) {
     return at < text.size() ? static_cast<unsigned char>(text[at]) : 0;
 }
 
-/// Returns the character that begins at `at`. Overlong forms, halves of surrogate pairs and what lies above U+10FFFF
-/// are not UTF-8.
+/// Returns the character that begins at `at`. Overlong forms, halves of surrogate pairs and values above U+10FFFF are
+/// not UTF-8.
 inline Character characterAt(const std::string& text, std::size_t at) {
     constexpr unsigned int SMALLEST[] = {0, 0, 0x80, 0x800, 0x10000};
     constexpr unsigned int LEADING_BITS[] = {0, 0, 0x1f, 0x0f, 0x07};
@@ -41,8 +41,8 @@ inline Character characterAt(const std::string& text, std::size_t at) {
     return {length, codePoint};
 }
 
-/// Whether a terminal shows the character and does not obey it: it is no control character, does not end the line, and
-/// does not turn the direction of the text around it.
+/// Returns whether a terminal displays the character instead of obeying it: it is not a control character, does not end
+/// the line, and does not change the direction of the text around it.
 inline bool isShown(const Character& character) {
     const unsigned int c = character.codePoint;
     const bool isControl = c < 0x20 || (c >= 0x7f && c <= 0x9f);
@@ -58,8 +58,8 @@ inline void appendEscapedByte(std::string& shown, unsigned int byte) {
     (shown += "\\x") += {DIGITS[byte >> 4U & 0xfU], DIGITS[byte & 0xfU]};
 }
 
-/// Appends the character at `at`, as \xNN byte by byte when a terminal would not just show it. Returns the place of
-/// the next one.
+/// Appends the character at `at`; if a terminal would not just display it, byte by byte as \xNN. Returns the position
+/// of the next character.
 inline std::size_t appendShown(std::string& shown, const std::string& text, std::size_t at) {
     const Character character = characterAt(text, at);
     const std::size_t end = at + (character.isValid() ? character.length : 1);
