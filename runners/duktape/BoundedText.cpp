@@ -32,7 +32,7 @@ std::size_t lengthAfter(unsigned char lead) {
     return lead >= 0xF0 && lead <= 0xF4 ? 4 : 0;
 }
 
-// One unit at the beginning; surrogates are units.
+// Decodes one unit at the beginning. Each surrogate is a unit.
 Decoded unitOf(std::string_view text) {
     const auto lead = static_cast<unsigned char>(text.front());
     const std::size_t length = lengthAfter(lead);

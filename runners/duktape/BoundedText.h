@@ -6,20 +6,20 @@
 
 namespace Kelvra::SCADA::Codec {
 
-/// Room for bytes that several texts share.
+/// A number of bytes that several texts share.
 struct Room {
     std::size_t left;
 };
 
-/// A text that grows within a room. It takes its memory once: between the engine's jumps nothing may throw.
+/// A text that grows within a room. It allocates its memory once, because nothing may throw between the engine's jumps.
 class BoundedText {
 public:
     BoundedText(Room& shared, std::size_t most) : room(shared), bytes(new char[most]) {}
 
-    /// Returns false when the room is used up.
+    /// Returns false if the room is used up.
     bool add(std::string_view text);
-    /// Adds a JSON string of bytes as the engine keeps them: UTF-8 with surrogates coded one by one. What is no text
-    /// becomes U+FFFD.
+    /// Adds a JSON string, given as the engine stores it: UTF-8 with each surrogate coded on its own. Bytes that are
+    /// not text become U+FFFD.
     bool addQuoted(std::string_view text);
     void clear() { size = 0; }
     std::string_view view() const { return {bytes.get(), size}; }

@@ -11,7 +11,7 @@ namespace {
 // 2020-01-01T00:00:00Z
 constexpr double USUAL_TIME = 1577836800000.0;
 
-// For the words about an exception when nothing is left.
+// Memory for the description of an exception when all other memory is used up.
 constexpr std::ptrdiff_t RESERVE = std::ptrdiff_t{256} * 1024;
 
 constexpr const char* ENTRY = "entry";
@@ -27,7 +27,7 @@ void Engine::setLimits(const Limits& given) {
     limits = given;
 }
 
-// The engine's reader of JSON defines members, so that no setter of the decoder takes part.
+// The engine's JSON reader defines members, so no setter of the decoder runs.
 void Engine::pushInput(const Call& call) {
     duk_push_object(context);
     pushBytesPort(call);
@@ -84,7 +84,7 @@ std::string Engine::call(const Call& call) {
     readException();
     if (!refused || !exception.tellsOfMemory())
         return R"({"exception":)" + exception.json({}) + "}";
-    // What the call has left behind is there for the next one.
+    // Frees the call's garbage, so that the next call has the memory.
     duk_gc(context, 0);
     duk_gc(context, 0);
     return R"({"limit":"memory"})";
@@ -130,7 +130,7 @@ std::string Engine::load(const std::string& decoder) {
 
 std::string Engine::notLoaded(const std::string& decoder, bool compiled) {
     readException();
-    // Before a bracket, an engine without the keyword takes it for a name.
+    // An engine that does not know the keyword takes it for a name when a bracket follows.
     const std::string named = exception.undefinedName() == "let" ? "let" : "";
     const std::string newer = compiled ? named : newerSyntaxOf(decoder);
     return R"("loaded":false,"entryPoint":null,"exception":)" + exception.json(newer);
@@ -144,8 +144,8 @@ duk_ret_t Engine::compileProtected(duk_context* context, void* udata) {
     return 0;
 }
 
-// It is the newer piece that the engine stumbled over if all before it can be the beginning of a script: then the
-// engine complains about the end, which is some lines further down here.
+// The newer piece is the cause of the error if everything before it can be the beginning of a script. The engine then
+// complains about the end of that part, which is some lines below the last one here.
 std::string Engine::newerSyntaxOf(const std::string& decoder) {
     const NewerSyntax newer = firstNewerSyntax(decoder);
     if (newer.name.empty())

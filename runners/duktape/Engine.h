@@ -12,14 +12,14 @@ namespace Kelvra::SCADA::Codec {
 /// A decoder and its globals.
 class Engine {
 public:
-    /// Sets other limits than the usual ones, before anything is loaded.
+    /// Sets limits other than the defaults. REQUIRES: nothing has been loaded yet.
     void setLimits(const Limits& given);
 
-    /// Runs the decoder's text. Returns the members of the first answer that say what came of it.
+    /// Runs the decoder's text. Returns the members of the first answer that describe the result.
     std::string load(const std::string& decoder);
     /// Returns whether there is an entry point to call.
     bool canCall() const { return entryPoint != nullptr; }
-    /// Calls the entry point. Returns a result.
+    /// Calls the entry point and returns a result.
     std::string call(const Call& call);
 
 private:

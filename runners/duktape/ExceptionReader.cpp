@@ -21,7 +21,7 @@ void ExceptionReader::add(duk_idx_t at) {
     text.addQuoted({bytes, length});
 }
 
-// An error is its name and its message, whatever its own functions would make of it.
+// Uses the name and the message of an error and ignores its own functions.
 void ExceptionReader::writeObject() {
     duk_get_prop_literal(context, -1, "name");
     duk_get_prop_literal(context, -2, "message");
@@ -83,7 +83,7 @@ void ExceptionReader::read() {
         text.addQuoted("an exception that tells nothing of itself");
     }
     duk_pop(context);
-    // Where the text was cut off, its end is missing.
+    // A text that was cut off has lost its closing quote.
     const bool whole = text.view().size() > 1 && text.view().back() == '"' && room.left > 0;
     if (!whole) {
         room.left = 1;
@@ -107,7 +107,7 @@ std::string_view ExceptionReader::undefinedName() const {
     return all.substr(BEFORE.size(), all.size() - BEFORE.size() - AFTER.size());
 }
 
-// The name that a call did not find in an object of the language.
+// Returns the name of a function that a call did not find in one of the language's objects.
 std::string_view ExceptionReader::newerFunction() const {
     constexpr std::string_view BEFORE = R"("TypeError: undefined not callable (property ')";
     const std::string_view all = text.view();

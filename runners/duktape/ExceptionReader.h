@@ -8,23 +8,24 @@
 
 namespace Kelvra::SCADA::Codec {
 
-/// The decoder's name in the engine: lines of other scripts, as of eval, are none of its text.
+/// The decoder's file name in the engine. Lines of other scripts, for example of eval, are not part of its text.
 constexpr const char* DECODER_FILE = "decoder";
 
-/// Reads what a script threw.
+/// Reads an exception that a script threw.
 class ExceptionReader {
 public:
     explicit ExceptionReader(Heap& owner) : heap(owner), context(owner.context()), text(room, MOST + 2) {}
 
-    /// Reads the value at the top and removes it. Getters of it may run.
+    /// Reads the value at the top of the stack and removes it. Its getters may run.
     void read();
     /// Returns whether the engine threw it because memory was refused.
     bool tellsOfMemory() const;
-    /// Returns the line of the decoder's text, from 1, or 0.
+    /// Returns the line in the decoder's text, from 1, or 0 if there is none.
     int line() const { return lineNumber; }
-    /// Returns the name of the global that was asked for and does not exist, or an empty text.
+    /// Returns the name of the missing global that the script asked for, or an empty text.
     std::string_view undefinedName() const;
-    /// Returns the contract's object. Without a `newer` it names the newer function or object that was asked for.
+    /// Returns the contract's object. If `newer` is empty, the object names the newer function or object that the
+    /// script asked for.
     std::string json(std::string_view newer) const;
 
 private:

@@ -6,13 +6,13 @@
 
 namespace Kelvra::SCADA::Codec {
 
-/// The engine's numbers for the classes of objects, as this build of it has them.
+/// The engine's numbers for classes of objects, as compiled into this build of it.
 struct Classes {
     duk_int_t date, number, string, boolean, error;
 };
 
-/// An engine with the language alone and a clock that stands still.
-/// Whatever calls the engine outside of a protected call must not fail: the process ends with exit status 3 then.
+/// An engine with the bare language and a clock that does not move. A call of the engine outside a protected call must
+/// not fail: otherwise the process ends with exit status 3.
 class Heap {
 public:
     explicit Heap(std::size_t memory);
@@ -23,10 +23,10 @@ public:
     duk_context* context() { return engine; }
     MemoryLimit& memory() { return limit; }
     const Classes& classes() const { return known; }
-    /// Milliseconds since 1970.
+    /// The clock, in milliseconds since 1970.
     void setClock(double time) { now = time; }
 
-    /// The heap that an engine belongs to.
+    /// Returns the heap that an engine belongs to.
     static Heap& of(duk_context* context);
     double clock() const { return now; }
 

@@ -4,7 +4,7 @@
 
 namespace Kelvra::SCADA::Codec {
 
-/// The memory that the engine may take, in bytes. What is over the limit is refused.
+/// The memory that the engine may take, in bytes. Requests beyond the limit are refused.
 class MemoryLimit {
 public:
     explicit MemoryLimit(std::size_t most) : limit(most) {}
@@ -15,7 +15,7 @@ public:
 
     /// Returns whether anything was refused since the last call.
     bool takeRefused();
-    /// Lets the engine take that much more, or less again with a negative number.
+    /// Raises the limit by so many bytes, or lowers it if the number is negative.
     void extend(std::ptrdiff_t bytes) { limit += static_cast<std::size_t>(bytes); }
 
 private:

@@ -9,16 +9,16 @@
 namespace Kelvra::SCADA::Codec {
 
 struct Limits {
-    /// Bytes that the engine may take.
+    /// Limit of the engine's memory, in bytes.
     std::size_t memory = std::size_t{16} * 1024 * 1024;
-    /// Bytes of one result's JSON.
+    /// Limit of one result's JSON, in bytes.
     std::size_t output = std::size_t{64} * 1024;
-    /// How deep arrays and objects of a result may be nested.
+    /// Limit of the nesting of arrays and objects in a result.
     std::size_t depth = 32;
 };
 
 struct Call {
-    /// JSON texts, as the engine reads them.
+    /// JSON texts in the engine's own format.
     std::string port, bytes;
     /// Milliseconds since 1970.
     std::optional<double> recvTime;
@@ -35,7 +35,7 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// Reads a line of input. Throws BadRequest when it is none of the contract's requests.
+/// Reads a line of input. Throws BadRequest if it is not one of the contract's requests.
 FirstRequest firstRequest(const std::string& line);
 std::vector<Call> furtherRequest(const std::string& line);
 

@@ -7,10 +7,10 @@ namespace Kelvra::SCADA::Codec {
 
 namespace {
 
-// Around a value, with the list of special values.
+// The text around a value and the list of special values.
 constexpr std::string_view FRAME = R"({"value":,"special":[]})";
 
-// Under this name, which no script can form, the engine keeps what an object stands for.
+// The engine keeps the value of a wrapper object under this name, which no script can form.
 constexpr const char* INTERNAL_VALUE = "\x82"
                                        "Value";
 
@@ -173,7 +173,7 @@ bool ValueWriter::writeMembers() {
     if (!enter() || !add("{"))
         return false;
     duk_enum(context, -1, DUK_ENUM_OWN_PROPERTIES_ONLY);
-    // Values are read from the object itself: the enumeration passes over the getter of a proxy.
+    // Reads values from the object itself, because the enumeration skips the getter of a proxy.
     for (bool first = true; duk_next(context, -1, 0) != 0; first = false) {
         duk_size_t length = 0;
         const char* key = duk_get_lstring(context, -1, &length);

@@ -9,18 +9,18 @@
 
 namespace Kelvra::SCADA::Codec {
 
-/// Writes what an entry point returned as JSON, by the engine's own interface: of the decoder's functions only getters
-/// and proxies run. Whatever it has on the stack survives the engine's jumps.
+/// Writes the value that an entry point returned as JSON, through the engine's own interface: of the decoder's
+/// functions only getters and proxies run. Nothing that it has on the stack needs clean-up when the engine jumps.
 class ValueWriter {
 public:
     ValueWriter(Heap& owner, const Limits& given);
 
-    /// Writes the value at the top. REQUIRES: a protected call.
+    /// Writes the value at the top of the engine's stack. REQUIRES: a protected call.
     void write();
-    /// Returns the limit that the value is over, or an empty text.
+    /// Returns the limit that the value exceeds, or an empty text.
     std::string_view limit() const { return over; }
     std::string_view value() const { return values.view(); }
-    /// Returns the elements of the list of values that JSON does not have.
+    /// Returns the elements of the list of values that JSON cannot express.
     std::string_view specials() const { return special.view(); }
     void clear();
 

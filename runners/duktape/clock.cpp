@@ -11,7 +11,7 @@ duk_ret_t now(duk_context* context) {
     return 1;
 }
 
-// Called without new, Date gives the present time as a text, whatever the arguments.
+// Called without new, Date returns the present time as a text and ignores its arguments.
 duk_ret_t date(duk_context* context) {
     const bool constructs = duk_is_constructor_call(context) != 0;
     Heap& heap = Heap::of(context);
@@ -32,7 +32,7 @@ constexpr duk_uint_t FIXED = DUK_DEFPROP_HAVE_VALUE | DUK_DEFPROP_CLEAR_WEC;
 constexpr duk_uint_t CONFIGURABLE = DUK_DEFPROP_HAVE_VALUE | DUK_DEFPROP_CLEAR_WE | DUK_DEFPROP_SET_CONFIGURABLE;
 constexpr duk_uint_t HIDDEN = DUK_DEFPROP_HAVE_VALUE | DUK_DEFPROP_SET_WC | DUK_DEFPROP_CLEAR_ENUMERABLE;
 
-// Moves the value at the top to the object below it.
+// Defines the value at the top of the stack as a member of the object below it.
 void define(duk_context* context, const char* name, duk_uint_t flags) {
     duk_push_string(context, name);
     duk_insert(context, -2);

@@ -4,7 +4,7 @@
 
 namespace Kelvra::SCADA::Codec {
 
-/// Puts a Date constructor in the original's place that knows no time but the heap's clock.
+/// Replaces the Date constructor with one that knows no time other than the heap's clock.
 /// REQUIRES: the heap keeps the original as "Date".
 void stopClock(duk_context* context);
 

@@ -6,16 +6,16 @@
 
 namespace Kelvra::SCADA::Codec {
 
-/// Removes everything from the globals that is not part of the language.
+/// Removes every global that is not part of the language.
 void keepToLanguage(duk_context* context);
 
-/// Returns whether the language has a global of this name in newer editions than the engine's.
+/// Returns whether a newer edition of the language than the engine's has a global of this name.
 bool isNewerObject(std::string_view name);
 
-/// Returns whether the language's own objects have a function of this name in newer editions than the engine's.
+/// Returns whether a newer edition of the language than the engine's has a function of this name in its own objects.
 bool isNewerFunction(std::string_view name);
 
-/// Returns whether scripts of other surroundings expect a global of this name.
+/// Returns whether scripts for another environment expect a global of this name.
 bool isKnownElsewhere(std::string_view name);
 
 } // namespace Kelvra::SCADA::Codec

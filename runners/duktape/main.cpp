@@ -31,7 +31,7 @@ bool writeAll(int descriptor, const std::string& text) {
 
 class Lines {
 public:
-    /// Returns nothing at the end of input; a last line need not be ended.
+    /// Returns nothing at the end of input. The last line may lack its line end.
     std::optional<std::string> next() {
         std::size_t end = 0;
         while ((end = pending.find('\n', searched)) == std::string::npos) {
@@ -84,7 +84,7 @@ std::string resultsOf(Engine& engine, const std::vector<Call>& calls) {
 }
 
 int serve() {
-    // A host may start the program ahead of the decoder, so that it need not wait for what is the same for all.
+    // A host may start the program before it has the decoder, so that this preparation costs no time later.
     Lines lines;
     Engine engine;
     SystemCallFilter filter;
@@ -120,7 +120,7 @@ int guarded() {
 
 } // namespace
 
-// It ends without clean-up: that would take system calls that are no longer allowed.
+// Ends without clean-up, which would need system calls that are no longer allowed.
 int main() {
     restrictProcess();
     _exit(guarded());

@@ -9,7 +9,7 @@ namespace Kelvra::SCADA::Codec {
 
 namespace {
 
-// The engine knows const, methods and computed names in object literals, **, binary numbers and new.target.
+// The engine does know const, methods and computed names in object literals, **, binary numbers and new.target.
 constexpr std::array<std::string_view, 6> NEWER_MARKS = {"...", "?.", "??", "?\?=", "||=", "&&="};
 
 constexpr std::array<std::string_view, 7> BEFORE_PARENTHESES = {"if",    "for",  "while", "switch",
@@ -38,7 +38,7 @@ public:
 
 private:
     const Token& token(std::size_t index) const { return index < tokens.size() ? tokens[index] : none; }
-    // For the first token, the index wraps around to none.
+    // Before the first token the index wraps around, which gives `none`.
     const Token& before(std::size_t count = 1) const { return token(at - count); }
     const Token& after(std::size_t count = 1) const { return token(at + count); }
     static bool opensPattern(const Token& token) { return token.is("{") || token.is("["); }
@@ -107,7 +107,7 @@ private:
             report(mark, "trailing comma");
     }
 
-    // The parenthesis that a closing one belongs to.
+    // Returns the index of the parenthesis that the closing one belongs to.
     std::size_t opening(std::size_t closing) const {
         std::size_t depth = 0;
         for (std::size_t i = closing;; --i) {

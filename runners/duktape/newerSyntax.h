@@ -6,14 +6,14 @@
 
 namespace Kelvra::SCADA::Codec {
 
-/// A piece of syntax that the engine does not know. Its name is empty where there is none.
+/// A piece of syntax that the engine does not know. The name is empty if there is none.
 struct NewerSyntax {
     std::string name;
-    /// Where it begins, in bytes.
+    /// Offset at which it begins, in bytes.
     std::size_t at = 0;
 };
 
-/// Returns the first such piece outside of comments, texts and regular expressions.
+/// Returns the first such piece outside comments, strings and regular expressions.
 NewerSyntax firstNewerSyntax(std::string_view script);
 
 } // namespace Kelvra::SCADA::Codec

@@ -120,7 +120,7 @@ private:
 
     Token::Kind passMark() {
         const auto* mark = std::find_if(MARKS.begin(), MARKS.end(), [this](auto text) { return startsWith(text); });
-        // A condition, not a chain: a ? .5 : 1
+        // In a ? .5 : 1 it is a condition, not an optional chain.
         const bool known = mark != MARKS.end() && !(*mark == "?." && isDigit(peek(2)));
         at += known ? mark->size() : 1;
         return Token::MARK;

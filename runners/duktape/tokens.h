@@ -15,8 +15,8 @@ struct Token {
     bool is(std::string_view wanted) const { return kind != TEXT && kind != EXPRESSION && text == wanted; }
 };
 
-/// Returns the tokens of a script without its comments, up to the first template literal. What is no script gives some
-/// tokens, too.
+/// Returns the tokens of a script without its comments, up to the first template literal. A text that is not a script
+/// gives some tokens, too.
 std::vector<Token> tokensOf(std::string_view script);
 
 } // namespace Kelvra::SCADA::Codec

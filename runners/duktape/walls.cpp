@@ -13,10 +13,10 @@ namespace Kelvra::SCADA::Codec {
 
 namespace {
 
-// The engine bounds its recursion by counting calls; under this many bytes of stack the count comes first.
+// The engine limits its recursion by counting calls; with a stack of this many bytes it reaches that limit first.
 constexpr rlim_t STACK = rlim_t{32} * 1024 * 1024;
 
-// A sanitizer makes calls of its own when the engine jumps.
+// A sanitizer makes its own system calls when the engine jumps.
 #ifdef SCADA_SANITIZED
 constexpr unsigned ON_ANY_OTHER_CALL = SCMP_ACT_LOG;
 #else
@@ -50,7 +50,7 @@ bool allowOn(scmp_filter_ctx filter, int call, int descriptor) {
     return seccomp_rule_add_array(filter, SCMP_ACT_ALLOW, call, 1, arguments) == 0;
 }
 
-// Memory of its own, never code.
+// Allows only anonymous memory, and no executable memory.
 bool allowMapping(scmp_filter_ctx filter, int call) {
     const scmp_arg_cmp arguments[] = {{2, SCMP_CMP_MASKED_EQ, PROT_EXEC, 0},
                                       {3, SCMP_CMP_MASKED_EQ, MAP_ANONYMOUS, MAP_ANONYMOUS}};
@@ -65,7 +65,7 @@ bool allowNeeded(scmp_filter_ctx filter) {
     for (const int call : ANY)
         if (!allow(filter, call))
             return false;
-    // An architecture has one of the two mappings.
+    // An architecture has only one of the two calls.
     const bool maps = allowMapping(filter, SCMP_SYS(mmap));
     const bool mapsPages = allowMapping(filter, SCMP_SYS(mmap2));
     return allowOn(filter, SCMP_SYS(read), STDIN_FILENO) && allowOn(filter, SCMP_SYS(write), STDOUT_FILENO) &&
@@ -80,14 +80,14 @@ void restrictProcess() {
     lower(RLIMIT_NPROC, 0);
     raiseStack();
     prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
-    // In a form that needs no file of zones.
+    // This form needs no time zone file.
     setenv("TZ", "UTC0", 1); // NOLINT(concurrency-mt-unsafe)
     tzset();
 }
 
 void boundAddressSpace([[maybe_unused]] std::size_t memory) {
-#ifndef SCADA_SANITIZED // a sanitizer reserves terabytes
-    // Libraries, the stack, requests and answers.
+#ifndef SCADA_SANITIZED // a sanitizer reserves terabytes of address space
+    // For libraries, the stack, requests and answers.
     constexpr rlim_t AROUND_THE_ENGINE = rlim_t{128} * 1024 * 1024;
     lower(RLIMIT_AS, AROUND_THE_ENGINE + memory);
 #endif

@@ -4,13 +4,13 @@
 
 namespace Kelvra::SCADA::Codec {
 
-/// Takes from the process what it does not need: core files, files, new privileges, and the zone of the surroundings.
+/// Gives up everything that the process does not need: core files, files, new privileges, and the host's time zone.
 void restrictProcess();
 
-/// Bounds the address space for an engine with that many bytes.
+/// Limits the address space to that of an engine with so many bytes.
 void boundAddressSpace(std::size_t memory);
 
-/// The filter that lets through the system calls that the engine needs. Any other one ends the process.
+/// The filter for system calls. It allows those that the engine needs; any other call ends the process.
 class SystemCallFilter {
 public:
     SystemCallFilter();
@@ -18,7 +18,7 @@ public:
     SystemCallFilter(const SystemCallFilter&) = delete;
     SystemCallFilter& operator=(const SystemCallFilter&) = delete;
 
-    /// Puts it into force. Returns false where the kernel has no such filter.
+    /// Activates the filter. Returns false if the kernel does not support it.
     bool load();
 
 private:
