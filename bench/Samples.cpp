@@ -16,7 +16,7 @@ namespace {
 constexpr int PROPERTIES = 18;
 constexpr int PER_DIRECTORY = 100;
 
-// About 3 KB, as definitions of real sensors are.
+// About 3 KB, like definitions of real sensors.
 std::string definitionText(int index) {
     std::ostringstream text;
     text << "{\n    \"title\": \"Sensor model " << index << "\",\n    \"maker\": \"maker" << index / PER_DIRECTORY

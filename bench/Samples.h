@@ -5,7 +5,7 @@
 
 namespace Kelvra::SCADA::Bench {
 
-/// A private temporary directory with sample storages and lists, removed with the object.
+/// A private temporary directory with sample storages and lists. The destructor removes it.
 class Samples {
 public:
     Samples();
@@ -15,24 +15,23 @@ public:
 
     std::string operator/(const std::string& relative) const { return root + "/" + relative; }
 
-    /// Makes a storage of `count` definitions from the number `first` on, each with its decoder, spread over
-    /// directories of a hundred.
+    /// Makes a storage of `count` definitions, numbered from `first`, each with its decoder, a hundred per directory.
     void addStorage(const std::string& dir, int count, int first = 0) const;
 
-    /// Makes a list of `count` sensors over the definitions of a storage of `definitions`.
+    /// Makes a list of `count` sensors that use a storage of `definitions` definitions.
     void addList(const std::string& file, int count, int definitions) const;
 
 private:
     std::string root;
 };
 
-/// The name of the definition number `index`.
+/// Returns the name of definition number `index`.
 std::string definitionName(int index);
 
-/// The identifier of the sensor number `index`, in upper case as devices print it.
+/// Returns the identifier of sensor number `index`, in upper case, as devices print it.
 std::string sensorId(int index);
 
-/// Opens and reads a file whole, as a host program would.
+/// Opens and reads a whole file, as a host program would.
 std::string readWhole(const std::string& path);
 
 } // namespace Kelvra::SCADA::Bench

@@ -1,4 +1,4 @@
-// Reads and parses files one by one: the bare work that the commands of the host tool are compared with.
+// Reads and parses files one by one: the minimum work that the commands of the host tool are compared with.
 //   bare_reader [FILE_OF_PATHS]      one path per line; without the argument the program only starts and ends
 
 #include <json/reader.h>
@@ -17,7 +17,7 @@
 
 namespace {
 
-// Uses system calls, as the library does: a stream would add work that is not needed.
+// Uses system calls, like the library: a stream would add unnecessary work.
 std::string readWhole(const std::string& path) {
     const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     struct stat status {};

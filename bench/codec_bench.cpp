@@ -1,5 +1,5 @@
-// What running decoders costs the host tool, by the clock: a check with four examples in each definition, one uplink,
-// and a stream of uplinks.
+// The cost of running decoders in the host tool, in wall-clock time: a check with four examples in each definition, one
+// uplink, and a stream of uplinks.
 
 #include "Samples.h"
 #include "processes.h"
@@ -32,7 +32,7 @@ void write(const std::string& path, const std::string& text) {
         throw std::runtime_error("cannot write " + path);
 }
 
-// Functions as decoders have them, one of which is called.
+// Functions as real decoders have them; only one of them is called.
 std::string longDecoder() {
     std::string text = "function decodeUplink(input) {\n"
                        "    var b = input.bytes;\n"

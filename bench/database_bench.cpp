@@ -1,4 +1,4 @@
-// What commands and notifications cost through the library, against bare hiredis on the same server.
+// The cost of commands and notifications through the library, against bare hiredis on the same server.
 
 #include "RedisServer.h"
 #include "ratios.h"
@@ -24,7 +24,7 @@ namespace {
 using namespace Kelvra::SCADA;
 
 constexpr unsigned char NUMBER = 2;
-constexpr int NOTIFICATIONS = 2000; // a measured round
+constexpr int NOTIFICATIONS = 2000; // per measured round
 
 const Test::RedisServer& server() {
     static const Test::RedisServer instance;
@@ -103,7 +103,7 @@ void count(redisReply* /*message*/, void* /*user*/) {
     messages.fetch_add(1, std::memory_order_relaxed);
 }
 
-// Changes a key so many times within the server, and waits until as many messages have come.
+// Changes a key so many times within the server, and waits until the same number of messages has arrived.
 void changeAndWait(redisContext* connection) {
     messages = 0;
     freeReplyObject(
@@ -155,7 +155,7 @@ void notificationsBare(benchmark::State& state) {
 
 // --- stopping
 
-// Returns the seconds until a loop that has nothing to receive has returned.
+// Returns the seconds until a loop without messages returns.
 double stopTime() {
     DatabaseSubscriber subscriber;
     subscriber.setup(server().socket(), NUMBER);
@@ -167,12 +167,12 @@ double stopTime() {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
 }
 
-// Many short turns, because a few hundredths are to be seen.
+// Many short rounds, because a difference of a few hundredths must be visible.
 void ofCommand(benchmark::internal::Benchmark* benchmark) {
     benchmark->UseRealTime()->Repetitions(200)->MinTime(0.02);
 }
 
-// A few long turns, because a loop takes a second to end.
+// A few long rounds, because a loop takes a second to end.
 void ofNotifications(benchmark::internal::Benchmark* benchmark) {
     benchmark->UseRealTime()->MinTime(0.5)->Unit(benchmark::kMillisecond);
 }
@@ -186,8 +186,8 @@ BENCHMARK(lpushBare)->Apply(ofCommand);
 BENCHMARK(notifications)->Apply(ofNotifications);
 BENCHMARK(notificationsBare)->Apply(ofNotifications);
 
-// Keeps this process and the server that it starts on one processor: where the scheduler puts the two changes the time
-// of a command by far more than what is measured.
+// Keeps this process and the server that it starts on one processor: the scheduler's placement of the two would change
+// the time of a command by far more than the measured difference.
 void stayOnOneProcessor() {
     cpu_set_t here;
     CPU_ZERO(&here);
@@ -200,7 +200,7 @@ void stayOnOneProcessor() {
 
 int main(int argc, char** argv) {
     stayOnOneProcessor();
-    constexpr double GOAL = 1 / 0.95; // 0.95 of the throughput, as times
+    constexpr double GOAL = 1 / 0.95; // 95 % of the throughput, expressed as time
     const int result =
         Bench::runWithRatios(argc, argv,
                              {{"hget-time-to-bare", "hget", "hgetBare", GOAL},

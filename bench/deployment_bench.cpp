@@ -1,4 +1,4 @@
-// What an installation costs: against its size, and against running its commands and handling its documents bare.
+// The cost of an installation, against its size, and against only running its commands and handling its documents.
 
 #include "Samples.h"
 #include "ratios.h"
@@ -55,7 +55,7 @@ double seconds(const timeval& time) {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
 }
 
-// Of this process and of the commands that it has waited for.
+// Times of this process and of the commands that it has waited for.
 double processorTime() {
     double sum = 0;
     for (const auto who : {RUSAGE_SELF, RUSAGE_CHILDREN}) {
@@ -113,7 +113,7 @@ void writeDocument(const std::string& file, const Json::Value& document) {
     std::ofstream(file, std::ios::binary | std::ios::trunc) << Json::writeString(Json::StreamWriterBuilder(), document);
 }
 
-// One definition from one storage to another: read, written, its decoder copied, read back.
+// Moves one definition to another storage: reads it, writes it, copies its decoder, reads it back.
 void copyOne(const std::string& from, const std::string& to, const std::string& decoder, const std::string& name) {
     const Json::Value document = readDocument(from + "/" + name + ".json");
     writeDocument(to + "/" + name + ".json", document);

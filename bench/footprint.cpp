@@ -1,5 +1,5 @@
-// What a host with 200 cached definitions and 1,000 managed sensors keeps in memory, beside the same JSON documents
-// alone. Prints one line a figure; scripts/footprint collects them.
+// The memory of a host with 200 cached definitions and 1,000 managed sensors, compared with the same JSON documents
+// alone. Prints one line per figure; scripts/footprint collects them.
 
 #include <scada/Env.h>
 #include <scada/SensorMap.h>
@@ -34,7 +34,7 @@ std::string modelName(std::size_t number) {
     return "maker" + std::to_string(number % 10) + "/model" + std::to_string(number);
 }
 
-// The definitions below a storage, decoders beside them, in the order of their names.
+// Returns the definitions in a storage, with decoders next to them, in the order of their names.
 std::vector<fs::path> definitionsOf(const fs::path& storage) {
     std::vector<fs::path> files;
     for (const auto& entry : fs::recursive_directory_iterator(storage)) {
@@ -45,7 +45,7 @@ std::vector<fs::path> definitionsOf(const fs::path& storage) {
     return files;
 }
 
-// Each model is one of the samples; its maker's directory holds the decoders of all of them.
+// Each model is one of the samples; its maker's directory has the decoders of all of them.
 std::vector<fs::path> copyDefinitions(const std::vector<fs::path>& samples, const fs::path& storage) {
     std::vector<fs::path> files;
     for (std::size_t number = 0; number < DEFINITIONS; ++number) {

@@ -1,4 +1,4 @@
-// What the first lookup of a definition costs: against the size of the storage, and against bare reading and parsing.
+// The cost of the first lookup of a definition, against the size of the storage, and against bare reading and parsing.
 
 #include "Samples.h"
 #include "ratios.h"
@@ -36,8 +36,8 @@ std::string storageDir(const benchmark::State& state) {
     return storages().samples / std::to_string(state.range(0));
 }
 
-// Ten definitions from all over the storage, so that both sizes touch as many files; the first of them is not used,
-// because the custom storage has one of its name.
+// Ten definitions from all over the storage, so that both sizes touch the same number of files. The first one is not
+// used, because the custom storage has a definition of the same name.
 std::vector<std::string> askedNames(const benchmark::State& state) {
     std::vector<std::string> names;
     const int size = static_cast<int>(state.range(0));

@@ -12,7 +12,7 @@ namespace Kelvra::SCADA::Bench {
 
 namespace {
 
-// The console table, and the medians kept by benchmark name.
+// Prints the console table and keeps the medians by benchmark name.
 class MedianReporter : public benchmark::ConsoleReporter {
 public:
     MedianReporter() : ConsoleReporter(OO_Tabular) {}
@@ -25,7 +25,7 @@ public:
                     timeOf(run) / benchmark::GetTimeUnitMultiplier(run.time_unit);
     }
 
-    /// Returns whether there was something to print.
+    /// Returns whether there was anything to print.
     bool print(const Ratio& ratio) const {
         const auto numerator = medians.find(ratio.numerator);
         const auto denominator = medians.find(ratio.denominator);
@@ -38,7 +38,7 @@ public:
     }
 
 private:
-    // A benchmark that waits for another process, or takes its own time, says so; of the others the processor time
+    // A benchmark that waits for another process, or measures its own time, says so; for the others the processor time
     // counts.
     static double timeOf(const Run& run) {
         return run.run_name.time_type.empty() ? run.GetAdjustedCPUTime() : run.GetAdjustedRealTime();
@@ -57,7 +57,7 @@ void printRatio(const char* name, double value, double goal) {
 
 int runWithRatios(int argc, char** argv, const std::vector<Ratio>& ratios) {
     Logger::setLevel(Logger::LEVEL_OFF);
-    // In front of the caller's arguments, which therefore win.
+    // These come before the caller's arguments, which therefore win.
     std::string defaults[] = {"--benchmark_repetitions=15", "--benchmark_enable_random_interleaving=true",
                               "--benchmark_min_time=0.1", "--benchmark_report_aggregates_only=true"};
     std::vector<char*> arguments{argv[0]};

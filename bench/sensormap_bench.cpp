@@ -1,4 +1,4 @@
-// What loading the list and asking the map cost: against bare parsing, and against the same work written by hand.
+// The cost of loading the list and querying the map, against bare parsing and against the same work written by hand.
 
 #include "Samples.h"
 #include "ratios.h"
@@ -93,7 +93,7 @@ template <typename Ask> void askForMeasurements(benchmark::State& state, Ask ask
     std::vector<std::string> ids;
     for (std::size_t i = 0; i < ASKED; ++i)
         ids.push_back(askedId(i));
-    for (const std::string& id : ids) // the first question loads the definition
+    for (const std::string& id : ids) // the first query loads the definition
         if (!ask(src, id, property).isObject())
             state.SkipWithError("the property is not found");
     std::size_t next = 0;

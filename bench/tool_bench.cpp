@@ -1,5 +1,5 @@
-// What the commands of the host tool cost as processes: against a program that only opens, reads and parses the files
-// that a command has to read, against the size of the device, and against each other.
+// The cost of the host tool's commands as processes, against a program that only opens, reads and parses the files that
+// a command has to read, against the size of the device, and against each other.
 
 #include "RedisServer.h"
 #include "Samples.h"
@@ -42,7 +42,7 @@ Words together(Words files, const Words& more) {
 
 // Processes of this program
 
-/// Does the work in a copy of this process, so that this one stays small: its memory counts in the peak of every
+/// Does the work in a copy of this process, so that this process stays small: its memory counts in the peak of every
 /// program that it starts.
 template <typename Work> void runApart(Work work) {
     const pid_t child = fork();
@@ -58,7 +58,7 @@ template <typename Work> void runApart(Work work) {
     awaited(child, "a copy of this program");
 }
 
-// The peak of a program is never below this, what a copy of this process has in memory.
+// The memory of a copy of this process: the peak of a program is never below this.
 double inheritedKilobytes() {
     const pid_t child = fork();
     if (child == 0)
@@ -66,7 +66,7 @@ double inheritedKilobytes() {
     return awaited(child, "a copy of this program").kilobytes;
 }
 
-// Repeats a run that had to fetch samples from the disk. A few blocks may be metadata; the smaller list alone has 1000.
+// Repeats a run that had to read samples from the disk. A few blocks may be metadata; the smaller list alone has 1000.
 Cost runCached(const Words& words) {
     constexpr long BLOCKS = 500;
     constexpr int TRIES = 3;
@@ -91,7 +91,7 @@ struct Size {
 constexpr Size SMALL{500, 5000, 200};
 constexpr Size LARGE{5000, 50000, 2000};
 
-// One of so many default definitions is hidden by a custom one, and one of so many in the source replaces a custom one.
+// One in SHARE default definitions is hidden by a custom one, and one in SHARE of the source replaces a custom one.
 constexpr int SHARE = 10;
 
 /// The storages, the list and the installation source of a device of one size.
@@ -122,7 +122,7 @@ public:
                         together(filesOf("default", 0, size.definitions), filesOf("custom", 0, customCount)));
     }
 
-    /// The definitions of the source, and those of the device that have their names.
+    /// Returns the definitions of the source, and those of the device with the same names.
     Words filesOfDryRun() const {
         return together(filesOfResolve(), together(filesOf("source", firstOfSource, size.source),
                                                    filesInForce(firstOfSource, size.source)));
@@ -208,7 +208,8 @@ Cost medians(const std::vector<Cost>& costs) {
     return {median(times), median(sizes)};
 }
 
-/// Runs the programs in turns and starts each turn with another one, so that a busy machine slows all of them alike.
+/// Runs the programs in turns, each turn starting with another program, so that a busy machine slows all of them
+/// equally.
 std::vector<Cost> measureInTurns(const std::vector<Words>& programs, int turns) {
     std::vector<std::vector<Cost>> costs(programs.size());
     for (int turn = 0; turn < turns; ++turn) {
@@ -223,7 +224,7 @@ std::vector<Cost> measureInTurns(const std::vector<Words>& programs, int turns) 
     return results;
 }
 
-// Brings the files of both programs into the page cache, and checks that the tool does the work to be measured.
+// Brings the files of both programs into the page cache, and checks that the tool does the measured work.
 void warm(const Words& tool, const Words& bare, const std::string& answer, const std::string& output) {
     run(bare);
     run(tool, output);
@@ -246,7 +247,7 @@ void measureStart(const Device& device, std::vector<Goal>* goals) {
     goals->push_back({"start-to-bare", costs[0].seconds / costs[1].seconds, 1.5});
 }
 
-// The tool and the bare reader, warmed.
+// The tool and the bare reader, both warmed up.
 std::vector<Words> programsOf(const Device& device, const Command& command) {
     const std::string paths = device / "paths";
     runApart([&] { writeLines(paths, (device.*command.files)()); });
@@ -276,7 +277,7 @@ void measureCommand(const Device& small, const Device& large, std::size_t number
     goals->push_back({name + "-memory-5000-to-bare", many.kilobytes / manyBare.kilobytes, 2.5});
 }
 
-// The installation of so many definitions, of which one half replaces others, against the library alone, which syncs
+// Installs so many definitions, half of which replace others, and compares this with the library alone, which syncs
 // nothing. Both run cp, mkdir and rm.
 
 constexpr int INSTALLED = 500;

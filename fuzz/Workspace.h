@@ -6,7 +6,7 @@
 
 namespace Kelvra::SCADA::Fuzz {
 
-/// A private directory in memory, where there is one, for the life of the process.
+/// A private directory that exists as long as the process, in memory if there is such a file system.
 class Workspace {
 public:
     Workspace();
@@ -20,10 +20,10 @@ private:
     std::string root;
 };
 
-/// Writes the file anew, making its parent directories.
+/// Writes the file anew and makes its parent directories.
 void writeFile(const std::string& path, const std::uint8_t* bytes, std::size_t size);
 
-/// Ends the process, which is a finding, when `condition` does not hold.
+/// Ends the process, which counts as a finding, if `condition` is false.
 void require(bool condition, const char* what);
 
 } // namespace Kelvra::SCADA::Fuzz

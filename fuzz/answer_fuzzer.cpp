@@ -1,6 +1,6 @@
-// The bytes are what a runner answers, line by line: first to a decoder, then to its calls. However hostile they are,
-// the tool reads, judges and compares them, and what it makes of them stays small. The first answer can be the
-// definition as well, with properties and examples of its own.
+// The bytes are a runner's answers, line by line: first to a decoder, then to its calls. However hostile they are, the
+// tool reads, judges and compares them, and its results stay small. The first answer may also be the definition, with
+// its own properties and examples.
 
 #include "Workspace.h"
 
@@ -101,7 +101,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const bool read = Tool::readLoaded(answer, &loaded).empty();
     if (read && Tool::loadingFault(loaded, "th1.js"))
         return 0;
-    // A bad first answer ends the run in the tool; here its calls are judged all the same.
+    // In the tool a bad first answer ends the run; here its calls are judged as well.
     const bool isDefinition = answer.isMember(SensorDefinitions::JSON_PROPERTIES_SECTION);
     const Definition own(isDefinition ? answer : Json::Value(Json::objectValue));
     while (std::getline(lines, line))

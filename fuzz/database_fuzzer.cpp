@@ -1,8 +1,9 @@
-// The bytes are what a server answers: to one command, over at most two connections, or to a subscriber. What comes out
-// must be what the client library's own parser makes of them.
+// The bytes are a server's answers: to one command, over at most two connections, or to a subscriber. The library's
+// result must equal that of the client library's own parser.
 //
-// Byte 0 chooses the operation, byte 1 how much of the rest goes to the first connection; the second one has what is
-// left. Both end there. Unless byte 0 is 128 or more, the selection of the database is answered well beforehand.
+// Byte 0 selects the operation, byte 1 how much of the rest goes to the first connection; the second connection has the
+// rest. Both end there. Unless byte 0 is 128 or more, the selection of the database has been answered with success
+// before.
 
 #include "Workspace.h"
 
@@ -34,7 +35,7 @@ struct FreeReply {
 };
 using ReplyPtr = std::unique_ptr<redisReply, FreeReply>;
 
-// The server's side. Its answers lie ready in each connection before the client sends anything.
+// The server's side. Its answers are ready in each connection before the client sends anything.
 class Peer {
 public:
     Peer() {
@@ -54,7 +55,7 @@ public:
         onThird = nullptr;
     }
 
-    // To be called after each connection of the client.
+    // Call this after each connection of the client.
     void welcome() {
         if (ending >= 0)
             close(ending);
@@ -89,7 +90,7 @@ template <typename Function> Function* next(const char* symbol) {
 
 } // namespace
 
-// These stand before the client library's own.
+// These replace the client library's own.
 
 extern "C" __attribute__((visibility("default"))) redisContext* redisConnectUnixWithTimeout(const char* path,
                                                                                             const timeval timeout) {
@@ -107,14 +108,14 @@ extern "C" __attribute__((visibility("default"))) int redisReconnect(redisContex
     return REDIS_OK;
 }
 
-// A subscriber pauses before it tries again; nothing is to be waited for here.
+// A subscriber pauses before it tries again; here the pause is left out.
 extern "C" __attribute__((visibility("default"))) int nanosleep(const timespec*, timespec*) {
     return 0;
 }
 
 namespace {
 
-// The connection, which the library leaves open, ends with the run.
+// The library leaves the connection open; this closes it at the end of the run.
 template <typename Object> struct Ending : Object {
     Ending() { this->setup(peer().path, 2, 60); }
     ~Ending() override {
@@ -184,7 +185,7 @@ struct FreeReader {
     void operator()(redisReader* reader) const { redisReaderFree(reader); }
 };
 
-// What one connection gives: a selection, and the reply to the command after a good one.
+// The replies of one connection: to the selection, and to the command after a successful one.
 struct Exchange {
     bool selected = false;
     ReplyPtr reply;
@@ -213,7 +214,7 @@ void checkOutputs(int result, const Outputs& out) {
 
 void runCommand(const Operation& operation, const std::array<std::string, 2>& bytes) {
     Exchange exchange = exchangeIn(bytes[0]);
-    // A command is tried again, a first selection is not.
+    // A command is tried again, but a first selection is not.
     if (!exchange.reply && exchange.selected)
         exchange = exchangeIn(bytes[1]);
     const int expected = exchange.reply ? operation.result(*exchange.reply) : 3;
@@ -245,7 +246,7 @@ void runSubscriber(const std::array<std::string, 2>& bytes) {
     require(total <= bytes[0].size() + bytes[1].size(), "no message is read twice");
 }
 
-// An array is allocated when its length is read: those beyond a server's own say nothing about this library.
+// An array is allocated when its length is read: lengths beyond those of a real server say nothing about this library.
 bool asksForTooMuch(const std::string& bytes) {
     for (std::size_t at = bytes.find('*'); at != std::string::npos; at = bytes.find('*', at + 1)) {
         std::size_t end = at + 1;

@@ -1,4 +1,4 @@
-// The bytes are a definition file. Storage and registry must answer the same, and keep what they promise.
+// The bytes are a definition file. Storage and registry must give the same answers, and keep their promises.
 
 #include "Workspace.h"
 

@@ -1,4 +1,4 @@
-// The bytes are a managed-sensors list. What the map knows afterwards must be what its elements say one by one.
+// The bytes are a managed-sensors list. Afterwards the map must contain exactly its valid elements, checked one by one.
 
 #include "Workspace.h"
 
@@ -57,7 +57,7 @@ Model modelOf(const Json::Value& list) {
 
 enum class Answer { Loaded, Refused, Exception };
 
-// What Load must answer; only an array that is loaded is left in `list`.
+// Returns the result that Load must have; only if that is an array which is loaded does `list` hold it.
 Answer expectedAnswer(const std::uint8_t* data, std::size_t size, Json::Value* list) {
     const std::string text(reinterpret_cast<const char*>(data), size);
     const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());

@@ -1,4 +1,4 @@
-// Runs the fuzz target over files, and over the files of directories, without libFuzzer.
+// Runs the fuzz target on files, and on the files in directories, without libFuzzer.
 
 #include <cstdint>
 #include <cstdio>
@@ -16,7 +16,7 @@ namespace {
 namespace fs = std::filesystem;
 
 void replayFile(const fs::path& path) {
-    // The last line of the output names the input of a finding.
+    // For a finding, the last line of the output names the input.
     std::printf("%s\n", path.c_str());
     std::fflush(stdout);
     std::ifstream file(path, std::ios::binary);

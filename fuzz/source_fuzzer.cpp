@@ -1,5 +1,5 @@
 // The bytes are the source of an installation: an archive, or the plan of a directory with hostile names, links and
-// special files. However it is judged, nothing outside the private copy may change, and no copy may stay.
+// special files. Whatever the verdict, nothing outside the private copy may change, and no copy may remain.
 
 #include "Workspace.h"
 
@@ -32,7 +32,7 @@ constexpr char PLAN = 'D'; ///< the first byte of the plan of a directory; all e
 struct Setting {
     Setting() {
         Kelvra::Logger::setLevel(Kelvra::Logger::LEVEL_OFF);
-        // No program is started for an input.
+        // No input may start a program.
         Tool::codecSettings().runner.clear();
         for (const char* directory : {"custom/lora/demo", "default", "staging", "copies"})
             fs::create_directories(workspace / directory);
@@ -50,7 +50,7 @@ struct Setting {
     const std::string source = workspace / "source";
 };
 
-/// What stands in a plan, byte by byte.
+/// The content of a plan, byte by byte.
 class Plan {
 public:
     Plan(const std::uint8_t* bytes, std::size_t size) : data(bytes), left(size) {}
@@ -62,7 +62,7 @@ public:
         --left;
         return *data++;
     }
-    /// Returns up to so many bytes.
+    /// Returns at most so many bytes.
     std::string text(std::size_t length) {
         const std::size_t count = std::min(length, left);
         const std::string taken(reinterpret_cast<const char*>(data), count);
@@ -70,7 +70,7 @@ public:
         left -= count;
         return taken;
     }
-    /// Returns a path of components that are often the ones that count.
+    /// Returns a path of components that often have a meaning.
     std::string path() {
         const char* const known[] = {"lora", "demo", "th1.json", "th1.js", "..", ".", "th2.json", ""};
         std::string result;
@@ -88,7 +88,7 @@ private:
     std::size_t left;
 };
 
-// A path of the plan may climb: the source must not do so while it is made.
+// A path of the plan may climb out of the source: not while the source is made.
 std::string inside(const std::string& path) {
     std::string result;
     for (const fs::path& part : fs::path(path).relative_path()) {
@@ -103,7 +103,7 @@ void makeEntry(const Setting& setting, Plan* plan) {
     const std::uint8_t kind = plan->byte();
     const std::string relative = inside(plan->path());
     const std::string path = setting.source + relative;
-    // Through a link of the plan a file could be written elsewhere.
+    // A link of the plan could redirect the file to another place.
     for (fs::path above = fs::path(path).parent_path(); above != setting.source; above = above.parent_path()) {
         if (above == above.parent_path() || fs::is_symlink(fs::symlink_status(above, ignored)))
             return;
@@ -125,7 +125,7 @@ void makeEntry(const Setting& setting, Plan* plan) {
         mkfifo(path.c_str(), S_IRUSR | S_IWUSR);
         break;
     default:
-        // Not where the name is too long, or below a file.
+        // Fails if the name is too long, or below a file.
         std::ofstream(path, std::ios::binary) << plan->text(plan->byte());
         fs::permissions(path, static_cast<fs::perms>(kind & 0700U), ignored);
     }
