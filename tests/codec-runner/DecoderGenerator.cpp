@@ -6,7 +6,7 @@ namespace Kelvra::SCADA::Test {
 
 namespace {
 
-// What the language has, what a decoder may hope for from other surroundings, and what the engine has of its own.
+// Names of the language, names that a decoder may expect from other environments, and names of the engine itself.
 const std::array<const char*, 50> NAMES = {"a",
                                            "b",
                                            "c",
@@ -115,7 +115,7 @@ const std::array<const char*, 64> TOKENS = {
     "get ",        "set ",   "static ",   "extends ", "import ", "export ", "0x",       "1_0",       "'use strict'",
     "\xe2\x80\xa8"};
 
-// With these a process ends by its limits only.
+// With these, only the limits end the process.
 const std::array<const char*, 8> ENDLESS = {"while(1);",
                                             "for(;;)b=[b,a];",
                                             "a='x';for(;;)a+=a;",
@@ -157,7 +157,7 @@ std::string DecoderGenerator::tokens() {
     return text;
 }
 
-// The tool reads a decoder as bytes and sends it as text: what is no text never comes to the runner.
+// The tool reads a decoder as bytes and sends it as text: bytes that are not text never reach the runner.
 std::string DecoderGenerator::damaged(std::string text) {
     for (std::size_t left = 1 + number(3); left > 0; --left) {
         const std::size_t at = number(text.size());

@@ -6,8 +6,8 @@
 
 namespace Kelvra::SCADA::Test {
 
-/// Writes decoders by chance: most are programs, some are tokens in any order, or programs with damaged bytes. A few
-/// never end, or take memory without end. The same seed gives the same decoder.
+/// Generates random decoders: most are programs, some are tokens in any order, or programs with damaged bytes. A few
+/// never end, or allocate memory without end. The same seed gives the same decoder.
 class DecoderGenerator {
 public:
     explicit DecoderGenerator(std::uint64_t seed) : chance(seed) {}

@@ -41,7 +41,7 @@ std::vector<char*> pointersTo(std::vector<std::string>& words) {
     return pointers;
 }
 
-// Nothing of the test's own but what an emulator needs.
+// Passes on only the variables that an emulator needs.
 std::vector<std::string> surroundings() {
     std::vector<std::string> variables = {"TZ=UTC", "PATH=/usr/sbin:/usr/bin:/sbin:/bin"};
     for (char** variable = environ; *variable != nullptr; ++variable)

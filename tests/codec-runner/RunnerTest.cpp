@@ -6,7 +6,7 @@ namespace Kelvra::SCADA::Test {
 
 namespace {
 
-// An endless call is waited for that long, in seconds.
+// The wait for an endless call, in seconds.
 constexpr double PATIENCE = 2;
 
 constexpr const char* ONE_CALL = R"([{"fPort": 2, "bytes": [1, 255]}])";

@@ -1,4 +1,4 @@
-// Requests and answers, and the process itself.
+// Requests, answers, and the process itself.
 
 #include "RunnerTest.h"
 
@@ -22,7 +22,7 @@ const char* const SPIN_OR_ANSWER =
 INSTANTIATE_TEST_SUITE_P(Contract, RunnerTest, testing::Values(runnerName()),
                          [](const auto& row) { return row.param; });
 
-/// A first line that no runner takes.
+/// A first line that every runner must refuse.
 struct GarbageRow {
     const char* name;
     const char* line;
@@ -52,7 +52,7 @@ const GarbageRow GARBAGE[] = {
 class GarbageTest : public testing::TestWithParam<GarbageRow> {};
 INSTANTIATE_TEST_SUITE_P(Garbage, GarbageTest, testing::ValuesIn(GARBAGE), rowAndRunner);
 
-// A number that the kernel tells of a process, or -1.
+// Returns a number that the kernel reports about a process, or -1.
 int numberOf(const std::string& process, const std::string& name) {
     std::ifstream status("/proc/" + process + "/status");
     for (std::string line; std::getline(status, line);)
@@ -202,7 +202,7 @@ TEST_P(RunnerTest, TakesALongLine) {
     EXPECT_EQ(R"([{"value":1000000}])", lineOf(answer["results"]));
 }
 
-// The answers before a call that never ends have come, and nothing of its own has.
+// The answers before a call that never ends have arrived, and no part of its own.
 TEST_P(RunnerTest, CanBeKilledInACall) {
     ask(firstLine(SPIN_OR_ANSWER));
     EXPECT_EQ(R"({"results":[{"value":3}]})", lineOf(ask(R"({"calls": [{"fPort": 3, "bytes": []}]})")));
@@ -214,7 +214,7 @@ TEST_P(RunnerTest, CanBeKilledInACall) {
     EXPECT_FALSE(runner.hasPartOfLine());
 }
 
-// A runner that says nothing else has given up its system calls before it ran the decoder.
+// A runner that does not say otherwise has given up its system calls before it runs the decoder.
 TEST_P(RunnerTest, HasAFilterUnlessItSaysNo) {
     const Json::Value answer = ask(firstLine(COUNTER));
     const bool filtered = !answer.isMember("filter") || answer["filter"].asBool();

@@ -1,4 +1,4 @@
-// What a decoder may try: to change how its result is written, and to reach what is not part of the language.
+// Attempts of a decoder to change how its result is written, and to reach objects outside the language.
 
 #include "RunnerTest.h"
 
@@ -6,7 +6,7 @@ namespace Kelvra::SCADA::Test {
 
 namespace {
 
-// Functions that make functions of texts, asked for what is outside of the decoder.
+// Function constructors, which are asked for objects outside the decoder.
 #define ASKS_OUTSIDE "('return typeof process + typeof require + typeof Duktape')()"
 #define NOTHING_OUTSIDE R"({"value": "undefinedundefinedundefined"})"
 
@@ -108,7 +108,7 @@ const ResultRow TRICKS[] = {
      " function (e) { seen.push(e.constructor.constructor('return typeof process')()); })\"); } catch (e) { }"
      " function decodeUplink(input) { return seen; }",
      R"({"value": []})"},
-    // At the end of the stack a rejection may be an error that is not of the decoder's own realm.
+    // At the end of the stack a rejection may be an error that does not belong to the decoder's own realm.
     {"RejectionAtTheEndOfTheStack",
      "var left = 3000, foreign = 0, load; try { load = new Function(\"return import('zz')\"); } catch (e) { left = 0; }"
      " function arm(e) { if (e instanceof Error) return; foreign++; var top = e, above;"
@@ -119,7 +119,7 @@ const ResultRow TRICKS[] = {
      " try { f(); } catch (e) { } function decodeUplink(input) { return [foreign > 0, input.fPort, input.bytes]; }",
      R"({"value": [false, 2, [1, 255]]})", R"({"value": [true, 2, [1, 255]]})"},
 
-    // The engine's surroundings may ask what the decoder has put there how to show a stack.
+    // The engine's environment may call a function that the decoder has placed there to format a stack.
     {"FramesForTheGlobalError",
      "var Saved = Error, seen = 'nothing'; try { globalThis.Error = {prepareStackTrace: function (e, frames) {"
      " seen = String(frames.map(function (f) { return f.getFileName(); })); return ''; }}; } catch (e) { }"

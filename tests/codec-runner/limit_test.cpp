@@ -1,4 +1,4 @@
-// Calls that take too much.
+// Calls that exceed a limit.
 
 #include "RunnerTest.h"
 
@@ -16,7 +16,7 @@ const ResultRow LIMITS[] = {
      R"({"exception": {"text": "~RangeError: "}})"},
     {"EndlessMutualRecursion", "function f() { g(); } function g() { f(); } f()",
      R"({"exception": {"text": "~RangeError: "}})"},
-    // An engine may reuse the caller's place, so that the calls never become too many.
+    // An engine may reuse the caller's stack frame, so that the recursion never gets too deep.
     {"EndlessRecursionAtTheEnd", "function f() { return f(); } return f()", "endless",
      R"({"exception": {"text": "~RangeError: "}})"},
     {"EndlessRecursionInSort", "function f() { return [2, 1].sort(f); } return f()",

@@ -1,4 +1,4 @@
-// What comes of a decoder's text before the first call.
+// Loading a decoder, before the first call.
 
 #include "RunnerTest.h"
 
@@ -8,8 +8,7 @@ namespace Kelvra::SCADA::Test {
 
 namespace {
 
-/// What the first answer says, but for the engine and its results. As with results, of an exception the members that
-/// are named count.
+/// The first answer, without the engine and the results. Only the named members of an exception are compared.
 struct LoadRow {
     const char* name;
     const char* decoder;
@@ -100,7 +99,7 @@ const NewerRow NEWER[] = {
     {"AfterOlderSyntax", "/* let */ var s = 'let x = `'; // =>\nvar r = /=> [/`]/;\nconst f = x => x;", "=>"},
 };
 
-/// Texts that no engine takes, with what looks newer.
+/// Texts that no engine accepts, with the part that looks newer.
 struct BrokenRow {
     const char* name;
     const char* decoder;
@@ -155,7 +154,7 @@ TEST_P(LoadTest, IsAsExpected) {
     EXPECT_TRUE(!expected.isMember("exception") || matches(wanted, exception)) << lineOf(answer);
 }
 
-// An engine that knows the piece loads it.
+// An engine that knows the piece of syntax loads the decoder.
 TEST_P(NewerTest, IsNamedOrKnown) {
     Json::Value answer;
     const std::string engine = loadWith(GetParam().decoder, answer);

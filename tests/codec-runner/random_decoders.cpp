@@ -1,6 +1,6 @@
-// Runs decoders that are made by chance as the tool does, each in a process of the runner. The runner may refuse them,
-// stop them at a limit and tell of exceptions. It must not crash, hang, answer something else than its contract says,
-// be ended by the system-call filter, or leave a process behind.
+// Runs randomly generated decoders as the tool does, each in a process of the runner. The runner may refuse them, stop
+// them at a limit and report exceptions. It must not crash, hang, violate its contract, be ended by the system-call
+// filter, or leave a process behind.
 
 #include "DecoderGenerator.h"
 
@@ -24,7 +24,7 @@ namespace {
 
 using namespace Kelvra::SCADA;
 
-/// What came of the decoders, and how often.
+/// The results of the decoders, and their numbers.
 using Counts = std::map<std::string, unsigned long>;
 
 struct Faulty : std::runtime_error {
@@ -70,14 +70,14 @@ void runDecoder(const std::string& script, Counts* counts) {
         ++(*counts)[outcomeOf(entryPoint, runner.call(uplink))];
 }
 
-// Orphans come to this process.
+// Makes this process the parent of orphans.
 void requireNoProcess() {
     if (waitpid(-1, nullptr, WNOHANG) != -1 || errno != ECHILD)
         throw Faulty("a process is left");
 }
 
 void run(unsigned long count, unsigned long firstSeed) {
-    // A runner that crashes reads no more, as in the tool.
+    // As in the tool, a runner that has crashed no longer reads.
     (void)std::signal(SIGPIPE, SIG_IGN);
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     Counts counts;

@@ -1,4 +1,4 @@
-// What an entry point returns or throws, as the answer has it.
+// Returned values and exceptions of an entry point, as the answer represents them.
 
 #include "RunnerTest.h"
 

@@ -1,4 +1,4 @@
-// What the filter of system calls refuses. A decoder cannot show it: it has no way to any of these calls.
+// The system calls that the filter refuses. A decoder cannot show this, because it cannot make any of these calls.
 
 #include "duktape/walls.h"
 
@@ -19,11 +19,11 @@ namespace Kelvra::SCADA::Test {
 
 namespace {
 
-// How a child ends.
+// The end of a child process.
 constexpr int WENT_ON = 40;
 constexpr int NO_FILTER = 41;
 
-// A sanitizer makes calls of its own, so that the filter lets all of them through.
+// A sanitizer makes its own calls, so the filter allows all of them.
 #ifdef SCADA_SANITIZED
 constexpr int REFUSED = WENT_ON;
 #else
@@ -63,7 +63,7 @@ const CallRow CALLS[] = {
     {"Memory", [] { mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0); }, WENT_ON},
 };
 
-// Makes a call behind the filter, in a process of its own.
+// Makes a call under the filter, in a separate process.
 int endOf(void (*call)()) {
     const pid_t child = fork();
     if (child == 0) {
@@ -86,7 +86,7 @@ INSTANTIATE_TEST_SUITE_P(Calls, WallsTest, testing::ValuesIn(CALLS), [](const au
 TEST_P(WallsTest, LetsThroughOnlyWhatTheEngineNeeds) {
     const int end = endOf(GetParam().call);
 #ifdef SCADA_EMULATED
-    // An emulator need not have filters. load() says so, and then there is nothing to refuse a call.
+    // An emulator may not support filters. load() then says so, and nothing refuses a call.
     if (end == NO_FILTER)
         return;
 #endif

@@ -2,9 +2,9 @@
 
 namespace Kelvra::SCADA::Test {
 
-/// While it lives, makes one allocation of this thread fail: the `nth` from its construction on, counted from 1. What
-/// counts is an operator new in programs with FailingNew.cpp, and whatever comes down to malloc in those with
-/// FailingMalloc.cpp.
+/// As long as the object exists, one allocation of this thread fails: the `nth` since its construction, counted from 1.
+/// In programs with FailingNew.cpp calls of operator new count, in those with FailingMalloc.cpp everything that calls
+/// malloc.
 class AllocationFault {
 public:
     explicit AllocationFault(long nth);
@@ -12,9 +12,9 @@ public:
     AllocationFault(const AllocationFault&) = delete;
     AllocationFault& operator=(const AllocationFault&) = delete;
 
-    /// Whether that allocation was asked for and has failed.
+    /// Returns whether that allocation was requested and has failed.
     bool hit() const;
-    /// Whether the C library had asked for it, which reports the failure of what it was to do and throws nothing.
+    /// Returns whether the C library requested it; it reports the failure of its operation and does not throw.
     bool inSystem() const;
 
     /// For the replaced functions: returns whether the allocation that they are asked for is to fail. `caller` is an

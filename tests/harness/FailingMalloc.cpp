@@ -4,7 +4,7 @@
 
 using namespace Kelvra::SCADA::Test;
 
-// What the C library itself goes on with when its allocation functions are replaced.
+// The functions that the C library itself continues to use when its allocation functions are replaced.
 extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);

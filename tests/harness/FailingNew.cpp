@@ -3,8 +3,8 @@
 #include <cstdlib>
 #include <new>
 
-// Valgrind puts its own functions in the place of global ones, but leaves weak ones alone. The address sanitizer's own
-// are weak and would be found first.
+// Valgrind replaces global functions with its own but leaves weak ones alone. The address sanitizer's own functions are
+// weak and would be found first.
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer)
 #define SCADA_REPLACEMENT

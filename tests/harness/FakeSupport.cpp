@@ -63,7 +63,7 @@ int runFaulty(const FakeSupport::Command& command, FakeSupport::Fault fault) {
     return fault == FakeSupport::Fault::Nothing ? 0 : 1;
 }
 
-// The next definition of a contract function, behind the one of this file.
+// Returns the next definition of a contract function, after the one in this file.
 template <typename Function> Function* next(const char* symbol) {
     void* address = dlsym(RTLD_NEXT, symbol);
     if (address == nullptr) {

@@ -12,8 +12,9 @@
 
 namespace Kelvra::SCADA::Test {
 
-/// What the library asks of the support library in this process: recorded, and answered as a test wants it. Programs
-/// are really run, unless a fault is set; log messages only arrive here. reset() before each test: see SupportTest.
+/// Replaces the support library in this process: records the library's calls and answers them as a test wants. Programs
+/// are really run, unless a fault is set; log messages only arrive here. Call reset() before each test: see
+/// SupportTest.
 class FakeSupport {
 public:
     struct LogLine {
@@ -36,13 +37,13 @@ public:
 
     static FakeSupport& inst();
 
-    /// Forgets everything: all levels are on, no fault, no hook; level and label objects have their first values.
+    /// Forgets everything: all levels are on, no fault, no hook; level and label objects have their initial values.
     void reset();
 
     void printable(int level, bool on);
     void allPrintable(bool on);
 
-    /// Sets the fault of "mkdir", "cp", "rm" or "sh": for every run, or for the nth from now on, counted from 1.
+    /// Sets the fault of "mkdir", "cp", "rm" or "sh", for every run or for the nth from now on, counted from 1.
     void fault(const std::string& program, Fault fault, int onlyNth = 0);
 
     std::vector<LogLine> logs;
@@ -53,7 +54,7 @@ public:
     std::function<void(std::size_t index)> beforeCommand; ///< the index is that of the command in `commands`
     std::function<void(std::size_t index)> afterCommand;
 
-    // Called by the contract functions.
+    // The contract functions call these.
     bool isPrintable(int level);
     void print(LogLine line);
     int run(const Command& command, const std::function<int()>& really);
@@ -80,7 +81,7 @@ bool operator==(const FakeSupport::Command& left, const FakeSupport::Command& ri
 std::ostream& operator<<(std::ostream& out, const FakeSupport::LogLine& line);
 std::ostream& operator<<(std::ostream& out, const FakeSupport::Command& command);
 
-/// Starts and leaves every test with a fresh FakeSupport and the default configuration.
+/// Starts and ends every test with a fresh FakeSupport and the default configuration.
 class SupportTest : public ::testing::Test {
 protected:
     void SetUp() override;

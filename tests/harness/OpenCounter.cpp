@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The kernel merges equal events in succession. Reading and closing separate two openings of the same file.
+// The kernel merges equal successive events. Two openings of the same file are separated by reading and closing.
 constexpr std::uint32_t EVENTS = IN_OPEN | IN_ACCESS | IN_CLOSE;
 
 } // namespace
@@ -28,7 +28,7 @@ OpenCounter::OpenCounter(const std::string& root) : queue(inotify_init1(IN_NONBL
         if (entry.is_directory() && !entry.is_symlink())
             watch(entry.path().string());
     }
-    take(); // drops what this search has opened
+    take(); // drops the events of this search
 }
 
 OpenCounter::~OpenCounter() {

@@ -5,11 +5,11 @@
 
 namespace Kelvra::SCADA::Test {
 
-/// Counts how often the files of a directory tree are opened, by any process, emulated ones included. Its functions
-/// throw std::runtime_error when openings may have been missed.
+/// Counts how often the files of a directory tree are opened, by any process, including emulated ones. Its functions
+/// throw std::runtime_error if openings may have been missed.
 class OpenCounter {
 public:
-    /// Watches the directory `root` and all directories that exist below it. Links are not followed.
+    /// Watches the directory `root` and all directories that exist below it. Does not follow links.
     explicit OpenCounter(const std::string& root);
     ~OpenCounter();
     OpenCounter(const OpenCounter&) = delete;

@@ -46,7 +46,7 @@ ReplyPtr send(redisContext* context, const std::vector<std::string>& command) {
     return ReplyPtr(static_cast<redisReply*>(redisCommandArgv(context, count, arguments.data(), lengths.data())));
 }
 
-// Runs in the child: no allocation here, other threads of the test may have been inside malloc.
+// Runs in the child. It must not allocate, because other threads of the test may have been inside malloc.
 [[noreturn]] void becomeServer(const char* const* arguments, pid_t parent) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent)

@@ -11,9 +11,9 @@ struct redisReply;
 
 namespace Kelvra::SCADA::Test {
 
-/// A real server of this test's own, on a Unix socket in a temporary directory. Starts in the constructor and ends, by
-/// its process id, in the destructor. Each operation throws std::runtime_error when it cannot do what it says.
-/// Serves one thread at a time. The server does not outlive the thread that started it.
+/// A real server for one test, on a Unix socket in a temporary directory. The constructor starts it; the destructor
+/// ends it by its process id. Each operation throws std::runtime_error if it fails. Serves one thread at a time. The
+/// server does not outlive the thread that started it.
 class RedisServer {
 public:
     RedisServer();
@@ -21,21 +21,21 @@ public:
     RedisServer(const RedisServer&) = delete;
     RedisServer& operator=(const RedisServer&) = delete;
 
-    /// Returns after the server answers.
+    /// Returns when the server answers.
     void start();
-    /// Ends it with SIGTERM, or with SIGKILL, and waits for its end.
+    /// Ends the server with SIGTERM, or with SIGKILL, and waits for its end.
     void stop();
     void kill();
-    /// Kills it and starts it anew, empty.
+    /// Kills the server and starts it again, empty.
     void restart();
-    /// Halts it with SIGSTOP, continues it with SIGCONT.
+    /// Halts the server with SIGSTOP, continues it with SIGCONT.
     void pause();
     void resume();
 
     const std::string& socket() const { return socketPath; }
     pid_t pid() const { return process; }
 
-    /// Runs one command in database `number` over a connection of its own; returns its reply as text().
+    /// Runs one command in database `number` over a separate connection. Returns its reply as text().
     std::string run(const std::vector<std::string>& command, int number = 2) const;
 
 private:
@@ -47,7 +47,7 @@ private:
     pid_t process = -1;
 };
 
-/// Writes a reply on one line: (null), (nil), (status OK), (error ERR ...), (integer 1), "text", ["text", ...].
+/// Returns a reply as one line: (null), (nil), (status OK), (error ERR ...), (integer 1), "text", ["text", ...].
 std::string text(const redisReply* reply);
 
 } // namespace Kelvra::SCADA::Test

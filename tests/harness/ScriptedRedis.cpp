@@ -39,7 +39,7 @@ bool writeAll(int descriptor, const char* bytes, std::size_t size) {
     return true;
 }
 
-// Reads "*2" or "$5" and its line end at `*at`, and goes behind it. Returns false when there is no whole line yet.
+// Reads "*2" or "$5" and its line end at `*at`, and moves past it. Returns false if the line is not complete yet.
 bool readNumber(const std::string& bytes, std::size_t* at, std::size_t* number) {
     const std::size_t end = bytes.find("\r\n", *at);
     if (end == std::string::npos)
@@ -49,7 +49,7 @@ bool readNumber(const std::string& bytes, std::size_t* at, std::size_t* number) 
     return true;
 }
 
-// The length of the command that `bytes` begins with, 0 when it is not whole yet.
+// Returns the length of the command that `bytes` begins with, or 0 if it is not complete yet.
 std::size_t commandLength(const std::string& bytes) {
     std::size_t at = 0;
     std::size_t count = 0;
@@ -143,7 +143,7 @@ void ScriptedRedis::acceptOne() {
         records.emplace_back();
 }
 
-// Returns false when the connection is over.
+// Returns false if the connection has ended.
 bool ScriptedRedis::readFrom(int descriptor, Connection* connection) {
     std::array<char, 16384> buffer{};
     const ssize_t size = read(descriptor, buffer.data(), buffer.size());
@@ -173,7 +173,7 @@ bool ScriptedRedis::answerAll(int descriptor, Connection* connection) {
     return goesOn;
 }
 
-// Returns false when the peer ends meanwhile.
+// Returns false if the peer ends meanwhile.
 bool ScriptedRedis::pauseFor(std::chrono::milliseconds time) const {
     pollfd end{wakeUp[0], POLLIN, 0};
     return time.count() == 0 || poll(&end, 1, static_cast<int>(time.count())) == 0;

@@ -14,10 +14,10 @@
 
 namespace Kelvra::SCADA::Test {
 
-/// A peer on a Unix socket that answers as its script says, and keeps what it receives. Serves any thread.
+/// A peer on a Unix socket that answers according to its script and records what it receives. Any thread may call.
 class ScriptedRedis {
 public:
-    /// What happens after one command: the bytes go out, those from `pauseAt` on after the pause.
+    /// The reaction to one command: the bytes are sent, those from `pauseAt` on after the pause.
     struct Answer {
         std::string bytes = {}; ///< none: it stays silent
         bool thenClose = false;
@@ -25,8 +25,8 @@ public:
         std::chrono::milliseconds pause{0};
     };
 
-    /// Says the answer to a command, both counted from 0, the command within its connection. Called on the peer's
-    /// thread.
+    /// Returns the answer to a command. Connections, and the commands of each connection, are counted from 0. Called on
+    /// the peer's thread.
     using Script = std::function<Answer(std::size_t connection, std::size_t command)>;
 
     explicit ScriptedRedis(Script script, bool recording = true);
@@ -36,18 +36,18 @@ public:
 
     const std::string& socket() const { return socketPath; }
 
-    /// The bytes received on each connection so far.
+    /// Returns the bytes received on each connection so far.
     std::vector<std::string> received() const;
-    /// How many connections have been made.
+    /// Returns the number of connections made so far.
     std::size_t connections() const;
 
-    /// Returns whether, within ten seconds, so many whole commands have come in, over all connections, and have been
-    /// answered.
+    /// Returns whether, within ten seconds, so many complete commands have been received on all connections together
+    /// and have been answered.
     bool waitForCommands(std::size_t count);
 
-    /// Writes bytes that no command asked for to the newest connection.
+    /// Writes bytes that are not an answer to the newest connection.
     void send(const std::string& bytes);
-    /// Closes all connections; further ones are served.
+    /// Closes all connections. Later connections are served.
     void drop();
 
 private:
@@ -79,11 +79,11 @@ private:
     std::thread thread;
 };
 
-/// The script of a peer that goes through a list of answers in each connection and then stays silent; connections
-/// beyond the last list follow the last.
+/// Returns the script of a peer that goes through a list of answers in each connection and is then silent. Connections
+/// beyond the last list use the last list.
 ScriptedRedis::Script answers(std::vector<std::vector<ScriptedRedis::Answer>> perConnection);
 
-/// The bytes of a command as a client sends them.
+/// Returns the bytes of a command as a client sends them.
 std::string encoded(const std::vector<std::string>& arguments);
 
 } // namespace Kelvra::SCADA::Test

@@ -5,14 +5,14 @@
 
 namespace Kelvra::SCADA::Test {
 
-/// Fills a storage directory, which it makes.
+/// Creates and fills a storage directory.
 class StorageBuilder {
 public:
     explicit StorageBuilder(std::string storageDir);
 
     /// Writes the definition file of `name`.
     StorageBuilder& definition(const std::string& name, const std::string& jsonText);
-    /// Writes a decoder beside the definition `name`.
+    /// Writes a decoder next to the definition `name`.
     StorageBuilder& decoder(const std::string& name, const std::string& fileName,
                             const std::string& text = "// decoder\n");
 

@@ -28,7 +28,7 @@ std::vector<std::string> entriesOf(DIR* directory) {
     return names;
 }
 
-// Step by step from directory to directory: a test may have made paths longer than a system call takes.
+// Goes from directory to directory, because a test may have made paths longer than a system call accepts.
 void removeEntry(int parent, const std::string& name) {
     if (unlinkat(parent, name.c_str(), 0) == 0)
         return;

@@ -4,11 +4,11 @@
 
 namespace Kelvra::SCADA::Test {
 
-/// A private directory for the time of one test, under $TMPDIR or /tmp; its path has no symbolic link in it.
+/// A private directory for one test, under $TMPDIR or /tmp. Its path contains no symbolic link.
 class TempDir {
 public:
     TempDir();
-    /// Removes the whole tree, directories that cannot be read included.
+    /// Removes the whole tree, including directories that cannot be read.
     ~TempDir();
 
     TempDir(const TempDir&) = delete;
@@ -21,7 +21,7 @@ private:
     std::string root;
 };
 
-/// Removes whatever is at `path`, with all that is below it, however long the paths there are.
+/// Removes `path` and everything below it, however long the paths are.
 void removeTree(const std::string& path);
 
 } // namespace Kelvra::SCADA::Test

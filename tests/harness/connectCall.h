@@ -4,7 +4,7 @@
 
 namespace Kelvra::SCADA::Test {
 
-/// The library's making of contexts, which programs with this file see first.
+/// Intercepts the library's creation of contexts in programs that contain this file.
 struct ConnectCall {
     std::atomic<bool> fails{false};     ///< whether it is to allocate nothing
     std::atomic<long> seconds{-1};      ///< the time limit that the last one was given

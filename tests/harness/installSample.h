@@ -11,12 +11,12 @@ namespace Kelvra::SCADA::Test {
 
 using Snapshot = std::map<std::string, std::string>;
 
-/// A definition as a user writes it, naming its decoder.
+/// Returns a definition as a user writes it, with the name of its decoder.
 inline std::string documentOf(const std::string& decoder) {
     return R"({"decoder":")" + decoder + R"(","properties":{"t":{"unit":"C"}}})";
 }
 
-/// What an installation makes of documentOf().
+/// Returns the document that an installation makes of documentOf().
 inline std::string writtenDocument(const std::string& decoder) {
     Json::Value document;
     document["decoder"] = decoder;
@@ -32,7 +32,7 @@ inline std::string decoderTextOf(const std::string& name) {
     return "decoder of " + name;
 }
 
-/// Writes the definition `name` and beside it its decoder STEM.js.
+/// Writes the definition `name` and its decoder STEM.js next to it.
 inline void addDefinition(const std::string& storage, const std::string& name) {
     const std::string decoder = stemOf(name) + ".js";
     StorageBuilder(storage).definition(name, documentOf(decoder)).decoder(name, decoder, decoderTextOf(name));
@@ -43,7 +43,7 @@ inline void addDirectories(Snapshot* tree, const std::string& name) {
         tree->emplace(name.substr(0, separator), "");
 }
 
-/// Adds what an installation makes of addDefinition().
+/// Adds the files that an installation makes of addDefinition().
 inline void addInstalled(Snapshot* tree, const std::string& name) {
     const std::string decoder = stemOf(name) + "-decoder";
     addDirectories(tree, name);

@@ -9,7 +9,7 @@
 
 namespace Kelvra::SCADA::Test {
 
-/// Returns the value that a JSON text stands for. Throws std::runtime_error when the text is none.
+/// Returns the value of a JSON text. Throws std::runtime_error if the text is not JSON.
 inline Json::Value parsed(const std::string& text) {
     const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
     Json::Value value;
@@ -19,7 +19,7 @@ inline Json::Value parsed(const std::string& text) {
     return value;
 }
 
-/// Returns the text of `levels` arrays, one inside the other; the reader takes 1000 levels and throws at one more.
+/// Returns the text of `levels` nested arrays; the reader accepts 1000 levels and throws for one more.
 inline std::string nestedArrays(std::size_t levels) {
     return std::string(levels, '[') + std::string(levels, ']');
 }

@@ -9,7 +9,7 @@
 
 namespace Kelvra::SCADA::Test {
 
-// The log line that a message of this level and text makes, with the level and label objects as they are now.
+// Returns the log line of a message of this level and text, with the present level and label objects.
 
 inline FakeSupport::LogLine errorLine(std::string text) {
     return {Logger::PrintLevel::ERROR_LEVEL, Logger::PrintLevel::ERROR_LABEL, std::move(text)};

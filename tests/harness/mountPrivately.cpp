@@ -33,7 +33,7 @@ bool runShell(const std::string& settings, const std::string& command) {
     return std::system((settings + "PATH=$PATH:/usr/sbin:/sbin; exec >/dev/null 2>&1; " + command).c_str()) == 0;
 }
 
-// Returns whether `body` returned true in a child process, which can leave mounts behind as it likes.
+// Returns whether `body` returned true in a child process, which may leave mounts behind.
 template <typename Body> bool holdsInChild(const Body& body) {
     const pid_t child = fork();
     if (child == 0)

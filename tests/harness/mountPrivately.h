@@ -6,14 +6,14 @@
 
 namespace Kelvra::SCADA::Test {
 
-/// Makes the directory and mounts a tmpfs there that this process alone sees, and that goes with it at the latest.
-/// Returns whether it is there, which takes root and a system that lets root mount.
+/// Makes the directory and mounts a tmpfs there, visible only to this process and gone with it at the latest. Returns
+/// whether it succeeded, which requires root and a system that lets root mount.
 bool mountPrivately(const std::string& place, const std::string& options);
 
 /// Returns whether mountPrivately works here.
 bool canMount();
 
-/// A file system on which an entry answers to names other than its own, in an image file.
+/// A file system in an image file, on which a name may reach an entry of another name.
 struct FoldingFileSystem {
     const char* name;
     const char* make;  ///< the shell command that makes it in the file $IMAGE
@@ -23,14 +23,16 @@ struct FoldingFileSystem {
 
 void PrintTo(const FoldingFileSystem& kind, std::ostream* out);
 
-/// Makes it in the file `image` and mounts it at `place`, where it has the directory "names", seen by this process
-/// and its children alone. Unmount it when done: a program that serves it goes only then. Returns whether it is there.
+/// Makes it in the file `image` and mounts it at `place`, where it has the directory "names", visible only to this
+/// process and its children. Unmount it when done: a program that serves it ends only then. Returns whether it
+/// succeeded.
 bool mountFolding(const FoldingFileSystem& kind, const std::string& image, const std::string& place);
 
-/// Returns those that can be mounted here, which depends on the kernel.
+/// Returns the file systems that can be mounted here, which depends on the kernel.
 std::vector<FoldingFileSystem> mountableFolding();
 
-/// Returns the rows where something can be mounted, else none: cases that cannot run do not exist, rather than pass.
+/// Returns the rows if something can be mounted, otherwise none: a case that cannot run does not exist, so it never
+/// passes without running.
 template <typename Row> std::vector<Row> whereMountable(const std::vector<Row>& rows) {
     return canMount() ? rows : std::vector<Row>();
 }

@@ -4,7 +4,7 @@
 
 namespace Kelvra::SCADA::Test {
 
-/// The name generator of tests whose rows have a member `name`: letters, digits and underscores.
+/// Returns the names of tests whose rows have a member `name`: letters, digits and underscores.
 constexpr auto rowName = [](const auto& info) { return std::string(info.param.name); };
 
 } // namespace Kelvra::SCADA::Test

@@ -38,7 +38,7 @@ std::string contentOf(std::FILE* file) {
     return text;
 }
 
-// In the child. Root keeps its identity and loses what lets it pass over permissions.
+// Runs in the child. Root keeps its identity but loses the capabilities that override permissions.
 [[noreturn]] void become(char* const* words, int in, int out, int err) {
     prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0);
     prctl(PR_CAPBSET_DROP, CAP_DAC_READ_SEARCH, 0, 0, 0);

@@ -42,7 +42,7 @@ static_assert(sizeof(Conf::DFN_DATABASE_NUMBER) == 4 && sizeof(Conf::DFN_DATABAS
 static_assert(std::is_copy_constructible<Conf>::value && std::is_copy_assignable<Conf>::value, "");
 static_assert(!std::is_polymorphic<Conf>::value, "");
 
-// The fields as compiled host programs know them.
+// The layout of the fields that compiled host programs rely on.
 struct Layout {
     std::string databaseSocket;
     unsigned char databaseNumber;

@@ -18,7 +18,7 @@ static_assert(std::is_copy_constructible<DefinitionSpec>::value && std::is_copy_
 static_assert(std::is_move_constructible<DefinitionSpec>::value && std::is_move_assignable<DefinitionSpec>::value, "");
 static_assert(!std::is_polymorphic<DefinitionSpec>::value, "");
 
-// The fields as compiled host programs know them.
+// The layout of the fields that compiled host programs rely on.
 struct Layout {
     Json::Value json;
     std::string decoderPath;

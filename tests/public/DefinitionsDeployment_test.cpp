@@ -90,11 +90,11 @@ protected:
     std::string error = UNTOUCHED;
 };
 
-// Which source is taken at all: nothing is changed before the staging directory is emptied
+// Sources that are refused at once: nothing has changed before the staging directory is emptied
 
 struct SourceCheck {
     const char* name;
-    std::string (*prepare)(const Places& places); // returns the source to give
+    std::string (*prepare)(const Places& places); // returns the source to pass
     const char* text;
 
     friend void PrintTo(const SourceCheck& row, std::ostream* out) { *out << row.name; }
@@ -170,11 +170,11 @@ TEST_P(RefusedSource, nothingIsChanged) {
     EXPECT_THAT(commands(), IsEmpty());
 }
 
-// Sources with nothing to install, and what is not caught
+// Sources with nothing to install, and cases that are not detected
 
 struct EmptySource {
     const char* name;
-    std::string (*prepare)(const Places& places); // returns the source to give
+    std::string (*prepare)(const Places& places); // returns the source to pass
 
     friend void PrintTo(const EmptySource& row, std::ostream* out) { *out << row.name; }
 };
@@ -382,7 +382,7 @@ TEST_F(Deployment, definitionNestedBeyondTheReadersLimitThrowsAndEmptiesStaging)
 
 struct GoodSource {
     const char* name;
-    std::string (*prepare)(const Places& places); // returns the source to give
+    std::string (*prepare)(const Places& places); // returns the source to pass
     std::vector<std::string> installed;
 
     friend void PrintTo(const GoodSource& row, std::ostream* out) { *out << row.name; }
@@ -836,7 +836,7 @@ TEST_F(Deployment, customStorageThatIsAFile) {
     EXPECT_EQ(treeOf(places.staging), Tree());
 }
 
-// Paths that the system resolves no longer: the working directory lies so deep that only relative paths reach it
+// Paths that the system no longer resolves: the working directory is so deep that only relative paths reach it
 
 class DeepWorkingDirectory : public Deployment {
 protected:
@@ -853,7 +853,7 @@ protected:
         Deployment::TearDown();
     }
 
-    // Goes down until the working directory's path has this length.
+    // Descends until the working directory's path has this length.
     void descendTo(std::size_t length) const {
         for (std::size_t left = length - places.dir.path().size(); left > 0;) {
             const std::size_t component = left > 200 ? 100 : left - 1;

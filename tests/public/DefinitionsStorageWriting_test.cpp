@@ -68,7 +68,7 @@ protected:
     std::string error = UNTOUCHED;
 };
 
-// Names: where the file goes, and whether the storage lists it there
+// Names: the place of the file, and whether the storage lists it there
 
 struct ImportName {
     const char* name;
@@ -156,7 +156,7 @@ TEST_F(StorageWriting, fileNameTooLongForTheDecoder) {
     EXPECT_EQ(treeOf(storage), (Tree{"lora", "lora/demo", name + ".json"}));
 }
 
-// Documents: what is written, byte for byte
+// Documents: the written bytes
 
 struct ImportDocument {
     const char* name;
@@ -284,7 +284,7 @@ TEST_F(StorageWriting, trailingSlashOfTheDirectoryIsKept) {
                                         Command{"cp", {"-f", dir / "th1.js", storage + "//lora/demo/th1-decoder"}}));
 }
 
-// A document that is no object
+// A document that is not an object
 
 struct NoObject {
     const char* name;
@@ -346,7 +346,7 @@ TEST_F(StorageWriting, documentNestedBeyondTheReadersLimitIsWrittenAndThrown) {
     EXPECT_EQ(readFile(at("lora/demo/th1.json")), written(document));
 }
 
-// What stands in the way
+// Causes of a failure
 
 struct Blocker {
     const char* name;

@@ -197,7 +197,7 @@ std::string badDecoder(const std::string& value) {
     return "Invalid sensor definition [lora/demo/th1]: bad decoder path [" + value + "].";
 }
 
-/// What the storage holds beside the definition file, for every row: decoders to point at.
+/// Files of the storage other than the definition, for every row: decoders to point at.
 void makeDecoders(const std::string& storage) {
     const std::string beside = storage + "/lora/demo/";
     writeFile(beside + "th1-decoder", "");

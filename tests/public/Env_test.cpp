@@ -20,7 +20,7 @@ static_assert(
 static_assert(sizeof(Env) == sizeof(Conf), "one record and nothing else");
 static_assert(!std::is_polymorphic<Env>::value, "");
 
-// Without the fixture: this is the record as the process finds it.
+// Without the fixture: the record as the process starts with it.
 TEST(EnvFresh, holdsTheDefaults) {
     const Conf& conf = Env::inst().conf();
     EXPECT_EQ(conf.getDfnDatabaseSocket(), "/var/run/redis/redis-server.sock");

@@ -48,7 +48,7 @@ FsNode::Mode kindsOf(int bits) {
     return static_cast<FsNode::Mode>(bits);
 }
 
-// How often this program's code has opened a directory.
+// The number of times that this program's code has opened a directory.
 std::atomic<long>& directoriesOpened() {
     static std::atomic<long> count{0};
     return count;
@@ -56,7 +56,7 @@ std::atomic<long>& directoriesOpened() {
 
 } // namespace
 
-// Stands before the system's own.
+// Replaces the system's own function.
 extern "C" __attribute__((visibility("default"))) DIR* opendir(const char* path) {
     static auto* const real = reinterpret_cast<decltype(&opendir)>(dlsym(RTLD_NEXT, "opendir"));
     ++directoriesOpened();
@@ -74,7 +74,7 @@ struct CloseDirectory {
     void operator()(DIR* directory) const { closedir(directory); }
 };
 
-// All names but "." and "..", in the directory's own order.
+// Returns all names except "." and "..", in the directory's own order.
 std::vector<std::string> namesIn(const std::string& path) {
     const std::unique_ptr<DIR, CloseDirectory> directory(opendir(path.c_str()));
     if (!directory)
@@ -97,7 +97,7 @@ DeviceNode existingDevice(mode_t type) {
     throw std::runtime_error("device nodes can neither be made here, nor is there one of this type in /dev");
 }
 
-// A node of our own where that is allowed; else one that the system has. Nothing opens it.
+// A node made by the test if that is allowed, otherwise one of the system's. Nothing opens it.
 DeviceNode deviceNode(const TempDir& dir, mode_t type) {
     if (mknod((dir / "node").c_str(), type | S_IRUSR, makedev(1, 3)) == 0)
         return {dir.path(), "node"};
@@ -535,7 +535,7 @@ TEST_P(FsNodeCopySource, onlyARegularFileIsCopied) {
     const std::string src = GetParam().make(source);
     const bool isFile = GetParam().mode == FsNode::MODE_FILE;
     if (!isFile)
-        FakeSupport::inst().fault("cp", Fault::Nothing); // a real one would wait for a FIFO's writer
+        FakeSupport::inst().fault("cp", Fault::Nothing); // a real cp would wait for a FIFO's writer
     EXPECT_EQ(FsNode::copyFile(src, dir / "dst"), isFile);
     EXPECT_EQ(commands().size(), isFile ? 1U : 0U);
     EXPECT_EQ(treeOf(dir.path()).count("dst"), isFile ? 1U : 0U);

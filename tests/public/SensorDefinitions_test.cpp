@@ -50,7 +50,7 @@ static_assert(std::is_same<decltype(Info::decoderPath), std::string>::value, "")
 static_assert(std::is_same<decltype(Info::storage), STORAGE_TYPE>::value, "");
 static_assert(!std::is_polymorphic<Registry>::value, "");
 
-// The fields as compiled host programs know them.
+// The layout of the fields that compiled host programs rely on.
 struct InfoLayout {
     Json::Value definition;
     std::string decoderPath;
@@ -336,7 +336,7 @@ TEST_F(SensorDefinitionsTest, findNamesNeitherReadsNorFillsTheCache) {
     expectNotFound(registry, "lora/demo/later");
 }
 
-// Two levels below the root directory, whatever the temporary directory of the tests is.
+// Two levels below the root directory, wherever the tests' temporary directory is.
 class TopDirectory {
 public:
     TopDirectory() {
@@ -384,7 +384,7 @@ TEST_F(SensorDefinitionsTest, emptyDefaultDirectoryLeavesTheCustomOne) {
     expectNotFound(registry, "lora/demo/th2");
 }
 
-// A fourth value is representable: it lists like the custom choice and loads like the choice of both.
+// A fourth value can be represented: it lists like the custom choice and loads like the choice of both.
 TEST_F(SensorDefinitionsTest, valueOutsideTheEnumeration) {
     addCustom("lora/demo/own", PLAIN);
     addDefault(NAME, PLAIN);
@@ -403,7 +403,7 @@ struct Unlisted {
     friend void PrintTo(const Unlisted& row, std::ostream* out) { *out << row.asked; }
 };
 
-// Each of these names leads to a readable file, but none is listed.
+// Each of these names leads to a readable file, but none of them is listed.
 const Unlisted UNLISTED[] = {
     {"oneLevel", "lora/shallow"},
     {"threeLevels", "lora/demo/x/deep"},
@@ -731,7 +731,7 @@ TEST_F(SensorDefinitionsTest, decoderPathOfACachedDefinitionIsNotCheckedAgain) {
 
 // --- texts and logging
 
-// The reason is cut like every error text before it reaches the log; a log line of its own is not.
+// The reason is cut like every error text before it reaches the log. The log line itself is not cut.
 TEST_F(SensorDefinitionsTest, longTextsAreCutAt255Bytes) {
     const std::string stem(200, 's');
     const std::string name = "lora/" + std::string(100, 'd') + "/" + stem;

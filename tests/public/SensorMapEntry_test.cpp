@@ -48,7 +48,7 @@ TEST(SensorMapEntry, startsEmptyWithItsMembersInOrder) {
     EXPECT_LT(&entry.sensor, &entry.src);
 }
 
-// The members before each element: they show what a fault has left alone.
+// The members before each element is loaded; they show which ones a fault has left untouched.
 const char* const OLD_ID = "old id";
 const char* const OLD_SENSOR = "old sensor";
 const char* const OLD_SRC = "old src";

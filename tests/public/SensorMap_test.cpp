@@ -39,7 +39,7 @@ static_assert(std::is_same<decltype(&SensorMap::getMeasurement),
               "");
 static_assert(std::is_same<decltype(&SensorMap::getDecoderPath), TextQuery>::value, "");
 
-// The fields as compiled host programs know them.
+// The layout of the fields that compiled host programs rely on.
 struct Layout {
     SensorDefinitions definitions;
     std::unordered_map<std::string, std::string> sensors;
@@ -49,7 +49,7 @@ static_assert(sizeof(SensorMap) == sizeof(Layout), "");
 const char* const OLD_TEXT = "old text";
 const char* const ONE_SENSOR = R"([{"id": "AbC", "src": "Net", "sensor": "demo/th1"}])";
 
-// A level, as the rows of a table name it before the level objects can be read.
+// A level, named in a table before the level objects can be read.
 enum Level { Error, Warning, Trace };
 
 struct Message {
@@ -256,7 +256,7 @@ TEST_F(SensorMapTest, emptyFileName) {
     expectLogged({{Error, "[MAP] Failed to open the managed sensors list []"}});
 }
 
-// A directory opens like a file and has no text.
+// A directory can be opened like a file, but has no text.
 TEST_F(SensorMapTest, directoryAsList) {
     makeDir(file);
     SensorMap map;
@@ -410,7 +410,7 @@ TEST_P(SensorMapSensor, getSensorDefinitionName) {
     EXPECT_THAT(logs(), IsEmpty());
 }
 
-// The definitions are not installed: a managed sensor gives the registry's text, another the map's own.
+// The definitions are not installed: for a managed sensor the text is the registry's, for any other the map's own.
 TEST_P(SensorMapSensor, getMeasurement) {
     std::string error = OLD_TEXT;
     EXPECT_EQ(&map.getMeasurement(GetParam().src, GetParam().id, "p", &error), &Json::Value::nullSingleton());
@@ -559,7 +559,7 @@ TEST_F(SensorMapTest, exceptionKeepsTheEntriesBeforeIt) {
     EXPECT_FALSE(map.isSensorPresent("s", "b"));
 }
 
-// A host may ask the map from within its logging: the message stands before the entry.
+// A host may query the map from within its logging: the message comes before the entry.
 TEST_F(SensorMapTest, entryIsRegisteredAfterItsMessage) {
     writeList(ONE_SENSOR);
     SensorMap map;
