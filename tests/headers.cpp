@@ -1,1 +1,1 @@
-// The precompiled header of the tests belongs to a target, and a target needs a source.
+// The tests' precompiled header belongs to a target, and a target needs a source file.

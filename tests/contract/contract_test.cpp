@@ -161,7 +161,7 @@ TEST(LoggerContract, survivesMessagesOfEveryLevelFromSeveralThreads) {
     onThreads(4, logAtEveryLevel);
 }
 
-// What a provider does with a message is its own affair: a crash is the one thing that can be seen from here.
+// The provider decides what to do with a message: the only thing visible from here is a crash.
 TEST(LoggerContract, survivesALongMessage) {
     const std::string text(10000, 'x');
     Logger::printfGeneric(Logger::PrintLevel::TRACE_LEVEL, Logger::PrintLevel::TRACE_LABEL, "[MAP] %s", text.c_str());
@@ -197,7 +197,7 @@ INSTANTIATE_TEST_SUITE_P(
                     ArgumentRow{"utf8", "\xc3\xa0\xe2\x82\xac"}, ArgumentRow{"notUtf8", "\xff\x80"}),
     rowName<ArgumentRow>);
 
-/// The states of a host in which programs must run as ever.
+/// The states of a host in which programs must run as usual.
 enum class Host { PLAIN, CHILD_SIGNAL_IGNORED, REAPER, SIGNALS_BLOCKED };
 
 struct HostRow {

@@ -8,7 +8,7 @@
 #include <sys/wait.h>
 #include <time.h>
 
-/// States that a host program may be in while it calls the support library; each ends with its object.
+/// States that a host program may be in when it calls the support library. Each ends with its object.
 
 class SignalAction {
 public:
@@ -41,7 +41,7 @@ private:
     sigset_t before = {};
 };
 
-/// A thread that takes the status of every child of the process, as a host with helpers of its own may do.
+/// A thread that collects the status of every child of the process, as a host with its own helper programs may do.
 class ChildReaper {
 public:
     ChildReaper() : thread([this] { reap(); }) {}

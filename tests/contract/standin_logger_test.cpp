@@ -25,7 +25,7 @@ template <typename Row> std::string rowName(const testing::TestParamInfo<Row>& r
     return row.param.name;
 }
 
-/// Puts another descriptor in the place of standard error.
+/// Replaces standard error with another descriptor.
 class StandardError {
 public:
     explicit StandardError(int replacement) : before(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3)) {
@@ -42,7 +42,7 @@ private:
     int before;
 };
 
-/// What is written to standard error while `work` runs, one element a write: datagrams keep them apart.
+/// Returns the text on standard error while `work` runs, one element per write; datagrams keep the writes apart.
 std::vector<std::string> writesOf(const std::function<void()>& work) {
     int ends[2];
     EXPECT_EQ(0, socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, ends));

@@ -51,7 +51,7 @@ std::set<int> openDescriptors() {
     return open;
 }
 
-/// Called when a host is about to start a program, everything for the child being prepared.
+/// Called when a host is about to start a program and everything is prepared for the child.
 std::function<void()> beforeSpawn;
 
 bool hasChild() {
@@ -60,7 +60,7 @@ bool hasChild() {
 
 } // namespace
 
-// Stands in the executable, before the C library's own.
+// The executable's function comes before the C library's.
 extern "C" __attribute__((visibility("default"))) int posix_spawnp(pid_t* pid, const char* file,
                                                                    const posix_spawn_file_actions_t* actions,
                                                                    const posix_spawnattr_t* attributes,
@@ -141,7 +141,7 @@ std::ostream& operator<<(std::ostream& out, const StartRow& row) {
 
 class StandinFailedStart : public testing::TestWithParam<StartRow> {
 protected:
-    /// Memory checkers run the failed child to a regular end, and it then writes what it inherited in buffers.
+    /// Memory checkers let the failed child end regularly, and it then writes the buffers that it inherited.
     void SetUp() override { std::fflush(nullptr); }
 };
 
@@ -204,7 +204,7 @@ TEST(StandinSystem, runsLeaveNothingBehind) {
     EXPECT_FALSE(hasChild());
 }
 
-/// Whether the `nth` allocation of one run was reached; it has then failed.
+/// Returns whether the `nth` allocation of one run was reached; if so, it has failed.
 bool runWithFailingAllocation(long nth, std::string& output) {
     const std::string program = "head";
     const std::vector<std::string> arguments = {"-c", "100000", "/dev/zero"};
@@ -284,13 +284,13 @@ TEST(StandinSystem, threadsDoNotHoldEachOthersPipes) {
         thread.join();
 }
 
-/// A signal set of a status file of /proc.
+/// Returns a signal set from a status file of /proc.
 std::bitset<64> signalSet(const std::string& status, const std::string& key) {
     const std::size_t start = status.find(key + ":\t");
     return start == std::string::npos ? ~0ULL : std::stoull(status.substr(start + key.size() + 2), nullptr, 16);
 }
 
-/// Where SIGRTMIN stands in such a set: an emulator moves the real-time signals.
+/// Returns the position of SIGRTMIN in such a set: an emulator moves the real-time signals.
 std::size_t positionOfFirstRealTime() {
     sigset_t first;
     sigset_t before;
@@ -309,7 +309,7 @@ std::size_t positionOfFirstRealTime() {
     return position;
 }
 
-/// A signal set as a child sees it, without the signals that the C library keeps to itself, those before SIGRTMIN.
+/// Returns a signal set as a child sees it, without the signals before SIGRTMIN that the C library reserves.
 std::bitset<64> signalsOfChild(const std::string& key) {
     std::string output;
     EXPECT_EQ(0, execute("cat", {"/proc/self/status"}, output));
@@ -339,7 +339,7 @@ void countAlarm(int) {
 }
 
 TEST(StandinSystem, interruptedCallsAreResumed) {
-    // Never restored: an alarm may still be on its way when the timer has been stopped.
+    // Never restored, because an alarm may still arrive after the timer has been stopped.
     struct sigaction counting = {};
     counting.sa_handler = countAlarm;
     ASSERT_EQ(0, sigaction(SIGALRM, &counting, nullptr));
@@ -369,7 +369,8 @@ void noteClosedDescriptors(int) {
     closedDuringTheRun = closed;
 }
 
-/// Whether the host's own closed descriptors stay so while a program runs: else its readers would take the output.
+/// Returns whether the host's closed descriptors stay closed while a program runs: otherwise a host that uses them
+/// would take the output.
 bool staysClosedDuringARun(unsigned int closed) {
     const SignalAction noting(SIGALRM, noteClosedDescriptors);
     const itimerval once = {{0, 0}, {0, 100000}};
@@ -378,7 +379,8 @@ bool staysClosedDuringARun(unsigned int closed) {
     return setitimer(ITIMER_REAL, &once, nullptr) == 0 && cmd("sleep 0.5", output) == 0 && closedDuringTheRun == closed;
 }
 
-/// Runs programs with the descriptors of `closed` (a bit each) closed; returns which step went wrong, 0 for none.
+/// Runs programs with the descriptors in `closed` (one bit each) closed. Returns the number of the failed step, 0 for
+/// none.
 int runWithClosed(unsigned int closed) {
     for (int fd = 0; fd <= STDERR_FILENO; ++fd)
         if ((closed >> fd & 1U) != 0)

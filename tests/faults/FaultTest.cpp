@@ -43,7 +43,7 @@ void shell(const std::string& line) {
         throw std::runtime_error("cannot run " + line);
 }
 
-// With hard links as they are.
+// Keeps hard links.
 void layFrom(const std::string& source, const std::string& target) {
     shell("rm -rf " + target + "/* && cp -a " + source + "/. " + target);
 }
@@ -57,10 +57,10 @@ std::string modeOf(const std::string& path) {
     return text;
 }
 
-// In the child.
+// Runs in the child.
 [[noreturn]] void become(std::vector<std::string> words, const Variables& variables, const std::string& outputs) {
     setpgid(0, 0);
-    // What other tests' killed runs have left there would be removed, in steps that differ from run to run.
+    // The tool would remove remains of other tests' killed runs there, in steps that differ from run to run.
     setenv("TMPDIR", outputs.c_str(), 1);
     for (const auto& [name, value] : variables)
         setenv(name.c_str(), value.c_str(), 1);
@@ -232,7 +232,7 @@ bool RunningTool::hasEnded() {
     return collect(WNOHANG);
 }
 
-// What has lost its parent has this process for one. It is not known whose it was when there are others.
+// Orphans become children of this process. If there are other runs, an orphan's origin is unknown.
 ToolRun RunningTool::wait() {
     collect(0);
     while (running == 1 && waitpid(-1, nullptr, 0) > 0) {
@@ -371,7 +371,7 @@ bool FaultTest::shows(const State& state, const Definitions& definitions) const 
     return readDefinitions(place + "/custom") == definitions && stateOfCustom() == state;
 }
 
-// An empty storage is as good as none: an installation that has not come to its end may have made one.
+// An empty storage counts as none: an installation that was not completed may have made one.
 bool FaultTest::isOld() const {
     const bool isEmpty = old.empty() && stateOfCustom().size() == 1;
     return isEmpty || shows(old, oldDefinitions);

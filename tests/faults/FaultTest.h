@@ -15,9 +15,9 @@
 
 namespace Kelvra::SCADA::Test {
 
-/// How many cases are tried, or one of how many: all with SCADA_LONG_FAULTS=1; else as many as a usual test run has the
-/// time for, or the few that meet each kind of fault where a run of the tool takes up to ten times as long, emulated or
-/// with sanitizers.
+/// The number of cases to try, or n for every n-th: all with SCADA_LONG_FAULTS=1; otherwise as many as a usual test run
+/// has time for; or, if a run of the tool takes up to ten times as long (emulated or with sanitizers), only the few
+/// that cover each kind of fault.
 struct Extent {
     long all;
     long usual;
@@ -25,12 +25,12 @@ struct Extent {
 };
 long chosen(const Extent& extent);
 
-/// The path of everything below a directory, and of itself as "", with its mode and its bytes.
+/// The path of everything below a directory, and of the directory itself as "", with mode and bytes.
 using State = std::map<std::string, std::string>;
 
 State stateOf(const std::string& directory);
 
-/// What the library reads in a storage: each name that it lists with the document and the decoder, or with the fault.
+/// The library's view of a storage: each listed name with the document and the decoder, or with the fault.
 struct Definition {
     std::string document;
     std::string decoder;
@@ -40,10 +40,10 @@ using Definitions = std::map<std::string, Definition>;
 
 Definitions readDefinitions(const std::string& directory);
 
-/// Adds a good definition with a decoder beside it.
+/// Adds a good definition with a decoder next to it.
 void addDefinition(const std::string& storage, const std::string& name, const std::string& title);
 
-/// How the tool brings the storage from one state to the next.
+/// The way in which the tool brings the storage from one state to the next.
 enum class Way { EXCHANGE, IN_PLACE };
 
 /// An operation that changes the storage. "$T" stands for the temporary directory.
@@ -64,18 +64,18 @@ struct Case {
 
 /// Every operation in both ways.
 std::vector<Case> everyCase();
-/// "overwritingInstallationByExchange" and the like.
+/// Returns a name such as "overwritingInstallationByExchange".
 std::string nameOf(const Case& row);
 std::string caseName(const ::testing::TestParamInfo<Case>& info);
 void PrintTo(const Case& row, std::ostream* out);
 
-/// Variables of the environment of one run of the tool; what they do stands in fault_provider.cpp.
+/// Environment variables of one run of the tool; fault_provider.cpp describes them.
 using Variables = std::map<std::string, std::string>;
 
 Variables faultAt(const std::string& fault, long number);
 Variables operator+(Variables some, const Variables& others);
 
-/// A call with which the tool changes files.
+/// A call by which the tool changes files.
 struct Step {
     long number;
     bool takesSpace;
@@ -84,22 +84,22 @@ struct Step {
     std::string path;
 };
 
-/// A run of the tool that may go on beside the test.
+/// A run of the tool in parallel to the test.
 class RunningTool {
 public:
-    /// Its output goes to the files `out` and `err` of the directory `outputs`.
+    /// Writes its output to the files `out` and `err` in the directory `outputs`.
     RunningTool(const std::vector<std::string>& arguments, const Variables& variables, std::string outputs);
-    /// Kills it when it still runs.
+    /// Kills the tool if it is still running.
     ~RunningTool();
     RunningTool(const RunningTool&) = delete;
     RunningTool& operator=(const RunningTool&) = delete;
 
     void send(int signal) const;
-    /// Sends it to all that a terminal would send it to.
+    /// Sends the signal to all processes to which a terminal would send it.
     void sendToGroup(int signal) const;
     bool hasEnded();
     std::string output() const;
-    /// Waits for the end of the tool and, when no other one runs, of everything that it has started.
+    /// Waits for the end of the tool and, if no other run exists, of every process that it has started.
     ToolRun wait();
 
 private:
@@ -111,7 +111,7 @@ private:
     int status = -1;
 };
 
-/// While it lives, this process is the parent of all that lose theirs, and so can wait for them.
+/// As long as the object exists, this process adopts all orphaned descendants, so that it can wait for them.
 class Subreaper {
 public:
     Subreaper();
@@ -120,19 +120,19 @@ public:
     Subreaper& operator=(const Subreaper&) = delete;
 };
 
-/// Storages in the temporary directory, what an operation makes of them, and runs of the tool on them that are
-/// disturbed.
+/// Storages in the temporary directory, the states before and after an operation, and disturbed runs of the tool on
+/// them.
 class FaultTest : public ::testing::Test {
 protected:
     FaultTest();
 
-    /// Lays the storages for an operation and lets it run once, so that `old` and `changed` are known.
+    /// Makes the storages for an operation and runs it once, so that `old` and `changed` are known.
     void prepare(const Operation& wanted, Way wantedWay);
-    /// Puts everything back to the moment before the operation. What is mounted there stays.
+    /// Restores everything to the moment before the operation. Mounts stay.
     void reset() const;
-    /// Lets the operation begin with what is there now.
+    /// Makes the present state the one in which the operation begins.
     void beginHere() const;
-    /// The same for what keep() has kept.
+    /// keep() saves the present state; resetToKept() restores it.
     void keep() const;
     void resetToKept() const;
 
@@ -141,9 +141,9 @@ protected:
     ToolRun run(const std::vector<std::string>& arguments, const Variables& more = {}) const;
     ToolRun runOperation(const Variables& more = {}) const;
     std::vector<Step> stepsOf(const std::vector<std::string>& arguments, const Variables& more = {}) const;
-    /// Runs the operation undisturbed. Returns its steps; those below a directory only, if `more` says so.
+    /// Runs the operation undisturbed. Returns its steps, or only those below a directory if `more` says so.
     std::vector<Step> stepsOfOperation(const Variables& more = {}) const;
-    /// Returns the programs that this run starts.
+    /// Returns the number of programs that this run starts.
     static std::size_t programsAmong(const std::vector<Step>& steps);
 
     State stateOfCustom() const;
@@ -153,20 +153,21 @@ protected:
     bool isInterrupted() const;
     bool has(const std::string& generation) const;
 
-    /// Expects that a run that said that it failed changed nothing, or said what to do to get to the old or the new
-    /// state. Returns which it was.
+    /// Expects that a run that reported a failure changed nothing, or said how to get to the old or the new state.
+    /// Returns which of these is the case.
     std::string expectNothingTorn(const ToolRun& failed) const;
-    /// Lets the tool mend what it has to. Returns in which state the storage was or is then.
+    /// Lets the tool repair the storage if necessary. Returns the state of the storage after that.
     std::string stateAfterRecovery() const;
-    /// Expects what must hold after a power cut, and mends it both ways where there are two. Returns what was found.
-    /// Everything may be changed afterwards.
+    /// Checks everything that must hold after a power cut, and repairs the storage in both ways if there are two.
+    /// Returns the state found. Everything may be changed afterwards.
     std::string expectAfterCut(bool mustBeNew) const;
     /// Expects that the next installation succeeds, changes nothing else and leaves nothing behind.
     void expectNextInstallation() const;
 
-    /// What was found after kills, in words, and how often.
+    /// States found after kills, in words, and their numbers.
     using Phases = std::map<std::string, int>;
-    /// Expects what must hold when the operation was killed, and mends it. Everything may be changed afterwards.
+    /// Checks everything that must hold after the operation was killed, and repairs the storage. Everything may be
+    /// changed afterwards.
     void expectAfterKill(Phases* phases) const;
 
     Subreaper subreaper;
@@ -188,7 +189,7 @@ private:
     void expectMended(bool forward) const;
 };
 
-/// Prints the counts and expects none of the phases that must have been met to be missing.
+/// Prints the counts and expects that every required phase has occurred.
 void expectPhases(const std::map<std::string, int>& phases, const Case& row);
 
 } // namespace Kelvra::SCADA::Test

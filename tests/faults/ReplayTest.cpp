@@ -15,7 +15,7 @@ std::vector<Change> ReplayTest::traceOf(const std::vector<std::string>& argument
     return readTrace(file, place);
 }
 
-// A change that the library in the stand-in's place does not know would be missing.
+// A change that fault_provider.cpp does not intercept would be missing.
 void ReplayTest::expectComplete(const std::vector<Change>& changes) const {
     ModelOfDisk model(temp / "prototype");
     for (const Change& change : changes)
@@ -26,7 +26,7 @@ void ReplayTest::expectComplete(const std::vector<Change>& changes) const {
     removeTree(temp / "replayed");
 }
 
-// A cut comes before each change, and one after the last.
+// Cuts before each change, and after the last one.
 void ReplayTest::cutEverywhere(const std::vector<Change>& changes, Unsynced unsynced, Phases* phases) const {
     const auto stride = static_cast<std::size_t>(chosen({1, 8, 40}));
     ModelOfDisk model(temp / "prototype");

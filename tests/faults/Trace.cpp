@@ -114,7 +114,7 @@ ModelOfDisk::NodePointer ModelOfDisk::read(const std::string& path, std::map<ino
     return made;
 }
 
-// A place where an entry is or can be made.
+// Returns the place of an existing or new entry.
 ModelOfDisk::NodePointer& ModelOfDisk::slot(const std::string& path) {
     NodePointer* at = &root;
     for (const fs::path& part : fs::path(path)) {
@@ -168,7 +168,7 @@ void ModelOfDisk::apply(const Change& one) {
         require(false, one.kind);
 }
 
-// Attributes come last, so that they do not stand in the way.
+// Sets attributes last, so that they do not prevent other changes.
 void ModelOfDisk::lay(const Node& node, const std::string& path, Unsynced unsynced, Laid* laid) {
     const auto former = laid->find(&node);
     if (former != laid->end()) {

@@ -10,10 +10,10 @@
 
 namespace Kelvra::SCADA::Test {
 
-/// A change that the tool, or a program that it has started, has made below a directory. In a trace it has its fields
-/// in this order, each ended by a zero byte, and the bytes of the content behind their number: whether anything had
-/// been said, the kind, and then, for "entry" a path, mode, owner and group; for "rename", "exchange" and "link" two
-/// paths; for "remove", "sync" and "syncfs" one.
+/// A change below a directory by the tool, or by a program that it started. A trace has its fields in this order, each
+/// ended by a zero byte, and then the bytes of the content after their number: whether the tool had given an answer,
+/// the kind, and then, for "entry" a path, mode, owner and group; for "rename", "exchange" and "link" two paths; for
+/// "remove", "sync" and "syncfs" one path.
 struct Change {
     bool hasSaid = false; ///< whether the tool had begun with its answer
     std::string kind;
@@ -25,23 +25,23 @@ struct Change {
     std::string content; ///< of a file, or the target of a link
 };
 
-/// Throws std::runtime_error when the file is no trace.
+/// Throws std::runtime_error if the file is not a trace.
 std::vector<Change> readTrace(const std::string& file, const std::string& directory);
 
-/// What has become of data that had not been synced when the power was cut.
+/// The fate of data that had not been synced at the power cut.
 enum class Unsynced { LOST, KEPT, HALF, ZEROED };
 
-/// A model of what a disk has below a directory: changes of names and attributes come to it in their order, data only
+/// A model of a disk's content below a directory: changes of names and attributes reach it in their order, data only
 /// when they have been synced.
 class ModelOfDisk {
 public:
-    /// As the directory is now, all of it synced.
+    /// Starts with the present content of the directory, all of it synced.
     explicit ModelOfDisk(const std::string& directory);
 
-    /// Throws std::runtime_error when the change cannot be made.
+    /// Throws std::runtime_error if the change is impossible.
     void apply(const Change& change);
 
-    /// Makes the directory what is found after a power cut at this point.
+    /// Gives the directory the content found after a power cut at this point.
     void layAfterCut(const std::string& directory, Unsynced unsynced) const;
 
 private:

@@ -1,19 +1,18 @@
 // Disturbs the tool at one of the steps in which it changes files, at one of the programs that it starts, or at one of
-// its allocations. It stands in the stand-in's place (LD_LIBRARY_PATH), so that its functions come before those of the
-// C library. The environment says what it does:
+// its allocations. It is loaded instead of the stand-in (LD_LIBRARY_PATH), so that its functions come before those of
+// the C library. Environment variables control it:
 //
-//   SCADA_TEST_FAULT             what happens; the names are in `FAULTS`
-//   SCADA_TEST_FAULT_AT          the number of the step, program or allocation where it does, counted from 1
-//   SCADA_TEST_FAULT_DIR         only steps below this directory count, and ends with a slash
+//   SCADA_TEST_FAULT             the fault; `FAULTS` has the names
+//   SCADA_TEST_FAULT_AT          the number of the step, program or allocation that has the fault, counted from 1
+//   SCADA_TEST_FAULT_DIR         only steps below this directory count; it ends with a slash
 //   SCADA_TEST_FAULT_LOG         a file that gets a line for each step and for each program that hangs
-//   SCADA_TEST_FAULT_DESCRIPTOR  for "ask": where each step is announced, and waits for a byte
-//   SCADA_TEST_TRACE             a file that gets a record of each change below that directory, with its data; the form
-//   is
-//                                in Trace.h
+//   SCADA_TEST_FAULT_DESCRIPTOR  for "ask": each step is announced on this descriptor and waits for a byte
+//   SCADA_TEST_TRACE             a file that gets a record of each change below that directory, with its data; Trace.h
+//                                describes the format
 //   SCADA_TEST_NO_EXCHANGE       two names cannot be exchanged in one step
-//   SCADA_TEST_NO_SYNC           a sync is a step and nothing more
+//   SCADA_TEST_NO_SYNC           a sync counts as a step but does nothing
 //
-// What goes to standard output and standard error is no step.
+// Output to standard output and standard error is not a step.
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -108,7 +107,7 @@ const Settings& settings() {
     return SETTINGS;
 }
 
-// Before the tool has another process.
+// Reads the settings before the tool has another process.
 __attribute__((constructor)) void prepare() {
     settings();
 }
@@ -182,7 +181,7 @@ int errorAt(long step, unsigned int needs) {
     }
 }
 
-/// What becomes of a step.
+/// The fate of a step.
 struct Verdict {
     bool goesOn;
     bool isFirst; ///< of those that fail
@@ -240,7 +239,7 @@ std::string contentOf(const std::string& path, mode_t mode) {
     return S_ISREG(mode) ? std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()) : "";
 }
 
-// What the tool has answered by then must be true from then on.
+// Records whether the tool has given an answer: from then on the answer must be true.
 std::string recordOf(const Words& words, const std::string& content) {
     struct stat output {};
     std::string text = fstat(STDOUT_FILENO, &output) == 0 && output.st_size > 0 ? "said" : "";
@@ -250,7 +249,7 @@ std::string recordOf(const Words& words, const std::string& content) {
     return text + std::to_string(content.size()) + '\0' + content;
 }
 
-// Empty for what is not there, such as a file that is open and has no name.
+// Returns an empty record for an entry that does not exist, for example an open file without a name.
 std::string recordOfEntry(const std::string& path) {
     struct stat status {};
     if (lstat(path.c_str(), &status) != 0)
@@ -267,7 +266,7 @@ void traceEntry(const std::string& path) {
     errno = formerError;
 }
 
-// After a change of the entry at a path. Returns what the change has returned.
+// Call this after a change of the entry at a path. Returns the result of the change.
 template <typename Result> Result changedAt(int directory, const char* path, Result result) {
     if (settings().trace != nullptr && hasSucceeded(result))
         traceEntry(pathAt(directory, path));
@@ -286,7 +285,7 @@ int removedAt(int directory, const char* path, int result) {
     return result;
 }
 
-// A name of a file that comes from elsewhere is a file of its own here.
+// Here, a new name of a file from elsewhere is a file of its own.
 int named(const char* kind, const std::string& from, const std::string& to, int result) {
     if (result == 0 && isTraced(from))
         append(settings().trace, recordOf({kind, from, to}, ""));
@@ -316,8 +315,8 @@ Entries tracedEntries() {
     return entries;
 }
 
-// This library is not in the programs that the tool runs: what they have done is seen in what is there afterwards. None
-// runs beside the tool.
+// The programs that the tool runs do not load this library: their changes are found by comparing the directory before
+// and after. None of them runs at the same time as the tool.
 void traceProgram(pid_t program, const Entries& before) {
     siginfo_t end{};
     while (waitid(P_PID, static_cast<id_t>(program), &end, WEXITED | WNOWAIT) != 0 && errno == EINTR) {
@@ -336,7 +335,7 @@ void traceProgram(pid_t program, const Entries& before) {
 
 // --- the opening of files
 
-// A file that is there takes no inode, and gives its space back when it is emptied.
+// An existing file takes no inode, and returns its space when it is emptied.
 unsigned int needsOfOpening(int directory, const char* path) {
     return faccessat(directory, path, F_OK, AT_SYMLINK_NOFOLLOW) == 0 ? NOTHING : SPACE | INODE;
 }
@@ -371,14 +370,14 @@ int openatWith(const char* name, int directory, const char* path, int flags, mod
     return isChanging(flags) ? changedAt(directory, path, file) : file;
 }
 
-// Not every call to open has a mode.
+// Not every call of open has a mode.
 #define MODE_BEHIND(flags, mode)                                                                                       \
     std::va_list rest;                                                                                                 \
     va_start(rest, flags);                                                                                             \
     const mode_t mode = ((flags) & (O_CREAT | O_TMPFILE)) != 0 ? static_cast<mode_t>(va_arg(rest, unsigned int)) : 0;  \
     va_end(rest)
 
-// Some of what is written first may still go to the disk.
+// The first part of the data may still reach the disk.
 template <typename Write> ssize_t writeWith(const char* name, int file, std::size_t size, const Write& write) {
     const Verdict verdict = stepOn(name, SPACE, file);
     if (verdict.goesOn)
@@ -427,7 +426,7 @@ Words shellFor(const char* script, const Words& words) {
     return all;
 }
 
-// Returns what is run in the place of a program, or nothing when it is run itself.
+// Returns the command that runs instead of a program, or nothing if the program itself runs.
 Words insteadOf(const Words& words, long number) {
     const std::string& program = words.front();
     const bool grows = program == "cp" || program == "mkdir";
@@ -458,7 +457,7 @@ std::vector<char*> pointersTo(Words& words) {
 
 } // namespace
 
-// Named as in the C library in the object file only: the headers declare some of these in several ways.
+// These have the C library's names in the object file only, because headers declare some of them in several ways.
 extern "C" {
 
 int faultOpen(const char* path, int flags, ...) __asm__("open");
@@ -839,7 +838,7 @@ void* faultCalloc(std::size_t count, std::size_t size) __asm__("calloc");
 void* faultRealloc(void* memory, std::size_t size) __asm__("realloc");
 mode_t faultUmask(mode_t mask) __asm__("umask");
 
-// What the loader and the libraries' own constructors allocate is not the tool's.
+// Allocations of the loader and of the libraries' constructors do not count.
 static bool mayAllocate() {
     if (settings().fault != Fault::MEMORY || settings().counts == nullptr || !settings().counts->isPrepared)
         return true;
@@ -860,7 +859,7 @@ void* faultRealloc(void* memory, std::size_t size) {
     return mayAllocate() ? __libc_realloc(memory, size) : nullptr;
 }
 
-// The last thing that the tool does before it runs a command.
+// This is the tool's last call before it runs a command.
 mode_t faultUmask(mode_t mask) {
     if (settings().counts != nullptr)
         settings().counts->isPrepared = true;

@@ -1,4 +1,4 @@
-// Nothing can be written from some step on, or one step fails.
+// Nothing can be written from some step on, or a single step fails.
 
 #include "FaultTest.h"
 #include "mountPrivately.h"
@@ -30,7 +30,7 @@ void PrintTo(const Lack& row, std::ostream* out) {
 }
 
 std::vector<Lack> everyLack() {
-    // A quota differs from a full disk in the reason alone.
+    // A quota differs from a full disk only in the reason.
     const std::vector<Lack> kinds = {
         {"full", "full", {"No space left on device"}, [](const Step& step) { return step.takesSpace; }, {1, 5, 40}, {}},
         {"noInodes",
@@ -63,8 +63,8 @@ protected:
         return steps;
     }
     Variables below() const { return {{"SCADA_TEST_FAULT_DIR", place + "/"}}; }
-    // The library says what it could not do, but not why; its texts are not the tool's to change. A staged copy that
-    // does not read back it passes over without a word, so that the tool knows no more than that.
+    // The library reports which operation failed, but not why, and the tool cannot change its texts. The library
+    // silently skips a staged copy that does not read back, so the tool cannot know more.
     static bool isLibrarysOwn(const std::string& text) {
         for (const char* own : {" while importing ", "Invalid syntax of the sensor definition [",
                                 "scada-sensors: some definitions could not be installed\n"}) {
@@ -109,7 +109,7 @@ TEST_P(Lacking, leavesOldOrNew) {
 INSTANTIATE_TEST_SUITE_P(Tool, Lacking, ::testing::ValuesIn(everyLack()),
                          [](const auto& row) { return row.param.name + ("_" + nameOf(row.param.row)); });
 
-// --- a file system that is full
+// --- a full file system
 
 constexpr std::uint64_t PAGE = 4096;
 constexpr std::uint64_t SIZES = 30;
@@ -145,11 +145,11 @@ protected:
 
     void enlarge() const { ASSERT_EQ(mount("tmpfs", place.c_str(), "tmpfs", MS_REMOUNT, LARGE), 0); }
 
-    /// Leaves so many pages, or so many pairs of inodes.
+    /// Leaves so many free pages, or so many pairs of inodes.
     void leave(std::uint64_t count) const {
         struct statvfs status {};
         ASSERT_EQ(statvfs(place.c_str(), &status), 0);
-        // A size of 0 is none.
+        // A size of 0 would mean no limit.
         const std::uint64_t used = (status.f_blocks - status.f_bfree) * status.f_frsize / PAGE;
         const std::uint64_t pages = std::max(used + count, std::uint64_t{1});
         const std::uint64_t inodes = status.f_files - status.f_ffree + 2 * count;
@@ -158,7 +158,8 @@ protected:
         ASSERT_EQ(mount("tmpfs", place.c_str(), "tmpfs", MS_REMOUNT, options.c_str()), 0);
     }
 
-    // The library does not say why it could not write, and the check before it counts inodes less exactly than bytes.
+    // The library does not report the reason of a failed write, and the check before it counts inodes less exactly than
+    // bytes.
     static bool namesReason(const ToolRun& result) {
         const std::string said = result.out + result.err;
         return said.find("No space left on device") != std::string::npos ||
@@ -167,7 +168,7 @@ protected:
     }
 };
 
-// The smallest leave nothing, and the largest room for everything.
+// The smallest file systems leave no space, the largest ones have enough for everything.
 TEST_P(FullDisk, leavesOldOrNew) {
     Phases phases;
     for (std::uint64_t count = 0; count < SIZES; count += static_cast<std::uint64_t>(chosen({1, 3, 9}))) {

@@ -15,8 +15,8 @@ using namespace Kelvra::SCADA::Test;
 
 constexpr int KILLED = 128 + SIGKILL;
 
-// What decides over the state of a storage is never left out: the renames, and the removal of what marks an operation;
-// little is left out of what follows, and no removal.
+// The steps that determine the state of a storage are always tried: renames, and removals of an operation's marks. Of
+// the steps that follow them most are tried, and all removals.
 bool isTried(const Step& step, std::size_t steps, long* followed) {
     constexpr long FOLLOWING = 16;
     const long stride = chosen({1, 12, 40});
@@ -59,14 +59,14 @@ TEST_P(KilledAtAStep, leavesOldOrNew) {
 INSTANTIATE_TEST_SUITE_P(Tool, KilledAtAStep, ::testing::ValuesIn(everyCase()), caseName);
 
 constexpr unsigned int SEED = 20261122;
-constexpr int SHARES = 10;   // so that they can run side by side
-constexpr int ATTEMPTS = 20; // for each kill
+constexpr int SHARES = 10;   // so that the shares can run in parallel
+constexpr int ATTEMPTS = 20; // per kill
 class KilledAtRandom : public FaultTest, public ::testing::WithParamInterface<int> {
 protected:
     using Clock = std::chrono::steady_clock;
     using Microseconds = std::chrono::microseconds;
 
-    // Syncs are where most of the time goes.
+    // With syncs, which take most of the time.
     Variables synced() const {
         Variables variables = environment({});
         variables.erase("SCADA_TEST_NO_SYNC");
@@ -84,7 +84,7 @@ protected:
         return shortest;
     }
 
-    // Returns whether it was killed before its end.
+    // Returns whether the tool was killed before its end.
     bool killAfter(Microseconds moment) const {
         reset();
         RunningTool tool(commandLine(operation.arguments), synced(), temp.path());
@@ -107,7 +107,7 @@ TEST_P(KilledAtRandom, leavesOldOrNew) {
     const long wanted = chosen({300, 30, 10}) / SHARES;
     long kills = 0;
     for (long attempts = 0; kills < wanted && attempts < ATTEMPTS * wanted; ++attempts) {
-        // The files are changed late.
+        // The files are changed late in the run.
         const Microseconds moment(std::max(random() % time, random() % time));
         SCOPED_TRACE("killed after " + std::to_string(moment.count()) + " us");
         if (!killAfter(moment))

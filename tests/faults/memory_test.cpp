@@ -10,7 +10,7 @@ namespace {
 
 using namespace Kelvra::SCADA::Test;
 
-// Each case takes some of the allocations, so that the cases can run side by side.
+// Each case takes some of the allocations, so that the cases can run in parallel.
 constexpr int SHARES = 2;
 
 struct Share {
@@ -37,13 +37,14 @@ class AllocationFailure : public FaultTest, public ::testing::WithParamInterface
 protected:
     void SetUp() override { prepare(GetParam().row.operation, GetParam().row.way); }
 
-    /// Expects what must hold after a run without enough memory. Returns what it was.
+    /// Checks everything that must hold after a run without enough memory. Returns the state.
     std::string expectOldOrNew(const ToolRun& result) const {
         if (result.status == 0) {
             EXPECT_TRUE(isNew()) << result.out << result.err;
             return "new";
         }
-        // The answer may be what failed; and the standard library ends a process whose directories it cannot read.
+        // The answer itself may have failed. Also, the standard library ends a process that cannot read its
+        // directories.
         const std::string found = stateAfterRecovery();
         EXPECT_NE(found, "neither");
         EXPECT_NE(result.err, "");

@@ -1,5 +1,5 @@
-// The power fails. What the disk has at some moments of an operation is copied, and each copy is mounted. Where there
-// is no loop device, a trace of the operation is replayed instead, and the name of each case says so.
+// Power cuts. The content of the disk is copied at some moments of an operation, and each copy is mounted. If there is
+// no loop device, a trace of the operation is replayed instead, and the name of each case says so.
 
 #include "ReplayTest.h"
 #include "files.h"
@@ -68,7 +68,7 @@ const std::vector<Disk>& disks() {
     return ROWS;
 }
 
-// In a mount namespace of its own. Returns whether the kernel has the file system and a loop device.
+// Runs in its own mount namespace. Returns whether the kernel has the file system and a loop device.
 bool isMountable(const Disk& disk) {
     const TempDir dir;
     const pid_t child = fork();
@@ -129,7 +129,7 @@ protected:
         return bytes;
     }
 
-    /// Returns what the disk has at one moment: what two readings of it agree on. Empty when it changes all the time.
+    /// Returns the content of the disk at one moment: two readings of it must agree. Empty if it changes all the time.
     std::string momentOfDisk() const {
         constexpr int READINGS = 20;
         std::string one = readImage();
@@ -142,7 +142,7 @@ protected:
         return "";
     }
 
-    // Without the blocks that have nothing, which are most of them.
+    // Leaves out empty blocks, which are most of them.
     void writeCopy(const std::string& bytes) const {
         static const std::string NOTHING(BLOCK, '\0');
         const int file =
@@ -156,7 +156,7 @@ protected:
         close(file);
     }
 
-    /// Mounts a copy as after a restart, and expects of it what must hold after a power cut.
+    /// Mounts a copy as after a restart, and checks everything that must hold after a power cut.
     void expectWhole(const std::string& bytes, bool mustBeNew) {
         const std::string running = place;
         writeCopy(bytes);
@@ -170,7 +170,7 @@ protected:
         place = running;
     }
 
-    /// Returns the step before which the tool waits, or 0 when it has ended.
+    /// Returns the step at which the tool waits, or 0 if it has ended.
     long nextStep(RunningTool* tool) const {
         pollfd wait{ends[0], POLLIN, 0};
         while (poll(&wait, 1, 1) == 0) {
@@ -190,7 +190,7 @@ protected:
         close(directory);
     }
 
-    /// Another program's sync takes what has been done so far to the disk, but not what files contain.
+    /// Another program's sync brings earlier changes to the disk, but not the content of files.
     void syncOther() const {
         const int file = open((place + "/other").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, S_IRUSR | S_IWUSR);
         EXPECT_EQ(write(file, "!", 1), 1);
@@ -211,7 +211,7 @@ protected:
         last = bytes;
     }
 
-    /// Lets the operation run once. In each run the other program syncs at other steps.
+    /// Runs the operation once. In each run the other program syncs at other steps.
     void cutRun(long number) {
         const long stride = chosen({1, 8, 40});
         reset();
@@ -257,7 +257,7 @@ TEST_P(PowerCut, leavesOldOrNew) {
         expectWholeAfterEachCut();
         return;
     }
-    makeDir(temp / "said"); // what is run meanwhile says other things
+    makeDir(temp / "said"); // for the output of the commands that run meanwhile
     const long wanted = chosen({200, 1, 1});
     for (long number = 0; moments < wanted && !HasFailure(); ++number)
         cutRun(number);

@@ -27,7 +27,7 @@ void PrintTo(const BadProgram& bad, std::ostream* out) {
     *out << bad.fault << " " << nameOf(bad.row);
 }
 
-// A rollback and the emptying of the storage run no program of the library on it.
+// A rollback and the emptying of the storage run none of the library's programs on it.
 std::vector<Case> casesWithPrograms() {
     std::vector<Case> cases;
     for (const Case& row : everyCase()) {
@@ -88,7 +88,7 @@ INSTANTIATE_TEST_SUITE_P(Tool, Program, ::testing::ValuesIn(badPrograms({"fail",
 
 class HangingProgram : public Program {
 protected:
-    /// Returns the process of the program that hangs, once it does.
+    /// Waits for the program that hangs, and returns its process.
     pid_t hanging(RunningTool* tool) const {
         for (int left = 2000; left > 0 && !tool->hasEnded(); --left) {
             if (std::filesystem::exists(temp / "log")) {
@@ -108,7 +108,7 @@ protected:
         return tool->hasEnded();
     }
 
-    /// Whether the program ends by itself; it is ended in any case.
+    /// Returns whether the program ends by itself; in any case it is ended.
     static bool isGone(pid_t program) {
         for (int left = 200; left > 0; --left) {
             if (waitpid(program, nullptr, WNOHANG) == program || kill(program, 0) != 0)

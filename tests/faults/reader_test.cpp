@@ -20,7 +20,7 @@ using namespace Kelvra::SCADA::Test;
 constexpr unsigned int SEED = 20261122;
 constexpr int DEFINITIONS = 4;
 constexpr int KILLED = 128 + SIGKILL;
-constexpr int ATTEMPTS = 4; // for each kill
+constexpr int ATTEMPTS = 4; // per kill
 
 class Reader : public FaultTest, public ::testing::WithParamInterface<Way> {
 protected:
@@ -31,7 +31,7 @@ protected:
         int newer = 0;
     };
 
-    /// Lays a storage, and beside it the two states between which it goes to and fro.
+    /// Makes a storage, and next to it the two states between which it alternates.
     void SetUp() override {
         for (const char* title : {"first", "second"}) {
             for (int number = 0; number < DEFINITIONS; ++number)
@@ -49,8 +49,9 @@ protected:
 
     bool isSecond() const { return readDefinitions(place + "/custom") == newDefinitions; }
 
-    /// Installs, kills that at a random step of the second half, and lets the tool mend what is left. The steps behind
-    /// the last one are for clearing up after one that was killed before. Returns whether it was killed before its end.
+    /// Installs, kills the installation at a random step of its second half, and lets the tool repair the storage.
+    /// Steps after the last one clear up after an earlier killed installation. Returns whether it was killed before its
+    /// end.
     bool killInstallation(const std::string& source, std::mt19937* random) const {
         const std::size_t half = steps / 2;
         const std::size_t step = half + (*random)() % (half + half / 2);
@@ -67,7 +68,7 @@ protected:
         return installation.status == KILLED;
     }
 
-    // Each time the state that is not there: an installation of the one that is there has no step to be killed at.
+    // Installs the state that is not present: an installation of the present one has no step at which to kill it.
     void killInstallations() const {
         const Subreaper parent;
         std::mt19937 random(SEED);
@@ -82,7 +83,7 @@ protected:
     const long wanted = chosen({200, 20, 4}); ///< installations that are killed
     std::size_t steps = 0;
 
-    /// Runs beside the reader, and ends with success when nothing unexpected has happened.
+    /// Starts the kills in a process parallel to the reader. It ends with success if nothing unexpected has happened.
     pid_t startKilling() const {
         std::fflush(nullptr);
         const pid_t killer = fork();

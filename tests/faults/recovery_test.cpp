@@ -1,5 +1,5 @@
-// A recovery that is itself killed, or cut off from the power, is made good by the next one. An export that is killed
-// leaves no half archive.
+// A recovery that is itself killed or interrupted by a power cut is repaired by the next one. A killed export leaves no
+// partial archive.
 
 #include "ReplayTest.h"
 #include "files.h"
@@ -54,7 +54,7 @@ protected:
 
     bool endsNew() const { return way == Way::EXCHANGE || GetParam().forward; }
 
-    /// Lets the tool recover once more, and expects the state to which that leads.
+    /// Lets the tool recover once more, and expects the resulting state.
     void expectMendedBy(bool forward, Phases* phases) const {
         const bool toBeNew = isInterrupted() ? forward : endsNew();
         const std::string met = isInterrupted() ? "interrupted" : isMarked() ? "marked" : toBeNew ? "new" : "old";
@@ -72,7 +72,7 @@ protected:
     }
 
 private:
-    // It is tried from the step on before which nothing can be half done.
+    // Starts with the first step after which anything can be half done.
     void interrupt() const {
         bool hasBegun = false;
         for (const Step& step : stepsOfOperation()) {
@@ -134,7 +134,7 @@ protected:
     std::string archive() const {
         return std::filesystem::exists(temp / "archives/all.tar.gz") ? readFile(temp / "archives/all.tar.gz") : "";
     }
-    /// Puts a former archive there, or nothing.
+    /// Puts an older archive there, or none.
     void resetArchive() const {
         removeTree(temp / "archives");
         makeDir(temp / "archives");

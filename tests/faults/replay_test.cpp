@@ -1,5 +1,5 @@
-// The power fails. What the tool does to files is recorded with its data, and replayed up to each point on a model of a
-// disk that loses what has not been synced.
+// Power cuts. The tool's changes of files are recorded with their data, and replayed up to each point on a model of a
+// disk that loses all data that has not been synced.
 
 #include "ReplayTest.h"
 
@@ -21,7 +21,7 @@ TEST_P(ReplayedCut, leavesOldOrNew) {
 
 INSTANTIATE_TEST_SUITE_P(Tool, ReplayedCut, ::testing::ValuesIn(everyCase()), caseName);
 
-// Or the cases above would prove nothing.
+// Otherwise the cases above would prove nothing.
 class WithoutSyncs : public ReplayTest, public ::testing::WithParamInterface<Way> {};
 
 TEST_P(WithoutSyncs, theModelLosesTheData) {

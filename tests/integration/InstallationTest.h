@@ -25,7 +25,7 @@ constexpr const char* ACME_OLD = "lora/acme/old";
 constexpr const char* ZETA_NEW = "lora/zeta/new";
 constexpr const char* OLDER_DECODER = "older decoder";
 
-/// An installation of three definitions, one of which is installed already, into a custom storage that holds others.
+/// An installation of three definitions, one of which is already installed, into a custom storage that has others.
 class InstallationTest : public SupportTest {
 protected:
     void SetUp() override {
@@ -37,7 +37,7 @@ protected:
         restore();
     }
 
-    /// Back to where nothing has been installed and there is no staging directory.
+    /// Restores the state in which nothing has been installed and there is no staging directory.
     void restore() {
         FakeSupport::inst().reset();
         removeTree(staging);
@@ -55,7 +55,7 @@ protected:
 
     bool deploy() { return DefinitionsDeployment().deploy(source, true, &error); }
 
-    /// What no installation of the three may change.
+    /// The files that no installation of the three may change.
     Snapshot others() const {
         Snapshot rest = snapshot(custom);
         for (const char* name : {ACME_NEW, ACME_OLD, ZETA_NEW}) {
@@ -84,7 +84,7 @@ protected:
     std::string error = UNTOUCHED;
 };
 
-/// Starts `body` in a child process, which ends with success when it returned true and no expectation failed.
+/// Starts `body` in a child process, which ends with success if `body` returned true and no expectation failed.
 inline pid_t startChild(const std::function<bool()>& body) {
     std::fflush(nullptr);
     const pid_t child = fork();

@@ -28,7 +28,7 @@ const char* const LIST =
     {"id": "0242AC1100000001-with-a-long-tail", "src": "lora", "sensor": "demo/duplicate"},
     {"id": "0242ac1100000003-with-a-long-tail", "src": "lora", "sensor": "demo/climate-sensor"}])";
 
-// What one run works on; the arguments stand ready, so that the only allocations are the library's.
+// The data of one run. The arguments are prepared, so that all allocations are the library's.
 struct Subject {
     explicit Subject(const std::string& dir) : storage{dir} {}
 
@@ -227,7 +227,7 @@ INSTANTIATE_TEST_SUITE_P(List, Allocation, ::testing::ValuesIn(LIST_ROWS), rowNa
 
 TEST_P(Allocation, eachFailureComesOutLeaksNothingAndDoesNoHarm) {
     const long never = 0;
-    run(never); // what the libraries allocate once and keep
+    run(never); // lets the libraries make the allocations that they keep
     long nth = 0;
     bool hit = true;
     while (hit && !HasFailure()) {
@@ -240,8 +240,8 @@ TEST_P(Allocation, eachFailureComesOutLeaksNothingAndDoesNoHarm) {
     EXPECT_GT(nth, 1) << "the operation allocates nothing: there was nothing to test";
 }
 
-// The JSON library reads a fraction through a stream, which turns a failed allocation into a fraction that cannot be
-// read: the one failure that comes out as a syntax fault.
+// The JSON library reads a fraction through a stream, which turns a failed allocation into an unreadable fraction: the
+// only failure that is reported as a syntax fault.
 TEST_F(AllocationTest, failureWhileAFractionIsReadDoesNoHarm) {
     StorageBuilder(dir).definition("lora/demo/climate-sensor", R"({"properties": {}, "version": 2.5})");
     const std::string name = "lora/demo/climate-sensor";

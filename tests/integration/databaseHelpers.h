@@ -25,7 +25,7 @@ struct FreeReply {
 };
 using OwnedReply = std::unique_ptr<redisReply, FreeReply>;
 
-/// Shows what a database object otherwise keeps to itself.
+/// Gives access to the protected members of a database object.
 template <typename Object> class Opened : public Object {
 public:
     using Object::context;
@@ -54,7 +54,7 @@ inline std::chrono::milliseconds since(std::chrono::steady_clock::time_point sta
     return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
 }
 
-/// A subscriber whose loop runs on a thread of its own and keeps the messages; stopped and joined at the end.
+/// A subscriber whose loop runs on its own thread and records the messages. The destructor stops and joins it.
 class Watch {
 public:
     explicit Watch(const std::string& socket, unsigned char number = 2);
@@ -65,19 +65,19 @@ public:
     Opened<DatabaseSubscriber> subscriber;
 
     void start();
-    /// Stops the loop, unless it has ended, and waits for its end; returns what it returned and how long that took.
+    /// Stops the loop, unless it has ended, and waits for its end. Returns the loop's result and how long that took.
     int stop();
     int join();
     std::chrono::milliseconds stopTime() const { return lastStopTime; }
     std::thread& thread() { return runner; }
 
-    /// Returns whether so many messages are there within ten seconds.
+    /// Returns whether so many messages arrive within ten seconds.
     bool waitFor(std::size_t count);
-    /// Returns whether one that reads `wanted` is there within ten seconds.
+    /// Returns whether a message with the text `wanted` arrives within ten seconds.
     bool waitFor(const std::string& wanted);
     std::vector<std::string> messages();
 
-    /// Run on the loop's thread after each message.
+    /// Runs on the loop's thread after each message.
     std::function<void()> onMessage;
 
 private:
@@ -91,13 +91,13 @@ private:
     int result = -1;
 };
 
-/// Runs `body` in a child process; returns its wait status: 0 when `body` returned true.
+/// Runs `body` in a child process. Returns its wait status: 0 if `body` returned true.
 int runChild(const std::function<bool()>& body);
 
-/// Ends the condition of a child's `body` visibly: writes `what` to stderr when it does not hold, and returns it.
+/// Makes a failed condition in a child's `body` visible: writes `what` to stderr if it is false, and returns it.
 bool holds(bool condition, const char* what);
 
-/// The descriptors that this process has open, with what they lead to.
+/// Returns the descriptors that this process has open, with their targets.
 std::vector<std::string> openDescriptors();
 
 } // namespace Kelvra::SCADA::Test

@@ -41,12 +41,12 @@ constexpr int (Database::*EXPIRE)(Text) = &Database::expire;
 
 const char* const OK = "+OK\r\n";
 
-// Rows are shown by their name.
+// Shows a row by its name.
 template <typename Row> auto operator<<(std::ostream& out, const Row& row) -> decltype(out << row.name) {
     return out << row.name;
 }
 
-// What the operations write to, holding what must stay untouched.
+// The out-parameters of the operations, with values that must stay untouched.
 struct Outputs {
     std::string text = "untouched";
     float real = -1.5F;
@@ -85,7 +85,7 @@ using Row = std::pair<Operation, Reply>;
 const std::map<std::string, int> INTEGERS{{"Zero", 0}, {"One", 0}, {"Negative", 0}};
 const std::map<std::string, int> OKS{{"StatusOk", 0}, {"StatusOkInLowerCase", 0}};
 
-// A read that gives nothing but codes here: no text of the replies is a number.
+// A read that gives only result codes here: none of the replies' texts is a number.
 std::map<std::string, int> readResults(std::map<std::string, int> strings) {
     for (const char* const other :
          {"StatusOk", "StatusOkInLowerCase", "OtherStatus", "Error", "Zero", "One", "Negative", "EmptyArray",
@@ -186,7 +186,7 @@ std::vector<Row> rows() {
     return all;
 }
 
-// No reply at all comes out of these, after two attempts.
+// These give no reply at all, after two attempts.
 bool fails(const Reply& reply) {
     return reply.name == "Garbage" || reply.answer.thenClose;
 }

@@ -46,7 +46,7 @@ constexpr void (DatabaseBase::*SETUP_WITH_TTL)(const std::string&, unsigned char
 constexpr void (DatabaseBase::*SETUP)(const std::string&, unsigned char) = &DatabaseBase::setup;
 static_assert(sizeof(Database) == sizeof(DatabaseBase), "no field of its own");
 
-// The fields as compiled host programs know them.
+// The layout of the fields that compiled host programs rely on.
 struct Layout {
     virtual ~Layout() = default;
     std::string socketPath;
@@ -70,7 +70,7 @@ protected:
     std::vector<FakeSupport::LogLine>& logs = FakeSupport::inst().logs;
 };
 
-// Rows are shown by their name.
+// Shows a row by its name.
 template <typename Row> auto operator<<(std::ostream& out, const Row& row) -> decltype(out << row.name) {
     return out << row.name;
 }
@@ -105,14 +105,14 @@ struct TableRow {
 
 class VirtualTable : public ::testing::TestWithParam<TableRow> {};
 
-// clang's address sanitizer counts the zone that it puts behind an object.
+// clang's address sanitizer counts the zone that it adds after an object.
 #if defined(__clang__)
 constexpr std::size_t ZONE = __has_feature(address_sanitizer) ? 32 : 0;
 #else
 constexpr std::size_t ZONE = 0;
 #endif
 
-// Two words in front, then the slots.
+// Two words, then the slots.
 TEST_P(VirtualTable, HasTheTwoDestructorsAndComesFromTheLibrary) {
     void* const table = dlsym(RTLD_DEFAULT, GetParam().symbol);
     ASSERT_NE(table, nullptr);

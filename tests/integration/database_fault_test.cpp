@@ -28,7 +28,7 @@ using Answer = ScriptedRedis::Answer;
 #endif
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || SCADA_HAS_FEATURE(address_sanitizer) ||           \
     SCADA_HAS_FEATURE(thread_sanitizer) || defined(__arm__)
-constexpr int SLOWNESS = 5; // under a sanitizer, or emulated
+constexpr int SLOWNESS = 5; // factor under a sanitizer, or emulated
 #else
 constexpr int SLOWNESS = 1;
 #endif
@@ -42,7 +42,7 @@ class DatabaseFault : public ::testing::Test {
 protected:
     void SetUp() override {
         Kelvra::Logger::setLevel(Kelvra::Logger::LEVEL_OFF);
-        // A signal that whoever started this ignores or blocks would kill nobody.
+        // If the parent process ignores or blocks the signal, it would kill nobody.
         sigset_t sigpipe{};
         sigemptyset(&sigpipe);
         sigaddset(&sigpipe, SIGPIPE);
@@ -53,7 +53,7 @@ protected:
 
 const char* const OK = "+OK\r\n";
 
-/// Sends commands all the time and compares each reply, where there is one, with what this command must give.
+/// Sends commands continuously and compares each reply, if there is one, with the expected one.
 class Load {
 public:
     Load(const std::string& socket, int number) : name("load" + std::to_string(number)) {
@@ -108,7 +108,7 @@ private:
 struct Loads {
     explicit Loads(const std::string& socket) : first(socket, 1), second(socket, 2) {}
 
-    /// Ends the load. No reply may have gone to the wrong command, and work must have been done.
+    /// Ends the load. No reply may have gone to the wrong command, and some work must have been done.
     void expectRight(const char* what, int count) {
         first.stop();
         second.stop();
@@ -123,7 +123,7 @@ struct Loads {
     Load second;
 };
 
-// How long it takes until a change made now is notified.
+// Returns the time until a change made now is notified.
 std::chrono::milliseconds timeToNotify(const RedisServer& server, Watch& watch, const std::string& key) {
     const auto start = std::chrono::steady_clock::now();
     const std::size_t before = watch.messages().size();
@@ -176,7 +176,8 @@ TEST_F(DatabaseFault, ServerHaltedUnderLoad) {
     EXPECT_EQ(loads.first.unanswered + loads.second.unanswered, 0) << "a halted server only takes longer";
 }
 
-/// One faulty answer to a command, and what may come out: the answer of the second attempt, or what the bytes say.
+/// Tests one faulty answer to a command. The result must be the answer of the second attempt, or the content of the
+/// bytes.
 void expectSurvived(const Answer& faulty, bool mayBeReply) {
     SCOPED_TRACE(::testing::PrintToString(faulty.bytes));
     ScriptedRedis peer([&](std::size_t connection, std::size_t command) -> Answer {
@@ -193,7 +194,7 @@ void expectSurvived(const Answer& faulty, bool mayBeReply) {
     const bool second = result == 0 && out == "second";
     ASSERT_TRUE(second || mayBeReply) << result << " " << out;
     ASSERT_TRUE(result == 0 || out == "untouched");
-    // After the second attempt the connection goes on with what follows; so it does after a complete reply.
+    // After the second attempt the connection continues normally; it also does after a complete reply.
     const OwnedReply next(db.executeCommand("NEXT"));
     ASSERT_EQ(text(next.get()), second || !faulty.thenClose ? "\"next\"" : "\"second\"");
     close(db.descriptor());
@@ -280,7 +281,7 @@ TEST_F(DatabaseFault, ScriptedReplies) {
     std::printf("%d scripted replies: %d cut, %d late, %d garbage\n", cut + late + others, cut, late, others);
 }
 
-/// The count of open descriptors at rest: the peer, in this process too, closes its end of a connection a moment later.
+/// Returns the number of open descriptors at rest: the peer, also in this process, closes its end a moment later.
 std::size_t restingDescriptors() {
     constexpr int SAMPLES = 50;
     std::size_t count = openDescriptors().size();
@@ -291,7 +292,7 @@ std::size_t restingDescriptors() {
     return count;
 }
 
-/// What the process holds: the count of its descriptors, and its allocated bytes as far as malloc tells.
+/// The resources of the process: the number of its descriptors, and its allocated bytes as malloc reports them.
 struct Holdings {
     std::size_t descriptors = restingDescriptors();
     std::size_t bytes = mallinfo2().uordblks;
@@ -346,7 +347,7 @@ TEST_F(DatabaseFault, SubscriberReconnectsWithoutGrowth) {
     waitUntil(500);
     const Holdings before;
     waitUntil(500 + RECONNECTIONS);
-    // Both ends of the connection in use may be open at either moment, or not yet.
+    // At either moment both ends of the connection may be open, or not yet.
     const Holdings after;
     EXPECT_LE(after.descriptors, before.descriptors + 2);
     EXPECT_LE(after.bytes, before.bytes + 65536);

@@ -22,7 +22,7 @@
 
 namespace {
 
-// How long the threads but the first one have asked to sleep, in seconds and nanoseconds.
+// The sleeping times that all threads but the first have requested, in seconds and nanoseconds.
 struct Pauses {
     std::mutex mutex;
     std::vector<std::pair<long, long>> asked; ///< read when the threads have ended
@@ -35,7 +35,7 @@ Pauses& pauses() {
 
 } // namespace
 
-// Stands before the system's own.
+// Replaces the system's own function.
 extern "C" __attribute__((visibility("default"))) int nanosleep(const timespec* time, timespec* left) {
     static auto* const real = reinterpret_cast<decltype(&nanosleep)>(dlsym(RTLD_NEXT, "nanosleep"));
     if (gettid() != getpid()) {
@@ -62,7 +62,7 @@ static_assert(std::is_same<decltype(&DatabaseSubscriber::loop),
               "");
 static_assert(std::is_same<decltype(&DatabaseSubscriber::stop), void (DatabaseSubscriber::*)()>::value, "");
 
-// One flag behind the fields of the base.
+// One flag after the fields of the base.
 struct Flagged : DatabaseBase {
     std::atomic<bool> flag;
 };
@@ -70,7 +70,7 @@ static_assert(sizeof(DatabaseSubscriber) == sizeof(Flagged), "");
 
 const char* const OK = "+OK\r\n";
 
-// Rows are shown by their name.
+// Shows a row by its name.
 template <typename Row> auto operator<<(std::ostream& out, const Row& row) -> decltype(out << row.name) {
     return out << row.name;
 }
@@ -89,7 +89,7 @@ std::string handshake(int number = 2) {
            encoded({"PSUBSCRIBE", subscription(number)});
 }
 
-// In seconds and microseconds.
+// Times in seconds and microseconds.
 std::pair<long, long> receiveTimeout(int descriptor) {
     timeval timeout{-1, -1};
     socklen_t size = sizeof timeout;
@@ -97,7 +97,7 @@ std::pair<long, long> receiveTimeout(int descriptor) {
     return {timeout.tv_sec, timeout.tv_usec};
 }
 
-// A reconnection happens on the first command.
+// The first command reconnects.
 std::vector<Answer> welcome(const Answer& afterwards = {confirmation()}) {
     return {{OK}, {OK}, afterwards};
 }
@@ -253,7 +253,7 @@ TEST_F(Subscriber, SubscribesAgainAfterGarbage) {
     EXPECT_EQ(watch.messages(), std::vector<std::string>{notificationText("k", "set")});
 }
 
-// An end of file does not set errno: what a timeout has left there must not look like another timeout.
+// An end of file does not set errno: a value left by a timeout must not look like another timeout.
 TEST_F(Subscriber, TakesAnEndForAnEndAfterATimeout) {
     ScriptedRedis peer(answers({welcome()}));
     Watch watch(peer.socket());
@@ -384,7 +384,7 @@ protected:
         Subscriber::TearDown();
     }
 
-    // Interrupts whatever the loop waits for.
+    // Interrupts the call in which the loop waits.
     static void pester(Watch& watch, std::chrono::milliseconds time) {
         const auto start = std::chrono::steady_clock::now();
         while (since(start) < time) {
@@ -439,7 +439,7 @@ TEST_F(Signalled, SubscribingGoesOn) {
 
 class SubscriberOfAServer : public Subscriber {
 protected:
-    // Subscriptions take a moment: changes are made until the first is seen.
+    // A subscription takes a moment: make changes until the first one is received.
     bool makeVisible(Watch& watch, const std::string& key) const {
         for (int i = 0; i < 1000; ++i) {
             server.run({"SET", key, "v"});

@@ -27,13 +27,13 @@ using namespace Kelvra::SCADA::Test;
 using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 
-// Run when the library begins a command, with its connection.
+// Runs when the library begins a command, with its connection.
 std::function<void(redisContext*)>& onCommand() {
     static std::function<void(redisContext*)> hook;
     return hook;
 }
 
-// How often this process has asked which signals are pending.
+// The number of times that this process has asked for pending signals.
 std::atomic<int>& pendingQuestions() {
     static std::atomic<int> count{0};
     return count;
@@ -41,7 +41,7 @@ std::atomic<int>& pendingQuestions() {
 
 } // namespace
 
-// Stands before the client library's own.
+// Replaces the client library's own function.
 extern "C" __attribute__((visibility("default"))) void* redisvCommand(redisContext* context, const char* format,
                                                                       va_list arguments) {
     static auto* const real = reinterpret_cast<decltype(&redisvCommand)>(dlsym(RTLD_NEXT, "redisvCommand"));
@@ -50,7 +50,7 @@ extern "C" __attribute__((visibility("default"))) void* redisvCommand(redisConte
     return real(context, format, arguments);
 }
 
-// Stands before the system's own.
+// Replaces the system's own function.
 extern "C" __attribute__((visibility("default"))) int sigpending(sigset_t* set) {
     static auto* const real = reinterpret_cast<decltype(&sigpending)>(dlsym(RTLD_NEXT, "sigpending"));
     ++pendingQuestions();
@@ -216,7 +216,7 @@ TEST_F(DatabaseSignals, NobodyAsksForOneAfterAnUndisturbedCommand) {
               0);
 }
 
-// Has the signal sent from outside while a command waits for its reply.
+// Sends the signal from outside while a command waits for its reply.
 bool handlerSeesOne(Database& db) {
     const pid_t host = getpid();
     const pid_t other = fork();
@@ -287,7 +287,7 @@ TEST_F(DatabaseSignals, SubscriberLivesThroughRestartsWithTheDefaultDisposition)
               0);
 }
 
-// Opens and closes descriptors all the time, and finds out when somebody else has closed or taken one of them.
+// Opens and closes descriptors continuously, and detects if somebody else has closed or taken one of them.
 class DescriptorUser {
 public:
     explicit DescriptorUser(const std::string& path) : file(path) {
@@ -300,7 +300,7 @@ public:
 
     ~DescriptorUser() { stop(); }
 
-    /// Returns how many were not its own any more when it closed them.
+    /// Returns how many descriptors no longer belonged to it when it closed them.
     int stop() {
         ended = true;
         if (thread.joinable())
@@ -325,7 +325,7 @@ private:
             std::this_thread::yield();
             for (const int descriptor : held) {
                 if (descriptor < 0)
-                    continue; // none was left
+                    continue; // no descriptor was left
                 lost += isMine(descriptor) ? 0 : 1;
                 close(descriptor);
             }
@@ -342,7 +342,7 @@ private:
 
 class DatabaseDescriptors : public SupportTest {
 protected:
-    // A sanitizer wants a descriptor for its first look at the objects of a class.
+    // A sanitizer needs a descriptor when it first checks objects of a class.
     void SetUp() override {
         SupportTest::SetUp();
         Opened<Database> db;
@@ -357,7 +357,7 @@ protected:
     TempDir dir;
 };
 
-// The limit on the numbers of new descriptors for the life of the object; open ones stay open.
+// Limits the numbers of new descriptors as long as the object exists; open descriptors stay open.
 class DescriptorLimit {
 public:
     explicit DescriptorLimit(rlim_t limit) {
@@ -403,7 +403,7 @@ TEST_F(DatabaseDescriptors, NoForeignOneIsClosedByTheLoop) {
     EXPECT_GE(peer.connections(), 500U);
 }
 
-// Between the loop's closing of a lost connection and the reconnection its number can become somebody else's.
+// Between the loop's closing of a lost connection and the reconnection, its number may be given to somebody else.
 TEST_F(DatabaseDescriptors, NumberIsForgottenWhenTheLoopLosesItsConnection) {
     ScriptedRedis peer(answers({{{OK}, {OK}, {"*0\r\n", true}}, {{OK}, {OK}, {"*0\r\n"}}}));
     std::vector<int> foreign;
@@ -433,7 +433,7 @@ TEST_F(DatabaseDescriptors, NoForeignOneIsClosedWhenTheyRunOut) {
     server.kill();
     DescriptorUser user(dir / "file");
     {
-        // Enough for a few of the user's, so that both run out in turn.
+        // Enough for a few of the user's descriptors, so that both run out in turn.
         const DescriptorLimit limit(static_cast<rlim_t>(open("/dev/null", O_RDONLY | O_CLOEXEC) + 3));
         for (int i = 0; i < 20000; ++i)
             ASSERT_EQ(db.hset("k", "f", "v"), 3);
@@ -443,7 +443,7 @@ TEST_F(DatabaseDescriptors, NoForeignOneIsClosedWhenTheyRunOut) {
     EXPECT_EQ(db.hset("k", "f", "v"), 0);
 }
 
-// When no new socket can be made, the number of the old one is anybody's.
+// If no new socket can be made, the old one's number may belong to anybody.
 TEST_F(DatabaseDescriptors, NumberIsForgottenWhenAReconnectionGetsNoSocket) {
     RedisServer server;
     Opened<Database> db;

@@ -20,7 +20,7 @@ enum class Result { INSTALLED, THREW, HID_THE_FAILURE, SYSTEM_FAILED };
 
 constexpr int SHARES = 8;
 
-// Each case takes every eighth allocation, so that the cases can run side by side.
+// Each case takes every eighth allocation, so that the cases can run in parallel.
 class AllocationFailure : public InstallationTest, public ::testing::WithParamInterface<int> {
 protected:
     void SetUp() override {
@@ -53,7 +53,7 @@ protected:
             DefinitionsDeployment().deploy(source, true, &text);
         } catch (const std::bad_alloc&) {
             return Result::THREW;
-        } catch (const Json::Exception&) { // the JSON library's own for its texts
+        } catch (const Json::Exception&) { // the JSON library's own exception for its texts
             return Result::THREW;
         }
         if (!fault.hit())
@@ -77,7 +77,7 @@ TEST_P(AllocationFailure, comesOutAndLeaksNothing) {
             break;
         ASSERT_NE(outcome, Result::HID_THE_FAILURE);
         EXPECT_EQ(liveAllocations(), balance);
-        if (outcome == Result::THREW) { // else the start of the emptying may be what failed
+        if (outcome == Result::THREW) { // otherwise the start of the emptying may have failed
             EXPECT_EQ(snapshot(staging), Snapshot());
         }
         EXPECT_EQ(others(), otherDefinitions);

@@ -25,14 +25,14 @@ constexpr const char* NO_DIRECTORY = "Failed to create a directory while importi
 constexpr const char* NOT_SAVED = "File saving error while importing [lora/acme/new] definition.";
 constexpr const char* NO_DECODER = "File copying error while importing decoder for the [lora/acme/new] definition.";
 
-// A file system of one page or of a few inodes, and what an installation into it comes to.
+// A file system of one page or of a few inodes, and the result of an installation into it.
 struct SmallDisk {
     const char* name;
     bool isStaging;
     const char* options;
-    std::size_t filler; // bytes that are taken before
+    std::size_t filler; // bytes in use before
     const char* text;
-    Snapshot custom; // when that is the small one; the root takes an inode, and the first definition two directories
+    Snapshot custom; // if it is the small one; the root takes an inode, the first definition two directories
 
     friend void PrintTo(const SmallDisk& row, std::ostream* out) { *out << row.name; }
 };
@@ -116,7 +116,7 @@ TEST_F(FullDisk, fileSizeLimit) {
     expectNextInstallationToSucceed();
 }
 
-// Only the definition is read back: of the decoder, being there is all that is asked.
+// Only the definition is read back; the decoder only has to exist.
 TEST_F(FullDisk, decoderCutByAFileSizeLimitIsInstalled) {
     const std::string decoder(5000, 'd');
     writeFile(source + "/lora/acme/new.js", decoder);
@@ -136,9 +136,9 @@ TEST_F(FullDisk, decoderCutByAFileSizeLimitIsInstalled) {
 
 struct ReadOnly {
     const char* name;
-    std::vector<std::string> made;   // definitions that stand in the custom storage before
+    std::vector<std::string> made;   // definitions in the custom storage before the installation
     std::vector<std::string> locked; // paths below the temporary directory that cannot be written
-    const char* text;                // UNTOUCHED when the installation succeeds all the same
+    const char* text;                // UNTOUCHED if the installation succeeds nevertheless
 
     friend void PrintTo(const ReadOnly& row, std::ostream* out) { *out << row.name; }
 };

@@ -31,12 +31,12 @@ using InstalledList = std::vector<Installed>;
 
 const InstalledList ALL{{ACME_NEW, Decoder::WHOLE}, {ACME_OLD, Decoder::WHOLE}, {ZETA_NEW, Decoder::WHOLE}};
 
-// One command in the order of an installation, and what comes of it when it does nothing.
+// One command in the order of an installation, and the result if it does nothing.
 struct Step {
     const char* name;
     const char* program;
-    std::vector<std::string> arguments; // SOURCE, STAGING and CUSTOM at the start stand for the directories
-    const char* text;                   // UNTOUCHED when the installation succeeds all the same
+    std::vector<std::string> arguments; // SOURCE, STAGING and CUSTOM at the start mean the directories
+    const char* text;                   // UNTOUCHED if the installation succeeds nevertheless
     InstalledList installed;
     Staging staging;
 };
@@ -121,7 +121,7 @@ std::vector<StepFault> stepFaults() {
     return rows;
 }
 
-// Which run of its program the step is, counted from 1.
+// Returns which run of its program the step is, counted from 1.
 int runOf(std::size_t index) {
     int run = 0;
     for (std::size_t i = 0; i <= index; ++i)

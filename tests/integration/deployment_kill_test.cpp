@@ -1,4 +1,4 @@
-// The installing process is killed, and the next installation makes up for it.
+// The installing process is killed, and the next installation restores order.
 
 #include "InstallationTest.h"
 
@@ -24,7 +24,7 @@ using Clock = std::chrono::steady_clock;
 using Microseconds = std::chrono::microseconds;
 
 constexpr unsigned int SEED = 20240229;
-constexpr int SHARES = 4; // so that they can run side by side
+constexpr int SHARES = 4; // so that the shares can run in parallel
 constexpr int KILLS = 100 / SHARES;
 constexpr int ATTEMPTS = 20 * KILLS;
 constexpr int TIMED_RUNS = 5;
@@ -36,12 +36,12 @@ protected:
         otherDefinitions = others();
     }
 
-    // In a process group of its own, which its commands share.
+    // Starts the process in its own process group, which its commands share.
     static pid_t startGroup(const std::function<bool()>& body) {
         return startChild([&body] { return setpgid(0, 0) == 0 && body(); });
     }
 
-    // Commands outlive the process that ran them. Ended ones stay in the group for as long as init leaves them there.
+    // Commands outlive the process that ran them. Ended commands stay in the group until init collects them.
     static void waitForGroup(pid_t group) {
         while (kill(-group, 0) == 0 && runsInGroup(group))
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -53,7 +53,7 @@ protected:
             std::ifstream file(process.path() / "stat");
             std::string text;
             std::getline(file, text);
-            // Behind the name, which may hold anything: state, parent, group.
+            // The name may contain anything; after it come state, parent, group.
             std::istringstream fields(text.substr(text.rfind(')') + 1));
             char state = 0;
             pid_t parent = 0;
@@ -62,7 +62,7 @@ protected:
         });
     }
 
-    // Returns whether the signal ended the child, after its last command has ended too.
+    // Returns whether the signal ended the child. Returns only after the child's last command has ended, too.
     static bool wasKilled(pid_t child) {
         int status = 0;
         EXPECT_EQ(waitpid(child, &status, 0), child);
@@ -90,7 +90,7 @@ protected:
         return count;
     }
 
-    // The shortest of several: one that the machine held up would put most moments behind the end.
+    // The shortest of several runs: after a run that the machine delayed, most moments would be after the end.
     Microseconds undisturbedTime() {
         Microseconds shortest = Microseconds::max();
         for (int run = 0; run < TIMED_RUNS; ++run) {

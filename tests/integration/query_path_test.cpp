@@ -27,7 +27,7 @@ std::string caseName(std::string file) {
     return file.substr(0, file.find('.'));
 }
 
-// Name generators.
+// Functions that name the cases.
 constexpr auto fileName = [](const auto& info) { return caseName(info.param); };
 constexpr auto rowFileName = [](const auto& info) { return caseName(info.param.file); };
 constexpr auto sensorName = [](const auto& info) { return std::string("id_") + info.param.id; };
@@ -186,11 +186,11 @@ TEST_F(Examples, sensorThatIsNotInTheList) {
     EXPECT_EQ(error, "Sensor [lora@02a1f0000000d002] is not defined in the Managed Sensors list.");
 }
 
-// --- single files, the valid and the invalid ones: the folder says the verdict
+// --- single files, valid and invalid: the folder gives the verdict
 
 class Files : public SupportTest {
 protected:
-    // The folder as the second level of a default storage.
+    // The folder becomes the second level of a default storage.
     void install(const std::string& folder) {
         makeDir(storage + "/lora");
         std::filesystem::copy(SCADA_TEST_DATA "/" + folder, storage + "/lora/" + folder);

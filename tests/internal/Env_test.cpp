@@ -22,7 +22,7 @@ bool instThrows(long nth) {
     }
 }
 
-// The framework runs suites of this name before all others: here the record must not have been built yet.
+// The framework runs suites of this name before all others: at this time the record must not have been built yet.
 TEST(EnvFirstCallDeathTest, failedConstructionIsTriedAgain) {
     const long before = liveAllocations();
     long nth = 1;

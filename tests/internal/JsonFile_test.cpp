@@ -108,7 +108,7 @@ TEST(ReadFileOther, permissionsDecide) {
     }));
 }
 
-// A file without blocks, of a size that no string can have.
+// A file without blocks whose size is beyond that of any string.
 TEST(ReadFileOther, whatNoMemoryCanHoldIsAFailedAllocation) {
     const int file = memfd_create("huge", MFD_CLOEXEC);
     ASSERT_EQ(ftruncate(file, off_t{5} << 60), 0);

@@ -42,7 +42,7 @@ std::string visible(const std::string& text) {
     return shown;
 }
 
-// Holds isListed against the listing for each of these names; says where they differ.
+// Compares isListed with the listing for each of these names; prints the differences.
 bool agree(const std::string& dir, const std::vector<std::string>& names) {
     const std::set<std::string> listed = namesOf(dir);
     bool same = true;
@@ -156,7 +156,7 @@ TEST(ListingRoot, emptyDirectoryMeansRoot) {
 
 // ---- near the limits of the system ----
 
-// Makes the regular file DIR/FIRST/SECOND/FILE step by step: its path may be longer than a system call takes.
+// Makes the regular file DIR/FIRST/SECOND/FILE step by step: its path may be longer than a system call accepts.
 bool makeStepByStep(const std::string& dir, const std::array<std::string, 3>& steps) {
     int at = open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     for (std::size_t i = 0; i < 2 && at >= 0; ++i) {
@@ -171,7 +171,7 @@ bool makeStepByStep(const std::string& dir, const std::array<std::string, 3>& st
     return file >= 0;
 }
 
-// A directory below `dir` whose path has `length` bytes.
+// Returns a directory below `dir` whose path has `length` bytes.
 std::string makeLongPath(const std::string& dir, std::size_t length) {
     std::string path = dir;
     while (path.size() + 202 <= length)
@@ -199,8 +199,8 @@ TEST(ListingLimits, longestNames) {
     EXPECT_TRUE(agree(dir.path(), names));
 }
 
-// The levels of the listing use the path up to "/DIR//FIRST", "/DIR/FIRST/SECOND" and the file; one of them is cut to
-// every length around the limit in turn.
+// The levels of the listing use the path up to "/DIR//FIRST", "/DIR/FIRST/SECOND" and the file; in turn each of them
+// gets every length around the limit.
 TEST(ListingLimits, pathsAroundTheLongest) {
     const TempDir dir;
     std::size_t listed = 0;
@@ -250,7 +250,7 @@ class RandomTree {
 public:
     explicit RandomTree(std::string tree) : root(std::move(tree)), random(SEED) {}
 
-    // Makes a new tree and returns whether both ways agree about all the names asked for.
+    // Makes a new tree and returns whether both ways agree about all names.
     bool check() {
         paths.clear();
         const std::string storage = root + "/storage";
@@ -302,7 +302,7 @@ private:
     }
 
     void fill(const std::string& dir, const std::string& relative, int depth) {
-        if (mkdir(dir.c_str(), S_IRWXU) != 0) // or it may be a link that leads out of the tree
+        if (mkdir(dir.c_str(), S_IRWXU) != 0) // it may also be a link that leads out of the tree
             return;
         for (std::size_t count = below(4) + (depth < 2 ? 1 : 0); count > 0; --count)
             addEntry(dir, relative, depth);
@@ -327,7 +327,7 @@ private:
             makeLeaf(path);
     }
 
-    // What fails, because the name is taken or the directory closed, is simply not there.
+    // If this fails because the name is taken or the directory closed, the entry does not exist.
     void makeLeaf(const std::string& path) {
         const std::size_t kind = below(10);
         const mode_t type = kind == 0 ? S_IFIFO : kind == 1 ? S_IFSOCK : S_IFREG;
@@ -352,7 +352,7 @@ private:
     }
 
     std::string root;
-    std::mt19937 random; // the same sequence with every standard library
+    std::mt19937 random; // gives the same sequence with every standard library
     std::vector<std::string> paths;
     std::size_t listedNames = 0;
 };
@@ -372,7 +372,7 @@ TEST(ListingRandom, bothAnswersAreTheSame) {
     EXPECT_TRUE(runUnprivileged(dir.path(), [&] { return checkRandomTrees(dir.path(), TREES); }));
 }
 
-// ---- file systems on which an entry answers to other names, too ----
+// ---- file systems on which a name may reach an entry of another name ----
 
 class ListingFolded : public ::testing::TestWithParam<FoldingFileSystem> {
 protected:
