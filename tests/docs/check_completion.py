@@ -113,7 +113,7 @@ def check_quoting():
             os.makedirs(f"{storage}/lora/{model[0]}")
             open(f"{storage}/lora/{model[0]}/{model}.json", "w").close()
         check(["lora/a/a\\ b", "lora/c/c:d"], "--default-dir", storage, "show", "")
-        # What stands before the colon is another word to the shell.
+        # For the shell, the part before the colon is another word.
         check(["d"], "--default-dir", storage, "show", "lora/c/c", ":", "")
 
 

@@ -24,7 +24,7 @@ MEMBERS = "the library hands out a property's members as they are; hosts rely on
 EXAMPLES = "the library hands out examples as they are; the tool runs the decoder on them"
 KEYS = "a schema does not compare the keys of elements"
 
-# Each sample that one of the two accepts and the other does not.
+# Each sample that only one of the two accepts, and the reason.
 DIFFERENCES = {
     "invalid/definition-decoder-file-missing.json": FILES,
     "invalid/definition-decoder-is-directory.json": FILES,
@@ -179,7 +179,7 @@ def faults_of(samples):
 
 def main():
     source, tool = sys.argv[1:]
-    sys.setrecursionlimit(10000)  # samples are nested as deep as the library reads
+    sys.setrecursionlimit(10000)  # samples are nested as deep as the library can read
     with tempfile.TemporaryDirectory() as storage:
         for folder in ("valid", "invalid"):
             shutil.copytree(f"{source}/tests/data/{folder}", f"{storage}/lora/{folder}")

@@ -7,7 +7,7 @@ import shlex
 import subprocess
 import sys
 
-# File, from the source or the build directory, and what stands around the version.
+# The file, in the source or the build directory, and the text around the version.
 STATED = [
     ("source", "man/scada-sensors.1", r'^\.TH \S+ 1 \S+ "scada-sensors (\S+)"'),
     ("source", "man/codec-runner-duktape.1", r'^\.TH \S+ 1 \S+ "scada-sensors (\S+)"'),

@@ -1,9 +1,9 @@
-# Prints what the completion file $1 offers for the command line of the further arguments, the last being the current
-# word. The completion asks the scada-sensors that PATH finds.
+# Prints the words that the completion file $1 offers for the command line of the further arguments, the last of which is the
+# current word. The completion asks the scada-sensors in PATH.
 source /usr/share/bash-completion/bash_completion
 source "$1"
 shift
-compopt() { :; } # no completion is in progress that it could tell
+compopt() { :; } # there is no completion in progress that it could configure
 read -r _ _ function _ < <(complete -p scada-sensors)
 COMP_WORDS=(scada-sensors "$@")
 COMP_CWORD=$#

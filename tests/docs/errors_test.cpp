@@ -13,7 +13,7 @@ using namespace Kelvra::SCADA::Test;
 
 using Texts = std::set<std::string>;
 
-// Returns the end of the literal that starts at `at` and adds what it stands for.
+// Returns the end of the literal that starts at `at`, and appends its value.
 std::size_t readLiteral(const std::string& code, std::size_t at, std::string* text) {
     for (++at; code[at] != '"'; ++at) {
         if (code[at] == '\\')
@@ -23,7 +23,7 @@ std::size_t readLiteral(const std::string& code, std::size_t at, std::string* te
     return at + 1;
 }
 
-// Reads literals in a row, which are one text.
+// Reads successive literals, which form one text.
 std::size_t readText(const std::string& code, std::size_t at, Texts* texts) {
     std::string text;
     while (at < code.size() && code[at] == '"') {
@@ -34,7 +34,7 @@ std::size_t readText(const std::string& code, std::size_t at, Texts* texts) {
     return at;
 }
 
-// The format of a call is the first literal in it; a call may take it from a constant instead.
+// The format of a call is its first literal; a call may also take it from a constant.
 void readCalls(const std::string& code, const std::string& call, Texts* texts) {
     for (std::size_t at = code.find(call); at != std::string::npos; at = code.find(call, at + 1)) {
         const std::size_t end = code.find(';', at);
@@ -44,7 +44,7 @@ void readCalls(const std::string& code, const std::string& call, Texts* texts) {
     }
 }
 
-// Constants may stand in any header of texts.
+// Any header of texts may have constants.
 void readConstants(const std::string& code, Texts* texts) {
     const std::string start = "[] = \"";
     for (std::size_t at = code.find(start); at != std::string::npos; at = code.find(start, at + 1))
@@ -65,7 +65,7 @@ void readLibrary(const std::string& file, const std::string& code, Texts* texts)
         readConstants(code, texts);
 }
 
-// A call takes either a literal or one of the library's texts, which are on the page already.
+// A call takes either a literal or one of the library's texts, which are already on the page.
 void readTool(const std::string& file, const std::string& code, Texts* texts) {
     const std::string call = "filled(";
     for (std::size_t at = code.find(call); at != std::string::npos; at = code.find(call, at + 1)) {
@@ -123,7 +123,7 @@ TEST(ErrorsPage, listsExactlyTheTextsOfTheSources) {
     EXPECT_EQ(without(page, sources), Texts{}) << "are in no source";
 }
 
-// Messages that bypass the function that fills them in would bypass the page, too.
+// Messages that bypass the function that fills them in would also bypass the page.
 TEST(ErrorsPage, missesNoMessageOfTheTool) {
     for (const auto& entry : std::filesystem::recursive_directory_iterator(SCADA_SOURCE_DIR "/tools")) {
         const std::string code = entry.is_regular_file() ? readFile(entry.path().string()) : "";

@@ -14,7 +14,7 @@ import tempfile
 
 import database_server
 
-# These build and test the tree, this test included, so that they are not run from within; .ci/run has a gate for each.
+# These build and test the tree, including this test, so they are not run from within; .ci/run has a gate for each.
 GATES = {
     "README.md": ["scripts/demo", "scripts/test"],
     "docs/first-sensor.md": ["scripts/demo"],
@@ -104,7 +104,7 @@ def make_checkout(root, source, tool, example, runner):
     directory = example[:example.rindex("/")]
     for host in "resolve-sensor", "uplink-host":
         write_program(f"{programs}/examples/{host}", f'#!/bin/sh\nexec {directory}/{host} "$@"\n')
-    # An emulator has no filter of system calls, which the runner says.
+    # An emulator has no filter for system calls, and the runner says so.
     write_program(f"{programs}/runners/duktape/codec-runner-duktape",
                   f"#!/bin/sh\n{runner} \"$@\" | sed 's/\"filter\":false,//'\n")
 

@@ -35,7 +35,7 @@ def arguments_of(text, *titles):
     name = None
     for line in [line for title in titles for line in section_of(text, title)]:
         found = re.match(r"  (?:(-[a-z]),)?(--[a-z-]+|[A-Z_]+)(?: (\S.*?))?(?:=(\S+))?(?:   *(\S.*))?$", line)
-        if not found:  # a description that has a line of its own
+        if not found:  # a description on a separate line
             arguments.descriptions[name] += line.strip()
             continue
         short, name, declared, default, description = found.groups()

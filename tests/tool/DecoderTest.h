@@ -7,7 +7,7 @@
 
 namespace Kelvra::SCADA::Test {
 
-/// A device with decoders, run by the duktape runner, or by a program that the test has written as "$T/runner".
+/// A device with decoders, run by the duktape runner or by a program that the test has written as "$T/runner".
 class DecoderTest : public ToolTest {
 protected:
     DecoderTest();
@@ -18,14 +18,14 @@ protected:
 
     /// Runs the tool with the duktape runner, unless the arguments name another one.
     ToolRun runWith(std::vector<std::string> arguments) const;
-    /// The same with a text on standard input.
+    /// Like the above, with a text on standard input.
     ToolRun feed(const std::string& input, std::vector<std::string> arguments) const;
 
 private:
     std::string duktape;
 };
 
-/// A decoder of two bytes: a temperature in tenths, then a battery level. It refuses other lengths.
+/// A decoder of two bytes: a temperature in tenths of a degree, then a battery level. It refuses other lengths.
 extern const char* const SOUND_DECODER;
 extern const char* const SOUND_PROPERTIES;
 

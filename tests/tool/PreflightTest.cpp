@@ -23,7 +23,7 @@ Planting file(const std::string& path, const std::string& text) {
     return [path, text](const std::string& dir) { writeFile(dir + "/" + path, text); };
 }
 
-/// Puts another document in the place of the good one.
+/// Replaces the good document with another one.
 Planting document(const std::string& text) {
     return file("source/lora/demo/th1.json", text);
 }
@@ -105,7 +105,7 @@ std::vector<std::string> findingsUpToTheLimit(const char* rule) {
     return rules;
 }
 
-// For sources with files of many bytes and no content.
+// For sources with files that have many bytes and no content.
 const std::vector<std::string> WITHOUT_LIMITS = {"--max-decoder", "8796093022208", "--max-source", "8796093022208"};
 
 std::vector<Plant> ofTheDirectories() {
@@ -234,7 +234,7 @@ std::vector<Plant> ofTheSource() {
          all({file("outside.js", ""), link("source/lora/demo/th1.js", "../../../outside.js")}),
          {"source/decoder-outside"}},
         {"decoder_unreadable", mode("source/lora/demo/th1.js", 0), {"source/decoder-unreadable"}},
-        // A "\" in a name is a separator where decoders are looked for.
+        // A "\" in a name is a separator in the search for decoders.
         {"name_with_backslash",
          all({file("source/lora/demo/x\\y.json", GOOD), file("source/lora/demo/x/th1.js", "")}),
          {"source/bad-name"}},
@@ -369,7 +369,7 @@ ToolRun PreflightTest::runOnSource(const std::string& command, const Plant& row,
         arguments.push_back(replaced(option, "$T", temp.path()));
     arguments.insert(arguments.end(), more.begin(), more.end());
     ToolRun result = run(arguments);
-    // Others write to the same file system.
+    // Other processes write to the same file system.
     result.out = std::regex_replace(result.out, std::regex("[0-9]+ available"), "N available");
     return result;
 }

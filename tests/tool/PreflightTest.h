@@ -12,7 +12,7 @@
 
 namespace Kelvra::SCADA::Test {
 
-/// Something planted around the directories of a test, and the rules that it breaks, in the order of the findings.
+/// Something planted around the directories of a test, and the rules that it violates, in the order of the findings.
 struct Plant {
     const char* name;
     std::function<void(const std::string& dir)> plant; ///< in the temporary directory of the test
@@ -22,13 +22,13 @@ struct Plant {
 
 void PrintTo(const Plant& row, std::ostream* out);
 
-/// What refuses the installation of PreflightTest's source.
+/// Returns plants that refuse the installation of PreflightTest's source.
 const std::vector<Plant>& refusals();
-/// The same with names that are shown to people in other letters.
+/// Like the above, with names that are printed with escapes.
 std::vector<Plant> refusalsOfUnprintableNames();
-/// What such an installation passes over: the check of the source counts it as a fault.
+/// Returns plants that such an installation tolerates, but that the check of the source counts as faults.
 const std::vector<Plant>& warnings();
-/// What is only told, and is no fault.
+/// Returns plants that cause only a note, not a fault.
 const std::vector<Plant>& notes();
 
 /// A source "source" with the good definition lora/demo/th1. The custom storage and the staging directory are not
@@ -37,10 +37,10 @@ class PreflightTest : public ToolTest {
 protected:
     PreflightTest();
 
-    /// Runs a command on the source with the options of a row. In what it returns, the free space is "N available".
+    /// Runs a command on the source with the options of a row. In the result, the free space is "N available".
     ToolRun runOnSource(const std::string& command, const Plant& row, const std::vector<std::string>& more = {}) const;
 
-    /// What the storages and the staging directory hold, to the byte.
+    /// Returns the content of the storages and the staging directory, byte for byte.
     std::map<std::string, std::string> directories() const;
 
     StorageBuilder source;

@@ -91,7 +91,7 @@ int ToolProcess::wait() {
 std::string ToolProcess::screen() const {
     std::string text;
     std::array<char, 4096> buffer{};
-    // The end of the last process on the terminal shows as an error.
+    // The end of the last process on the terminal is reported as an error.
     for (ssize_t count = 1; count > 0;) {
         count = read(terminal, buffer.data(), buffer.size());
         for (ssize_t at = 0; at < count; ++at) {

@@ -15,12 +15,12 @@ struct Terminal {
     std::vector<std::pair<const char*, const char*>> environment = {};
 };
 
-/// A run of the host tool on a terminal of its own, while the test goes on. The terminal is read when the run has
-/// ended, so that it must not say more than a terminal holds.
+/// A run of the host tool on its own terminal, in parallel to the test. The terminal is read only after the run has
+/// ended, so the output must not exceed the terminal's buffer.
 class ToolProcess {
 public:
     explicit ToolProcess(const std::vector<std::string>& arguments, const Terminal& wanted = Terminal());
-    /// Kills the tool when it still runs.
+    /// Kills the tool if it is still running.
     ~ToolProcess();
     ToolProcess(const ToolProcess&) = delete;
     ToolProcess& operator=(const ToolProcess&) = delete;
@@ -30,9 +30,9 @@ public:
     bool hasEnded();
     void kill();
     void send(int signal) const;
-    /// Waits for the end. Returns the exit status, or 128 and the number of the signal that ended it.
+    /// Waits for the end. Returns the exit status, or 128 plus the number of the signal that ended it.
     int wait();
-    /// Returns what the terminal shows, with "\r\n" as "\n". REQUIRES: the run has ended.
+    /// Returns the text on the terminal, with "\r\n" as "\n". REQUIRES: the run has ended.
     std::string screen() const;
 
 private:
@@ -45,7 +45,7 @@ private:
 
 void pauseBriefly();
 
-/// Returns whether the condition comes true within 20 seconds.
+/// Returns whether the condition becomes true within 20 seconds.
 template <typename Condition> bool becomesTrue(Condition condition) {
     constexpr int PAUSES = 2000;
     for (int left = PAUSES; left > 0; --left) {

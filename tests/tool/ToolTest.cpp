@@ -46,7 +46,7 @@ std::string refusal(std::size_t errors) {
 }
 
 ToolTest::ToolTest() : standard(temp / "default"), custom(temp / "custom") {
-    // For a tool that was built with the leak sanitizer. The client library has no frame pointers to unwind by.
+    // For a tool that was built with the leak sanitizer: the client library has no frame pointers for unwinding.
     setenv("LSAN_OPTIONS", "fast_unwind_on_malloc=0:print_suppressions=0:suppressions=" SCADA_LSAN_SUPPRESSIONS, 0);
     makeDir(temp / "default");
     makeDir(temp / "custom");

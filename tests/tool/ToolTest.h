@@ -18,11 +18,11 @@ namespace Kelvra::SCADA::Test {
 /// Returns `text` with every `part` replaced.
 std::string replaced(std::string text, const std::string& part, const std::string& by);
 
-/// Copies the duktape runner into a directory and returns what starts it: its user may not enter every directory of a
-/// build.
+/// Copies the duktape runner into a directory and returns the command that starts it: its user may not be allowed to
+/// enter every directory of a build.
 std::string duktapeRunnerIn(const TempDir& directory);
 
-/// A run of one of the commands, and all that it says, but for the remedies of findings.
+/// A run of one of the commands, and its whole output except the remedies of findings.
 struct RunRow {
     const char* name;
     std::vector<std::string> arguments;
@@ -31,14 +31,14 @@ struct RunRow {
     const char* err;
 };
 
-/// Returns the members that every answer for programs has, for an answer with this exit status.
+/// Returns the members that every JSON answer with this exit status has.
 Json::Value envelope(int status);
 
-/// Returns what the tool says on stderr when it refuses an installation for so many errors.
+/// Returns the tool's message on stderr when it refuses an installation because of so many errors.
 std::string refusal(std::size_t errors);
 
-/// Two storages and a list in a temporary directory, and runs of the tool on them. In what a run returns, and in the
-/// texts that tests expect, "$T" stands for that directory. Log messages are off unless a run turns them on.
+/// Two storages and a list in a temporary directory, and runs of the tool on them. "$T" means that directory, in the
+/// result of a run and in expected texts. Log messages are off unless a run turns them on.
 class ToolTest : public ::testing::Test {
 protected:
     ToolTest();
@@ -47,10 +47,10 @@ protected:
 
     void expectRun(const std::string& command, const RunRow& row) const;
 
-    /// Adds a good definition with one property "temperature" and a decoder beside it.
+    /// Adds a good definition with one property "temperature" and a decoder next to it.
     static void addDefinition(StorageBuilder& storage, const std::string& name, const std::string& title = "Air");
 
-    /// Writes the list with one element in each line, the first in line 2.
+    /// Writes the list with one element per line, the first in line 2.
     void writeList(const std::vector<std::string>& elements) const;
 
     TempDir temp;

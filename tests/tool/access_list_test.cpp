@@ -1,4 +1,4 @@
-// Access control lists: what they let others do counts, and no installation inherits one.
+// Access control lists: the rights that they give to others count, and no installation inherits a list.
 
 #include "ToolTest.h"
 
@@ -28,7 +28,7 @@ protected:
         addDefinition(source, "lora/demo/th1");
     }
 
-    /// Gives another user rights on a directory, beside those of a mode of 0755.
+    /// Gives another user rights on a directory, in addition to those of mode 0755.
     static void grant(const std::string& directory, const char* kind, std::uint16_t rights) {
         std::string list;
         const auto add = [&list](auto number) { list.append(reinterpret_cast<const char*>(&number), sizeof number); };

@@ -1,4 +1,4 @@
-// Archives as the source of an installation: what is in them counts as if it were in a directory.
+// Archives as the source of an installation: their content is treated like that of a directory.
 
 #include "ToolProcess.h"
 #include "ToolTest.h"
@@ -44,7 +44,7 @@ struct Entry {
 
 using Entries = std::vector<Entry>;
 
-/// How an archive is written.
+/// The way in which an archive is written.
 struct Format {
     const char* name;
     int (*setFormat)(archive*);
@@ -59,7 +59,7 @@ void PrintTo(const Format& format, std::ostream* out) {
 constexpr Format TAR = {"tar", archive_write_set_format_pax_restricted, false, true};
 constexpr Format ZIP = {"zip", archive_write_set_format_zip, false, true};
 
-// It writes checksums that are not those of the content.
+// Writes checksums that do not match the content.
 int setWrongZip(archive* writer) {
     const int status = archive_write_set_format_zip(writer);
     return status == ARCHIVE_OK ? archive_write_set_options(writer, "zip:fakecrc32") : status;
@@ -75,7 +75,7 @@ struct FreeEntry {
     void operator()(archive_entry* entry) const { archive_entry_free(entry); }
 };
 
-/// Writing names of other scripts takes such a locale.
+/// Names in other scripts can be written only in such a locale.
 class Utf8Locale {
 public:
     Utf8Locale() : utf8(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)), former(uselocale(utf8)) {}
@@ -139,7 +139,7 @@ protected:
     std::string file;
 };
 
-// The locale of the tool is "C".
+// The tool runs in the locale "C".
 const Entries PLAIN = {{"lora/demo/th\xc3\xbc.json", GOOD}, {"lora/demo/th1.js", "decoder"}};
 const std::set<std::string> INSTALLED = {"th\xc3\xbc-decoder", "th\xc3\xbc.json"};
 
@@ -325,7 +325,7 @@ std::vector<RefusedRow> refused() {
 
 INSTANTIATE_TEST_SUITE_P(Tool, RefusedArchive, ::testing::ValuesIn(refused()), rowName);
 
-/// A damage, and the reason that is told, or a part of it.
+/// A damage, and the reported reason or a part of it.
 struct BadRow {
     const char* name;
     Format format;

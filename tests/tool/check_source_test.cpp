@@ -64,7 +64,7 @@ void plantStrayWithDecoderOutside(const std::string& dir) {
     chmod((dir + "/other/demo/y.js").c_str(), 0);
 }
 
-// A decoder outside whose path starts with the letters of the source's path: the library alone would take it.
+// A decoder outside the source, whose path starts with the letters of the source's path: the library would accept it.
 void plantDecoderBesideThePrefix(const std::string& dir) {
     writeFile(dir + "2/x.js", "");
     makeLink("../../../source2/x.js", dir + "/lora/demo/x.js");
@@ -192,7 +192,7 @@ TEST_F(CheckSource, asJson) {
 )");
 }
 
-// What killed runs have left where the copies of sources are made.
+// Remains of killed runs in the directory where sources are copied.
 class LeftCopies : public ToolTest {
 protected:
     LeftCopies() : source(temp / "source") {
@@ -241,7 +241,7 @@ TEST_F(LeftCopies, areToldFromThoseInUse) {
     EXPECT_EQ(left(), std::set<std::string>{});
 }
 
-// Nothing is made or removed where others could exchange it.
+// Nothing is made or removed where other users could replace it.
 TEST_F(LeftCopies, stayWhereOthersMayWrite) {
     chmod((temp / "tmp").c_str(), 0777);
     EXPECT_EQ(run({"check", source.dir()}).status, 0);

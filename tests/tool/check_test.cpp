@@ -26,7 +26,7 @@ using ::testing::HasSubstr;
 
 constexpr const char* GOOD = R"({"properties": {}})";
 
-// What is planted into the custom storage, and the lines that name it.
+// Files planted into the custom storage, and the lines that name them.
 struct PlantRow {
     const char* name;
     std::function<void(const std::string& dir)> plant;
@@ -47,7 +47,7 @@ void plantClosedDirectory(const std::string& dir) {
     chmod((dir + "/lora/shut").c_str(), 0);
 }
 
-// A directory whose names can be read and whose entries cannot be looked at.
+// A directory whose names can be read, but whose entries cannot be accessed.
 void plantNamesOnly(const std::string& dir) {
     writeFile(dir + "/lora/names/x.json", GOOD);
     chmod((dir + "/lora/names").c_str(), S_IRUSR);
@@ -69,7 +69,7 @@ void plantDecoders(const std::string& dir) {
     writeFile(dir + "/readme", GOOD);
 }
 
-// Files that are listed and cannot be used.
+// Files that are listed but cannot be used.
 const std::vector<PlantRow> FAULTY_FILES = {
     {"syntax_error",
      file("lora/syn/one.json", "{\n  \"properties\": {}\n  \"decoder\": 1\n}"),
@@ -558,7 +558,7 @@ TEST_F(Check, asJson) {
     EXPECT_EQ(result.out, THREE_FAULTS_AS_JSON);
 }
 
-// Where the library does not get to a rule the tool says it in its own copy of the library's words.
+// If the library does not get as far as a rule, the tool uses its own copy of the library's text.
 TEST_F(Check, copiesTheLibrarysWords) {
     using namespace Kelvra::SCADA;
     custom.definition("lora/copy/one", "{}");
@@ -578,7 +578,7 @@ TEST_F(Check, copiesTheLibrarysWords) {
                                " [definition/property-not-an-object]\n"));
 }
 
-// A repair of the file system puts what it finds there, for root alone.
+// A file system repair puts the files that it finds there, readable only for root.
 class CheckInAMount : public Check, public ::testing::WithParamInterface<const char*> {
 protected:
     void SetUp() override { ASSERT_TRUE(mountPrivately(temp / "custom", "size=1m")); }

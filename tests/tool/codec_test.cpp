@@ -1,4 +1,4 @@
-// Decoders as check and install run them: what they and the program that runs them can do wrong.
+// Decoders as check and install run them: faults of the decoders and of the program that runs them.
 
 #include "DecoderTest.h"
 #include "decoderPlants.h"
@@ -23,7 +23,7 @@ using ::testing::HasSubstr;
 
 // --- the program that runs decoders
 
-/// What a runner does, and the text of the finding; none when the text is empty.
+/// The behaviour of a runner, and the text of the finding; there is none if the text is empty.
 struct RunnerRow {
     const char* name;
     const char* script; ///< "LOADED" stands for the answer to a decoder, "GOOD" for one to a call
@@ -154,7 +154,7 @@ TEST_F(DecoderTest, saysNothingOfARunnerWhereThereIsNoDecoder) {
               "0 faults in 1 definition and 0 list elements\n");
 }
 
-// --- the process of the next decoder, which starts ahead
+// --- the process for the next decoder, which starts in advance
 
 class ManyDecoders : public DecoderTest {
 protected:
@@ -204,7 +204,7 @@ TEST_F(ManyDecoders, leaveNoProcess) {
 
 class Walls : public DecoderTest {
 protected:
-    /// Returns what a program of the shell prints where a runner stands.
+    /// Returns the output of a shell command that runs as a runner.
     std::string printedBy(const std::string& command) {
         addDecoder("a", "// none", "{}");
         writeRunnerScript(temp.path(), "read -r line; echo '" + std::string(LOADED_DECODER) + "'\nread -r line\n" +
@@ -224,7 +224,7 @@ TEST_F(Walls, hideTheEnvironment) {
 }
 
 TEST_F(Walls, leaveThreeDescriptors) {
-    EXPECT_EQ(printedBy("ls /proc/self/fd"), "0;1;2;3;"); // the last one is the listing's own
+    EXPECT_EQ(printedBy("ls /proc/self/fd"), "0;1;2;3;"); // the last one belongs to ls itself
 }
 
 TEST_F(Walls, leaveNoDirectory) {
@@ -250,7 +250,7 @@ TEST_F(Walls, takeTheRightsOfRoot) {
 
 // --- decoders
 
-/// A decoder, and the one finding on the examples of a source with it.
+/// A decoder, and the only finding on the examples of a source with it.
 struct DecoderRow {
     const char* name;
     const char* script;

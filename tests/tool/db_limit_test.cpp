@@ -18,7 +18,7 @@ using Words = std::vector<std::string>;
 using Clock = std::chrono::steady_clock;
 using std::chrono::seconds;
 
-// What a busy machine may take on top of a promised limit.
+// The margin of a busy machine on top of a promised limit.
 constexpr seconds ROOM(10);
 
 class DbLimit : public ToolTest {

@@ -320,7 +320,7 @@ const char* const PONG = "+PONG\r\n";
 const char* const LOADING = "-LOADING\r\n";
 const char* const TEXT = "$1\r\nx\r\n";
 
-// A value that does not convert is read once more for the message, and much can have changed by then.
+// A value that does not convert is read once more for the message, and may have changed by then.
 TEST_P(DbGetFromAPeer, saysWhatItKnows) {
     ScriptedRedis peer(answers(GetParam().answers));
     const ToolRun result = run({"--socket", peer.socket(), "db", "get", "k", "f", "--as", "int32"});

@@ -1,4 +1,4 @@
-// The command decode: one uplink, a stream of them, and their way into the database.
+// The command decode: one uplink, a stream of uplinks, and their way into the database.
 
 #include "DecoderTest.h"
 #include "RedisServer.h"
@@ -169,7 +169,7 @@ TEST_F(Decode, answersProgramsLineByLine) {
     EXPECT_EQ(result.status, 1);
 }
 
-// A process for the whole stream: the decoder's own variables live on.
+// One process serves the whole stream: the decoder's own variables persist.
 TEST_F(Decode, keepsTheRunnerForAStream) {
     addDecoder("count", "var n = 0; function decodeUplink(i) { return {data: {n: ++n}}; }", R"({"n": {}})");
     EXPECT_EQ(feed("\n\n\n", {"decode", "--definition", "lora/demo/count", "--port", "1", "-"}).out, "n 1\nn 2\nn 3\n");

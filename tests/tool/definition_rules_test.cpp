@@ -1,4 +1,4 @@
-// A definition may change between the library's reading and the tool's, which looks for the places.
+// A definition may change between the library's reading and the tool's search for places.
 
 #include "check/definitionRules.h"
 

@@ -175,7 +175,7 @@ TEST_F(Diff, decoderOnOneSide) {
 )" + DIFFERENT);
 }
 
-// --- which definitions are compared
+// --- the definitions that are compared
 
 TEST_F(Diff, withoutANameAllThatHide) {
     for (const char* name : {"lora/a/a", "lora/a/b", "lora/a/c"})
@@ -305,7 +305,7 @@ TEST_F(DiffSource, replacingADefinitionThatCannotBeRead) {
     EXPECT_EQ(result.status, 1);
 }
 
-// A source can make the answer long; memory has an end.
+// A source can make the answer long, but memory is limited.
 TEST_F(DiffSource, answerThatIsTooLong) {
     for (const char* name : {"lora/b/a", "lora/b/b", "lora/b/c", "lora/b/d", "lora/b/e"}) {
         define(standard, name, std::string(500000, 'a'), std::string(name).substr(7) + ".js");

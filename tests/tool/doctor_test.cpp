@@ -1,4 +1,4 @@
-// Causes of "no data", planted one by one: doctor names each with what to do next.
+// Causes of "no data", planted one by one: doctor names each cause and the next step.
 
 #include "DecoderTest.h"
 #include "RedisServer.h"
@@ -31,7 +31,7 @@ constexpr const char* KEY = "lora@aa";
 constexpr const char* EXAMPLE = R"([{"description": "normal", "input": {"fPort": 1, "bytes": "d7 32"},
     "output": {"data": {"t": 21.5, "b": 50}}}])";
 
-/// A device on which one sensor shows its data.
+/// A device with one sensor that shows its data.
 class Doctor : public DecoderTest {
 protected:
     Doctor() {

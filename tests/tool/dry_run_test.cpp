@@ -27,7 +27,7 @@ protected:
         writeList({GOOD_SENSOR});
     }
 
-    /// Runs it and holds it to its promise.
+    /// Runs the dry run and checks that it changes nothing.
     ToolRun dryRun(std::vector<std::string> options = {}) const {
         options.insert(options.begin(), {"install", temp / "source", "--dry-run"});
         const auto before = snapshot(temp.path());
@@ -115,7 +115,7 @@ void PrintTo(const BlockerRow& row, std::ostream* out) {
 
 class Blocker : public DryRun, public ::testing::WithParamInterface<BlockerRow> {};
 
-// Returns what the library itself says of an installation without the tool's examination.
+// Returns the library's own error for an installation without the tool's preflight.
 std::string libraryError(const TempDir& temp) {
     using namespace Kelvra::SCADA;
     Conf& conf = Env::inst().conf();
@@ -128,7 +128,7 @@ std::string libraryError(const TempDir& temp) {
     return error;
 }
 
-// What the library meets only in the middle of an installation.
+// Faults that the library finds only in the middle of an installation.
 TEST_P(Blocker, isForeseenInTheWordsOfTheLibrary) {
     writeFile(temp / "custom/lora/file", "");
     makeLink(temp / "source", temp / "custom/lora/link");
@@ -137,7 +137,7 @@ TEST_P(Blocker, isForeseenInTheWordsOfTheLibrary) {
     makeDir(temp / "custom/lora/demo/decoder-decoder");
     const std::string& name = GetParam().definition;
     source.definition(name, R"({"decoder": "d.js", "properties": {}})").decoder(name, "d.js");
-    // A "\" in a name is a separator where decoders are looked for.
+    // A "\" in a name is a separator in the search for decoders.
     writeFile(temp / "source/lora/demo/x/d.js", "");
     const std::string text = replaced(GetParam().text, "$N", name);
     const Json::Value answer = parsed(dryRun({"--json"}).out);
@@ -305,7 +305,7 @@ TEST_F(DryRun, saysThatThereIsNoRoom) {
     addDefinition(source, "lora/demo/th1");
     constexpr std::uintmax_t FOUR_TERABYTES = std::uintmax_t{1} << 42U;
     std::filesystem::resize_file(temp / "source/lora/demo/th1.js", FOUR_TERABYTES);
-    // No snapshot, which would read the file.
+    // Takes no snapshot, which would read the file.
     const ToolRun result = run(
         {"install", temp / "source", "--dry-run", "--max-decoder", "8796093022208", "--max-source", "8796093022208"});
     EXPECT_EQ(result.status, 5);

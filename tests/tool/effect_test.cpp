@@ -32,7 +32,7 @@ protected:
         return run(arguments);
     }
 
-    /// Returns the lines of the dry run that tell the effect.
+    /// Returns the lines of the dry run that describe the effect.
     std::string effectOf(const std::vector<std::string>& more = {}) const {
         std::vector<std::string> arguments = {"install", temp / "source", "--dry-run", "--allow-overwrite"};
         arguments.insert(arguments.end(), more.begin(), more.end());
@@ -170,7 +170,7 @@ TEST_F(Effect, withoutExamples) {
     EXPECT_EQ(effectOf(), "    the effect on the values is not known: neither definition has examples\n");
 }
 
-// A decoder that never ends costs three calls and not a hundred.
+// A decoder that never ends costs three calls, not a hundred.
 TEST_F(Effect, decoderThatNeverEnds) {
     std::string examples;
     for (int port = 0; port < 100; ++port)

@@ -1,4 +1,4 @@
-// A storage of an account in which others have put files of their own.
+// A storage of an account into which other users have put files of their own.
 
 #include "ToolTest.h"
 #include "findings.h"
@@ -20,7 +20,7 @@ class ForeignEntries : public ToolTest {
 protected:
     ForeignEntries() {
         chmod(temp.path().c_str(), 0755);
-        // A process that has changed its user lets nobody look into it, not even the search for leaks.
+        // A process that has changed its user cannot be traced, not even by the search for leaks.
         setenv("LSAN_OPTIONS", "detect_leaks=0", 1);
         StorageBuilder storage(temp / "account/custom");
         addDefinition(storage, "lora/demo/kept");
@@ -54,7 +54,7 @@ protected:
     static constexpr uid_t ACCOUNT = 1;
 };
 
-// The kernel lets whoever may read and write a file give it a second name, and its owner alone change its mode.
+// The kernel lets anyone who may read and write a file give it a second name, but only its owner change its mode.
 TEST_F(ForeignEntries, thatMayBeWrittenStayAsTheyAreInPlace) {
     workInPlace();
     const std::string notes = temp / "account/custom/notes";
@@ -118,7 +118,7 @@ TEST_P(UncopiableEntry, refusesWhatWouldCopyIt) {
     EXPECT_EQ(snapshot(temp / "account"), before);
 }
 
-// It is in the former generation then.
+// It is then in the former generation.
 TEST_P(UncopiableEntry, goesWithAllOthers) {
     GetParam().plant(entry());
     const ToolRun removal = runThere({"remove", "--all", "--yes"});
@@ -155,7 +155,7 @@ INSTANTIATE_TEST_SUITE_P(
                                "it cannot be read"}),
     rowName);
 
-// Nobody but root can empty the directory.
+// Only root can empty the directory.
 TEST_F(ForeignEntries, thatKeepAGenerationFromBeingRemovedGoWithALaterOne) {
     writeFile(temp / "account/custom/theirs/file", "");
     ASSERT_EQ(runThere({"remove", "--all", "--yes"}).status, 0);

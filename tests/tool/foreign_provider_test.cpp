@@ -12,7 +12,7 @@ using ::testing::HasSubstr;
 
 constexpr const char* NOTE = "scada-sensors: log levels cannot be changed: this device's support library sets them\n";
 
-/// The tool with a device's support library, which has the contract's functions and no switch for levels.
+/// The tool with a device's support library, which has the contract's functions but no switch for levels.
 class ForeignProvider : public ToolTest {
 protected:
     ForeignProvider() {

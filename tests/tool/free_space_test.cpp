@@ -1,4 +1,4 @@
-// What an installation needs, on one file system and on two. A dry run tells it and copies nothing.
+// The space that an installation needs, on one file system and on two. A dry run reports it and copies nothing.
 
 #include "ToolTest.h"
 #include "mountPrivately.h"
@@ -62,11 +62,11 @@ TEST_F(FreeSpace, countsTheFileOfADocumentThatCannotBeWritten) {
     expectShortage("staging", BLOCK + 4 * BLOCK + inBlocks(FOUR_TERABYTES) + 2 * BLOCK);
 }
 
-// For less than there is, and more than half of it.
+// Needs less space than there is, but more than half of it.
 TEST_F(FreeSpace, isNeededTwiceOnOneFileSystem) {
     const std::uintmax_t size = std::filesystem::space(temp.path()).available / 4 * 3;
     growDecoder(size);
-    // In the staging directory, and with one more directory in the next generation.
+    // Once in the staging directory, and once in the next generation with one more directory.
     expectShortage("custom", 2 * (BLOCK + inBlocks(size) + 2 * BLOCK) + BLOCK);
 }
 
@@ -80,7 +80,7 @@ private:
     std::string mounted;
 };
 
-// What a killed installation has left there goes before anything is written.
+// Remains of a killed installation are removed there before anything is written.
 class FreeSpaceForStaging : public FreeSpaceOfMount, public ::testing::WithParamInterface<const char*> {
 protected:
     FreeSpaceForStaging() : FreeSpaceOfMount("staging") {}

@@ -1,4 +1,5 @@
-// Operations make generations of the custom storage, which take its place, can be returned to, and are written down.
+// Operations make generations of the custom storage, replace the storage with them, can restore them, and keep a
+// history.
 
 #include "ToolTest.h"
 #include "findings.h"
@@ -22,7 +23,7 @@ using namespace Kelvra::SCADA::Test;
 
 using Snapshot = std::map<std::string, std::string>;
 
-/// How the next generation takes the place of the storage.
+/// The way in which the next generation replaces the storage.
 enum class Way { EXCHANGED, IN_PLACE, IN_A_MOUNT };
 
 struct WayRow {
@@ -66,7 +67,7 @@ protected:
     }
 
     ToolRun install() const { return run({"install", temp / "source", "--allow-overwrite"}); }
-    // Without the lock that a mounted storage has in itself.
+    // Leaves out the lock file that a mounted storage contains.
     Snapshot now() const {
         Snapshot entries = snapshot(temp / "custom");
         entries.erase(".scada-sensors.lock");
@@ -116,7 +117,7 @@ TEST_P(Generations, areReturnedToAfterEverythingWasRemoved) {
     EXPECT_EQ(now(), before);
 }
 
-// Another one would take the place of the one to return to.
+// Another generation would replace the one to restore.
 TEST_P(Generations, areNotMadeWhereNothingChanges) {
     const Snapshot before = now();
     ASSERT_EQ(run({"remove", "--all", "--yes"}).status, 0);
@@ -153,7 +154,7 @@ TEST_P(Generations, keepWhatIsNotTouchedAsTheSameFile) {
         const struct stat previous = statusOf("custom.generations/previous/" + entry);
         return now.st_ino == previous.st_ino && now.st_dev == previous.st_dev;
     };
-    // A mounted storage shares no file with what is beside it.
+    // A mounted storage shares no file with its neighbours outside.
     EXPECT_EQ(isShared("lora/demo/kept.json"), GetParam().way != Way::IN_A_MOUNT);
     EXPECT_FALSE(isShared("lora/demo/old.json"));
 }
@@ -181,7 +182,8 @@ TEST_P(Generations, keepTheOwnersOfFiles) {
     expectOwned("custom");
 }
 
-// A storage in a mount is copied with all its files; elsewhere its directories are, and a file stays the same one.
+// A storage in a mount is copied with all its files; elsewhere only its directories are, and a file stays the same
+// file.
 TEST_P(Generations, keepOwnersModesAndAttributes) {
     struct Kept {
         const char* entry;
@@ -189,7 +191,7 @@ TEST_P(Generations, keepOwnersModesAndAttributes) {
         char note;
     };
     static constexpr Kept ROWS[] = {{"", 02750, 'a'}, {"/lora/demo", 0711, 'b'}, {"/lora/demo/kept.js", 0640, 'c'}};
-    // A tmpfs takes attributes of users since Linux 6.6, and those of root in older ones too.
+    // A tmpfs supports attributes of users since Linux 6.6; older ones support only root's.
     const bool takesUsers = setxattr((temp / "custom").c_str(), "user.note", "", 0, 0) == 0;
     const char* const name = takesUsers ? "user.note" : "trusted.note";
     for (const auto& [entry, mode, note] : ROWS) {
@@ -231,7 +233,7 @@ TEST_P(Generations, areWrittenDown) {
     }
     EXPECT_EQ(words, "1 install installed lora/demo/old installed lora/new/one\n"
                      "2 remove removed lora/new/one\n3 rollback restored lora/new/one\n");
-    // What came back is what had gone.
+    // The restored content is the removed one.
     EXPECT_EQ(operations[0U]["definitions"][1U]["content"], operations[2U]["definitions"][0U]["content"]);
 }
 
@@ -329,7 +331,7 @@ TEST_F(Recovery, completesWhatWasWrittenInPlace) {
     EXPECT_EQ(leftBeside(), (std::set<std::string>{"history", "previous"}));
 }
 
-// It was killed when the state before it had become the previous generation already.
+// The operation was killed when the state before it had already become the previous generation.
 TEST_F(Recovery, returnsThePreviousGenerationToItsPlace) {
     plant("previous", "changed");
     plant("superseded", "default");
@@ -343,7 +345,7 @@ TEST_F(Recovery, returnsThePreviousGenerationToItsPlace) {
     EXPECT_EQ(leftBeside(), (std::set<std::string>{"history", "previous"}));
 }
 
-// A file in it was protected, and is not any more.
+// A file in it was protected before, and is not any more.
 TEST_F(Recovery, removesWhatCouldNotBeRemovedBefore) {
     plant("discarded-1", "changed");
     plant("discarded-2", "default");
@@ -358,7 +360,7 @@ TEST_F(Recovery, hasNoPreviousGenerationAtFirst) {
     EXPECT_EQ(run({"history"}).out, "no operations\n");
 }
 
-// A path that is misspelt leads to nothing that an operation could have left.
+// A misspelt path has nothing that an operation could have left.
 TEST_F(Recovery, makesNothingWhereThereIsNoStorage) {
     const auto before = treeOf(temp.path());
     const std::vector<std::string> there = {"--custom-dir", temp / "none/custom", "--staging-dir",

@@ -1,4 +1,4 @@
-// What the managed sensors lose when definitions are removed or replaced, and the questions which ones are in use.
+// Losses of the managed sensors when definitions are removed or replaced, and queries for the definitions in use.
 
 #include "ToolTest.h"
 #include "jsonText.h"

@@ -18,8 +18,8 @@ namespace {
 
 using namespace Kelvra::SCADA::Test;
 
-/// Puts a "cp" in the place of the real one, which stops before the copy to a file until it may go on, or fails there.
-/// The file is given as a shell pattern: the directories in which the library works have names of their own.
+/// Replaces "cp" with one that stops before the copy to a file until it may continue, or fails there. The file is given
+/// as a shell pattern, because the names of the library's working directories vary.
 class SlowCopies : public ToolTest {
 protected:
     SlowCopies() : path(std::getenv("PATH")), source(temp / "source") {
@@ -35,7 +35,7 @@ protected:
     }
 
     void stopCopiesTo(const std::string& target) const {
-        // Not ended by the hangup of the terminal that ends with its tool, but with the test.
+        // Ends with the test, not by the hangup of the terminal that ends with its tool.
         writeFile(temp / "bin/cp", "#!/bin/sh\ntrap '' HUP\ncase \"$3\" in " + (temp / target) + ")\n  echo $$ > " +
                                        (temp / "waiting.new") + "\n  mv " + (temp / "waiting.new") + " " +
                                        (temp / "waiting") + "\n  while [ -d " + temp.path() + " ] && [ ! -e " +
@@ -173,7 +173,7 @@ TEST_F(SlowCopies, aTerminalShowsProgress) {
     stopCopiesTo("custom.generations/*/lora/demo/c-decoder");
     const auto process = startInstallation();
     ASSERT_TRUE(isWaiting());
-    // A line comes every 200 ms.
+    // A progress line comes every 200 ms.
     for (int left = 50; left > 0; --left)
         pauseBriefly();
     goOn();
@@ -211,7 +211,7 @@ TEST_F(SlowCopies, removalOfEverythingAsksOnATerminal) {
     const auto refused = start({"remove", "--all"});
     refused->type("no\n");
     EXPECT_EQ(refused->wait(), 5);
-    // What was typed is echoed before or after the question.
+    // Typed text is echoed before or after the question.
     EXPECT_EQ(replaced(replaced(refused->screen(), temp.path(), "$T"), "no\n", ""),
               question + "scada-sensors: nothing has been removed\n");
     EXPECT_EQ(snapshot(temp / "custom"), before);
@@ -257,7 +257,7 @@ protected:
             process.type("\x03");
         else
             process.send(GetParam().signal);
-        // A signal that does harm does it by then.
+        // A harmful signal has its effect by then.
         for (int left = 10; left > 0; --left)
             pauseBriefly();
     }
@@ -296,7 +296,7 @@ TEST_P(Signalled, programsAreToldTheSignal) {
         << screen;
 }
 
-// A program that hangs must not keep the tool from ending.
+// A program that hangs must not prevent the tool from ending.
 TEST_P(Signalled, anInstallationThatStillCopiesChangesNothing) {
     const auto before = snapshot(temp / "custom");
     for (const char* stopped : {"staging/*/lora/demo/a-decoder", "custom.generations/*/lora/demo/b-decoder"}) {

@@ -37,7 +37,7 @@ protected:
         return run(options);
     }
 
-    /// Holds an installation to refusing with these findings and leaving the custom storage as it is.
+    /// Expects that an installation is refused with these findings and leaves the custom storage unchanged.
     void expectRefusal(const std::vector<std::string>& options, std::size_t errors, const std::string& findings) const {
         const auto before = snapshot(temp / "custom");
         const ToolRun result = install(options);
@@ -143,7 +143,7 @@ TEST_F(Install, refusesADirectoryThatItCannotRead) {
     EXPECT_EQ(treeOf(temp / "custom"), std::set<std::string>{});
 }
 
-// The directory that an operator names may be one with files of his own.
+// The directory that an operator names may contain his own files.
 class InstallBesideFiles : public Install {
 protected:
     InstallBesideFiles() {
@@ -206,7 +206,7 @@ TEST_F(Install, refusesMoreThanThereIsRoomFor) {
     EXPECT_EQ(treeOf(temp / "custom"), std::set<std::string>{});
 }
 
-// Returns `text` with "T" for each time that it tells.
+// Returns `text` with "T" in place of each time.
 std::string withoutTime(const std::string& text) {
     return std::regex_replace(text, std::regex("[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}"), "T");
 }
@@ -238,7 +238,7 @@ TEST_F(Install, waitsForNobodyWhoHoldsTheLock) {
     EXPECT_EQ(install().status, 0);
 }
 
-// Locks the file and stops. The caller ends it.
+// Locks the file and stops. The caller ends the process.
 pid_t startStoppedHolder(const std::string& file) {
     const pid_t holder = fork();
     if (holder == 0) {
@@ -273,7 +273,7 @@ TEST_F(Install, namesAStoppedHolderOfTheLock) {
     ASSERT_NE(at, std::string::npos);
     ASSERT_NE(strptime(result.err.c_str() + at, "started %Y-%m-%d %H:%M:%S", &told), nullptr);
     told.tm_isdst = -1;
-    // The system counts in ticks from a start whose second it has rounded.
+    // The system counts in ticks from a start that it has rounded to a second.
     EXPECT_NEAR(static_cast<double>(std::mktime(&told)), static_cast<double>(before), 5);
     EXPECT_EQ(install().status, 0);
 }
@@ -313,7 +313,7 @@ TEST_F(Install, needsItsLockFile) {
     EXPECT_EQ(result.err, "scada-sensors: cannot open the lock file [$T/custom.lock]: Is a directory\n");
 }
 
-// Each path of the custom directory has its own lock file beside it.
+// Each path of the custom directory has its own lock file next to it.
 class CustomDirectoryWithTwoPaths : public Install, public ::testing::WithParamInterface<const char*> {
 protected:
     void SetUp() override {
@@ -394,7 +394,7 @@ protected:
     StorageOfAnAccount() {
         addDefinition(source, "lora/demo/th1");
         chmod(temp.path().c_str(), 0755);
-        // A process that has changed its user lets nobody look into it, not even the search for leaks.
+        // A process that has changed its user cannot be traced, not even by the search for leaks.
         setenv("LSAN_OPTIONS", "detect_leaks=0", 1);
         for (const char* directory : {"account", "account/custom"}) {
             makeDir(temp / directory);
@@ -434,7 +434,7 @@ TEST_F(StorageOfAnAccount, isChangedByRootAsTheAccount) {
     expectOwnedByTheAccount();
 }
 
-// The account owns the directory above and can put links to anything there.
+// The account owns the parent directory and can put links to anything there.
 TEST_F(StorageOfAnAccount, leadsRootNowhereElse) {
     makeDir(temp / "roots");
     writeFile(temp / "roots/file", "");
@@ -454,7 +454,7 @@ TEST_F(StorageOfAnAccount, leadsRootNowhereElse) {
         const std::string link = temp / (std::string("account/") + row.name);
         removeTree(link);
         makeLink(temp / "roots", link);
-        // The examination of a source finds that the storage cannot be copied there.
+        // The preflight of a source finds that the storage cannot be copied there.
         const bool copies = row.name == std::string("custom.generations");
         const std::string err = std::string("scada-sensors: ") + row.err;
         const ToolRun installation = runThere({"install", temp / "source"});
@@ -469,7 +469,7 @@ TEST_F(StorageOfAnAccount, leadsRootNowhereElse) {
     }
 }
 
-// Who owns it can change its mode and its entries at any time.
+// The owner can change its mode and its entries at any time.
 TEST_F(Install, refusesADirectoryOfAnotherUser) {
     addDefinition(source, "lora/demo/th1");
     const struct {
@@ -497,7 +497,7 @@ void PrintTo(const UnsafeRow& row, std::ostream* out) {
     *out << row.name;
 }
 
-// Each text starts with the directory that it is about.
+// Each text starts with the directory that it describes.
 std::string directoryOf(const std::string& text) {
     const std::size_t start = text.find('[') + 1;
     return text.substr(start, text.find(']') - start);

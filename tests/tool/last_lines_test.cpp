@@ -1,4 +1,4 @@
-// What commands say last: when something is broken, not there or there already, and when nobody listens.
+// The last messages of commands: if something is broken, missing or already there, and if nobody reads the output.
 
 #include "RedisServer.h"
 #include "ToolTest.h"
@@ -256,7 +256,7 @@ TEST_P(SourceLevel, isNamedRight) {
     EXPECT_EQ(result.status, 5);
     EXPECT_EQ(result.out, finding);
     EXPECT_EQ(result.err, "scada-sensors: the installation is refused: 1 error; nothing has been changed\n");
-    // The locks stay.
+    // The lock files stay.
     fs::remove(temp / "custom.lock");
     fs::remove(temp / "staging.lock");
     EXPECT_EQ(snapshot(temp.path()), before);
@@ -280,7 +280,7 @@ INSTANTIATE_TEST_SUITE_P(
                                "looks like one."}),
     rowName);
 
-// --- what is installed already
+// --- definitions that are already installed
 
 class Installed : public ToolTest {
 protected:
@@ -298,7 +298,7 @@ protected:
         return result;
     }
 
-    // Any other time than that of the test.
+    // Any time other than that of the test.
     const fs::file_time_type LONG_AGO = fs::last_write_time(temp.path()) - std::chrono::hours(1000);
     StorageBuilder source;
 };
@@ -437,7 +437,7 @@ protected:
     RedisServer server;
 };
 
-// The first connection must not become the output: what it says would be commands.
+// The first connection must not become the standard output: the output would be commands to the server.
 TEST_P(ClosedDatabase, isToldNothingThatItStores) {
     server.run({"HSET", "hash", "field", "FLUSHALL"});
     server.run({"LPUSH", "list", "FLUSHALL"});

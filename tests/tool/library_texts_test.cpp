@@ -1,4 +1,4 @@
-// The texts that the tool says in the library's place: a text that changes in the library fails here.
+// The texts of the library that the tool says itself: if the library changes one, a test here fails.
 
 #include "FakeSupport.h"
 #include "StorageBuilder.h"
@@ -116,7 +116,7 @@ std::string directoryInPlaceOfDecoder(const std::string& dir) {
     return textOfImport(dir);
 }
 
-// Returns the one message of this level that the list makes; nothing when there are others.
+// Returns the only message of this level that the list causes, or nothing if there are others.
 std::string textOfList(const FakeSupport::LogLine& wanted) {
     SensorMap().Load();
     std::string text;

@@ -1,4 +1,4 @@
-// How much memory the examination of a source may take, whatever is in it.
+// The memory that the preflight of a source may take, whatever its content.
 
 #include "ToolTest.h"
 #include "rowName.h"
@@ -17,8 +17,7 @@
 #include <string>
 #include <vector>
 
-// The sanitizers take several times as much for themselves. Only builds with clang++ are made with them here, or with
-// tsan.
+// The sanitizers need several times as much memory. Here they are used only in builds with clang++, or with tsan.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) && !defined(__clang__)
 
 namespace {
@@ -28,7 +27,7 @@ using namespace Kelvra::SCADA::Test;
 constexpr std::size_t MEGABYTE = std::size_t{1024} * 1024;
 
 #if defined(SCADA_EMULATOR)
-// What the emulator takes for itself.
+// The memory of the emulator itself.
 constexpr long MOST_KILOBYTES = 2 * 64 * 1024;
 #else
 constexpr long MOST_KILOBYTES = 64 * 1024;
@@ -51,7 +50,7 @@ std::string repeated(const std::string& part, std::size_t bytes) {
     return text;
 }
 
-/// Plants definitions of one text.
+/// Plants definitions with one text.
 std::function<void(const std::string&)> definitions(const std::string& front, const std::string& part,
                                                     const std::string& back, std::size_t bytes = MEGABYTE - 100,
                                                     std::size_t number = 60) {
@@ -69,7 +68,7 @@ const std::string BACK = "]}}}";
 /// Runs of the tool whose memory is measured.
 class HostileDecoder : public ToolTest {
 protected:
-    /// Returns the peak of the memory of a run that ends with a status.
+    /// Returns the peak memory of a run that ends with a status.
     long kilobytesOf(std::vector<std::string> arguments, int expectedStatus) const {
         arguments.insert(arguments.begin(), {"--codec-runner", runner});
         std::vector<std::string> words = toolCommand(arguments);
@@ -147,8 +146,7 @@ INSTANTIATE_TEST_SUITE_P(
                    "source/wrong-level"}),
     rowName);
 
-// All differs: each value has gone.
-// Only the source without a definition has no difference.
+// Everything differs: each value is gone. Only the source without a definition has no difference.
 TEST_P(HostileSource, takesLittleMemoryToCompare) {
     const int expectedStatus = GetParam().name == std::string("stray_files") ? 0 : 1;
     GetParam().plant(temp / "source");
@@ -161,7 +159,7 @@ TEST_P(HostileSource, takesLittleMemoryToCompare) {
     }
 }
 
-// One long description in each line of what is found.
+// Each line of the findings has one long description.
 TEST_F(HostileDecoder, takesLittleMemory) {
     runner = duktapeRunnerIn(temp);
     writeFile(
@@ -177,7 +175,7 @@ TEST_F(HostileDecoder, takesLittleMemory) {
     EXPECT_THAT(readFile(temp / "out"), ::testing::HasSubstr("[codec/undeclared]\n"));
 }
 
-// Each of many values repeats the names that lead to it.
+// Each of many values repeats the names on its path.
 TEST_F(HostileDecoder, takesLittleMemoryForManyValues) {
     runner = duktapeRunnerIn(temp);
     for (const std::string& name : {std::string("p"), std::string(240, 'p')}) {

@@ -1,4 +1,4 @@
-// Who can read and write what an installation leaves.
+// Read and write permissions after an installation.
 
 #include "ToolTest.h"
 #include "rowName.h"
@@ -62,7 +62,7 @@ protected:
 
 TEST_P(Modes, areThoseOfNeitherUploadNorUmask) {
     chmod((temp / "custom").c_str(), 02755);
-    // Root may give any group; others keep their own.
+    // Root may set any group; others keep their own.
     const gid_t group = geteuid() == 0 ? 1 : getegid();
     ASSERT_EQ(chown((temp / "custom").c_str(), geteuid(), group), 0);
     chmod((temp / "custom").c_str(), 02755);

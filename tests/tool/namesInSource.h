@@ -8,7 +8,7 @@
 
 namespace Kelvra::SCADA::Test {
 
-/// Returns what the first group of `pattern` matches in a source file of the tool, wherever it matches.
+/// Returns the text of the first group of `pattern` for each match in a source file of the tool.
 inline std::set<std::string> namesInSource(const std::string& file, const std::string& pattern) {
     const std::string text = readFile(SCADA_TOOL_SOURCES "/" + file);
     const std::regex expression(pattern);

@@ -1,5 +1,5 @@
-// How often a run opens each file. Each opening is another reading and parsing, and the file may have changed
-// meanwhile.
+// Counts how often a run opens each file. Each opening is another reading and parsing, and the file may have changed in
+// the meantime.
 
 #include "OpenCounter.h"
 #include "ToolTest.h"
@@ -17,8 +17,8 @@ using Openings = std::map<std::string, int>;
 
 class OpenCountTest : public ToolTest {
 protected:
-    /// Makes a device with sound, hidden and faulty definitions and with sound and faulty list elements, a source with
-    /// sound and faulty definitions, and an upload with sound ones only.
+    /// Makes a device with valid, hidden and faulty definitions and with valid and faulty list elements, a source with
+    /// valid and faulty definitions, and an upload with valid ones only.
     OpenCountTest() : source(temp / "source"), upload(temp / "upload") {
         for (const char* name : {"lora/demo/th1", "lora/demo/th2", "lora/demo/th3"})
             addDefinition(standard, name);
@@ -77,8 +77,8 @@ void PrintTo(const ReadingRow& row, std::ostream* out) {
 
 class Reading : public OpenCountTest, public ::testing::WithParamInterface<ReadingRow> {};
 
-// A second opening is allowed for the places in a faulty definition, and where an installed definition is compared byte
-// for byte with what would replace it.
+// A second opening is allowed to find the places in a faulty definition, and to compare an installed definition byte
+// for byte with its replacement.
 TEST_P(Reading, opensNoFileTooOften) {
     Openings openings = openingsOf(GetParam().arguments, GetParam().status);
     EXPECT_FALSE(openings.empty());
@@ -136,7 +136,7 @@ INSTANTIATE_TEST_SUITE_P(
                                  forInstallationOf("upload")}),
     rowName);
 
-// Nothing is judged where nothing was written.
+// If nothing was written, nothing is verified.
 TEST_F(OpenCountTest, anUnchangedInstallationOpensNoFileMoreThanTwice) {
     openingsOf({"install", "$T/upload", "--allow-overwrite"}, 0);
     const Openings openings = openingsOf({"install", "$T/upload"}, 0);
@@ -145,7 +145,7 @@ TEST_F(OpenCountTest, anUnchangedInstallationOpensNoFileMoreThanTwice) {
         EXPECT_LE(count, 2) << path;
 }
 
-// The tool copies the source; whatever reads a file after that reads the copy.
+// The tool copies the source; everything that reads a file after that reads the copy.
 TEST_F(OpenCountTest, installationOpensEachFileOfItsSourceOnce) {
     const Openings openings = openingsOf({"install", "$T/upload", "--allow-overwrite"}, 0);
     std::set<std::string> opened;

@@ -1,7 +1,7 @@
-// Makes the stand-in start a program from the directory SCADA_TEST_PROGRAMS when it is there. The tool lets no one who
-// calls it choose the programs, so that tests that slow one down or make it fail put this library in the stand-in's
-// place. Before directories are exchanged, it waits in the directory SCADA_TEST_GATE until the file "go" is there.
-// With SCADA_TEST_NO_EXCHANGE they cannot be exchanged.
+// Makes the stand-in start a program from the directory SCADA_TEST_PROGRAMS if it exists there. Callers of the tool
+// cannot choose its programs, so tests that slow one down or make it fail replace the stand-in with this library.
+// Before directories are exchanged, it waits in the directory SCADA_TEST_GATE until the file "go" exists. With
+// SCADA_TEST_NO_EXCHANGE they cannot be exchanged.
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -17,7 +17,7 @@
 
 extern "C" {
 
-// The names are those that the linker's option --wrap gives.
+// The names follow the linker's option --wrap.
 // NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
 int __real_posix_spawnp(pid_t* pid, const char* file, const posix_spawn_file_actions_t* actions,
                         const posix_spawnattr_t* attributes, char* const* arguments, char* const* environment);
@@ -30,7 +30,7 @@ int __wrap_posix_spawnp(pid_t* pid, const char* file, const posix_spawn_file_act
     return __real_posix_spawnp(pid, isOurs ? program.c_str() : file, actions, attributes, arguments, environment);
 }
 
-// In the place of the system library's.
+// Replaces the system library's function.
 int renameat2(int fromDirectory, const char* from, int toDirectory, const char* to, unsigned int flags) noexcept {
     if (const char* const gate = std::getenv("SCADA_TEST_GATE")) {
         close(open((std::string(gate) + "/waiting").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
@@ -46,9 +46,9 @@ int renameat2(int fromDirectory, const char* from, int toDirectory, const char* 
 // NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 }
 
-// A sanitizer has these functions for itself.
+// A sanitizer defines these functions itself.
 #ifndef SCADA_SANITIZED
-// The system has no more memory than a test wants.
+// Simulates a system with only as much memory as a test wants.
 void* operator new(std::size_t size) {
     const char* largest = std::getenv("SCADA_TEST_LARGEST_ALLOCATION");
     void* memory = largest != nullptr && size > std::strtoull(largest, nullptr, 10) ? nullptr : std::malloc(size + 1);

@@ -1,4 +1,4 @@
-// An installation, its dry run and the check of its source judge a source alike.
+// An installation, its dry run and the check of its source must come to the same verdict on a source.
 
 #include "PreflightTest.h"
 #include "jsonText.h"

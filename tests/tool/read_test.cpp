@@ -1,4 +1,4 @@
-// The values of sensors in the database, on a server of the test's own.
+// The values of sensors in the database, on the test's own server.
 
 #include "RedisServer.h"
 #include "ToolTest.h"

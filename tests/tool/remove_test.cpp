@@ -255,7 +255,7 @@ INSTANTIATE_TEST_SUITE_P(Tool, RemoveOutside,
                                            OutsideRow{"a_directory", "lora/demo/th1"}),
                          rowName);
 
-// A directory with a leading dot is listed and not reached by the library's emptying.
+// A directory with a leading dot is listed, but the library does not remove it when it empties the storage.
 TEST_F(ToolTest, removeAllTakesEntriesThatBeginWithADot) {
     addDefinition(custom, ".lora/demo/th1");
     writeFile(temp / "custom/.notes/.more", "");
@@ -266,7 +266,7 @@ TEST_F(ToolTest, removeAllTakesEntriesThatBeginWithADot) {
     EXPECT_EQ(treeOf(temp / "custom"), std::set<std::string>{});
 }
 
-// What is removed is a copy of the storage, whose directories can be written by whoever may make it.
+// The removal works on a copy of the storage, whose directories are writable for the user who makes it.
 TEST_F(ToolTest, removeAllTakesWhatIsInDirectoriesThatMayNotBeWritten) {
     addDefinition(custom, "lora/demo/th1");
     writeFile(temp / "custom/kept/notes", "");

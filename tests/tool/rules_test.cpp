@@ -1,4 +1,4 @@
-// Each rule of the tool is provoked, and said with its own severity and remedy, to people and to programs.
+// Provokes each rule of the tool and checks its severity and remedy, in the text and in JSON.
 
 #include "PreflightTest.h"
 #include "check/rules.h"
@@ -115,7 +115,7 @@ const Rule* ruleOf(const std::string& id) {
     return nullptr;
 }
 
-/// Returns the lines that people get for findings without control characters.
+/// Returns the lines that the tool prints for findings without control characters.
 std::string linesOf(const Json::Value& findings) {
     std::string text;
     for (const Json::Value& finding : findings) {
@@ -271,7 +271,7 @@ struct FailureRow {
     std::vector<std::string> rules;
 };
 
-// Commands that fail because of what a check would find say it in the same way, on standard error.
+// Commands that fail because of something that a check would find report it in the same way, on standard error.
 class FailureRule : public ToolTest, public ::testing::WithParamInterface<FailureRow> {
 protected:
     FailureRule() {

@@ -1,4 +1,4 @@
-// What the tool makes of the process that its caller gives it.
+// The state of the process that the tool's caller gives it, and how the tool corrects it.
 
 #include "ToolTest.h"
 #include "rowName.h"
@@ -83,7 +83,7 @@ TEST_F(StartUp, shellsAreToldNothing) {
     EXPECT_NE(environment.find("TOLD=kept\n"), std::string::npos) << environment;
 }
 
-// Returns a shell's words for a run of the tool.
+// Returns the words with which a shell runs the tool.
 std::string shellWords(const std::vector<std::string>& arguments) {
     std::string line;
     for (const std::string& word : toolCommand(arguments))
@@ -116,7 +116,7 @@ TEST_P(Full, outputIsAnError) {
         std::string line = GetParam().limit + shellWords({"--default-dir", temp / "default", "--custom-dir",
                                                           temp / "custom", "--map", temp / "list.json", command});
         line += " > " + replaced(GetParam().output, "$T", temp.path()) + " 2> " + (temp / "err.fifo");
-        // The messages go through a FIFO, which has no size that a limit could meet.
+        // The messages go through a FIFO, whose size no limit can restrict.
         line = "mkfifo " + (temp / "err.fifo") + "; cat " + (temp / "err.fifo") + " > " + (temp / "err") + " & (" +
                line + "); status=$?; wait; rm " + (temp / "err.fifo") + "; exit $status";
         EXPECT_EQ(std::system(line.c_str()), 1 << 8) << command;

@@ -1,4 +1,4 @@
-// What reaches a terminal, and how programs tell names apart that a terminal cannot show.
+// The bytes that reach a terminal, and how programs distinguish names that a terminal cannot show.
 
 #include "RedisServer.h"
 #include "ToolTest.h"
@@ -13,7 +13,7 @@ namespace {
 
 using namespace Kelvra::SCADA::Test;
 
-// One of each kind that a terminal obeys or cannot show; none may be in what a command writes.
+// One of each kind that a terminal obeys or cannot show; a command's output must not contain any of them.
 const std::vector<std::string>& hostileParts() {
     static const std::vector<std::string> parts = {"\x1b",   "\r",     "\x7f",     "\xc2\x9b",     "\u061c",  "\u200e",
                                                    "\u200f", "\u202a", "\u202e",   "\u2066",       "\u2069",  "\u2028",
@@ -89,7 +89,7 @@ TEST_F(Hostile, databaseValuesReachNoTerminal) {
 
 // --- names for programs
 
-// What docs tell a program to do with a string of an answer.
+// Decodes a string of an answer as docs tells programs to.
 std::string unescaped(const std::string& text) {
     std::string bytes;
     for (std::size_t at = 0; at < text.size(); ++at) {

@@ -48,7 +48,7 @@ INSTANTIATE_TEST_SUITE_P(
         DiffRow{"same_lines_between", "a\nx\nb\nx\nc\n", "x\nx\nd\n", "@@ -1,5 +1,3 @@\n-a\n x\n-b\n x\n-c\n+d\n"}),
     Kelvra::SCADA::Test::rowName);
 
-// Returns what a diff without lines left out begins from ('-') or ends with ('+').
+// Returns the text before ('-') or after ('+') the changes of a diff that leaves out no lines.
 std::string sideOf(const std::string& hunks, char mark) {
     std::istringstream lines(hunks.substr(hunks.find('\n') + 1));
     std::string text;
@@ -69,7 +69,7 @@ std::string randomLines(std::mt19937& random, std::size_t count, unsigned int ki
 TEST(UnifiedDiffOfRandomTexts, leadsFromOneToTheOther) {
     std::mt19937 random(1);
     for (int turn = 0; turn < 2000; ++turn) {
-        // So few lines that one hunk has all of them, with a change at each end.
+        // Few enough lines for one hunk, with a change at each end.
         const std::string from = "a\n" + randomLines(random, random() % 6, 3) + "c\n";
         const std::string to = "b\n" + randomLines(random, random() % 6, 3) + "d\n";
         const std::string hunks = unifiedDiff(from, to);
@@ -78,7 +78,7 @@ TEST(UnifiedDiffOfRandomTexts, leadsFromOneToTheOther) {
     }
 }
 
-// Beyond the bounds, all between the first and the last difference is replaced.
+// Beyond the limits, everything between the first and the last difference is replaced.
 TEST(UnifiedDiffOfLongTexts, isOneBlock) {
     std::mt19937 random(2);
     const std::string from = randomLines(random, 12000, 1000000);

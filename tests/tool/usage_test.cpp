@@ -31,7 +31,7 @@ TEST_P(BadUsage, isToldOnStderr) {
 
 TEST_P(BadUsage, isAnsweredToPrograms) {
     Json::Value expected = envelope(2);
-    // The escapes are for terminals.
+    // The escape sequences are for terminals.
     expected["error"] = replaced(GetParam().message, "\\x1b", "\x1b");
     for (const char* json : {"--json", "--json=true"}) {
         std::vector<std::string> arguments = GetParam().arguments;

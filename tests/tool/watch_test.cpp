@@ -42,7 +42,7 @@ protected:
 
     bool isSubscribed() const { return server.run({"PUBSUB", "NUMPAT"}) == "(integer 1)"; }
 
-    // Runs the watch to its end while `change` changes keys, from when it is subscribed on.
+    // Runs the watch to its end. `change` starts to change keys when the watch is subscribed.
     ToolRun watch(const std::vector<std::string>& options, const std::function<void()>& change) const {
         auto result = std::async(std::launch::async, [this, &options] { return runTool(commandLine(options)); });
         EXPECT_TRUE(becomesTrue([this] { return isSubscribed(); }));
@@ -118,7 +118,7 @@ TEST_F(Watch, survivesRestartsOfTheServer) {
     });
     ASSERT_TRUE(becomesTrue([this] { return isSubscribed(); }));
     server.run({"SET", "before", "1"});
-    // A server that is killed takes with it what it has not yet sent.
+    // A killed server loses everything that it has not sent yet.
     EXPECT_TRUE(becomesTrue([&] { return !readFile(out).empty(); }));
     server.restart();
     EXPECT_TRUE(becomesTrue([this] { return isSubscribed(); }));
@@ -164,7 +164,7 @@ TEST_F(Watch, tellsOfAServerThatHaltsAndGoesOn) {
         server.pause();
         std::this_thread::sleep_for(std::chrono::seconds(6));
         server.resume();
-        // Only a server that is back is asked again.
+        // A server is asked again only after it is back.
         std::this_thread::sleep_for(std::chrono::seconds(2));
         server.run({"SET", "k", "1"});
     });
@@ -178,7 +178,7 @@ TEST_F(Watch, keepsASilentServer) {
     EXPECT_EQ(result.err, NO_CHANGES);
 }
 
-// The last answer for programs is that of the end.
+// The last JSON answer is that of the end.
 TEST_F(Watch, tellsProgramsThatTheServerDidNotComeBack) {
     const ToolRun result = watch({"--json", "--timeout", "4"}, [this] { server.kill(); });
     EXPECT_EQ(result.status, 3);
@@ -200,14 +200,14 @@ constexpr int WATCHED_SECONDS = 6;
 
 class WatchTime : public Watch, public ::testing::WithParamInterface<TimeRow> {
 protected:
-    // What the program takes to start and to end.
+    // Returns the time in which the program starts and ends.
     static Clock::duration overhead() {
         const auto start = Clock::now();
         runTool({"--version"});
         return Clock::now() - start;
     }
 
-    // Runs a watch of this server. Returns how much longer than its time it took.
+    // Runs a watch of this server. Returns by how much it exceeded its time.
     static Clock::duration overrun(const std::vector<std::string>& words, RedisServer& server) {
         const auto start = Clock::now();
         auto result = std::async(std::launch::async, [&words] { return runTool(words); });
@@ -223,7 +223,7 @@ protected:
     }
 };
 
-// Promised are 0.2 s. A machine that is busy has three attempts and some room.
+// The promise is 0.2 s. A busy machine gets three attempts and some margin.
 TEST_P(WatchTime, isKept) {
     constexpr std::chrono::milliseconds LIMIT(200 + 500);
     auto least = Clock::duration::max();
@@ -303,7 +303,7 @@ TEST_P(WatchEnd, isCleanAndSoon) {
     const auto start = Clock::now();
     GetParam().end(tool);
     EXPECT_EQ(tool.wait(), 0);
-    // At once, and what a busy machine takes on top.
+    // At once, plus a margin for a busy machine.
     EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(2500));
     EXPECT_EQ(tool.screen(), GetParam().typed + std::string("scada-sensors: 0 changes\n"));
 }

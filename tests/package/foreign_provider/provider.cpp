@@ -1,5 +1,5 @@
-// A device's support library, written from the contract headers alone. Where the contract leaves a choice, it chooses
-// otherwise than our stand-in, so that whatever relies on the stand-in fails with it.
+// A device's support library, written only from the contract headers. Where the contract leaves a choice, it differs
+// from our stand-in, so that any reliance on the stand-in fails.
 
 #include <kelvra/Logger.h>
 #include <kelvra/System.h>
@@ -24,7 +24,7 @@ namespace Kelvra {
 namespace Logger {
 
 namespace PrintLevel {
-// The other way round, and none of them 0 or -1.
+// In the opposite order, and none of them 0 or -1.
 int ERROR_LEVEL = 40;
 int WARNING_LEVEL = 30;
 int DEBUG_LEVEL = 20;
@@ -40,7 +40,7 @@ bool isPrintable(int level) {
     return level >= PrintLevel::TRACE_LEVEL;
 }
 
-// Messages of every level go to a file, and nowhere without one: never to standard error.
+// Messages of every level go to a file, or nowhere if there is none, but never to standard error.
 void printfGeneric(int level, const char* label, const char* format, ...) {
     const char* name = std::getenv("DEVICE_LOG");
     std::FILE* file = name != nullptr ? std::fopen(name, "ae") : nullptr;
@@ -72,7 +72,7 @@ template <typename Number> bool parseNumber(Number& out, const std::string& text
 
 } // namespace
 
-// Only the space is a blank here.
+// Here only the space is a blank.
 std::string trim(const std::string& text) {
     const std::string::size_type first = text.find_first_not_of(' ');
     return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(' ') - first + 1);
@@ -125,7 +125,7 @@ void readAll(int from, std::string& output) {
     }
 }
 
-// The result says nothing: the contract lets nobody rely on it.
+// The result has no meaning, because the contract does not let anybody rely on it.
 int run(const std::vector<std::string>& words, std::string& output) {
     output.clear();
     int ends[2];

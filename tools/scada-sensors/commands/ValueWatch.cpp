@@ -135,7 +135,7 @@ void ValueWatch::sayValues(const SensorState& state) {
     }
     // A field without a property leaves nothing behind.
     for (const auto& [property, stored] : said)
-        now.insert({property, {property, StoredValue::State::MISSING, "", Json::Value(), ""}});
+        now.insert({property, {property, StoredValue::State::MISSING, "", Json::Value(), "", nullptr}});
     for (const auto& [property, stored] : now) {
         const auto before = said.find(property);
         if (before == said.end() || !isSame(before->second, stored))
