@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Holds the shell completion against what the tool says of itself."""
+"""Compares the shell completion with the tool's own help."""
 
 import json
 import os
@@ -18,7 +18,7 @@ faults = []
 
 
 def offered(*words, directory="/"):
-    """Returns what is offered for the last of the words."""
+    """Returns the completions of the last word."""
     completion = f"{SOURCE}/tools/scada-sensors/commands/completion.bash"
     with tempfile.TemporaryDirectory() as programs:
         program = f"{programs}/scada-sensors"

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Holds the tool's manual page against what the tool says of itself, and lets the formatter look for faults in all."""
+"""Compares the tool's manual page with the tool's own help, and lets the formatter search all pages for faults."""
 
 import glob
 import importlib.machinery
@@ -17,7 +17,7 @@ loader.exec_module(manual)
 
 
 def faults_of(path):
-    """Returns what the formatter says of a page: warnings are faults."""
+    """Returns the formatter's messages about a page. Warnings are faults."""
     with open(path, encoding="utf-8") as page:
         other = re.fullmatch(r"\.so man\d/(\S+)\n", page.read())
     if other:

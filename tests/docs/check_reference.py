@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Builds the reference documentation and looks for symbols without a comment, those included of which doxygen says nothing."""
+"""Builds the reference documentation and finds symbols without a comment, including those that doxygen does not report."""
 
 import glob
 import subprocess

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Holds the JSON Schemas against the library: both judge every sample of tests/data, and where they differ the table says why.
+"""Compares the JSON Schemas with the library: both judge every sample of tests/data; the table explains each difference.
 
 The tool enforces the schema of definitions by itself: it judges definitions that were changed by chance as another validator
 does.
@@ -164,7 +164,7 @@ def judged_otherwise(source, tool, storage):
 
 
 def faults_of(samples):
-    """Returns what is wrong with the verdicts and with the table of differences, one text each."""
+    """Returns the faults of the verdicts and of the table of differences, one text each."""
     differing = set()
     for sample, by_schema, by_library in samples:
         if by_library != sample.startswith("valid/"):

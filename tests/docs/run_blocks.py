@@ -1,8 +1,8 @@
 #!/usr/bin/python3
-"""Runs the shell blocks of a document in order, in one shell, and compares the text blocks behind them with the output.
+"""Runs the shell blocks of a document in order, in one shell, and compares the text blocks after them with the output.
 
-The shell starts in a copy of what a checkout has after a build, and the command scada-sensors is that of a device: the paths
-that are fixed on a device lead to the examples, and a database server answers.
+The shell starts in a copy of a checkout's content after a build. The command scada-sensors is that of a device: the device's
+fixed paths lead to the examples, and a database server answers.
 """
 
 import os
@@ -40,7 +40,7 @@ def fail(text):
 
 
 def blocks_of(path):
-    """Returns (language, text, follows) for each fenced block; follows: nothing but blank lines since the one before."""
+    """Returns (language, text, follows) for each fenced block; follows: only blank lines since the block before."""
     blocks, fence, text, follows, before = [], None, "", False, ""
     for number, line in enumerate(open(path, encoding="utf-8"), 1):
         if fence is not None and line.startswith("```"):
