@@ -1,5 +1,5 @@
-// What the operator's questions cost, by the clock: doctor of one sensor against resolve, and the values of all sensors
-// against the same commands sent by hand.
+// The cost of an operator's queries, in wall-clock time: doctor for one sensor against resolve, and the values of all
+// sensors against the same commands sent by hand.
 
 #include "RedisServer.h"
 #include "Samples.h"
@@ -84,7 +84,7 @@ void fill(const std::string& socket) {
     }
 }
 
-/// The seconds for what `read --all` has to ask.
+/// Returns the seconds that the commands of `read --all` take.
 double secondsOfCommands(const std::string& socket) {
     const auto start = std::chrono::steady_clock::now();
     Pipeline pipeline(socket);

@@ -28,7 +28,7 @@ double median(std::vector<double> values);
 /// Runs a program without its output. Returns the seconds by the clock. Throws when it ends with another status than 0.
 double secondsOf(const Words& line, const std::string& input = "/dev/null");
 
-/// The medians of two pieces of work that take turns, so that a busy machine slows both alike. Each returns its
+/// The medians of two pieces of work that run alternately, so that a busy machine slows both equally. Each returns its
 /// seconds.
 struct Pair {
     template <typename One, typename Other> Pair(const One& one, const Other& other, int turns) {

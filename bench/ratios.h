@@ -9,7 +9,7 @@ struct Ratio {
     const char* name;
     const char* numerator;
     const char* denominator;
-    double goal;                ///< printed beside it
+    double goal;                ///< printed next to it
     double workOfNumerator = 1; ///< in units of the work of the denominator
 };
 

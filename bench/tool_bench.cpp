@@ -151,10 +151,10 @@ private:
 /// A command of the tool, and the files that it has to read.
 struct Command {
     const char* name;
-    double goal; ///< its time against the bare one
+    double goal; ///< upper limit of its time relative to the bare one
     Words words;
     Words (Device::*files)() const;
-    std::string answer; ///< a part of its output, which it prints only when it has done its work
+    std::string answer; ///< a part of the output that it prints only after doing its work
 };
 
 std::vector<Command> commandsOn(const Device& device) {

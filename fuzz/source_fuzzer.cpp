@@ -27,7 +27,7 @@ using Fuzz::require;
 namespace fs = std::filesystem;
 
 constexpr std::size_t KILOBYTE = 1024;
-constexpr char PLAN = 'D'; ///< the first byte of the plan of a directory; all else is an archive
+constexpr char PLAN = 'D'; ///< the first byte of a directory's plan; any other means an archive
 
 struct Setting {
     Setting() {

@@ -15,7 +15,7 @@ namespace Kelvra::SCADA::Test {
 /// the kind, and then, for "entry" a path, mode, owner and group; for "rename", "exchange" and "link" two paths; for
 /// "remove", "sync" and "syncfs" one path.
 struct Change {
-    bool hasSaid = false; ///< whether the tool had begun with its answer
+    bool hasSaid = false; ///< whether the tool had begun its answer
     std::string kind;
     std::string path; ///< relative to the directory
     std::string other;

@@ -21,7 +21,7 @@ struct Lack {
     const char* fault;
     std::vector<const char*> reasons; ///< one of them is named
     bool (*matters)(const Step& step);
-    Extent stride; ///< one of so many steps is tried
+    Extent stride; ///< every n-th step is tried
     Case row;
 };
 

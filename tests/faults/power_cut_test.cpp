@@ -31,7 +31,7 @@ constexpr std::size_t BLOCK = 4096;
 struct Disk {
     const char* name;
     const char* make;  ///< the shell command that makes the file system in the file $IMAGE
-    const char* mount; ///< and mounts it at $PLACE; empty where there is none
+    const char* mount; ///< the command that mounts it at $PLACE; empty if there is none
     Way way;
 };
 
@@ -245,7 +245,7 @@ protected:
     std::string last;
     std::string lastFound;
     Phases phases;
-    int moments = 0; ///< at which the disk was looked at
+    int moments = 0; ///< moments at which the disk was read
     int copies = 0;  ///< moments whose copy was mounted: the disk had changed since the last one
     int missed = 0;  ///< moments at which the disk changed all the time
 };

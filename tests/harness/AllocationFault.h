@@ -17,17 +17,17 @@ public:
     /// Returns whether the C library requested it; it reports the failure of its operation and does not throw.
     bool inSystem() const;
 
-    /// For the replaced functions: returns whether the allocation that they are asked for is to fail. `caller` is an
-    /// address in the code that asks, or null when it does not matter.
+    /// For the replacement functions: returns whether the requested allocation must fail. `caller` is an address in the
+    /// requesting code, or null if it does not matter.
     static bool isDue(const void* caller);
 };
 
-/// How many allocations of all threads have not been released.
+/// Returns the number of allocations of all threads that have not been released.
 long liveAllocations();
 
 /// For the replaced functions: returns `memory`, counted unless it is null.
 void* counted(void* memory);
-/// The same for what is to be released.
+/// Like the above, for memory that is about to be released.
 void discounted(const void* memory);
 
 } // namespace Kelvra::SCADA::Test

@@ -6,9 +6,9 @@ namespace Kelvra::SCADA::Test {
 
 /// Intercepts the library's creation of contexts in programs that contain this file.
 struct ConnectCall {
-    std::atomic<bool> fails{false};     ///< whether it is to allocate nothing
-    std::atomic<long> seconds{-1};      ///< the time limit that the last one was given
-    std::atomic<long> microseconds{-1}; ///< the rest of it
+    std::atomic<bool> fails{false};     ///< whether the call allocates nothing and fails
+    std::atomic<long> seconds{-1};      ///< the time limit of the last call, its whole seconds
+    std::atomic<long> microseconds{-1}; ///< the rest of that limit
 };
 
 ConnectCall& connectCall();

@@ -17,8 +17,8 @@ bool canMount();
 struct FoldingFileSystem {
     const char* name;
     const char* make;  ///< the shell command that makes it in the file $IMAGE
-    const char* mount; ///< and mounts it at $PLACE, for the user nobody to write to
-    const char* mark;  ///< and prepares its empty directory $PLACE/names
+    const char* mount; ///< the command that mounts it at $PLACE, writable for the user nobody
+    const char* mark;  ///< the command that prepares its empty directory $PLACE/names
 };
 
 void PrintTo(const FoldingFileSystem& kind, std::ostream* out);

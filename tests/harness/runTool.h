@@ -6,7 +6,7 @@
 namespace Kelvra::SCADA::Test {
 
 struct ToolRun {
-    int status; ///< the exit status, or 128 and the number of the signal that ended it
+    int status; ///< the exit status, or 128 plus the number of the signal that ended it
     std::string out;
     std::string err;
 };

@@ -93,8 +93,8 @@ void nothing(Subject&) {}
 struct Row {
     const char* name;
     void (*prepare)(Subject&);
-    void (*act)(Subject&);   ///< what each allocation of is made to fail
-    void (*check)(Subject&); ///< what must hold afterwards, whether it failed or not
+    void (*act)(Subject&);   ///< the operation, each of whose allocations fails in turn
+    void (*check)(Subject&); ///< the check of the state afterwards, whether it failed or not
 
     friend void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
 };

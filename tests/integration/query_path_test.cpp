@@ -300,7 +300,7 @@ TEST_P(ValidList, everyElementIsRegistered) {
 struct FaultyList {
     std::string file;
     bool loaded;
-    std::string text; ///< of the message, from behind the list's path on
+    std::string text; ///< the message after the list's path
 
     friend void PrintTo(const FaultyList& row, std::ostream* out) { *out << row.file; }
     FakeSupport::LogLine line() const {

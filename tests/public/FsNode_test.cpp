@@ -290,7 +290,7 @@ TEST(FsNodeRealPathRelative, emptyPathDoesNotResolve) {
 struct KindRow {
     const char* name;
     mode_t type;
-    int needed; ///< the kinds that must all be asked for
+    int needed; ///< the kinds that must all be requested
 
     friend void PrintTo(const KindRow& row, std::ostream* out) { *out << row.name; }
 };

@@ -39,7 +39,7 @@ struct Entry {
     std::string content;
     mode_t type = AE_IFREG;
     std::string target = ""; ///< of a link; of a regular file: of a hard link
-    std::size_t zeros = 0;   ///< behind the content
+    std::size_t zeros = 0;   ///< after the content
 };
 
 using Entries = std::vector<Entry>;
@@ -49,7 +49,7 @@ struct Format {
     const char* name;
     int (*setFormat)(archive*);
     bool compressed;
-    bool sized; ///< whether the entries tell their sizes before their content
+    bool sized; ///< whether the entries have their sizes before their content
 };
 
 void PrintTo(const Format& format, std::ostream* out) {

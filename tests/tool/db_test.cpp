@@ -25,12 +25,12 @@ protected:
 
 struct GetRow {
     const char* name;
-    const char* type;  ///< null: none asked for
+    const char* type;  ///< null: no type is requested
     const char* value; ///< null: the field is missing
     int status;
     const char* out;
     const char* err;
-    const char* json; ///< the value in the answer for programs
+    const char* json; ///< the value in the JSON answer
 };
 
 class DbGet : public Db, public ::testing::WithParamInterface<GetRow> {
@@ -157,7 +157,7 @@ INSTANTIATE_TEST_SUITE_P(
 struct WriteRow {
     const char* name;
     Words arguments;
-    const char* result; ///< for programs
+    const char* result; ///< in the JSON answer
     Words question;
     const char* answer; ///< of the server afterwards
 };
@@ -310,7 +310,7 @@ struct AnswersRow {
     Answers answers;
     int status;
     const char* message;
-    std::size_t commands; ///< that the peer got, the selections of the database included
+    std::size_t commands; ///< received by the peer, including the selections of the database
 };
 
 class DbGetFromAPeer : public ToolTest, public ::testing::WithParamInterface<AnswersRow> {};

@@ -57,7 +57,7 @@ constexpr const char* NORMAL = R"([{"description": "normal report", "input": {"f
 struct EffectRow {
     const char* name;
     const char* properties;
-    const char* present; ///< what the decoder returns for the bytes 00 d7
+    const char* present; ///< the decoder's result for the bytes 00 d7
     const char* wanted;
     const char* lines; ///< each indented
 };

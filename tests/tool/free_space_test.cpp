@@ -103,7 +103,7 @@ GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(FreeSpaceForStaging);
 
 struct DirectoryRow {
     const char* name;
-    std::vector<const char*> standing; ///< in the custom directory
+    std::vector<const char*> standing; ///< entries that exist in the custom directory
     std::uintmax_t missing;
 };
 
@@ -137,7 +137,7 @@ struct ReplacedRow {
     const char* name;
     std::size_t standing;  ///< bytes of the decoder that is replaced
     std::size_t size;      ///< of the one that replaces it
-    std::uintmax_t needed; ///< blocks, 0 where all fits
+    std::uintmax_t needed; ///< blocks; 0 if everything fits
 };
 
 void PrintTo(const ReplacedRow& row, std::ostream* out) {

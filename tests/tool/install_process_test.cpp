@@ -228,7 +228,7 @@ TEST_F(SlowCopies, removalOfEverythingAsksOnATerminal) {
 struct SignalRow {
     const char* name;
     int signal;
-    bool typed; ///< with Ctrl-C, which reaches all that runs in the terminal's foreground
+    bool typed; ///< with Ctrl-C, which reaches every process in the terminal's foreground
 };
 
 class Signalled : public SlowCopies, public ::testing::WithParamInterface<SignalRow> {

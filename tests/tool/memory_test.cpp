@@ -36,7 +36,7 @@ constexpr long MOST_KILOBYTES = 64 * 1024;
 struct HostileRow {
     const char* name;
     std::function<void(const std::string& dir)> plant; ///< in the source
-    const char* rule;                                  ///< what the check finds; empty for nothing
+    const char* rule;                                  ///< the rule of the finding; empty for none
 };
 
 void PrintTo(const HostileRow& row, std::ostream* out) {

@@ -58,7 +58,7 @@ TEST_F(ToolTest, sensorsGoOnAfterADefinitionNestedTooDeep) {
 struct UselessRow {
     const char* name;
     std::string list;
-    const char* place; ///< behind the path
+    const char* place; ///< the text after the path
     const char* rule;
     const char* error;
 };

@@ -290,7 +290,7 @@ struct EndRow {
     const char* name;
     bool isServerHalted;
     std::function<void(const ToolProcess&)> end;
-    const char* typed; ///< what the terminal shows of it
+    const char* typed; ///< how the terminal shows it
 };
 
 class WatchEnd : public Watch, public ::testing::WithParamInterface<EndRow> {};

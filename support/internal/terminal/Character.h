@@ -7,8 +7,8 @@ namespace Kelvra::Terminal {
 
 /// One character of a text.
 struct Character {
-    std::size_t length;     ///< in bytes; 0 when the bytes are not UTF-8
-    unsigned int codePoint; ///< 0 when they are not
+    std::size_t length;     ///< in bytes; 0 if the bytes are not UTF-8
+    unsigned int codePoint; ///< 0 if the bytes are not UTF-8
 
     bool isValid() const { return length != 0; }
 };
