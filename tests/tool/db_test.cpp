@@ -114,7 +114,7 @@ TEST_F(Db, getWithoutAFieldPrintsThemAll) {
                           "             nameless\n"
                           "B            a  b\n"
                           "a\\x1b[2J     x\\x0ay\n"
-                          "on           \n"
+                          "on\n"
                           "temperature  21.5\n");
     Json::Value expected = envelope(0);
     expected["result"] = parsed(R"({"key": "lora@aa", "fields": {"": "nameless", "B": "a  b", "a\u001b[2J": "x\ny",

@@ -387,7 +387,8 @@ TEST_F(DoctorWaits, andTellsOfAServerThatRefuses) {
 TEST_F(DoctorWaits, untilTheUserEndsIt) {
     ToolProcess tool({"--default-dir", temp / "default", "--custom-dir", temp / "custom", "--map", temp / "list.json",
                       "--codec-runner", "", "--socket", server.socket(), "--log-level", "off", "doctor", "aa", "--wait",
-                      "60"});
+                      "60"},
+                     {0, {{"NO_COLOR", "1"}}});
     EXPECT_TRUE(becomesTrue([this] { return server.run({"PUBSUB", "NUMPAT"}) == "(integer 1)"; }));
     // A subscription that the server has confirmed may still be on its way.
     std::this_thread::sleep_for(std::chrono::seconds(1));

@@ -346,8 +346,10 @@ std::vector<ReportedValue> reportedValues(const SensorState& state, const Json::
         return values;
     for (StoredValue& stored : storedValues(state.fields, properties)) {
         std::string name = textOf(stored, "name");
-        values.push_back({stored.state, name.empty() ? std::move(stored.property) : std::move(name),
-                          std::move(stored.text), textOf(stored, "unit"), std::move(stored.fault)});
+        if (name.empty())
+            name = std::move(stored.property);
+        values.push_back(
+            {stored.state, std::move(name), std::move(stored.text), textOf(stored, "unit"), std::move(stored.fault)});
     }
     return values;
 }

@@ -37,29 +37,43 @@ ServerFault faultOf(const ReplyPtr& reply) {
     return {error, serverCommand("acl list")};
 }
 
+void ask(const Inquiry& server, const std::vector<std::string>& keys, std::size_t from, std::size_t count) {
+    std::vector<std::vector<std::string>> commands;
+    for (std::size_t at = from; at < std::min(from + count, keys.size()); ++at) {
+        commands.push_back({"HGETALL", keys[at]});
+        commands.push_back({"PTTL", keys[at]});
+    }
+    if (!commands.empty())
+        server.send(commands);
+}
+
+ServerFault receiveState(const Inquiry& server, std::vector<SensorState>* states) {
+    ReplyPtr fields;
+    ReplyPtr time;
+    for (ReplyPtr* reply : {&fields, &time}) {
+        if (ServerFault fault = server.receive(reply); !fault.empty())
+            return fault;
+        if (ServerFault fault = faultOf(*reply); !fault.empty())
+            return fault;
+    }
+    states->push_back(stateOf(*fields, *time));
+    return {};
+}
+
 } // namespace
 
 ServerFault readSensors(const Inquiry& server, const std::vector<std::string>& keys, std::vector<SensorState>* states) {
-    // Both sides would wait for ever if neither read what the other one has written.
+    // The server works on one batch while the answers to the one before are read. With no limit, both sides would wait
+    // for ever when neither read what the other one has written.
     constexpr std::size_t AT_ONCE = 64;
+    states->reserve(states->size() + keys.size());
+    ask(server, keys, 0, AT_ONCE);
     for (std::size_t from = 0; from < keys.size(); from += AT_ONCE) {
+        ask(server, keys, from + AT_ONCE, AT_ONCE);
         const std::size_t end = std::min(from + AT_ONCE, keys.size());
-        std::vector<std::vector<std::string>> commands;
         for (std::size_t at = from; at < end; ++at) {
-            commands.push_back({"HGETALL", keys[at]});
-            commands.push_back({"PTTL", keys[at]});
-        }
-        server.send(commands);
-        for (std::size_t at = from; at < end; ++at) {
-            ReplyPtr fields;
-            ReplyPtr time;
-            for (ReplyPtr* reply : {&fields, &time}) {
-                if (ServerFault fault = server.receive(reply); !fault.empty())
-                    return fault;
-                if (ServerFault fault = faultOf(*reply); !fault.empty())
-                    return fault;
-            }
-            states->push_back(stateOf(*fields, *time));
+            if (ServerFault fault = receiveState(server, states); !fault.empty())
+                return fault;
         }
     }
     return {};
