@@ -42,13 +42,13 @@ protected:
         server.run({"CONFIG", "SET", "notify-keyspace-events", "KA"});
     }
 
-    // Below each line is the command that leads on. A sensor that only faulty elements have is answered as by resolve.
+    // Below each line is the command that leads on.
     ToolRun doctor(std::vector<std::string> words, const std::string& socket) const {
         words.insert(words.begin(), {"doctor", "--socket", socket});
         const ToolRun result = runWith(words);
         std::istringstream lines(result.out);
         std::string command;
-        for (std::string line; result.out.rfind("list:", 0) != 0 && std::getline(lines, line);) {
+        for (std::string line; std::getline(lines, line);) {
             EXPECT_THAT(line, ::testing::ContainsRegex("^(ok|note|fault) [a-z ]+: "));
             EXPECT_TRUE(std::getline(lines, command)) << line;
             EXPECT_THAT(command, ::testing::ContainsRegex("^    [a-z]")) << line;
@@ -102,11 +102,17 @@ INSTANTIATE_TEST_SUITE_P(
         Cause{
             "definition_without_properties",
             [](Doctor& device) { writeFile(device.place("default/lora/demo/th1.json"), "{\"decoder\": \"th1.js\"}"); },
-            "fault definition: "},
+            "fault definition: Invalid syntax of the sensor definition [lora/demo/th1]: no [properties] section "
+            "defined. "
+            "Add an object \"properties\" to the definition.\n"},
         Cause{"decoder_is_missing", [](Doctor& device) { unlink(device.place("default/lora/demo/th1.js").c_str()); },
-              "fault definition: "},
+              "fault definition: Invalid sensor definition [lora/demo/th1]: no decoder file found. Add the decoder "
+              "file, or "
+              "correct its name in \"decoder\".\n"},
         Cause{"custom_definition_hides_a_good_one",
-              [](Doctor& device) { writeFile(device.place("custom/lora/demo/th1.json"), ""); }, "fault definition: "},
+              [](Doctor& device) { writeFile(device.place("custom/lora/demo/th1.json"), ""); },
+              "note definition: [lora/demo/th1] is the custom one and hides the default one\n"
+              "    scada-sensors remove lora/demo/th1\n"},
         Cause{"decoder_is_cut_off", [](Doctor& device) { device.decoder("function decodeUplink(i) {", "{}"); },
               "fault decoder: It does not load: "},
         Cause{"decoder_has_no_entry_point", [](Doctor& device) { device.decoder("var x = 1;", "{}"); },
@@ -119,9 +125,18 @@ INSTANTIATE_TEST_SUITE_P(
                   device.decoder("function decodeUplink(i) { return {data: {t: i.bytes[0] / 100, b: i.bytes[1]}}; }",
                                  SOUND_PROPERTIES);
               },
-              "fault decoder: In \"normal\": "},
-        Cause{"element_is_faulty", [](Doctor& device) { device.list({R"({"id": "aa", "src": "lora"})"}); }, "[list/"},
-        Cause{"list_is_no_json", [](Doctor& device) { writeFile(device.place("list.json"), "["); }, "[list/"},
+              "fault decoder: In \"normal\": \"t\" "},
+        Cause{"element_is_faulty", [](Doctor& device) { device.list({R"({"id": "aa", "src": "lora"})"}); },
+              "fault sensor: Sensor definition is not specified for the [aa] sensor. Give \"sensor\" the name of a "
+              "definition, as in \"maker/model\".\n    scada-sensors resolve aa\n"},
+        Cause{"list_is_no_json", [](Doctor& device) { writeFile(device.place("list.json"), "["); },
+              "fault managed sensors: "},
+        Cause{"fields_have_other_names",
+              [](Doctor& device) {
+                  device.server.run({"DEL", KEY});
+                  device.server.run({"HSET", KEY, "temperature", "21.5"});
+              },
+              "fault values: none of the definition's 2 values is there\n    scada-sensors read lora aa\n"},
         Cause{"no_socket", [](Doctor& device) { device.otherSocket = device.place("none"); },
               "fault database: There is no socket [$T/none]. Start the server, or correct --socket.\n"
               "    systemctl status redis-server\n"},
@@ -180,11 +195,14 @@ TEST_F(Doctor, findsNothingOnAGoodDevice) {
                                                                "    scada-sensors db get lora@aa\n"
                                                                "ok notifications: changes of keys are told (AK)\n"
                                                                "    scada-sensors watch --timeout 10\n"
-                                                               "ok age: last written 0 seconds ago\n"
+                                                               "ok age: last written 0 seconds ago; the values expire "
+                                                               "in 129600 of 129600 seconds\n"
                                                                "    scada-sensors read lora aa --watch\n"
                                                                "ok values: 2 values, as the definition says\n"
                                                                "    scada-sensors read lora aa\n");
-    EXPECT_EQ(doctor({"dd"}).status, 4);
+    const ToolRun unknown = doctor({"dd"});
+    EXPECT_EQ(unknown.status, 4);
+    EXPECT_EQ(unknown.out, "fault sensor: No managed sensor has the identifier [dd].\n    scada-sensors sensors\n");
     EXPECT_EQ(doctor({"lora", "aa", "t"}).status, 2);
 }
 
@@ -212,7 +230,7 @@ TEST_F(Doctor, findsNothingWrongWithTheDevice) {
     for (const char* subject : {"default storage", "custom storage", "staging directory", "definitions",
                                 "managed sensors", "operations", "decoders", "database", "notifications"})
         EXPECT_THAT(result.out, HasSubstr(std::string("ok ") + subject + ": "));
-    EXPECT_THAT(result.out, HasSubstr("ok definitions: 1 definition without a fault\n"));
+    EXPECT_THAT(result.out, HasSubstr("ok definitions: 1 definition without a fault; check also runs the decoders\n"));
 }
 
 TEST_F(Doctor, namesTheFaultsOfTheDevice) {

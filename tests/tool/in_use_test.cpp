@@ -88,6 +88,12 @@ TEST_F(InUse, nothingIsRemovedWithoutAListToAsk) {
     EXPECT_EQ(run({"remove", "lora/demo/th1"}).status, 0);
 }
 
+TEST_F(InUse, removalSaysWhenItCannotKnowTheSensors) {
+    writeFile(temp / "list.json", "[");
+    const ToolRun result = run({"remove", "lora/demo/th1"});
+    EXPECT_THAT(result.err, HasSubstr("the managed-sensors list cannot be used, so no sensors are shown"));
+}
+
 TEST_F(InUse, installationNamesTheSensorsThatLoseAProperty) {
     define(source, ONE_PROPERTY);
     const ToolRun result = install({});

@@ -5,6 +5,8 @@
 #include "jsonText.h"
 #include "rowName.h"
 
+#include <gmock/gmock.h>
+
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,6 +17,7 @@
 namespace {
 
 using namespace Kelvra::SCADA::Test;
+using ::testing::HasSubstr;
 
 constexpr const char* LIST = R"([{"id": "AA",  "src": "lora", "sensor": "demo/a"}])"
                              "\n";
@@ -130,14 +133,23 @@ TEST_F(ListInstallation, isShownByTheDryRun) {
     EXPECT_EQ(snapshot(temp.path()), before);
 }
 
+// As a device may have it whose list was exported.
+TEST_F(ListInstallation, takesAListWithAFaultyElement) {
+    const std::string text = "[\n  {\"id\": \"AA\", \"src\": \"lora\", \"sensor\": \"demo/b\"}\n]";
+    writeFile(temp / "source/managed-sensors-list", text);
+    const ToolRun result = install();
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_THAT(result.out, HasSubstr("$T/source/managed-sensors-list:2:3: warning: element 0: Sensor definition "
+                                      "[lora/demo/b] not found. [list/definition-missing]\n"));
+    EXPECT_EQ(readFile(list), text);
+}
+
 TEST_F(ListInstallation, changesNothingWhenTheListIsRefused) {
-    writeFile(temp / "source/managed-sensors-list",
-              "[\n  {\"id\": \"AA\", \"src\": \"lora\", \"sensor\": \"demo/b\"}\n]");
+    writeFile(temp / "source/managed-sensors-list", "[\n");
     const auto before = snapshot(temp / "device");
     const ToolRun result = install();
     EXPECT_EQ(result.status, 5);
-    EXPECT_EQ(result.out, withRemedies("$T/source/managed-sensors-list:2:3: error: element 0: Sensor definition "
-                                       "[lora/demo/b] not found. [list/definition-missing]\n"));
+    EXPECT_THAT(result.out, HasSubstr("[list/syntax]\n"));
     EXPECT_EQ(result.err, refusal(1));
     EXPECT_EQ(snapshot(temp / "device"), before);
     EXPECT_EQ(treeOf(temp / "custom"), std::set<std::string>{});

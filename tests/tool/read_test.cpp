@@ -105,7 +105,7 @@ TEST_F(Read, allSensors) {
     const ToolRun result = read({"--all"});
     EXPECT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(result.out, "SENSOR   DEFINITION         FIELDS  AGE  EXPIRES IN  STATE\n"
-                          "lora@aa  lora/demo/th1      2       -    -           ok\n"
+                          "lora@aa  lora/demo/th1      2       -    -           values\n"
                           "lora@bb  lora/demo/th1      0       -    -           no hash\n"
                           "lora@cc  lora/demo/missing  0       -    -           no values\n");
 }

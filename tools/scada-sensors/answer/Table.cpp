@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t GAP = 2;
 // No column is made narrower; on a terminal that has not even that much room, lines run over.
-constexpr std::size_t LEAST_WIDTH = 8;
+constexpr std::size_t LEAST_WIDTH = 4;
 
 std::size_t totalOf(const std::vector<std::size_t>& widths, std::size_t most) {
     std::size_t total = (widths.size() - 1) * GAP;

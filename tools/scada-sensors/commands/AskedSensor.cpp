@@ -19,15 +19,6 @@ bool hasSource(const ManagedList& list, const std::string& src) {
                        [&src](const ListElement& element) { return element.source() == src; });
 }
 
-std::vector<const ListElement*> candidates(const ManagedList& list, const AskedSensor& asked) {
-    std::vector<const ListElement*> found = list.findIdentifier(asked.id);
-    const auto isOther = [&asked](const ListElement* element) {
-        return asked.src && !element->source().empty() && element->source() != *asked.src;
-    };
-    found.erase(std::remove_if(found.begin(), found.end(), isOther), found.end());
-    return found;
-}
-
 // A sensor that only faulty elements have.
 ExitCode answerFaulty(const ManagedList& list, const std::vector<const ListElement*>& elements, const Answer& answer) {
     FieldList fields;
@@ -40,9 +31,7 @@ ExitCode answerFaulty(const ManagedList& list, const std::vector<const ListEleme
 
 ExitCode answerUnknown(const ManagedList& list, const AskedSensor& asked, const Answer& answer) {
     noteFaultyElements(list, answer);
-    return answer.failed(ExitCode::NOT_FOUND, asked.src
-                                                  ? filled(LibraryText::SENSOR_NOT_MANAGED, {*asked.src, asked.id})
-                                                  : filled("No managed sensor has the identifier [%s].", {asked.id}));
+    return answer.failed(ExitCode::NOT_FOUND, unknownSensor(asked));
 }
 
 ExitCode answerAmbiguous(const std::vector<const ListElement*>& sensors, const AskedSensor& asked,
@@ -71,8 +60,22 @@ AskedSensor readSensor(const ManagedList& list, const std::vector<std::string>& 
     return asked;
 }
 
+std::vector<const ListElement*> elementsOf(const ManagedList& list, const AskedSensor& asked) {
+    std::vector<const ListElement*> found = list.findIdentifier(asked.id);
+    const auto isOther = [&asked](const ListElement* element) {
+        return asked.src && !element->source().empty() && element->source() != *asked.src;
+    };
+    found.erase(std::remove_if(found.begin(), found.end(), isOther), found.end());
+    return found;
+}
+
+std::string unknownSensor(const AskedSensor& asked) {
+    return asked.src ? filled(LibraryText::SENSOR_NOT_MANAGED, {*asked.src, asked.id})
+                     : filled("No managed sensor has the identifier [%s].", {asked.id});
+}
+
 const ListElement* findSensor(const ManagedList& list, const AskedSensor& asked, const Answer& answer, ExitCode* code) {
-    const std::vector<const ListElement*> found = candidates(list, asked);
+    const std::vector<const ListElement*> found = elementsOf(list, asked);
     std::vector<const ListElement*> sensors;
     std::copy_if(found.begin(), found.end(), std::back_inserter(sensors),
                  [](const ListElement* element) { return element->isInForce(); });

@@ -30,6 +30,12 @@ enum class FirstWord {
 /// Reads the words of the command line. REQUIRES: there is one.
 AskedSensor readSensor(const ManagedList& list, const std::vector<std::string>& words, FirstWord unknown);
 
+/// Returns the elements of the sensor, faulty ones included.
+std::vector<const ListElement*> elementsOf(const ManagedList& list, const AskedSensor& asked);
+
+/// Says that the list has no such sensor.
+std::string unknownSensor(const AskedSensor& asked);
+
 /// Returns the element in force of the sensor. Without one returns null, after `*code` has been answered: why there is
 /// none.
 const ListElement* findSensor(const ManagedList& list, const AskedSensor& asked, const Answer& answer, ExitCode* code);

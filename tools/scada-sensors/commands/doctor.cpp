@@ -3,6 +3,7 @@
 #include "answer/printable.h"
 #include "check/definitionRules.h"
 #include "check/listRules.h"
+#include "check/schemaRules.h"
 #include "check/staleOverrides.h"
 #include "check/storageRules.h"
 #include "codec/Examples.h"
@@ -104,12 +105,13 @@ public:
             faults > 1 ? filled("%s, such as: %s", {counted(faults, "fault"), text}) : text, command);
     }
 
-    ExitCode answerWith(const Answer& answer) const {
+    /// With a fault, the command ends with `failure`.
+    ExitCode answerWith(const Answer& answer, ExitCode failure = ExitCode::FAILED) const {
         Json::Value result(Json::objectValue);
         result["lines"] = members;
         if (!hasFault)
             return answer.done(result, lines);
-        return answer.failedAsTold(ExitCode::FAILED, filled("something keeps data from showing"), result, lines);
+        return answer.failedAsTold(failure, filled("something keeps data from showing"), result, lines);
     }
 
 private:
@@ -157,6 +159,12 @@ void addDirectory(const std::string& subject, const std::string& path, Health mi
     const bool known = statvfs(path.c_str(), &disk) == 0;
     const std::uint64_t free = known ? std::uint64_t{disk.f_bavail} * disk.f_frsize / MEBIBYTE : 0;
     const bool isFull = free == 0 && known && disk.f_blocks != 0;
+    if ((status.st_mode & S_IWOTH) != 0) {
+        diagnosis->add(Health::NOTE, subject,
+                       filled("[%s] can be written by everybody, so that nothing is installed", {path}),
+                       "sudo chmod o-w " + shellWord(path));
+        return;
+    }
     diagnosis->add(isFull ? Health::NOTE : Health::OK, subject,
                    filled("[%s] belongs to %s, mode %s, %s MiB free",
                           {path, userName(status.st_uid), modeText(status.st_mode), std::to_string(free)}),
@@ -190,16 +198,18 @@ void addDefinitions(Device& device, Diagnosis* diagnosis) {
     for (const std::string& directory : storages.unreadable())
         diagnosis->add(Health::FAULT, "definitions", filled("[%s] cannot be read by this user", {directory}),
                        "ls -ld " + shellWord(directory));
-    const Findings findings = checkStorages(
-        storages, [](const Definition& /*definition*/, DefinitionPlaces* /*places*/) { return Findings(); });
+    const Findings findings = checkStorages(storages, [](const Definition& definition, DefinitionPlaces* places) {
+        return definition.verdict.valid ? checkSchema(definition, ExamplesJudge::SCHEMA, places) : Findings();
+    });
     const std::size_t count = storages.of(STORAGE_DEFAULT).names().size() + storages.of(STORAGE_CUSTOM).names().size();
     Findings faults;
     for (const Finding& finding : findings) {
         if (finding.rule->severity != Severity::NOTE)
             faults.push_back(finding);
     }
-    diagnosis->add("definitions", faults, filled("%s without a fault", {counted(count, "definition")}), own("check"),
-                   own("list"));
+    diagnosis->add("definitions", faults,
+                   filled("%s without a fault; check also runs the decoders", {counted(count, "definition")}),
+                   own("check"), own("check"));
     addChangedDefaults(findings, diagnosis);
 }
 
@@ -294,18 +304,23 @@ bool addDatabase(const Inquiry& server, const std::string& next, Diagnosis* diag
 void addValues(const Definition& definition, const std::string& reading, const SensorState& state,
                Diagnosis* diagnosis) {
     std::vector<StoredValue> bad;
+    std::size_t good = 0;
     std::size_t missing = 0;
     std::size_t undeclared = 0;
     const Json::Value& properties = definition.document[SensorDefinitions::JSON_PROPERTIES_SECTION];
     for (const StoredValue& stored : storedValues(state.fields, properties)) {
         if (stored.state == StoredValue::State::BAD)
             bad.push_back(stored);
+        good += stored.state == StoredValue::State::GOOD ? 1 : 0;
         missing += stored.state == StoredValue::State::MISSING ? 1 : 0;
         undeclared += stored.state == StoredValue::State::UNDECLARED ? 1 : 0;
     }
     for (const StoredValue& stored : bad)
         diagnosis->add(Health::FAULT, "values", stored.fault, reading);
-    if (missing != 0)
+    if (missing != 0 && good == 0 && bad.empty())
+        diagnosis->add(Health::FAULT, "values",
+                       filled("none of the definition's %s is there", {counted(missing, "value")}), reading);
+    else if (missing != 0)
         diagnosis->add(Health::NOTE, "values", filled("%s missing", {counted(missing, "value")}), reading);
     if (undeclared != 0)
         diagnosis->add(Health::NOTE, "values",
@@ -313,6 +328,14 @@ void addValues(const Definition& definition, const std::string& reading, const S
     if (bad.empty() && missing + undeclared == 0)
         diagnosis->add(Health::OK, "values",
                        filled("%s, as the definition says", {counted(state.fields.size(), "value")}), reading);
+}
+
+std::string ageText(std::int64_t age, std::int64_t millisecondsLeft) {
+    constexpr std::int64_t MILLISECONDS = 1000;
+    return filled("last written %s ago; the values expire in %s of %s",
+                  {counted(static_cast<std::size_t>(age), "second"),
+                   std::to_string((millisecondsLeft + MILLISECONDS - 1) / MILLISECONDS),
+                   counted(Env::inst().conf().getDfnDatabaseKeyTtl(), "second")});
 }
 
 void addKey(const Definition& definition, const ListElement& element, const SensorState& state, Diagnosis* diagnosis) {
@@ -337,8 +360,7 @@ void addKey(const Definition& definition, const ListElement& element, const Sens
         diagnosis->add(Health::NOTE, "age", filled("not known: the key lives longer than is configured"),
                        own("db expire", key));
     else
-        diagnosis->add(Health::OK, "age",
-                       filled("last written %s ago", {counted(static_cast<std::size_t>(*age), "second")}),
+        diagnosis->add(Health::OK, "age", ageText(*age, *state.millisecondsLeft),
                        own("read " + wordsOf(element)) + " --watch");
     addValues(definition, own("read " + wordsOf(element)), state, diagnosis);
 }
@@ -349,6 +371,10 @@ bool addDefinition(Storages& storages, const Definition& definition, Diagnosis* 
     if (!definition.verdict.valid) {
         diagnosis->add("definition", checkDefinition(definition), "", own("show", definition.name),
                        own("show", definition.name));
+        if (hides)
+            diagnosis->add(Health::NOTE, "definition",
+                           filled("[%s] is the custom one and hides the default one", {definition.name}),
+                           own("remove", definition.name));
         return false;
     }
     if (hides && hasDefaultChanged(storages, definition.name))
@@ -481,6 +507,28 @@ ExitCode examineSensor(Device& device, const ListElement& element, const DoctorR
     return diagnosis.answerWith(answer);
 }
 
+// Answers what keeps the list from leading to the sensor.
+std::optional<ExitCode> examineList(const ManagedList& list, const std::vector<std::string>& words,
+                                    const Answer& answer) {
+    Diagnosis diagnosis;
+    if (!list.isUsable()) {
+        addList(list, &diagnosis);
+        return diagnosis.answerWith(answer);
+    }
+    const AskedSensor asked = readSensor(list, words, FirstWord::SOURCE);
+    const std::vector<const ListElement*> elements = elementsOf(list, asked);
+    if (std::any_of(elements.begin(), elements.end(), [](const ListElement* element) { return element->isInForce(); }))
+        return std::nullopt;
+    Findings findings;
+    for (const ListElement* element : elements)
+        append(checkElement(list, *element), &findings);
+    if (elements.empty())
+        diagnosis.add(Health::FAULT, "sensor", unknownSensor(asked), own("sensors"));
+    else
+        diagnosis.add("sensor", findings, "", own("resolve " + shellWord(asked.givenId)), "");
+    return diagnosis.answerWith(answer, elements.empty() ? ExitCode::NOT_FOUND : ExitCode::FAILED);
+}
+
 ExitCode examineDevice(unsigned int wait, const Answer& answer) {
     Device device;
     Diagnosis diagnosis;
@@ -505,6 +553,8 @@ Run declareDoctor(CLI::App& app) {
         if (request->words.empty())
             return examineDevice(request->secondsForServer(), answer);
         Device device;
+        if (const std::optional<ExitCode> code = examineList(device.list(), request->words, answer))
+            return *code;
         return withSensor(device.list(), request->words, answer,
                           [&](const ListElement& element, const AskedSensor& asked) {
                               if (!asked.rest.empty())

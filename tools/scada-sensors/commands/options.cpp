@@ -42,7 +42,7 @@ void declareConfiguration(CLI::App& app) {
     text("--map", "FILE", "Managed-sensors list", conf.getSensorMapFile(),
          [&conf](const std::string& file) { conf.setSensorMapFile(file); });
     app.add_option(ROOT,
-                   "Work on the files of another device, mounted or unpacked here; all other paths are those in it")
+                   "Work on the files of another device, mounted or unpacked here: storages and list are those in it")
         ->check(CLI::ExistingDirectory.description(""))
         ->type_name("DIR")
         ->group(GROUP);

@@ -127,7 +127,7 @@ ExitCode readElement(Device& device, const ListElement& element, const AskedSens
 
 std::string stateText(SensorState::Kind kind) {
     if (kind == SensorState::Kind::HASH)
-        return "ok";
+        return "values";
     return kind == SensorState::Kind::MISSING ? "no values" : "no hash";
 }
 

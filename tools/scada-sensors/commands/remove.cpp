@@ -21,6 +21,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -194,6 +195,8 @@ ExitCode removeLocked(const RemoveArguments& asked, SignalGuard& guard, const An
     if (changesNothing(before, asked))
         return answerUnchanged(before, asked, guard, answer);
     Device device;
+    if (!asked.ifUnused && !device.list().isUsable() && std::filesystem::exists(device.list().file()))
+        answer.note(filled("the managed-sensors list cannot be used, so no sensors are shown: scada-sensors check"));
     const std::vector<Loss> losses = lossesOf(asked, device);
     if (const std::string refusal = asked.ifUnused ? refusalFor(losses, device.list()) : ""; !refusal.empty())
         return refuseLosses(losses, refusal, answer);

@@ -21,6 +21,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <map>
 #include <system_error>
 
 namespace Kelvra::SCADA::Tool {
@@ -101,6 +102,17 @@ Findings unusableList(const SourceCopy& source) {
     return {};
 }
 
+// The library skips faulty elements, so a list that has some is as good as it was on the device that exported it.
+Findings tolerated(Findings findings, bool isUsable) {
+    static std::map<const Rule*, Rule> warnings;
+    for (Finding& finding : findings) {
+        if (isUsable)
+            finding.rule = &warnings.insert({finding.rule, {finding.rule->id, Severity::WARNING, finding.rule->remedy}})
+                                .first->second;
+    }
+    return findings;
+}
+
 } // namespace
 
 const char* wordOf(PlannedList::Effect effect) {
@@ -130,7 +142,7 @@ Findings examineList(const SourceCopy& source, const std::set<std::string>& defi
     else
         append(listBlockers(planned->file), &findings);
     const ManagedList list(planned->copy, source.pathInSource(planned->copy));
-    append(checkListWith(definitions, list, storages, MOST_FINDINGS), &findings);
+    append(tolerated(checkListWith(definitions, list, storages, MOST_FINDINGS), list.isUsable()), &findings);
     return findings;
 }
 
