@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <set>
 
 namespace Kelvra::SCADA::Codec {
 
@@ -69,10 +70,11 @@ private:
 
     void readMembers(std::size_t levels, JsonValue* object) {
         object->kind = JsonValue::Kind::OBJECT;
+        std::set<std::string> names;
         for (bool more = enter('}', levels); more; more = goesOn('}')) {
             skipBlanks();
             std::string name = readString();
-            if (object->has(name))
+            if (!names.insert(name).second)
                 throw BadJson("it has two members of one name");
             skipBlanks();
             require(':');
@@ -170,7 +172,9 @@ private:
     // What is beyond the basic plane has two numbers.
     std::uint32_t codePoint() {
         const std::uint32_t first = fourDigits();
-        if (first < FIRST_HIGH || first >= FIRST_LOW)
+        if (first >= FIRST_LOW && first < BEHIND_LOW)
+            throw BadJson("a text has half a character");
+        if (first < FIRST_HIGH || first >= BEHIND_LOW)
             return first;
         require('\\');
         require('u');
@@ -218,10 +222,6 @@ private:
 
 bool JsonValue::isCount(double most) const {
     return is(Kind::NUMBER) && number >= 0 && number <= most && number == std::trunc(number);
-}
-
-bool JsonValue::has(std::string_view name) const {
-    return std::any_of(members.begin(), members.end(), [name](const auto& member) { return member.first == name; });
 }
 
 const JsonValue& JsonValue::operator[](std::string_view name) const {

@@ -22,7 +22,6 @@ struct JsonValue {
     bool is(Kind wanted) const { return kind == wanted; }
     /// Whether it is a whole number from 0 to `most`.
     bool isCount(double most) const;
-    bool has(std::string_view name) const;
     /// Returns a member, or null where there is none.
     const JsonValue& operator[](std::string_view name) const;
 };

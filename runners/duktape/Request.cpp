@@ -22,11 +22,11 @@ JsonValue documentOf(const std::string& line) {
     }
 }
 
-std::size_t limitOf(const JsonValue& limits, const char* name, std::size_t usual, std::size_t most) {
+std::size_t limitOf(const JsonValue& limits, const char* name, std::size_t usual, std::size_t least, std::size_t most) {
     const JsonValue& limit = limits[name];
     if (limit.is(JsonValue::Kind::NOTHING))
         return usual;
-    if (!limit.isCount(static_cast<double>(most)) || limit.number == 0)
+    if (!limit.isCount(static_cast<double>(most)) || limit.number < static_cast<double>(least))
         throw BadRequest(std::string("no limit that can be kept: ") + name);
     return static_cast<std::size_t>(limit.number);
 }
@@ -35,9 +35,10 @@ Limits limitsOf(const JsonValue& limits) {
     if (!limits.is(JsonValue::Kind::NOTHING) && !limits.is(JsonValue::Kind::OBJECT))
         throw BadRequest("limits is no object");
     Limits usual;
-    usual.memory = limitOf(limits, "memory", usual.memory, std::size_t{1} << 30U);
-    usual.output = limitOf(limits, "output", usual.output, std::size_t{1} << 24U);
-    usual.depth = limitOf(limits, "depth", usual.depth, 256);
+    // The engine itself needs some hundred thousand bytes to start.
+    usual.memory = limitOf(limits, "memory", usual.memory, std::size_t{1} << 20U, std::size_t{1} << 30U);
+    usual.output = limitOf(limits, "output", usual.output, 1, std::size_t{1} << 24U);
+    usual.depth = limitOf(limits, "depth", usual.depth, 1, 256);
     return usual;
 }
 

@@ -47,9 +47,9 @@ TEST(Request, hasLimitsAndCalls) {
     const FirstRequest request = firstRequest(
         " {\"version\" : 1,\t\"more\": [null, true, false, {\"a\": -1.5E+3}], \"decoder\": \"x\", \"limits\": "
         "{\"memory\": "
-        "65536, \"output\": 1e3, \"depth\": null},\r\n \"calls\": [{\"fPort\": 4294967295, \"bytes\": [0, 10, 255]}, "
+        "1048576, \"output\": 1e3, \"depth\": null},\r\n \"calls\": [{\"fPort\": 4294967295, \"bytes\": [0, 10, 255]}, "
         "{\"fPort\": 0, \"bytes\": [], \"recvTime\": -1.5}]} ");
-    EXPECT_EQ(request.limits.memory, 65536U);
+    EXPECT_EQ(request.limits.memory, 1048576U);
     EXPECT_EQ(request.limits.output, 1000U);
     EXPECT_EQ(request.limits.depth, Limits().depth);
     ASSERT_EQ(request.calls.size(), 2U);
@@ -96,6 +96,7 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedRow{"short_number_of_a_character", withDecoder(R"("\u12")")},
         RefusedRow{"sign_in_a_character", withDecoder(R"("\u+123")")},
         RefusedRow{"first_half_of_a_character", withDecoder(R"("\ud83d")")},
+        RefusedRow{"second_half_of_a_character", withDecoder(R"("\udc00")")},
         RefusedRow{"two_first_halves", withDecoder(R"("\ud83d\ud83d")")}, RefusedRow{"word", withDecoder("nul")}),
     rowName);
 
@@ -118,6 +119,8 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedRow{"time_too_late", withCalls(R"([{"fPort": 1, "bytes": [], "recvTime": 1e999}])")},
         RefusedRow{"limits_are_a_list", R"({"version": 1, "decoder": "", "calls": [], "limits": []})"},
         RefusedRow{"limit_of_0", R"({"version": 1, "decoder": "", "calls": [], "limits": {"memory": 0}})"},
+        RefusedRow{"limit_below_the_engine",
+                   R"({"version": 1, "decoder": "", "calls": [], "limits": {"memory": 65536}})"},
         RefusedRow{"limit_too_large", R"({"version": 1, "decoder": "", "calls": [], "limits": {"depth": 257}})"}),
     rowName);
 

@@ -429,6 +429,17 @@ TEST_F(Export, isTakenBackByAnInstallation) {
     EXPECT_EQ(snapshot(temp / "restored"), wanted);
 }
 
+TEST_F(Export, leavesOutNoListThatCannotBeRead) {
+    std::filesystem::remove(temp / "list.json");
+    makeLink("nowhere", temp / "list.json");
+    EXPECT_EQ(run({"export", temp / "all.tar.gz"}).status, 1);
+    std::filesystem::remove(temp / "list.json");
+    writeFile(temp / "custom/managed-sensors-list", "");
+    EXPECT_THAT(run({"export", temp / "all.tar.gz"}).err,
+                ::testing::HasSubstr("has the name that the list gets in an archive; move it away"));
+    EXPECT_FALSE(std::filesystem::exists(temp / "all.tar.gz"));
+}
+
 TEST_F(Export, goesToStandardOutputToo) {
     const std::string file = exported("all.tar.gz");
     EXPECT_EQ(run({"export", "-"}, temp / "out").status, 0);

@@ -201,6 +201,33 @@ TEST_F(Report, keepsTheFormerFileWhenItCannotBeWritten) {
     EXPECT_EQ(report({temp / "closed"}).err, "scada-sensors: cannot write [$T/closed]: Is a directory\n");
 }
 
+TEST_F(Report, takesThePlaceOfNoFileOfTheDevice) {
+    const auto before = snapshot(temp.path());
+    for (const std::string& file : {temp / "list.json", temp / "default/lora/demo/th1.json"}) {
+        const ToolRun result = report({file});
+        EXPECT_EQ(result.status, 5);
+        EXPECT_THAT(result.err, HasSubstr(" is a file of the device; give another name\n"));
+        EXPECT_EQ(run({"export", file}).status, 5);
+    }
+    EXPECT_EQ(snapshot(temp.path()), before);
+}
+
+TEST_F(Report, replacesNoLinkThatLeadsNowhere) {
+    fs::create_symlink("none/page.html", temp / "dead.html");
+    fs::create_symlink("loop.html", temp / "loop.html");
+    EXPECT_EQ(report({temp / "dead.html"}).err,
+              "scada-sensors: cannot write [$T/dead.html]: No such file or directory\n");
+    EXPECT_EQ(report({temp / "loop.html"}).status, 1);
+    EXPECT_TRUE(fs::is_symlink(temp / "dead.html"));
+    EXPECT_TRUE(fs::is_symlink(temp / "loop.html"));
+    EXPECT_EQ(report({temp / "new/"}).status, 1);
+    EXPECT_FALSE(fs::exists(temp / "new"));
+}
+
+TEST_F(Report, hasANameAsLongAsNamesCanBe) {
+    EXPECT_EQ(report({temp / (std::string(250, 'n') + ".html")}).status, 0);
+}
+
 TEST_F(Report, leavesNothingOfAPageThatDoesNotFit) {
     makeDir(temp / "pages");
     writeFile(temp / "pages/page.html", "former");

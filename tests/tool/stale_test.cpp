@@ -279,6 +279,25 @@ TEST_F(ToolTest, definitionThatIsItsOwnDecoderCanBeHidden) {
 }
 
 // The kept files of a killed operation go where its storage went.
+// Anybody who may write there may have made it; it must not keep operations from their end.
+TEST_F(ToolTest, keptDefaultsTakeThePlaceOfAnotherEntry) {
+    addDefinition(standard, NAME);
+    StorageBuilder source(temp / "source");
+    addDefinition(source, NAME, "Own");
+    const std::string hidden = temp / "custom.generations/hidden";
+    writeFile(hidden, "");
+    EXPECT_EQ(run({"install", temp / "source"}).out, "installed lora/demo/th1\n");
+    EXPECT_TRUE(std::filesystem::is_directory(hidden));
+    EXPECT_EQ(run({"remove", NAME}).status, 0);
+    std::filesystem::remove_all(hidden);
+    makeDir(temp / "elsewhere");
+    makeLink("../elsewhere", hidden);
+    EXPECT_EQ(run({"install", temp / "source"}).status, 0);
+    EXPECT_EQ(treeOf(temp / "elsewhere"), std::set<std::string>{});
+    addDefinition(standard, NAME, "Water");
+    EXPECT_THAT(run({"check"}).out, HasSubstr(RULE));
+}
+
 TEST_F(ToolTest, keptDefaultsOfAKilledOperation) {
     addDefinition(standard, NAME);
     StorageBuilder source(temp / "source");

@@ -2,6 +2,7 @@
 #include "commands/apart.h"
 #include "commands/operation.h"
 #include "device/GenerationPaths.h"
+#include "device/paths.h"
 #include "install/exportArchive.h"
 #include "text/filled.h"
 
@@ -26,6 +27,8 @@ ExitCode exportTo(const std::string& file, SignalGuard& guard, const Answer& ans
         return answer.badUsage(filled("an archive does not go to a terminal; redirect it, or give a file"));
     if (isInterrupted(GenerationPaths::ofDevice()))
         return answerInterrupted(answer);
+    if (!toOutput && isOfDevice(file))
+        return answer.failed(ExitCode::REFUSED, filled("[%s] is a file of the device; give another name", {file}));
     try {
         exportArchive(file, [&guard] { guard.begin(); });
     } catch (const std::exception& e) {

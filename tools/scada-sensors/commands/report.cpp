@@ -27,6 +27,7 @@
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <memory>
 #include <sstream>
 #include <utility>
@@ -178,6 +179,24 @@ Estate readEstate(Device& device, const ReportRequest& request) {
     return estate;
 }
 
+/// Signals that end the process wait until the file is in its place or given up.
+class SignalsHeldBack {
+public:
+    SignalsHeldBack() {
+        sigset_t signals;
+        sigemptyset(&signals);
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+            sigaddset(&signals, signal);
+        pthread_sigmask(SIG_BLOCK, &signals, &before);
+    }
+    ~SignalsHeldBack() { pthread_sigmask(SIG_SETMASK, &before, nullptr); }
+    SignalsHeldBack(const SignalsHeldBack&) = delete;
+    SignalsHeldBack& operator=(const SignalsHeldBack&) = delete;
+
+private:
+    sigset_t before{};
+};
+
 // A device or a FIFO is written to and stays.
 int writeToSpecial(const std::string& file, const std::string& text) {
     const Descriptor out{open(file.c_str(), O_WRONLY | O_CLOEXEC)};
@@ -189,8 +208,8 @@ int writeTo(const std::string& name, const std::string& text) {
     struct stat former {};
     if (stat(name.c_str(), &former) == 0 && !S_ISREG(former.st_mode))
         return writeToSpecial(name, text);
-    // A link keeps leading to the file.
-    ReplacedFile file(canonicalPath(name));
+    const SignalsHeldBack whole;
+    ReplacedFile file(name);
     if (!file.isOpen())
         return errno;
     const int error = writeWhole(file.number(), text.data(), text.size());
@@ -212,6 +231,9 @@ ExitCode report(const ReportRequest& request, const Answer& answer) {
     const bool toOutput = request.file == "-";
     if (toOutput && answer.isJson())
         return answer.badUsage(filled("--json and a page cannot both go to standard output"));
+    if (!toOutput && isOfDevice(request.file))
+        return answer.failed(ExitCode::REFUSED,
+                             filled("[%s] is a file of the device; give another name", {request.file}));
     Device device;
     const Estate estate = readEstate(device, request);
     const std::string page = pageOf(estate);

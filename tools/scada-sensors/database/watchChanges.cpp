@@ -19,6 +19,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
+#include <exception>
 #include <memory>
 #include <mutex>
 #include <string_view>
@@ -247,8 +248,20 @@ private:
 void watchChanges(const WatchLimits& limits, const WatchListener& listener) {
     const Ending ending;
     Watch watch(limits, listener);
-    std::thread([&watch] { watch.run(); }).detach();
+    std::exception_ptr failure;
+    std::atomic<bool> hasFailed{false};
+    std::thread([&] {
+        try {
+            watch.run();
+        } catch (...) {
+            failure = std::current_exception();
+            hasFailed = true;
+            Ending::ask();
+        }
+    }).detach();
     ending.waitUntil(limits.end);
+    if (hasFailed)
+        std::rethrow_exception(failure);
     _exit(static_cast<int>(watch.end()));
 }
 

@@ -59,8 +59,7 @@ std::string namedDecoder(const Definition& definition) {
 class Stand {
 public:
     Stand() {
-        std::error_code error;
-        dir = fs::temp_directory_path(error).string() + "/scada-image-XXXXXX";
+        dir = fs::temp_directory_path().string() + "/scada-image-XXXXXX";
         if (mkdtemp(dir.data()) == nullptr)
             throw std::runtime_error(
                 filled("cannot make a directory in [%s]: %s", {fs::path(dir).parent_path().string(), reasonOf(errno)}));
@@ -72,7 +71,11 @@ public:
     const std::string& path() const { return dir; }
     void write(const std::string& relative, const std::string& text) const {
         fs::create_directories(fs::path(dir + "/" + relative).parent_path());
-        std::ofstream(dir + "/" + relative, std::ios::binary) << text;
+        std::ofstream file(dir + "/" + relative, std::ios::binary);
+        file << text;
+        file.close();
+        if (!file.good())
+            throw std::runtime_error(filled("cannot write in [%s], where definitions of an image are judged", {dir}));
     }
 
 private:

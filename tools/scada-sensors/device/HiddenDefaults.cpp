@@ -62,9 +62,11 @@ std::string HiddenDefaults::directoryOf(const std::string& name) const {
         return "";
     const std::string entry = hiddenEntry(name, installedFiles(custom, name));
     const std::string dir = kept().dir + "/" + entry;
-    // In an image, nothing behind a link was kept by the tool.
+    // Nothing behind a link was kept by the tool.
     const std::string file = definitionFile(dir, name);
-    return entries.count(entry) == 0 || (isImage() && inImage(file) != file) ? "" : dir;
+    const std::string expected = definitionFile(canonicalPath(kept().dir) + "/" + entry, name);
+    const bool isLinked = isImage() ? inImage(file) != file : canonicalPath(file) != expected;
+    return entries.count(entry) == 0 || isLinked ? "" : dir;
 }
 
 } // namespace Kelvra::SCADA::Tool

@@ -1,5 +1,9 @@
 #include "device/paths.h"
 
+#include "text/text.h"
+
+#include <scada/Env.h>
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -53,6 +57,23 @@ bool isWritable(const std::string& path) {
 
 bool isReadable(const std::string& path) {
     return faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) == 0;
+}
+
+bool isOfDevice(const std::string& path) {
+    std::error_code error;
+    const std::string file = canonicalPath(path);
+    if (!fs::exists(file, error))
+        return false;
+    const Conf& conf = Env::inst().conf();
+    if (file == canonicalPath(conf.getSensorMapFile()))
+        return true;
+    const std::string custom = canonicalPath(conf.getDfnCustomDir());
+    for (const std::string& directory : {canonicalPath(conf.getDfnDefaultDir()), custom, custom + ".generations",
+                                         canonicalPath(conf.getDfnStagingDir())}) {
+        if (startsWith(file, directory + "/"))
+            return true;
+    }
+    return false;
 }
 
 } // namespace Kelvra::SCADA::Tool

@@ -26,4 +26,8 @@ bool isWritable(const std::string& path);
 /// Whether a file may be read.
 bool isReadable(const std::string& path);
 
+/// Whether a path leads to the managed-sensors list, or to something that is there in a storage, its generations or the
+/// staging directory: a page or an archive would take its place.
+bool isOfDevice(const std::string& path);
+
 } // namespace Kelvra::SCADA::Tool

@@ -134,6 +134,9 @@ void addStorage(const Writer& writer, const std::string& root) {
     if (error)
         failToRead(custom, error.message());
     for (const std::string& name : names) {
+        if (startsWith(name + "/", std::string("/") + EXPORTED_LIST + "/"))
+            throw std::runtime_error(
+                filled("[%s] has the name that the list gets in an archive; move it away", {custom + name}));
         const fs::file_status status = fs::symlink_status(root + name, error);
         const bool ours = name == GenerationPaths::MARK || name == std::string("/") + LOCK_INSIDE;
         if (fs::is_regular_file(status) && !ours && !writer.isTarget(root + name))
@@ -151,7 +154,9 @@ void writeTo(int descriptor, const std::string& name) {
         addStorage(writer, "/proc/self/fd/" + std::to_string(storage.number()));
     else if (errno != ENOENT)
         failToRead(conf.getDfnCustomDir(), reasonOf(errno));
-    if (access(conf.getSensorMapFile().c_str(), F_OK) == 0)
+    // A link that leads nowhere is a list that cannot be read, not none.
+    struct stat list {};
+    if (lstat(conf.getSensorMapFile().c_str(), &list) == 0)
         writer.addFile(conf.getSensorMapFile(), EXPORTED_LIST);
     // Meanwhile an operation may have begun to write in place.
     if (isInterrupted(GenerationPaths::ofDevice()))
@@ -180,14 +185,12 @@ void exportArchive(const std::string& name, const std::function<void()>& begin) 
         return;
     }
     begin();
-    // A link keeps leading to the file.
-    const std::string file = canonicalPath(name);
-    ReplacedFile out(file);
+    ReplacedFile out(name);
     if (!out.isOpen())
-        throw std::runtime_error(filled("cannot write the archive [%s]: %s", {file, reasonOf(errno)}));
-    writeTo(out.number(), file);
+        throw std::runtime_error(filled("cannot write the archive [%s]: %s", {name, reasonOf(errno)}));
+    writeTo(out.number(), name);
     if (const int error = out.complete(); error != 0)
-        throw std::runtime_error(filled("cannot write the archive [%s]: %s", {file, reasonOf(error)}));
+        throw std::runtime_error(filled("cannot write the archive [%s]: %s", {name, reasonOf(error)}));
 }
 
 } // namespace Kelvra::SCADA::Tool

@@ -67,6 +67,10 @@ std::string keepDefault(const std::string& directory, const std::string& name, c
 
 void takeOverDefaults(const GenerationPaths& paths) {
     const std::vector<DirectoryEntry> entries = keptEntriesIn(paths.hiddenNext);
+    struct stat status {};
+    // Anything else of that name would keep every operation from its end, or lead elsewhere.
+    if (lstat(paths.hidden.c_str(), &status) == 0 && !S_ISDIR(status.st_mode))
+        removeKept(paths.hidden);
     if (!entries.empty())
         makeDirectory(paths.hidden);
     for (const DirectoryEntry& entry : entries) {

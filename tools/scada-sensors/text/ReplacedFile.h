@@ -2,8 +2,9 @@
 
 #include "text/Descriptor.h"
 
-#include <sys/types.h>
+#include <sys/stat.h>
 
+#include <optional>
 #include <string>
 
 namespace Kelvra::SCADA::Tool {
@@ -12,7 +13,8 @@ namespace Kelvra::SCADA::Tool {
 /// stays until then, and nothing is left of one that is given up.
 class ReplacedFile {
 public:
-    /// Takes the path of a regular file, or of none; a link would be replaced itself.
+    /// Takes the path of a regular file that this user may write, of a link to one, which keeps leading to it, or of
+    /// none.
     explicit ReplacedFile(const std::string& path);
     ~ReplacedFile();
     ReplacedFile(const ReplacedFile&) = delete;
@@ -29,7 +31,7 @@ public:
 private:
     std::string place;
     std::string temporary;
-    mode_t mode;
+    std::optional<struct stat> former;
     Descriptor file;
 };
 
