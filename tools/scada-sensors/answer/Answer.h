@@ -13,42 +13,42 @@ namespace Kelvra::SCADA::Tool {
 /// Writes one message line to stderr.
 void writeMessage(const std::string& message);
 
-/// Writes text as it is to stdout. On failure returns false after a message.
+/// Writes text unchanged to stdout. On failure, writes a message and returns false.
 bool writeText(const std::string& text);
 
-/// What the user wants to read.
+/// The form of the answer that the user wants.
 struct AnswerStyle {
     bool json = false;
     bool quiet = false;
 };
 
-/// The answer of a command: for people a text on stdout and messages on stderr, for programs one JSON envelope on
-/// stdout. Texts are printable already. An answer that cannot be written is FAILED.
+/// The answer of a command: for people, a text on stdout and messages on stderr; for programs, one JSON envelope on
+/// stdout. Texts are printable already. If an answer cannot be written, the command ends with FAILED.
 class Answer {
 public:
     explicit Answer(AnswerStyle wanted) : style(wanted) {}
 
-    /// Whether `result` is shown; `text` is shown otherwise. Large answers are made in the wanted form alone.
+    /// Whether `result` is shown; otherwise `text` is shown. Of a large answer, only the wanted form is made.
     bool isJson() const { return style.json; }
     bool isQuiet() const { return style.quiet; }
 
     ExitCode done(const Json::Value& result, const std::string& text) const;
-    /// `result` and `text` hold what had been found until then.
+    /// `result` and `text` hold everything found until then.
     ExitCode failed(ExitCode code, const std::string& error, const Json::Value& result = Json::Value(),
                     const std::string& text = "") const;
-    /// Like failed(), but people get `messages`, whole printable lines, in place of the error.
+    /// Like failed(), but people get `messages`, whole printable lines, instead of the error.
     ExitCode failedWith(ExitCode code, const std::string& error, const std::string& messages, const Json::Value& result,
                         const std::string& text) const;
     /// Like failed(), but without a message: `text` says everything.
     ExitCode failedAsTold(ExitCode code, const std::string& error, const Json::Value& result,
                           const std::string& text) const;
-    /// The message goes to stderr for programs too: what they asked for may be what is wrong.
+    /// Writes the message to stderr for programs too: their request itself may be wrong.
     ExitCode badUsage(const std::string& message) const;
-    /// One answer of many: a line of its own for programs too, written at once. Returns whether it could be written.
+    /// One answer of many: on its own line for programs too, and written at once. Returns whether it could be written.
     bool item(const Json::Value& result, const std::string& text) const;
-    /// Like item(), for one that failed; people get `text`, which says why.
+    /// Like item(), but for a failure; people get `text`, which says why.
     bool failedItem(const std::string& error, const Json::Value& result, const std::string& text) const;
-    /// Something worth knowing that is not a failure, on stderr; nothing when the user wants it quiet.
+    /// Writes a remark that is not a failure to stderr, unless the user wants quiet.
     void note(const std::string& message) const;
 
 private:

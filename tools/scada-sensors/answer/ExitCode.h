@@ -18,7 +18,7 @@ enum class ExitCode {
 
 struct ExitCodeRow {
     ExitCode code;
-    const char* word; ///< what JSON answers say
+    const char* word; ///< the word in JSON answers
     const char* meaning;
 };
 

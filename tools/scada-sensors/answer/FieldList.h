@@ -11,9 +11,9 @@ class FieldList {
 public:
     /// Adds a field; null is shown as "-".
     void add(const std::string& name, const Json::Value& value);
-    /// Adds a field that people read in other words.
+    /// Adds a field with a separate text for people.
     void add(const std::string& name, const Json::Value& value, const std::string& words);
-    /// Adds a field that people read as indented JSON below its name.
+    /// Adds a field that people get as indented JSON below its name.
     void addDocument(const std::string& name, const Json::Value& value);
 
     const Json::Value& result() const { return members; }

@@ -50,14 +50,14 @@ std::string sourceOf(const char* content) {
     return "'sha256-" + base64Of(digestOf(content)) + "'";
 }
 
-// Without it a page would be one line.
+// Without line breaks, a page would be one line.
 bool endsLine(std::string_view tag) {
     static constexpr std::array<std::string_view, 9> TAGS = {"tr",   "p",       "li", "caption", "thead",
                                                              "main", "section", "h1", "h2"};
     return std::find(TAGS.begin(), TAGS.end(), tag) != TAGS.end();
 }
 
-// Most texts are appended as they are.
+// Most texts are appended unchanged.
 void appendEscaped(std::string* html, const std::string& text) {
     const auto isPlain = [](char c) {
         return c >= 0x20 && c < 0x7f && c != '&' && c != '<' && c != '>' && c != '"' && c != '\'';

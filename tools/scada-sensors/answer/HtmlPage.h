@@ -7,12 +7,12 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// Returns a text as it is written between tags and between the quotes of an attribute: printable, and without a
-/// character that a browser would take for markup.
+/// Returns a text as it is written between tags and between the quotes of an attribute: printable, and without
+/// characters that a browser would take for markup.
 std::string escapedHtml(const std::string& text);
 
-/// Writes an HTML page for a browser that loads nothing and runs nothing but the page's own style and script: their
-/// digests are in its policy. Whatever else comes into the page goes through escapedHtml(); tags, names of attributes,
+/// Writes an HTML page for a browser that loads nothing and runs nothing but the page's own style and script: the
+/// page's policy has their digests. Everything else in the page goes through escapedHtml(); tags, names of attributes,
 /// style and script are the program's own.
 class HtmlPage {
 public:
@@ -22,16 +22,16 @@ public:
     };
     using Attributes = std::initializer_list<Attribute>;
 
-    /// Begins the body. The script runs when the page has been read. REQUIRES: neither style nor script has a "</".
+    /// Begins the body. The script runs when the page has been read. REQUIRES: neither style nor script contains "</".
     HtmlPage(const std::string& title, const char* style, const char* pageScript);
 
-    /// Makes room for so many bytes at once: a page that grows is copied again and again.
+    /// Reserves room for so many bytes: a growing page would be copied again and again.
     void reserve(std::size_t bytes) { html.reserve(bytes); }
 
     void begin(const char* tag, Attributes attributes = {});
-    /// Adds an element that has no end.
+    /// Adds an element without an end tag.
     void alone(const char* tag, Attributes attributes);
-    /// Ends the element that was begun last.
+    /// Ends the last element that was begun.
     void end();
     void text(const std::string& words);
     void breakLine() { html += '\n'; }
@@ -48,7 +48,7 @@ private:
     const char* script;
 };
 
-/// A table with headings for columns and rows. Each cell knows its heading, for a style that shows cells apart.
+/// A table with headings for columns and rows. Each cell carries its heading, for a style that shows cells separately.
 class HtmlTable {
 public:
     HtmlTable(HtmlPage& itsPage, const std::string& caption, const std::vector<const char*>& itsHeadings);

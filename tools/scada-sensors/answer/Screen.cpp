@@ -22,7 +22,7 @@ std::string variable(const char* name) {
 
 bool areColoursWanted() {
     const std::string terminal = variable("TERM");
-    // Also when it is empty: whoever sets it does not want colours.
+    // Counts even if it is empty: a user who sets it does not want colours.
     const bool refused = std::getenv("NO_COLOR") != nullptr; // NOLINT(concurrency-mt-unsafe)
     return !refused && !terminal.empty() && terminal != "dumb";
 }

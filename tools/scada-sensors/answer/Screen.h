@@ -5,19 +5,21 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// What shows an answer to people. By default it is no terminal: lines are as long as they are, without colours.
+/// The screen or file that shows an answer to people. By default it is not a terminal: lines have any length and no
+/// colours.
 struct Screen {
     std::size_t width = 0; ///< in columns; 0 without a limit
     bool hasColours = false;
 
     /// Returns a printable text as a heading.
     std::string heading(const std::string& text) const;
-    /// Returns the printable word that says how bad something is: "error", "fault", "warning", "note"; others stay.
+    /// Returns a printable word with the mark of its severity: "error", "fault", "warning" or "note". Other words stay
+    /// as they are.
     std::string mark(const std::string& word) const;
 };
 
-/// Returns what standard output is. A terminal has colours unless NO_COLOR is in the environment or it says of itself
-/// that it is dumb.
+/// Returns the properties of standard output. A terminal has colours unless NO_COLOR is in the environment or the
+/// terminal calls itself dumb.
 Screen standardOutput();
 
 } // namespace Kelvra::SCADA::Tool

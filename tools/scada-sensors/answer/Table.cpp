@@ -12,7 +12,7 @@ namespace Kelvra::SCADA::Tool {
 namespace {
 
 constexpr std::size_t GAP = 2;
-// No column is made narrower; on a terminal that has not even that much room, lines run over.
+// No column becomes narrower. If a terminal lacks even that much room, lines run over.
 constexpr std::size_t LEAST_WIDTH = 4;
 
 std::size_t totalOf(const std::vector<std::size_t>& widths, std::size_t most) {
@@ -22,7 +22,7 @@ std::size_t totalOf(const std::vector<std::size_t>& widths, std::size_t most) {
     return total;
 }
 
-// Appends one line of a row. Nothing is behind the last cell that has a text.
+// Appends one line of a row. Nothing follows the last cell that has a text.
 void appendLine(const std::vector<std::string>& parts, const std::vector<std::size_t>& widths, const Screen& screen,
                 bool heading, std::string* lines) {
     std::size_t pending = 0;
@@ -71,7 +71,7 @@ void AlignedColumns::add(const std::vector<std::string>& row) {
     }
 }
 
-// Narrow columns stay whole: what is missing is taken from the widest ones, down to a common width.
+// Narrow columns keep their width: the missing room is taken from the widest ones, down to a common width.
 std::vector<std::size_t> AlignedColumns::widthsOn(const Screen& screen) const {
     if (screen.width == 0 || widths.empty() || totalOf(widths, SIZE_MAX) <= screen.width)
         return widths;

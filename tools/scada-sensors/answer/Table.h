@@ -10,13 +10,13 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// Rows of cells as aligned columns, made printable. One line per row; on a screen that is too narrow, the widest
-/// columns are made narrower and their cells take several lines. Nothing is cut.
+/// Rows of cells as aligned columns, made printable. Each row is one line. On a screen that is too narrow, the widest
+/// columns become narrower and their cells take several lines. Nothing is cut.
 class AlignedColumns {
 public:
     /// Makes the first row a heading.
     void addHeading(const std::vector<std::string>& row);
-    /// Adds a row. Every row has as many cells as the first.
+    /// Adds a row. Every row has as many cells as the first one.
     void add(const std::vector<std::string>& row);
     std::string text(const Screen& screen = Screen()) const;
 
@@ -25,11 +25,11 @@ private:
 
     bool hasHeading = false;
     std::vector<std::size_t> widths;
-    std::string cells; ///< each printable and ended by a line break, because rows are many
+    std::string cells; ///< each printable and ended by a line break, because there are many rows
 };
 
-/// Rows of texts: a JSON array of objects for programs, aligned columns for people. A table keeps only what the wanted
-/// form needs, because lists grow long.
+/// Rows of texts: a JSON array of objects for programs, aligned columns for people. A table keeps only the data of the
+/// wanted form, because lists grow long.
 class Table {
 public:
     struct Column {

@@ -15,7 +15,7 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-// A number with so many digits is read as the one that was written.
+// With so many digits, a number reads back as the one that was written.
 constexpr unsigned int ALL_DIGITS = 17;
 
 std::string writeJson(const Json::Value& value, const std::string& indentation, bool utf8,
@@ -28,7 +28,7 @@ std::string writeJson(const Json::Value& value, const std::string& indentation, 
     return Json::writeString(builder, value);
 }
 
-// Whether a backslash of a string, which is written as two, would read as the begin of an escaped byte.
+// Whether a backslash of a string, which is written as two, would read as the beginning of an escaped byte.
 bool looksEscaped(const std::string& written, std::size_t at) {
     const std::size_t digits = at + 3;
     return written.compare(at, 3, "\\\\x") == 0 && digits + 2 <= written.size() &&
@@ -43,8 +43,8 @@ void appendUnit(std::string& text, unsigned unit) {
         {DIGITS[unit >> 12U & 0xfU], DIGITS[unit >> 8U & 0xfU], DIGITS[unit >> 4U & 0xfU], DIGITS[unit & 0xfU]};
 }
 
-// Appends the character of a string at `at`, or, where the bytes are not UTF-8, the byte as the text \xNN. A
-// replacement character would make one name of two. Returns the place of the next one.
+// Appends the character of a string at `at`. If the bytes are not UTF-8, appends the byte as the text \xNN, because a
+// replacement character could make two names equal. Returns the place of the next character.
 std::size_t appendInAscii(std::string& text, const std::string& written, std::size_t at) {
     const Terminal::Character character = Terminal::characterAt(written, at);
     if (!character.isValid()) {

@@ -29,7 +29,7 @@ std::string withoutBlanksBehind(const std::string& line) {
     return line.substr(0, line.find_last_not_of(' ') + 1);
 }
 
-/// Fills lines with the letters of one text, each in one pass.
+/// Fills lines with the letters of one text. Each line takes one pass.
 class LineFilling {
 public:
     LineFilling(const std::string& filledText, std::size_t lineWidth)
@@ -76,7 +76,7 @@ private:
     std::vector<std::string> lines;
     std::size_t start = 0; ///< of the line
     std::size_t columns = 0;
-    std::size_t word = 0; ///< the last place in the line that can be the beginning of another one
+    std::size_t word = 0; ///< the last place in the line where another line can begin
     std::size_t columnsBeforeWord = 0;
 };
 

@@ -6,12 +6,12 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// Returns how many columns of a terminal a printable text takes: two for a wide letter, none for a mark that is set on
-/// the letter before it. The locale of the process does not matter.
+/// Returns the width of a printable text in columns of a terminal: a wide letter takes two, a mark on the letter before
+/// it takes none. The locale of the process does not matter.
 std::size_t widthOf(const std::string& text);
 
-/// Returns a printable text as lines of at most so many columns, broken between words where that is possible, and never
-/// inside a letter with its marks. A letter that is wider has a line of its own.
+/// Returns a printable text as lines of at most so many columns. Breaks between words if possible, and never inside a
+/// letter with its marks. A letter that is wider gets its own line.
 std::vector<std::string> wrapped(const std::string& text, std::size_t width);
 
 } // namespace Kelvra::SCADA::Tool

@@ -4,8 +4,8 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// Returns `text` with control characters, line separators, marks that turn the direction of text, and bytes that are
-/// not UTF-8 written as \xNN: names come from files, and a terminal would obey them.
+/// Returns `text` with control characters, line separators, marks that change the direction of text, and bytes that are
+/// not UTF-8 written as \xNN. Names come from files, and a terminal would obey such characters.
 std::string printable(const std::string& text);
 
 } // namespace Kelvra::SCADA::Tool

@@ -7,7 +7,8 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// The places in a definition's file, which is read when the first one is asked for: a sound definition needs none.
+/// The places in a definition's file. The file is read when the first place is requested: a sound definition needs
+/// none.
 class DefinitionPlaces {
 public:
     explicit DefinitionPlaces(const std::string& definitionFile) : file(definitionFile) {}

@@ -18,7 +18,7 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-// In bytes. Names and values come from the document, and each finding has some.
+// In bytes. Names and values come from the document, and each finding quotes some.
 constexpr std::size_t LONGEST_QUOTE = 120;
 constexpr const char* DEFINITIONS = "#/$defs/";
 
@@ -36,8 +36,8 @@ Json::Value parsedSchema(const std::string& text) {
 
 } // namespace
 
-/// A regular expression whose matching takes no stack and no time beyond the length of the text: what is matched comes
-/// from strangers. It means the same to a reader of JSON Schema, because it has no letter behind a backslash.
+/// A regular expression whose matching uses no stack and takes time in proportion to the text: the text comes from
+/// strangers. It means the same to a reader of JSON Schema, because it has no letter after a backslash.
 class Schema::Pattern {
 public:
     explicit Pattern(const std::string& text) {
@@ -219,7 +219,7 @@ std::string listed(const Json::Value& values) {
     return text;
 }
 
-/// The judgement on one document. Where a part of the schema is only tried, nothing is noted.
+/// The judgement on one document. It notes nothing while it only tries a part of the schema.
 class SchemaJudgement {
 public:
     SchemaJudgement(const std::map<std::string, std::unique_ptr<Node>>& ofSchema, std::size_t mostFaults,

@@ -19,17 +19,17 @@ struct SchemaFault {
     std::string text;
 };
 
-/// A JSON Schema of the kind that we write: it knows the keywords that our schemas use and no others, and a reference
-/// leads to "#/$defs/NAME". Its judgement takes time in proportion to the document.
+/// A JSON Schema of the kind that we write: it knows the keywords of our schemas and no others, and a reference leads
+/// to "#/$defs/NAME". Its judgement takes time in proportion to the document.
 class Schema {
 public:
-    /// Throws std::logic_error for a schema that it does not understand as a whole.
+    /// Throws std::logic_error if it does not understand the whole schema.
     explicit Schema(const std::string& text);
     ~Schema();
     Schema(const Schema&) = delete;
     Schema& operator=(const Schema&) = delete;
 
-    /// Returns what does not fit, at most so many faults. A member of the document may be left out.
+    /// Returns the places that do not fit, at most so many. One member of the document can be left out.
     std::vector<SchemaFault> faultsOf(const Json::Value& document, std::size_t most,
                                       const std::string& without = "") const;
 

@@ -6,7 +6,7 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// What an entry of a directory is, links not followed and followed.
+/// The kind of a directory entry, with links not followed and followed.
 struct EntryKind {
     std::filesystem::file_type own;
     std::filesystem::file_type target;
@@ -15,22 +15,22 @@ struct EntryKind {
     bool isLink() const { return own == std::filesystem::file_type::symlink; }
 };
 
-/// The entries of a tree that its copy has in another form or not at all, by their relative paths.
+/// The entries of a tree that its copy lacks or has in another form, by their relative paths.
 using SpecialEntries = std::map<std::string, EntryKind>;
 
-/// The source of an installation, and the copy that is examined and installed in its place. The copy has directories
-/// and regular files only.
+/// The source of an installation, and the copy that is examined and installed instead. The copy has directories and
+/// regular files only.
 struct SourceCopy {
-    std::string source; ///< as it is named to the user
+    std::string source; ///< its name for the user
     std::string dir;    ///< the copy
     SpecialEntries special;
-    bool archive = false;                ///< whether the source is one
+    bool archive = false;                ///< whether the source is an archive
     std::map<std::string, bool> outside; ///< symbolic links that lead out of the source; empty files in the copy
 
     std::map<std::string, std::string>
         oversized; ///< files that are too large, with the text of the finding; empty ones
 
-    /// Returns the path in the source of a path in the copy; other paths are returned as they are.
+    /// Returns the path in the source for a path in the copy; other paths are returned unchanged.
     std::string pathInSource(const std::string& path) const {
         return path.compare(0, dir.size(), dir) == 0 ? source + path.substr(dir.size()) : path;
     }

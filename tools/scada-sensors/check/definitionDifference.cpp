@@ -13,15 +13,15 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-// Of both decoders together, in bytes. Those of the field have less than a tenth of it.
+// Of both decoders together, in bytes. Decoders in the field have less than a tenth of it.
 constexpr std::size_t LONGEST_TEXTS = 1024UL * 1024UL;
 
 using Kind = MemberChange::Kind;
 
-/// Goes through two values side by side and notes what they do not have in common.
+/// Compares two values and notes their differences.
 class Comparison {
 public:
-    /// Returns what the documents differ in, the properties first.
+    /// Returns the differences between the documents, those of the properties first.
     std::vector<MemberChange> run(const Json::Value& from, const Json::Value& to) {
         compare(from, to);
         std::stable_partition(changes.begin(), changes.end(), [](const MemberChange& change) {
@@ -49,7 +49,7 @@ private:
             compareParts(name, from.isMember(name) ? &from[name] : nullptr, to.isMember(name) ? &to[name] : nullptr);
     }
 
-    // What both begin and end with is passed over, so that one element more is one change.
+    // The common beginning and end are skipped, so that one additional element is one change.
     void compareLists(const Json::Value& from, const Json::Value& to) {
         const Json::ArrayIndex shorter = std::min(from.size(), to.size());
         Json::ArrayIndex begin = 0;
@@ -75,7 +75,7 @@ private:
         path.pop_back();
     }
 
-    // Other lists, as of bytes or words, are read as a whole.
+    // Other lists, for example of bytes or words, are compared as a whole.
     static bool isListOfObjects(const Json::Value& value) {
         return value.isArray() &&
                std::all_of(value.begin(), value.end(), [](const Json::Value& one) { return one.isObject(); });

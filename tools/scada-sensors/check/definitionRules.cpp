@@ -22,7 +22,7 @@ bool isSound(const Definition& definition) {
     return std::all_of(properties.begin(), properties.end(), [](const Json::Value& one) { return one.isObject(); });
 }
 
-// A file that is not JSON: the library's verdict together with what the reader says.
+// For a file that is not JSON: the library's verdict together with the reader's messages.
 Findings checkUnreadable(const Definition& definition, const JsonFile& json) {
     const std::string& state = definition.verdict.state;
     if (!json.isRead())
@@ -57,10 +57,10 @@ Findings checkProperties(const Definition& definition, const JsonFile& json) {
     return findings;
 }
 
-// The library stops at the first rule that is broken.
+// The library stops at the first broken rule.
 Findings checkMembers(const Definition& definition, const JsonFile& json) {
     Findings findings;
-    // The library hands the document out unless a decoder fault came first.
+    // The library hands out the document unless it found a decoder fault first.
     if (!definition.verdict.valid && definition.document.isNull())
         findings.push_back(decoderFault(definition, json));
     if (json.root()[SECTION].isObject())

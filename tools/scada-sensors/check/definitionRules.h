@@ -6,7 +6,7 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// Returns everything that is wrong with one definition, no fault hidden behind another.
+/// Returns all faults of one definition. None hides another.
 Findings checkDefinition(const Definition& definition, DefinitionPlaces* places);
 Findings checkDefinition(const Definition& definition);
 

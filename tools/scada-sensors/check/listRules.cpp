@@ -31,7 +31,7 @@ std::string duplicateText(const ListElement& element) {
                                             : filled("%s Element [%s] is used for it.", {text, owner});
 }
 
-// A fault of the definition that elements name; the place is the element's.
+// A fault of the definition that elements name; its place is that of the element.
 struct DefinitionFault {
     const Rule* rule;
     std::string text;

@@ -19,7 +19,7 @@ const Schema& definitionSchema() {
     return schema;
 }
 
-// The library's verdict and its rules are about the root, its section and the decoder's path.
+// The library's verdict and its rules concern the root, its section and the decoder's path.
 bool isToldByVerdict(const SchemaFault& fault) {
     return fault.path.empty() || (fault.path.size() == 1 && fault.path.front() != EXAMPLES);
 }

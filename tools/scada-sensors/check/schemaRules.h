@@ -9,11 +9,11 @@ namespace Kelvra::SCADA::Tool {
 /// Who judges the examples of a definition.
 enum class ExamplesJudge {
     SCHEMA,
-    DECODER, ///< they are run on the decoder, which finds their faults too
+    DECODER, ///< they are run on the decoder, which also finds their faults
 };
 
-/// Returns where a definition does not fit its schema, as far as checkDefinition() does not say it. The library may
-/// take such a definition.
+/// Returns where a definition does not fit its schema, except for faults that checkDefinition() reports. The library
+/// may accept such a definition.
 Findings checkSchema(const Definition& definition, ExamplesJudge judge, DefinitionPlaces* places);
 
 } // namespace Kelvra::SCADA::Tool

@@ -53,8 +53,8 @@ Findings checkDecoder(const SourceCopy& source, const Definition& definition, De
     return findings;
 }
 
-// An import cuts a name at a "\" too, and gives the decoder a longer name than the definition's own. The definition
-// names it in JSON, and a lookup trims what it reads there.
+// An import also cuts a name at a "\", and gives the decoder a longer name than the definition's own. The definition
+// names it in JSON, and a lookup trims the name that it reads there.
 Findings checkName(const Definition& definition) {
     const std::string decoder = importedDecoderName(definition.name);
     const auto bad = [&definition](const std::string& text) {
@@ -76,7 +76,7 @@ std::string joined(const std::set<std::string>& words, const std::string& separa
     return text;
 }
 
-// Returns the directory that a source should have been, from the path of a definition in it; nothing when no component
+// Returns the directory that should have been the source, from the path of a definition in it; nothing if no component
 // is the family.
 std::string rightLevelFor(const fs::path& definitionPath) {
     const std::vector<fs::path> parts(definitionPath.begin(), definitionPath.end());
@@ -101,7 +101,7 @@ Findings checkSourceDefinition(const SourceCopy& source, const Definition& defin
     Findings findings = checkDefinition(definition, places);
     if (!isInFamily(definition.name))
         findings.push_back({Rules::SOURCE_NOT_LORAWAN, {definition.file}, filled(LibraryText::LORAWAN_ONLY)});
-    // Without a document the file or its decoder has been found faulty already.
+    // Without a document, the file or its decoder is known to be faulty already.
     if (!definition.document.isNull())
         append(checkDecoder(source, definition, places), &findings);
     append(checkName(definition), &findings);

@@ -20,7 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Returns why there is no directory to examine, or nothing.
+// Returns why the directory cannot be examined, or nothing.
 Findings checkDirectory(const std::string& dir, const std::string& which) {
     if (dir.empty())
         return {{Rules::STORAGE_NOT_CONFIGURED,
@@ -53,7 +53,7 @@ Findings checkStorage(DefinitionDirectory& storage, const std::string& which, co
     return findings;
 }
 
-// Readers can meet a mixture of old and new files then.
+// Readers can then find a mixture of old and new files.
 Findings checkExchange(const std::string& dir) {
     const std::string reason = dir.empty() || isImage() ? "" : whyNotExchangeable(canonicalPath(dir));
     if (reason.empty())

@@ -11,10 +11,10 @@ namespace Kelvra::SCADA::Tool {
 /// Returns the fault of a custom storage that an interrupted operation has left neither old nor new.
 Findings checkInterruption();
 
-/// What else is asked of each definition, which is given away with the question.
+/// An additional check of each definition, which the check may take over.
 using DefinitionCheck = std::function<Findings(Definition&& definition, DefinitionPlaces* places)>;
 
-/// Returns everything that is wrong with the storages and their definitions, and which of them hide others.
+/// Returns all faults of the storages and their definitions, and which of them hide others.
 Findings checkStorages(Storages& storages, const DefinitionCheck& also);
 
 } // namespace Kelvra::SCADA::Tool

@@ -35,7 +35,7 @@ namespace fs = std::filesystem;
 constexpr const char* SUFFIX = ".json";
 constexpr std::size_t SUFFIX_LENGTH = 5;
 constexpr int DEFINITION_DEPTH = 2;
-// In bytes. A longer file is not read to see whether it is a definition.
+// In bytes. A longer file is not read to find out whether it is a definition.
 constexpr std::uintmax_t LONGEST_DEFINITION = std::uintmax_t{1024} * 1024;
 constexpr std::size_t MOST_VALUES = 50000;
 
@@ -85,7 +85,7 @@ private:
         for (const std::string& name : namesOfSpecial(relative))
             entries.emplace(name, DT_UNKNOWN);
         const Descriptor opened{open(pathOf(relative).c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC)};
-        // Where the entries cannot be looked at, their types do not count.
+        // If the directory cannot be searched, the types of its entries do not count.
         const bool searchable = opened.isOpen() && faccessat(opened.number(), ".", X_OK, AT_EACCESS) == 0;
         try {
             if (!opened.isOpen())
@@ -141,7 +141,8 @@ private:
             checkFile(relative, depth, *kind);
     }
 
-    // Nobody looks behind it: there may be the whole system. What could be there is told at the link itself.
+    // The tree behind the link is not examined: it may be the whole system. The finding at the link itself covers its
+    // content.
     void checkDirectoryLink(const std::string& relative, int depth) {
         if (depth < DEFINITION_DEPTH || endsWith(relative, SUFFIX))
             add(Rules::TREE_BEHIND_LINK, relative,
@@ -173,7 +174,7 @@ private:
         return endsWith(relative, SUFFIX) && directory.lists(relative.substr(0, relative.size() - SUFFIX_LENGTH));
     }
 
-    // A decoder may be named by another path than the one that leads to it here.
+    // A definition may name its decoder by a path other than this one.
     bool isDecoder(const std::string& relative) {
         std::string path;
         return FsNode(inImage(pathOf(relative))).realPath(&path) && resolvedDecoders().count(path) != 0;
@@ -201,7 +202,7 @@ private:
 
     DefinitionDirectory& directory;
     const SpecialEntries& special;
-    std::map<std::string, std::set<std::string>> specialNames; ///< by their directory
+    std::map<std::string, std::set<std::string>> specialNames; ///< by directory
     std::set<std::string> decoders;
     std::set<std::string> resolved;
     std::size_t most;

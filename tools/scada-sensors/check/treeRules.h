@@ -9,9 +9,9 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// Returns what looks like a definition below a directory and is not listed, and what cannot be examined. `special` has
-/// the entries of a source that its copy does not have as they are; links among them are not followed. Returns no
-/// more than `most` findings.
+/// Returns the files below a directory that look like definitions and are not listed, and the entries that cannot be
+/// examined. `special` has the entries of a source that its copy has in another form or not at all; links among them
+/// are not followed. Returns at most `most` findings.
 Findings checkTree(DefinitionDirectory& directory, const SpecialEntries& special = {}, std::size_t most = SIZE_MAX);
 
 } // namespace Kelvra::SCADA::Tool

@@ -18,7 +18,8 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-// Of a longer path the client library takes the first 107 bytes, perhaps with a stray one after them: another socket.
+// The client library takes only the first 107 bytes of a longer path, perhaps with a stray one after them: another
+// socket.
 constexpr std::size_t LONGEST_PATH = 106;
 
 // The names that the packages of the distribution give to the server and its files.
@@ -42,7 +43,7 @@ int millisecondsLeft(const TimeLimit& limit) {
     return static_cast<int>(std::max<milliseconds::rep>(left, 0));
 }
 
-// Connecting waits while the server's queue is full, as that of a halted one is at last.
+// Connecting waits while the server's queue is full, as the queue of a halted server eventually is.
 void limitConnecting(int descriptor, const TimeLimit& limit) {
     const long left = std::max(millisecondsLeft(limit), 1);
     timeval time{};
@@ -77,7 +78,7 @@ std::string encoded(const std::vector<std::string>& words) {
     return bytes;
 }
 
-// What keeps every command from being carried out; other errors are for the command itself to find.
+// Recognises an error that keeps every command from being carried out. The command itself finds the others.
 ServerFault commonFault(const std::string& error, const std::string& path) {
     if (startsWith(error, "NOAUTH"))
         return {
@@ -125,7 +126,7 @@ ServerFault Inquiry::select() const {
         fault = commonFault(error, path);
         return fault.empty() ? selectionFault(error, path) : fault;
     }
-    // A server that loads lets a database be selected, but carries no command out.
+    // A server that is loading accepts the selection of a database, but carries out no command.
     fault = ask({"PING"}, &reply);
     return fault.empty() ? commonFault(errorOf(reply), path) : fault;
 }
@@ -146,7 +147,8 @@ ServerFault Inquiry::connect() const {
     return reasonOfConnecting(errno, path, limit);
 }
 
-// A server that takes no connection says why before it closes it: what has come is read even after a failed write.
+// A server that refuses a connection says why before it closes it. Therefore its reply is read even after a failed
+// write.
 void Inquiry::send(const std::vector<std::vector<std::string>>& commands) const {
     std::string bytes;
     for (const std::vector<std::string>& command : commands)

@@ -10,15 +10,15 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// What is wrong with the server; empty when nothing is.
+/// A fault of the server; empty if there is none.
 struct ServerFault {
-    std::string text;    ///< with the remedy
-    std::string command; ///< the next one to type in a shell
+    std::string text;    ///< includes the remedy
+    std::string command; ///< the next command to type in a shell
 
     bool empty() const { return text.empty(); }
 };
 
-/// A connection to the configured server on which each reply comes in time, or why it did not is known. The client
+/// A connection to the configured server on which each reply comes in time, or the reason is known. The client
 /// library's own connection has no limit for a whole exchange, raises SIGPIPE and keeps no error number.
 class Inquiry {
 public:
@@ -30,7 +30,7 @@ public:
     /// Sends one command and waits for its reply.
     ServerFault ask(const std::vector<std::string>& command, ReplyPtr* reply) const;
 
-    /// The same in two steps, for many commands at once.
+    /// The same in two steps, to send many commands at once.
     void send(const std::vector<std::vector<std::string>>& commands) const;
     ServerFault receive(ReplyPtr* reply) const;
 
@@ -49,10 +49,10 @@ private:
     std::unique_ptr<redisReader, FreeReader> reader;
 };
 
-/// Returns what a user types to ask the configured server. `words` are a part of it as they are.
+/// Returns the command that a user types to ask the configured server. It contains `words` unchanged.
 std::string serverCommand(const std::string& words);
 
-/// Returns the words of an error reply; nothing for any other.
+/// Returns the text of an error reply; nothing for any other reply.
 std::string errorOf(const ReplyPtr& reply);
 
 } // namespace Kelvra::SCADA::Tool

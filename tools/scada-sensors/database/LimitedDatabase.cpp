@@ -51,8 +51,9 @@ void LimitedDatabase::startAnew() {
     end = limit.end;
 }
 
-// The library's command has no time limit, and nothing calls it back: a thread waits for it, which the process leaves
-// behind. A limit on the socket would not hold for the selection of the database, nor for the library's second attempt.
+// The library's command has no time limit and cannot be cancelled. A thread waits for it, and the process leaves that
+// thread behind. A limit on the socket would cover neither the selection of the database nor the library's second
+// attempt.
 LimitedDatabase::Result LimitedDatabase::run(const Call& call) {
     std::packaged_task<Result()> task([shared = database, call] {
         Result result;

@@ -13,7 +13,7 @@
 namespace Kelvra::SCADA::Tool {
 
 /// Thrown with the reason when the database does not serve, or not in time. A command may then still wait for its reply
-/// on a thread of its own: the process must end without running what exit() runs.
+/// on its own thread, so the process must end without the cleanup of exit().
 class NoDatabase : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -28,16 +28,16 @@ public:
     };
     using Call = std::function<int(Database& database, TypedValue* value)>;
 
-    /// Looks at the server before anything is asked of it.
+    /// Checks the server before the first command.
     explicit LimitedDatabase(unsigned int waitSeconds);
 
-    /// Lets the server take so much more time, 0 being for ever.
+    /// Gives the server so many more seconds; 0 removes the limit.
     void allow(unsigned int seconds);
 
-    /// Lets the limit start anew, for the next one of many calls.
+    /// Restarts the time limit, for the next one of many calls.
     void startAnew();
 
-    /// Runs one call of the library. What `call` captures must live as long as the process.
+    /// Runs one call of the library. Everything that `call` captures must live as long as the process.
     Result run(const Call& call);
 
 private:

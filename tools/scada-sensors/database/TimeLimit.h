@@ -4,7 +4,7 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// How long the user wants to wait for the database, from the construction on.
+/// How long the user wants to wait for the database, counted from the construction.
 struct TimeLimit {
     using Clock = std::chrono::steady_clock;
 
@@ -15,7 +15,7 @@ struct TimeLimit {
     Clock::time_point end;
 };
 
-/// What --wait is without a word of the user, in seconds, and the most that it can be.
+/// The default of --wait and its largest value, in seconds.
 constexpr unsigned int STANDARD_WAIT = 5;
 constexpr unsigned int LONGEST_WAIT = 3600;
 

@@ -29,7 +29,7 @@ SensorState stateOf(const redisReply& fields, const redisReply& time) {
     return state;
 }
 
-// A key that is no hash is answered with an error; another error concerns every key.
+// For a key that is not a hash the server answers with an error; any other error concerns every key.
 ServerFault faultOf(const ReplyPtr& reply) {
     const std::string error = errorOf(reply);
     if (error.empty() || startsWith(error, "WRONGTYPE"))
@@ -63,8 +63,8 @@ ServerFault receiveState(const Inquiry& server, std::vector<SensorState>* states
 } // namespace
 
 ServerFault readSensors(const Inquiry& server, const std::vector<std::string>& keys, std::vector<SensorState>* states) {
-    // The server works on one batch while the answers to the one before are read. With no limit, both sides would wait
-    // for ever when neither read what the other one has written.
+    // The server works on one batch while the answers to the previous one are read. Without a limit, both sides would
+    // wait for ever once neither reads what the other one has written.
     constexpr std::size_t AT_ONCE = 64;
     states->reserve(states->size() + keys.size());
     ask(server, keys, 0, AT_ONCE);

@@ -11,7 +11,7 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-// The shortest text that reads back as the same number.
+// Returns the shortest text that reads back as the same number.
 std::string textOf(float number) {
     std::array<char, 32> digits{};
     return {digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr};
@@ -30,7 +30,7 @@ int readAs(const std::string& type, Database& database, const std::string& key, 
         float number = 0;
         result = database.hgetFloat(key, field, &number);
         value->text = textOf(number);
-        // JSON has no numbers for these.
+        // JSON has no infinity and no NaN.
         value->json = std::isfinite(number) ? Json::Value(static_cast<double>(number)) : Json::Value(value->text);
     } else if (type == "bool") {
         bool truth = false;
@@ -51,7 +51,7 @@ int readAs(const std::string& type, Database& database, const std::string& key, 
     return result;
 }
 
-// The library reads one field at a time. Its texts end at their first NUL byte, these do not.
+// The library reads one field at a time, and its texts end at their first NUL byte. These texts do not.
 int readHash(Database& database, const std::string& key, TypedValue* value) {
     std::array<const char*, 2> words{"HGETALL", key.c_str()};
     const ReplyPtr reply(database.executeCommandArgv(static_cast<int>(words.size()), words.data(), nullptr));

@@ -34,10 +34,10 @@ using Clock = TimeLimit::Clock;
 
 constexpr std::chrono::milliseconds RETRY_PAUSE(200);
 constexpr std::chrono::milliseconds QUESTION_PAUSE(1000);
-// A reader that takes nothing, so that a line cannot be finished, does not keep the watch from ending.
+// The watch also ends if its reader stops reading, so that a line cannot be finished.
 constexpr std::chrono::milliseconds LINE_LIMIT(100);
 
-// What a signal handler can reach.
+// The state that a signal handler can reach.
 std::atomic<int> wakeUp{-1};
 static_assert(decltype(wakeUp)::is_always_lock_free, "used in a signal handler");
 
@@ -47,7 +47,7 @@ extern "C" void endWatching(int /*signal*/) {
     errno = keptErrno;
 }
 
-// A pipe that becomes readable when the watch is to end. A second signal of a kind kills.
+// A pipe that becomes readable when the watch must end. A second signal of the same kind kills the process.
 class Ending {
 public:
     Ending() {
@@ -82,13 +82,13 @@ private:
     Descriptor writing;
 };
 
-// The library's own loop keeps to itself that a connection is lost or back, and cannot tell a halted server from a
-// silent one. This one reads the same subscription and asks a silent server for a sign of life.
+// The library's own loop does not report that a connection is lost or back, and cannot tell a halted server from a
+// silent one. This loop reads the same subscription and asks a silent server for a sign of life.
 class Subscription : public DatabaseSubscriber {
 public:
     enum class Heard { SOMETHING, NOTHING, END };
 
-    // Takes the next message that has come whole, or null. Returns false when there is nothing more to expect.
+    // Takes the next complete message, or null. Returns false if nothing more can come.
     bool next(ReplyPtr* message) {
         void* whole = nullptr;
         const bool isSound = redisGetReplyFromReader(context, &whole) == REDIS_OK;
@@ -103,13 +103,13 @@ public:
         return redisBufferRead(context) == REDIS_OK ? Heard::SOMETHING : Heard::END;
     }
 
-    // Without the client library, whose writing waits and raises SIGPIPE. A lost connection shows when it is read.
+    // Does not use the client library, whose writes wait and raise SIGPIPE. The next read notices a lost connection.
     void askForSignOfLife() const {
         constexpr std::string_view PING = "*1\r\n$4\r\nPING\r\n";
         static_cast<void>(send(context->fd, PING.data(), PING.size(), MSG_DONTWAIT | MSG_NOSIGNAL));
     }
 
-    // The next subscription connects anew.
+    // Makes the next subscription connect anew.
     void leave() { reconnectNeeded = true; }
 };
 
@@ -139,7 +139,7 @@ public:
         }
     }
 
-    // Lets no further line begin.
+    // Prevents any further line.
     ExitCode end() {
         static_cast<void>(speaking.try_lock_for(LINE_LIMIT));
         const bool hasHung = state == WatchState::STARTING && Clock::now() - begin >= longestSilence;
@@ -173,7 +173,7 @@ private:
         }
     }
 
-    // Hands over what has come whole. Returns false when the connection is of no further use.
+    // Hands over the complete messages. Returns false if the connection is of no further use.
     bool handOver() {
         ReplyPtr message;
         while (subscription.next(&message)) {
@@ -184,7 +184,7 @@ private:
         return false;
     }
 
-    // Without the lock while the server is asked: the watch has to end in time whatever the server does.
+    // Does not hold the lock while it asks the server: the watch must end in time whatever the server does.
     void update() {
         if (!isDue)
             return;
@@ -205,7 +205,8 @@ private:
             Ending::ask();
     }
 
-    // A message is kind, pattern, channel and event; the channel is a prefix with the database's number, and the key.
+    // A message has a kind, a pattern, a channel and an event. The channel is a prefix with the number of the database,
+    // and the key.
     void receive(const redisReply& message) {
         if (message.type != REDIS_REPLY_ARRAY || message.elements != 4)
             return;
@@ -243,8 +244,8 @@ private:
 
 } // namespace
 
-// The library's subscribing waits for a silent server without a limit, and nothing calls it back. It has a thread of
-// its own therefore, which the end of the process takes along.
+// The library's subscription waits for a silent server without a limit and cannot be cancelled. It therefore has its
+// own thread, which ends with the process.
 void watchChanges(const WatchLimits& limits, const WatchListener& listener) {
     const Ending ending;
     Watch watch(limits, listener);

@@ -18,25 +18,25 @@ struct KeyChange {
 };
 
 enum class WatchState {
-    STARTING, ///< the first subscription is on its way, and not for too long
+    STARTING, ///< the first subscription is in progress and not overdue
     WATCHING, ///< the server announces changes
     LOST,     ///< the server has gone, or does not answer
-    REFUSED,  ///< the server is there and does not announce changes
+    REFUSED,  ///< the server answers and does not announce changes
 };
 
-/// Who listens to a watch. The calls come one at a time from a thread of the watch, but for the last one.
+/// The listener of a watch. A thread of the watch makes the calls one at a time, except for the last one.
 struct WatchListener {
-    /// Returns false when nothing more is wanted.
+    /// Returns false if nothing more is wanted.
     std::function<bool(const KeyChange&)> changed;
     std::function<void(WatchState now)> turned;
-    /// Comes last. A call of the others may hang in it for ever, when nobody reads what it writes.
+    /// Comes last. One of the other calls may still be running, and hang for ever if nobody reads its output.
     std::function<ExitCode(WatchState last)> ended;
 
-    /// Null unless the listener keeps a copy of what the database has. Reads it after each subscription, when `anew` is
-    /// true, and after changes as soon as no further one waits. Writes nothing, because the watch may end meanwhile.
-    /// Returns whether the server served; one that did not is lost, and the call comes again.
+    /// Null unless the listener keeps a copy of the database's content. Reads that content after each subscription,
+    /// with `anew` set, and after changes as soon as no further one waits. Writes nothing, because the watch may end
+    /// meanwhile. Returns whether the server served; if not, the server counts as lost, and the call is repeated.
     std::function<bool(bool anew)> fetch;
-    /// Follows each successful fetch. Returns false when nothing more is wanted.
+    /// Called after each successful fetch. Returns false if nothing more is wanted.
     std::function<bool()> fetched;
 };
 
@@ -45,9 +45,9 @@ struct WatchLimits {
     std::chrono::seconds silence; ///< how long a server may leave a question unanswered
 };
 
-/// Listens to each change of a key in the configured database until `changed` returns false, until the end of its time,
-/// or until SIGINT or SIGTERM comes, whatever the server does meanwhile; then ends the process with the status that
-/// `ended` returns. Waits for a server that goes and comes back. A second signal does what it does without a watch.
+/// Listens to each change of a key in the configured database until `changed` returns false, the time is up, or SIGINT
+/// or SIGTERM comes, whatever the server does meanwhile; then ends the process with the status that `ended` returns.
+/// Waits for a server that goes and comes back. A second signal acts as it does without a watch.
 [[noreturn]] void watchChanges(const WatchLimits& limits, const WatchListener& listener);
 
 } // namespace Kelvra::SCADA::Tool

@@ -42,7 +42,7 @@ Definition judged(const std::string& dir, const std::string& name) {
     return definition;
 }
 
-// Returns the path of the decoder that a definition names, whether there is one or not; nothing where it names none.
+// Returns the path of the decoder that a definition names, whether it exists or not; nothing if it names none.
 std::string namedDecoder(const Definition& definition) {
     if (definition.verdict.valid || !definition.verdict.decoderPath.empty())
         return definition.verdict.decoderPath;
@@ -55,7 +55,7 @@ std::string namedDecoder(const Definition& definition) {
     return isNamed ? fs::path(definition.file).parent_path().string() + "/" + decoder : "";
 }
 
-/// A directory for a moment.
+/// A temporary directory.
 class Stand {
 public:
     Stand() {
@@ -82,8 +82,8 @@ private:
     std::string dir;
 };
 
-// The library would follow a link to the files of this device. It is shown the definition in a directory where the
-// decoder is what the link leads to in the image.
+// The library would follow a link to the files of this device. It therefore judges the definition in another directory,
+// where the decoder is a file if the link leads to one in the image.
 Definition judgedInImage(const std::string& dir, const std::string& name) {
     Definition definition = judged(dir, name);
     const std::string decoder = namedDecoder(definition);
@@ -111,7 +111,7 @@ Definition readDefinition(const std::string& dir, const std::string& name) {
 }
 
 DefinitionDirectory::DefinitionDirectory(const std::string& path) : dir(path) {
-    // Without a directory the root directory would be listed.
+    // With an empty path, the root directory would be listed.
     if (!dir.empty())
         DefinitionsStorage{dir}.findNames(&listed);
 }

@@ -7,8 +7,8 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// The device as a command finds it: the storages and the managed-sensors list. Each part is read when it is first
-/// asked for and no file of it twice, so that a command gives one consistent answer.
+/// The device as a command finds it: the storages and the managed-sensors list. Each part is read on first use and no
+/// file of it twice, so that a command gives one consistent answer.
 class Device {
 public:
     Storages& storages() {

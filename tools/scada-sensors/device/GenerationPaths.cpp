@@ -25,14 +25,14 @@ namespace {
 
 constexpr std::uint32_t UBIFS_MAGIC = 0x24051905; // not among the system's
 
-// Their directories can be exchanged in one step.
+// On these file systems, directories can be exchanged in one step.
 constexpr std::array<std::uint32_t, 8> EXCHANGING_FILE_SYSTEMS = {
     EXT4_SUPER_MAGIC, TMPFS_MAGIC,       RAMFS_MAGIC,     UBIFS_MAGIC,
     F2FS_SUPER_MAGIC, BTRFS_SUPER_MAGIC, XFS_SUPER_MAGIC, OVERLAYFS_SUPER_MAGIC};
 
 } // namespace
 
-// What cannot be looked at may be there.
+// If the status of an entry cannot be read, the entry may exist.
 bool isAbsent(const GenerationPaths& paths) {
     namespace fs = std::filesystem;
     std::error_code error;
@@ -59,7 +59,7 @@ std::string whyNotExchangeable(const std::string& custom) {
     struct statfs status {};
     if (statfs(nearestExisting(custom).c_str(), &status) != 0)
         return "";
-    // Of 32 bits on every machine, but with a sign on some.
+    // Has 32 bits on every machine, but is signed on some.
     const auto type = static_cast<std::uint32_t>(status.f_type);
     const auto* const end = EXCHANGING_FILE_SYSTEMS.end();
     return std::find(EXCHANGING_FILE_SYSTEMS.begin(), end, type) != end

@@ -6,10 +6,11 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// The lock file in a custom directory that is mounted. It belongs to no generation.
+/// The lock file in a mounted custom directory. It belongs to no generation.
 inline constexpr const char* LOCK_INSIDE = ".scada-sensors.lock";
 
-/// Where the generations of the custom storage are: in a directory beside it, so that they can be exchanged with it.
+/// The paths of the generations of the custom storage. They are in a directory beside it, so that they can be exchanged
+/// with it.
 struct GenerationPaths {
     /// Takes the canonical path of a custom storage.
     explicit GenerationPaths(const std::string& customDir)
@@ -21,30 +22,30 @@ struct GenerationPaths {
     /// The paths for the storage that Env names.
     static GenerationPaths ofDevice();
 
-    /// In the root of a generation whose operation has not come to its end.
+    /// A file in the root of a generation whose operation has not finished.
     static constexpr const char* MARK = "/.new-generation";
 
     std::string custom;
     std::string mark; ///< in the custom storage
     std::string base;
-    std::string next;       ///< what an operation works on, and after the exchange what the storage was before
-    std::string previous;   ///< what a rollback returns to
+    std::string next;       ///< the directory that an operation works on; after the exchange, the former storage
+    std::string previous;   ///< the generation to which a rollback returns
     std::string saved;      ///< the state before an operation that writes in place
-    std::string superseded; ///< the former previous one, until the operation has come to its end
-    std::string discarded;  ///< with a number after it: what could not be removed
-    std::string journal;    ///< there while an operation writes in place
+    std::string superseded; ///< the former `previous`, until the operation has finished
+    std::string discarded;  ///< followed by a number: entries that could not be removed
+    std::string journal;    ///< exists while an operation writes in place
     std::string history;
     std::string hidden;     ///< the default definitions that custom ones hid when they were installed
-    std::string hiddenNext; ///< the same of an operation that has not come to its end
+    std::string hiddenNext; ///< the same for an operation that has not finished
 };
 
-/// Whether there is neither a custom storage nor a generation of one.
+/// Whether neither a custom storage nor a generation of one exists.
 bool isAbsent(const GenerationPaths& paths);
 
-/// Whether an operation that wrote in place has not come to its end, so that the storage is neither old nor new.
+/// Whether an operation that wrote in place has not finished, so that the storage is neither old nor new.
 bool isInterrupted(const GenerationPaths& paths);
 
-/// Whether a generation has been put in place by an operation that has not come to its end.
+/// Whether a generation is in place whose operation has not finished.
 bool isUnfinished(const GenerationPaths& paths);
 
 /// Returns why the custom storage cannot be exchanged with another directory in one step, or nothing. The storage need

@@ -18,7 +18,7 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-// Enough that no two are the same by chance.
+// Long enough that no two names are equal by chance.
 constexpr std::size_t NAME_DIGITS = 16;
 constexpr std::size_t CONTENT_DIGITS = 32;
 
@@ -46,12 +46,12 @@ const HiddenDefaults::Kept& HiddenDefaults::kept() const {
         for (const DirectoryEntry& entry : entriesOf(opened.number(), SIZE_MAX))
             known->entries.insert(entry.name);
     } catch (const std::system_error&) {
-        known->entries.clear(); // as good as none
+        known->entries.clear(); // treated as if there were none
     }
     return *known;
 }
 
-// The custom definition is read only where something is known of its name.
+// Reads the custom definition only if something is kept for its name.
 std::string HiddenDefaults::directoryOf(const std::string& name) const {
     const std::set<std::string>& entries = kept().entries;
     if (entries.empty())
@@ -62,7 +62,7 @@ std::string HiddenDefaults::directoryOf(const std::string& name) const {
         return "";
     const std::string entry = hiddenEntry(name, installedFiles(custom, name));
     const std::string dir = kept().dir + "/" + entry;
-    // Nothing behind a link was kept by the tool.
+    // The tool has kept nothing behind a link.
     const std::string file = definitionFile(dir, name);
     const std::string expected = definitionFile(canonicalPath(kept().dir) + "/" + entry, name);
     const bool isLinked = isImage() ? inImage(file) != file : canonicalPath(file) != expected;

@@ -9,8 +9,8 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// Returns the name under which the default definition that a custom one hid is kept. The content of the custom one is
-/// in it, so that each generation finds its own, and one that somebody else has put there finds none.
+/// Returns the name under which a default definition is kept that a custom one hid. The name includes the content of
+/// the custom definition, so that each generation finds its own entry, and a definition from somebody else finds none.
 std::string hiddenEntry(const std::string& name, const InstalledFiles& installed);
 
 /// The default definitions that custom ones hid when the tool installed them, each in a directory with the layout of a
@@ -20,7 +20,7 @@ public:
     /// Takes the path of a custom storage, which may be empty.
     explicit HiddenDefaults(std::string customDir) : custom(std::move(customDir)) {}
 
-    /// Returns the directory with what a custom definition hid; nothing where that is not known.
+    /// Returns the directory with the default definition that a custom one hid; nothing if it is not known.
     std::string directoryOf(const std::string& name) const;
 
 private:
@@ -31,7 +31,7 @@ private:
     const Kept& kept() const;
 
     std::string custom;
-    mutable std::optional<Kept> known; ///< read when it is first needed
+    mutable std::optional<Kept> known; ///< read on first use
 };
 
 } // namespace Kelvra::SCADA::Tool

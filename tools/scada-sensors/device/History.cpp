@@ -24,7 +24,7 @@ constexpr std::size_t MOST_ENTRIES = 100;
 // In bytes, without the newest entry.
 constexpr std::size_t MOST_ROOM = std::size_t{1024} * 1024;
 
-// Who logged in is known also behind sudo.
+// The system knows who logged in even under sudo.
 std::string currentUser() {
     constexpr auto NOBODY_LOGGED_IN = static_cast<uid_t>(-1);
     std::string text;

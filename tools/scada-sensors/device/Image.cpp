@@ -38,7 +38,7 @@ std::deque<std::string> componentsOf(const std::string& path) {
     return components;
 }
 
-/// Follows a path as a process would whose root directory is that of the image.
+/// Follows a path as a process does whose root directory is that of the image.
 class ImageWalk {
 public:
     ImageWalk(std::string imageRoot, const std::string& path)
@@ -57,7 +57,7 @@ public:
     }
 
 private:
-    // Returns false where there is nothing to go on from.
+    // Returns false if the path cannot go on from there.
     bool enter(const std::string& name) {
         const std::string path = root + at + name;
         struct stat status {};
@@ -79,7 +79,7 @@ private:
         return true;
     }
 
-    // Nothing is left through what does not exist or is a file.
+    // ".." after a component that does not exist or is a file leads nowhere.
     std::string rest(std::string path) const {
         for (const std::string& name : pending) {
             if (isLost || name == "..")

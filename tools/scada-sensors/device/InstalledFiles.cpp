@@ -43,7 +43,7 @@ std::optional<std::string> documentToInstall(const Definition& definition) {
 }
 
 bool survivesImport(const std::string& document) {
-    // What is not UTF-8 is written as this character, which may make two members one.
+    // Bytes that are not UTF-8 are written as this character, which could make two members equal.
     if (document.find("\\ufffd") == std::string::npos)
         return true;
     const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());

@@ -12,7 +12,7 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-// A value without fault, put in the place of a faulty one so that the check goes on to the next.
+// A value without fault that replaces a faulty one, so that the check goes on to the next.
 constexpr const char* PLACEHOLDER = "?";
 
 std::array<std::string, 3> memberNames() {
@@ -33,7 +33,7 @@ bool hasSeparator(const Json::Value& value) {
     return value.isString() && value.asString().find('@') != std::string::npos;
 }
 
-// The faulty members in the order in which the library comes to them: separators are looked for last.
+// Returns the faulty members in the order in which the library checks them: separators come last.
 std::vector<std::string> faultyMembers(const Json::Value& element) {
     std::vector<std::string> members;
     for (const std::string& name : memberNames()) {
@@ -81,7 +81,7 @@ ManagedList::ManagedList(const std::string& file, std::string name) : path(std::
 }
 
 void ManagedList::readElements() {
-    // A key belongs to the first element that the library takes, else to the first one that has it.
+    // A key belongs to the first element that the library takes, or else to the first one that has it.
     std::unordered_map<std::string, Json::ArrayIndex> owners;
     const Json::ArrayIndex count = content.root().size();
     entries.reserve(count);

@@ -15,16 +15,17 @@ namespace Kelvra::SCADA::Tool {
 
 struct ListElement {
     Json::ArrayIndex index;
-    const Json::Value* value;                ///< as written; valid as long as the list
-    SensorMapEntry entry;                    ///< the members that are without fault; the others hold a placeholder
-    bool valid;                              ///< whether the library takes it; it has a key and a definition name then
-    bool hasKey;                             ///< whether identifier and source are without fault
-    bool hasDefinition;                      ///< whether source and definition are without fault
+    const Json::Value* value; ///< as written; valid as long as the list
+    SensorMapEntry entry;     ///< the members without fault; the others hold a placeholder
+    bool valid;               ///< whether the library takes it; if so, it has a key and a definition name
+    bool hasKey;              ///< whether identifier and source are without fault
+    bool hasDefinition;       ///< whether source and definition are without fault
     std::optional<Json::ArrayIndex> repeats; ///< the element to which the same sensor key belongs
 
     std::string sensorKey() const { return entry.src + "@" + entry.id; }
     std::string definitionName() const { return entry.src + "/" + entry.sensor; }
-    /// The identifier and the source as they would be compared, which a faulty element may have too; empty without one.
+    /// The identifier and the source in the form in which they are compared. A faulty element may have them too;
+    /// otherwise they are empty.
     std::string identifier() const;
     std::string source() const;
     /// Whether this is the element that the library uses for its sensor.
@@ -45,14 +46,14 @@ public:
 
     const std::string& file() const { return path; }
     const JsonFile& json() const { return content; }
-    /// Whether the file holds an array; there are no elements otherwise.
+    /// Whether the file holds an array; otherwise the list has no elements.
     bool isUsable() const { return content.errors().empty() && content.root().isArray(); }
     const std::vector<ListElement>& elements() const { return entries; }
     Position positionOf(const ListElement& element) const { return content.positionOf(*element.value); }
 
-    /// Returns every element whose identifier is `id`, faulty and repeated ones too. REQUIRES: `id` is not empty.
+    /// Returns every element whose identifier is `id`, including faulty and repeated ones. REQUIRES: `id` is not empty.
     std::vector<const ListElement*> findIdentifier(const std::string& id) const;
-    /// Returns the keys of the managed sensors by the name of the definition that they use, in the order of the list.
+    /// Returns the keys of the managed sensors by the name of their definition, in the order of the list.
     SensorsByDefinition sensorsByDefinition() const;
 
 private:
@@ -65,14 +66,14 @@ private:
 
 /// A fault of an element in the library's words.
 struct ElementFault {
-    std::string member; ///< empty when the element is not an object
+    std::string member; ///< empty if the element is not an object
     std::string text;
 };
 
-/// Returns every fault of the element itself, none hidden behind another.
+/// Returns all faults of the element itself. None hides another.
 std::vector<ElementFault> faultsOf(const Json::Value& element);
 
-/// Returns a source or an identifier as the library compares it with what is asked for.
+/// Returns a source or an identifier in the form in which the library compares it with a requested one.
 std::string normalisedSource(const std::string& src);
 std::string normalisedIdentifier(const std::string& id);
 

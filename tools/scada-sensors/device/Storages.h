@@ -23,14 +23,14 @@ public:
 
     /// Whether a storage lists the definition.
     bool lists(const std::string& name) const { return custom.lists(name) || standard.lists(name); }
-    /// Returns the storage that decides about a definition. REQUIRES: one lists it.
+    /// Returns the storage whose definition is in force. REQUIRES: one lists it.
     STORAGE_TYPE decidingFor(const std::string& name) const;
     DefinitionDirectory& directoryFor(const std::string& name) { return of(decidingFor(name)); }
-    /// Returns the directories that exist and cannot be read, so that nothing in them is listed.
+    /// Returns the directories that exist but cannot be read, so that nothing in them is listed.
     std::vector<std::string> unreadable() const;
     bool isHiding(const std::string& name) const { return custom.lists(name) && standard.lists(name); }
-    /// Returns the directory with the default definition that a custom one hid when it was installed; nothing where
-    /// that is not known.
+    /// Returns the directory with the default definition that a custom one hid when it was installed; nothing if it is
+    /// not known.
     std::string formerDefault(const std::string& name) const { return hidden.directoryOf(name); }
 
 private:

@@ -66,7 +66,7 @@ bool isMountRoot(const std::string& directory) {
         fields >> number >> parent >> ofDevice >> root >> point;
         point = unescaped(point);
         struct stat mounted {};
-        // Others are not asked: a server that does not answer would let the question wait.
+        // Other mounts are not asked: a server that does not answer would block the call.
         if (point == path || (ofDevice == device && stat(point.c_str(), &mounted) == 0 && isSame(mounted, status)))
             return true;
     }

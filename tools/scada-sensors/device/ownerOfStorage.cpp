@@ -25,7 +25,7 @@ using Capabilities = std::array<__user_cap_data_struct, _LINUX_CAPABILITY_U32S_3
 
 bool hasBeenRoot = false;
 
-// The programs that this process runs get none of them, because its user is not root.
+// The programs that this process runs get none of these rights, because its user is not root.
 bool keepReading(bool effective) {
     __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
     Capabilities kept{};
@@ -61,7 +61,7 @@ uid_t callingUser() {
     return hasBeenRoot ? 0 : getuid();
 }
 
-// What another user's process may do is for its caller to say.
+// Does nothing in a process that was never root's: its caller decides about its rights.
 ReadAccess::ReadAccess() {
     if (hasBeenRoot)
         keepReading(true);

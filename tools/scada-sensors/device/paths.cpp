@@ -35,7 +35,7 @@ std::string canonicalPath(const std::string& path, std::string* failure) {
             *failure = error.message();
         return path;
     }
-    // A trailing "/" of what does not exist yet leaves an empty last component.
+    // A trailing "/" of a path that does not exist yet leaves an empty last component.
     if (!canonical.has_filename() && canonical.has_relative_path())
         canonical = canonical.parent_path();
     return canonical.string();

@@ -13,14 +13,14 @@ std::string stemOf(const std::string& name);
 /// Returns the file name that an import gives the decoder of a definition.
 std::string importedDecoderName(const std::string& name);
 
-/// Returns the canonical path; what does not exist yet is taken as written. A path that cannot be resolved is returned
-/// as it is, with the reason in `*failure` (unless null), which is otherwise left alone.
+/// Returns the canonical path; components that do not exist yet are taken as written. A path that cannot be resolved is
+/// returned unchanged, with the reason in `*failure` (unless null); otherwise `*failure` is untouched.
 std::string canonicalPath(const std::string& path, std::string* failure = nullptr);
 
-/// Returns the path itself, or the nearest one above it that exists.
+/// Returns the path itself, or the nearest existing one above it.
 std::string nearestExisting(const std::string& path);
 
-/// Whether a file may be written, or a directory be given entries.
+/// Whether a file may be written, or a directory may get new entries.
 bool isWritable(const std::string& path);
 
 /// Whether a file may be read.

@@ -17,7 +17,7 @@ namespace {
 
 constexpr const char* SEARCH_PATH = "/usr/sbin:/usr/bin:/sbin:/bin";
 
-// What shells read before or while they run a line, whichever of them is /bin/sh.
+// Variables that shells read before or while they run a line, for every shell that may be /bin/sh.
 bool isObeyedByShells(const std::string& name) {
     for (const char* obeyed : {"ENV", "BASH_ENV", "IFS", "CDPATH", "SHELLOPTS", "BASHOPTS"}) {
         if (name == obeyed)
@@ -28,7 +28,7 @@ bool isObeyedByShells(const std::string& name) {
 
 } // namespace
 
-// Reading what is open for writing fails, and the other way round: nothing is taken for done.
+// A read from a descriptor that is open for writing fails, and vice versa, so that nothing seems to succeed.
 void openStandardDescriptors() {
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (fcntl(descriptor, F_GETFD) < 0)

@@ -6,7 +6,7 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// Returns the name of a user, or its number where the system knows no name.
+/// Returns the name of a user, or the number if the system knows no name.
 std::string userName(uid_t user);
 
 } // namespace Kelvra::SCADA::Tool

@@ -23,17 +23,17 @@ private:
 /// How many bytes of a file are read or written at once.
 constexpr std::size_t CHUNK = 65536;
 
-/// Opens a regular file for reading. Anything else is not waited for, as a FIFO would make a reader wait. When it is
-/// not open, puts the reason into `*failure` (unless null).
+/// Opens a regular file for reading. Never waits for another kind of file, as a reader of a FIFO would. On failure,
+/// returns a descriptor that is not open and puts the reason into `*failure` (unless null).
 Descriptor openRegularFile(const std::string& file, std::string* failure = nullptr);
 
-/// Reads a regular file whole into `*text`. Returns the reason when it cannot be read, and nothing on success.
+/// Reads a whole regular file into `*text`. Returns the reason if it cannot be read, and nothing on success.
 std::string readRegularFile(const std::string& file, std::string* text);
 
-/// Writes `size` bytes to a descriptor. Returns the error number when it cannot, and 0 on success.
+/// Writes `size` bytes to a descriptor. Returns the error number if that fails, and 0 on success.
 int writeWhole(int descriptor, const char* data, std::size_t size);
 
-/// Returns the system's words for an error number.
+/// Returns the system's text for an error number.
 std::string reasonOf(int error);
 
 } // namespace Kelvra::SCADA::Tool

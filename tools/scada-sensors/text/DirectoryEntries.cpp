@@ -21,7 +21,7 @@ struct CloseDirectory {
 using Directory = std::unique_ptr<DIR, CloseDirectory>;
 
 Directory opened(int descriptor) {
-    // A position of its own, and a descriptor that the stream may close.
+    // A separate descriptor: it has its own position, and the stream may close it.
     const int own = openat(descriptor, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     const int used = own >= 0 ? own : fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
     DIR* directory = used >= 0 ? fdopendir(used) : nullptr;

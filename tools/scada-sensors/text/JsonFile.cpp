@@ -43,13 +43,13 @@ std::vector<JsonFile::Error> splitReport(const std::string& report) {
     return errors;
 }
 
-// The reader passes over a byte order mark and counts from behind it.
+// The reader skips a byte order mark and counts from the byte after it.
 std::string_view behindByteOrderMark(std::string_view text) {
     static constexpr std::string_view MARK = "\xef\xbb\xbf";
     return text.substr(0, MARK.size()) == MARK ? text.substr(MARK.size()) : text;
 }
 
-// Lines end as the reader counts them: with LF, CR or both.
+// Lines end with LF, CR or both, as the reader counts them.
 std::vector<std::size_t> startsOfLines(std::string_view text) {
     std::vector<std::size_t> starts = {0};
     for (std::size_t at = 0; at < text.size(); ++at) {

@@ -8,13 +8,13 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// A place in a text, counted from 1 in lines and bytes; line 0 is no place.
+/// A place in a text: line and byte, both counted from 1. Line 0 is not a place.
 struct Position {
     unsigned int line = 0;
     unsigned int column = 0;
 };
 
-/// A JSON file read with the reader's default settings, as the library reads it, with what is wrong and where.
+/// A JSON file, read with the reader's default settings as the library does, with its faults and their places.
 class JsonFile {
 public:
     struct Error {
@@ -22,23 +22,24 @@ public:
         std::string text;
     };
 
-    /// Reads and parses; throws nothing for bad content.
+    /// Reads and parses the file. Does not throw for bad content.
     explicit JsonFile(const std::string& file);
 
     /// Whether the file could be opened and read.
     bool isRead() const { return read; }
-    /// Whether the reader gave up with an exception; its text is then the one error.
+    /// Whether the reader gave up with an exception; its text is then the only error.
     bool isAbandoned() const { return abandoned; }
-    /// Everything that keeps the file from being used: the reason why it cannot be read, or each syntax error.
+    /// Every reason why the file cannot be used: why it cannot be read, or each syntax error.
     const std::vector<Error>& errors() const { return found; }
 
-    /// The document; null when there are errors.
+    /// The document; null if there are errors.
     const Json::Value& root() const { return document; }
-    /// Returns where a value of the document starts. REQUIRES: it is a part of root().
+    /// Returns where a value of the document starts. REQUIRES: the value is a part of root().
     Position positionOf(const Json::Value& value) const;
-    /// Returns where the value starts to which the names and indices lead, or the last one on the way that there is.
+    /// Returns where the value starts to which the names and indices lead. If they lead to none, returns where the last
+    /// existing value on the way starts.
     Position positionOfPath(const std::vector<std::string>& path) const;
-    /// Returns where a member of the root starts, or the root without it.
+    /// Returns where a member of the root starts, or where the root starts if it lacks the member.
     Position positionOfMember(const std::string& member) const;
 
 private:
@@ -51,7 +52,7 @@ private:
     std::vector<std::size_t> lineStarts;
 };
 
-/// Returns whether a text is the same after it has been written as JSON and read again. What is not UTF-8 is not.
+/// Returns whether a text stays the same when it is written as JSON and read again. A text that is not UTF-8 does not.
 bool survivesJson(const std::string& text);
 
 } // namespace Kelvra::SCADA::Tool

@@ -5,16 +5,16 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// Estimates what a JSON text takes when it is read and written again, without reading it: a value takes a hundred
-/// times the byte that it may have in the text. Comments count as the reader takes them.
+/// Estimates the cost of reading a JSON text and writing it again, without parsing it: a value takes a hundred times
+/// the byte that it may have in the text. Comments count as the reader treats them.
 class JsonWeight {
 public:
     /// Adds the next part of the text.
     void add(const char* data, std::size_t size);
 
-    /// Returns how many values there are at most.
+    /// Returns the largest possible number of values.
     std::size_t values() const { return counted; }
-    /// Returns how many bytes the indentation takes when each value has its own line.
+    /// Returns the size of the indentation in bytes if each value has its own line.
     std::uint64_t indentation() const { return indented; }
 
 private:

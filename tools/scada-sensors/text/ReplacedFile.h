@@ -9,23 +9,23 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// A file that is written beside its place and takes it in one step when it is complete: whatever was there before
-/// stays until then, and nothing is left of one that is given up.
+/// A file that is written beside its place and moved there in one step when it is complete. Until then the former file
+/// stays. A file that is given up leaves nothing behind.
 class ReplacedFile {
 public:
-    /// Takes the path of a regular file that this user may write, of a link to one, which keeps leading to it, or of
-    /// none.
+    /// Takes the path of a regular file that this user may write, or of a link to one; the file need not exist. A link
+    /// keeps leading to the file.
     explicit ReplacedFile(const std::string& path);
     ~ReplacedFile();
     ReplacedFile(const ReplacedFile&) = delete;
     ReplacedFile& operator=(const ReplacedFile&) = delete;
 
-    /// When it is not open, errno tells why.
+    /// If it is not open, errno has the reason.
     bool isOpen() const { return file.isOpen(); }
     int number() const { return file.number(); }
 
-    /// Puts what was written into its place, once it is on the disk. A file that was there before passes its mode on, a
-    /// new one gets 0644. Returns the error number when it cannot, and 0 on success.
+    /// Moves the written file to its place once it is on the disk. It gets the mode of the file that it replaces; a new
+    /// file gets 0644. Returns the error number if that fails, and 0 on success.
     int complete();
 
 private:

@@ -2,9 +2,9 @@
 
 namespace Kelvra::SCADA::Tool::LibraryText {
 
-// The library stops at the first fault that it meets, so the tool says the others itself, in the library's words. These
-// are its texts; "%s" stands for the values in the order in which the library puts them. Tests provoke each text
-// through the library and compare it whole.
+// The library stops at the first fault that it finds, so the tool reports the others itself, in the library's words.
+// These are the library's texts; "%s" stands for its values, in the library's order. Tests provoke each text through
+// the library and compare it as a whole.
 
 // Definitions
 constexpr const char* DEFINITION_NOT_FOUND = "Sensor definition [%s] not found.";

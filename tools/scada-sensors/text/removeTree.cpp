@@ -39,8 +39,8 @@ int removeEntriesOf(const Descriptor& directory) {
     return error;
 }
 
-// Step by step from directory to directory, so that nobody can put a link in the way. A copy may have directories that
-// may not be read or written; a file may have other names, whose mode must stay.
+// Goes step by step from directory to directory, so that nobody can put a link in the way. A copy may contain
+// directories without permission to read or write. A file may have other names, so its mode must not change.
 int removeEntry(int parent, const std::string& name) {
     if (unlinkat(parent, name.c_str(), 0) == 0 || errno == ENOENT)
         return 0;

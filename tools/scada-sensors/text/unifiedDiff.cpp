@@ -15,13 +15,13 @@ namespace {
 
 using Lines = std::vector<std::string_view>;
 
-// The search takes 5 MB and a tenth of a second at most.
+// The search takes at most 5 MB and a tenth of a second.
 constexpr int MOST_EDITS = 1000;
 constexpr std::size_t MOST_LINES = 20000;
 
 constexpr std::size_t CONTEXT = 3;
 
-// Each with its line break, which the last one may lack.
+// Each line includes its line break, which the last one may lack.
 Lines linesOf(std::string_view text) {
     Lines lines;
     while (!text.empty()) {
@@ -44,13 +44,13 @@ template <typename List> const auto& at(const List& list, int index) {
 }
 
 /// The shortest way from one list of lines to another, found as in E. W. Myers, "An O(ND) Difference Algorithm and Its
-/// Variations" (1986). Diagonal k has the places (x, y) with x - y = k: x lines of the former and y of the latter are
-/// done there.
+/// Variations" (1986). Diagonal k has the places (x, y) with x - y = k, where x lines of the former and y lines of the
+/// latter list are done.
 class ShortestWay {
 public:
     ShortestWay(const Lines& former, const Lines& latter) : from(former), to(latter) {}
 
-    /// Returns whether there is a way within the bounds.
+    /// Returns whether there is a way within the limits.
     bool find() {
         if (from.size() + to.size() > MOST_LINES)
             return false;
@@ -89,7 +89,7 @@ public:
     }
 
 private:
-    // Lines with the same number are the same.
+    // Equal lines get the same number.
     void numberLines() {
         std::unordered_map<std::string_view, int> numbers;
         for (const auto& [lines, numbered] : {std::pair(&from, &fromNumbers), std::pair(&to, &toNumbers)}) {
@@ -98,7 +98,7 @@ private:
         }
     }
 
-    // Whether the last edit before a diagonal adds a line. It does where the diagonal above has come further.
+    // Whether the last edit before a diagonal adds a line. It does if the diagonal above has come further.
     static bool isAddition(const int* reached, int diagonal, int edits) {
         return diagonal == -edits || (diagonal != edits && reached[diagonal - 1] < reached[diagonal + 1]);
     }
@@ -114,7 +114,7 @@ private:
         return x >= width && x - diagonal >= height;
     }
 
-    // Appends lines that both have, backwards from the one before `end`.
+    // Appends the lines that both lists share, backwards from the one before `end`.
     void appendCommon(int end, int count, Edits* way) const {
         for (int x = end - 1; x >= end - count; --x)
             way->push_back({' ', at(from, x)});
@@ -124,7 +124,7 @@ private:
     const Lines& to;
     std::vector<int> fromNumbers;
     std::vector<int> toNumbers;
-    std::vector<std::vector<int>> trace; ///< after each number of edits, how far one gets on each diagonal
+    std::vector<std::vector<int>> trace; ///< how far each diagonal reaches after each number of edits
 };
 
 void appendAll(char mark, const Lines& lines, Edits* edits) {
@@ -139,7 +139,7 @@ Edits replacedBlock(const Lines& from, const Lines& to) {
     return edits;
 }
 
-// Cuts the lines off that both begin with.
+// Cuts off the lines with which both texts begin.
 Lines cutStart(Lines* from, Lines* to) {
     const auto differing = std::mismatch(from->begin(), from->end(), to->begin(), to->end());
     Lines start(from->begin(), differing.first);
@@ -175,7 +175,7 @@ std::string textOf(const Edit& edit) {
     return text;
 }
 
-/// Writes the hunks and counts the lines of both texts meanwhile.
+/// Writes the hunks and counts the lines of both texts at the same time.
 class Hunks {
 public:
     explicit Hunks(const Edits& all) : edits(all) {}
@@ -185,7 +185,7 @@ public:
         for (std::size_t change = nextChange(0); change < edits.size();) {
             const std::size_t begin = change < CONTEXT ? 0 : change - CONTEXT;
             std::size_t end = change;
-            // A change that is near belongs to the same hunk.
+            // A nearby change belongs to the same hunk.
             for (; change < edits.size() && change <= end + 2 * CONTEXT; change = nextChange(end))
                 end = change + 1;
             hunks += hunk(begin, std::min(end + CONTEXT, edits.size()));
