@@ -13,7 +13,7 @@ namespace {
 
 using Specials = std::map<std::string, std::string>;
 
-// Returns what JSON has no value for below a path; empty when the value there is an ordinary one.
+// Returns the kind of the value at a path if JSON has no such value; empty for an ordinary value.
 std::string kindAt(const CallResult& result, const std::string& path) {
     for (const SpecialValue& special : result.special) {
         if (special.path == path)
@@ -27,7 +27,7 @@ std::string wordFor(const CallResult& result, const std::string& path, const Jso
     return kind.empty() ? readableJson(value, "") : kind;
 }
 
-/// Looks at every path of some data.
+/// Examines every path of some data.
 class PathCheck {
 public:
     explicit PathCheck(const Json::Value& data) { checkBelow("", data); }
@@ -102,7 +102,7 @@ bool isDeclared(const Json::Value& properties, const std::string& path) {
 
 void walkBelow(const std::string& path, const Json::Value& value, Walk* walk);
 
-// A list or an object that is declared as a whole is no value either when one of its parts is none.
+// If JSON lacks a value for a part of a list or an object that is declared as a whole, it lacks one for the whole, too.
 std::string specialAt(const Specials& specials, const std::string& path) {
     const auto own = specials.find(path);
     if (own != specials.end())

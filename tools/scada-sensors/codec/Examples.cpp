@@ -13,7 +13,7 @@ namespace {
 
 constexpr Json::ArrayIndex MOST_EXAMPLES = 1000;
 constexpr unsigned int LAST_PORT = 255;
-// In bytes. Every finding has it, and a decoder can make very many.
+// In bytes. Every finding contains it, and a decoder can cause very many findings.
 constexpr std::size_t LONGEST_DESCRIPTION = 120;
 
 /// Reads one example and notes its first fault.

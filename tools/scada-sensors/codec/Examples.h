@@ -10,25 +10,25 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// What the examples of a definition are called in its file.
+/// The name of the examples in a definition's file.
 constexpr const char* EXAMPLES_SECTION = "examples";
 
-/// One uplink and what the decoder must make of it.
+/// One uplink and the result that the decoder must return.
 struct Example {
     Json::ArrayIndex index = 0;
-    std::string description; ///< "example 1" and so on where there is none
+    std::string description; ///< "example 1" and so on if there is none
     UplinkCall input;
-    bool throws = false;  ///< whether an exception is expected in place of the output
-    DecodedUplink output; ///< what is expected; without data they are not compared
+    bool throws = false;  ///< whether an exception is expected instead of the output
+    DecodedUplink output; ///< the expected output; if it has no data, the data is not compared
 };
 
-/// Something wrong with an example. `path` leads to the member of the document, as in {"examples", "0", "input"}.
+/// A fault of an example. `path` leads to the member of the document, as in {"examples", "0", "input"}.
 struct ExampleFault {
     std::vector<std::string> path;
     std::string text;
 };
 
-/// The examples of a definition; those with a fault are left out.
+/// The examples of a definition, without those that have a fault.
 struct Examples {
     std::vector<Example> sound;
     std::vector<ExampleFault> faults;

@@ -15,7 +15,7 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-constexpr int OUT_OF_MEMORY = 3; // how a runner ends when it could not refuse the memory
+constexpr int OUT_OF_MEMORY = 3; // the exit status of a runner that could not refuse the memory
 constexpr std::size_t ANSWER_AROUND_RESULT = 65536;
 
 std::string lineOf(const Json::Value& request) {
@@ -51,7 +51,7 @@ std::string loadingLine(const std::string& script, const std::string& file) {
     return lineOf(request);
 }
 
-// The engine takes some time itself to start.
+// The engine itself takes some time to start.
 constexpr double START_SECONDS = 0.5;
 
 ProcessFailure askFor(RunnerProcess& process, const std::string& line, double seconds, Json::Value* answer,
@@ -69,7 +69,7 @@ ProcessFailure askFor(RunnerProcess& process, const std::string& line, double se
     return failure;
 }
 
-// A source may have thousands of definitions, and each of them a thousand examples.
+// A source may have thousands of definitions, each with a thousand examples.
 constexpr unsigned int MOST_OVERRUNS_OF_A_DECODER = 5;
 constexpr unsigned int MOST_OVERRUNS = 100;
 
@@ -85,7 +85,7 @@ template <typename Result> Result notMade() {
     return result;
 }
 
-// The limit that a failure is about; empty when the runner itself has failed.
+// Returns the limit that a failure concerns; empty if the runner itself has failed.
 std::string limitOf(const ProcessFailure& failure) {
     if (failure.kind == ProcessFailure::Kind::TIME)
         return limitText("time");
@@ -96,7 +96,7 @@ std::string faultText(const std::string& what) {
     return filled("The runner [%s] failed: %s", {codecSettings().runner, what});
 }
 
-// Whether a decoder went over a limit, or the runner failed.
+// Decides whether a decoder exceeded a limit or the runner failed.
 template <typename Result> Result failed(const ProcessFailure& failure) {
     Result result;
     result.text = limitOf(failure);
@@ -152,7 +152,7 @@ LoadResult Runner::start() {
     }
     if (!admitsCall())
         return notMade<LoadResult>();
-    // It starts in another directory.
+    // The program starts in another directory.
     const std::string program = std::filesystem::absolute(codecSettings().runner).string();
     process = ahead != nullptr ? ahead->take(program) : std::make_unique<RunnerProcess>(program);
     Json::Value answer;
@@ -189,7 +189,7 @@ CallResult Runner::ask(const UplinkCall& uplink) {
     if (failure.kind == ProcessFailure::Kind::NONE)
         failure.text = readCalled(answer, &result);
     if (failure.text.empty() && failure.kind == ProcessFailure::Kind::NONE) {
-        // What the decoder has kept in its variables would count for the calls behind this one.
+        // Values that the decoder has kept in its variables would count towards the limits of later calls.
         if (result.kind == CallResult::Kind::LIMIT)
             process.reset();
         return result;

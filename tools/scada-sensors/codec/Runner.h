@@ -9,10 +9,11 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// Whether decoders can be run: a program is configured and there is such a file.
+/// Whether decoders can be run: a program is configured and its file exists.
 bool isRunnerThere();
 
-/// Keeps a process of the runner ready while the one before it works: starting one takes as long as running a decoder.
+/// Keeps a process of the runner ready while the previous one works: starting a process takes as long as running a
+/// decoder.
 class RunnersAhead {
 public:
     /// Returns a process of `program`.
@@ -20,21 +21,21 @@ public:
 
 private:
     std::unique_ptr<RunnerProcess> next;
-    bool areMany = false; ///< whether one has been taken before
+    bool areMany = false; ///< whether a process has been taken before
 };
 
-/// Runs one decoder, in a process of the configured runner program. The process stays for all calls. One that a call
-/// has ended is started again for the calls behind it. Nothing that a decoder or a runner does is thrown.
+/// Runs one decoder in a process of the configured runner program. The process stays for all calls; if a call ends it,
+/// it is started again for the next calls. A decoder or a runner cannot cause an exception.
 class Runner {
 public:
-    /// `script` is the decoder's text, `file` its name for messages of the engine. With many decoders to run, `ahead`
-    /// starts the processes; it must live as long as the runner.
+    /// `script` is the decoder's text, `file` its name for messages of the engine. If there are many decoders to run,
+    /// `ahead` starts the processes; it must live as long as the runner.
     Runner(std::string script, std::string file, RunnersAhead* ahead = nullptr);
 
-    /// Starts the process and loads the decoder, if that has not been done.
+    /// Starts the process and loads the decoder, if necessary.
     const LoadResult& load();
 
-    /// Calls the entry point. REQUIRES: load() has given an entry point.
+    /// Calls the entry point. REQUIRES: load() has returned an entry point.
     CallResult call(const UplinkCall& uplink);
 
 private:
@@ -48,7 +49,7 @@ private:
     RunnersAhead* ahead;
     std::unique_ptr<RunnerProcess> process;
     std::optional<LoadResult> loaded;
-    unsigned int overruns = 0; ///< calls that took too much time
+    unsigned int overruns = 0; ///< calls that exceeded their time
 };
 
 } // namespace Kelvra::SCADA::Tool

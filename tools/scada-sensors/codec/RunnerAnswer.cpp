@@ -18,7 +18,7 @@ std::string badMember(const char* member) {
     return filled("its answer has no good member \"%s\"", {member});
 }
 
-// Returns a number that counts from 1, 0 when there is none.
+// Returns a number that counts from 1, or 0 if there is none.
 unsigned int countIn(const Json::Value& object, const char* member) {
     return object[member].isUInt() ? object[member].asUInt() : 0;
 }
@@ -78,7 +78,7 @@ bool readOne(const Json::Value& from, CallResult* result) {
 enum class Names { UNIQUE, ANY };
 
 Json::CharReaderBuilder readerOf(Names names) {
-    // The result, its member of a call, the list and the whole.
+    // The levels of the result, its member of a call, the list and the whole.
     constexpr unsigned int LEVELS_AROUND = 8;
     Json::CharReaderBuilder strict;
     Json::CharReaderBuilder::strictMode(&strict.settings_);
@@ -94,7 +94,7 @@ bool parseStrictly(const std::string& line, Names names, Json::Value* answer, st
     return reader->parse(line.data(), line.data() + line.size(), answer, errors);
 }
 
-// Returns the name that the reader complains of.
+// Returns the name that the reader rejects.
 std::string repeatedName(const std::string& errors) {
     const std::string words = "Duplicate key: '";
     const std::size_t start = errors.find(words);

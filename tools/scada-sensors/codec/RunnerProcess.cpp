@@ -39,7 +39,7 @@ struct ChildEnds {
     int program;
 };
 
-// To be closed by the execution: the failure of a step before it is told over one of them.
+// Marks descriptors to be closed by the execution: until then, one of them reports the failure of an earlier step.
 void closeAtExecution() {
     constexpr int FIRST = 3;
     constexpr int LAST_TRIED = 65536;
@@ -86,12 +86,12 @@ char* word(const char* text) {
 [[noreturn]] void execute(const char* program, const ChildEnds& ends, pid_t parent) {
     const std::array<char*, 3> environment = {word("TZ=UTC"), word("PATH=/usr/sbin:/usr/bin:/sbin:/bin"), nullptr};
     const std::array<char*, 2> arguments = {word(program), nullptr};
-    // The system forgets the signal when the process changes its user.
+    // The system drops the signal when the process changes its user.
     if (setpgid(0, 0) == 0 && connectStandard(ends) && chdir("/") == 0 && dropRights() &&
         prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && getppid() == parent && limitResources()) {
         closeAtExecution();
         resetSignals();
-        // By the descriptor, because the unprivileged user may not enter every directory; scripts have to be found.
+        // Uses the descriptor, because the unprivileged user may not enter every directory. Scripts need a path.
         execveat(ends.program, "", arguments.data(), environment.data(), AT_EMPTY_PATH);
         execve(program, arguments.data(), environment.data());
     }
@@ -114,7 +114,7 @@ struct Pipe {
     Descriptor to;
 };
 
-// Returns the error of the child's last step before the execution, 0 when there is none.
+// Returns the error of the child's last step before the execution, or 0 if there is none.
 int errorOfStart(const Descriptor& failure) {
     int error = 0;
     ssize_t count = 0;
@@ -204,7 +204,7 @@ ProcessFailure RunnerProcess::ask(const std::string& line, nanoseconds cpuTime, 
     return failure;
 }
 
-// The process may answer before it has read everything, or never read.
+// The process may answer before it has read everything, or may never read.
 ProcessFailure RunnerProcess::step(Exchange* exchange) {
     constexpr milliseconds SHORTEST(1);
     const bool sending = exchange->sent < exchange->line->size();
@@ -224,7 +224,7 @@ ProcessFailure RunnerProcess::step(Exchange* exchange) {
     return checkTime(*exchange);
 }
 
-// What it does not take, it will not answer: its end is found by reading.
+// If the process does not read the line, it will not answer: the next read finds its end.
 void RunnerProcess::write(Exchange* exchange) {
     const std::string& line = *exchange->line;
     const ssize_t count = ::write(input.number(), line.data() + exchange->sent, line.size() - exchange->sent);
@@ -270,7 +270,7 @@ nanoseconds RunnerProcess::usedTime() const {
     return std::chrono::seconds(used.tv_sec) + nanoseconds(used.tv_nsec);
 }
 
-// It may be about to end, or have closed its output only.
+// The process may be about to end, or may have closed only its output.
 ProcessFailure RunnerProcess::ended() {
     constexpr int PAUSES = 100;
     constexpr milliseconds PAUSE(2);

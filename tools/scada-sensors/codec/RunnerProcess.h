@@ -11,35 +11,34 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// Why a process gave no answer.
+/// The reason why a process gave no answer.
 struct ProcessFailure {
     enum class Kind {
         NONE,
         TIME,   ///< it used up its CPU time
         SILENT, ///< it did not answer for very long
-        ENDED,  ///< it ended, as `text` tells
-        BROKEN, ///< it cannot be started, or answers too much, as `text` tells
+        ENDED,  ///< it ended, as `text` says
+        BROKEN, ///< it cannot be started, or answers too much, as `text` says
     };
 
     Kind kind = Kind::NONE;
     std::string text;
-    int exitStatus = -1; ///< of one that ended by itself
+    int exitStatus = -1; ///< of a process that ended by itself
 };
 
-/// A program that answers each line on its standard input with one line, without anything that it could reach: no
-/// descriptors, no environment, no files to write, an unprivileged user where the tool is root's. It ends with the
-/// tool.
+/// A program that answers each line on its standard input with one line and has access to nothing: no descriptors, no
+/// environment, no files to write, an unprivileged user if the tool is root's. It ends with the tool.
 class RunnerProcess {
 public:
-    /// Starts the program. Whether that has succeeded is known when it is asked.
+    /// Starts the program. The first question shows whether that has succeeded.
     explicit RunnerProcess(const std::string& program);
     /// Kills the process.
     ~RunnerProcess();
     RunnerProcess(const RunnerProcess&) = delete;
     RunnerProcess& operator=(const RunnerProcess&) = delete;
 
-    /// Sends a line and waits for the one that answers it, within so much CPU time of the process. After a failure the
-    /// process is gone.
+    /// Sends a line and waits for its answer, within so much CPU time of the process. After a failure the process is
+    /// gone.
     ProcessFailure ask(const std::string& line, std::chrono::nanoseconds cpuTime, std::size_t longestAnswer,
                        std::string* answer);
 
@@ -60,8 +59,8 @@ private:
     clockid_t clock = 0;
     Descriptor input;
     Descriptor output;
-    Descriptor execution; ///< tells why the program could not be executed; until the first line
-    std::string rest;     ///< what came behind the last line
+    Descriptor execution; ///< says why the program could not be executed; open until the first line
+    std::string rest;     ///< the bytes after the last line
     std::string startFailure;
 };
 

@@ -9,7 +9,7 @@ namespace {
 
 constexpr unsigned int LARGEST = 255;
 
-// Returns the value of a digit, -1 of another character.
+// Returns the value of a digit, or -1 for another character.
 int digitOf(char c) {
     if (c >= '0' && c <= '9')
         return c - '0';

@@ -77,8 +77,8 @@ private:
             {rule, placeOf({EXAMPLES_SECTION, std::to_string(example.index)}), inExample(example, text)});
     }
 
-    // The line of the decoder says more than the example's, where the engine tells it. A fault of the runner is none of
-    // the example's.
+    // If the engine reports the decoder's line, that line says more than the example's. A fault of the runner has
+    // nothing to do with the example.
     void addFault(const Example& example, const CallResult& result) {
         Finding fault = callFault(result, definition.verdict.decoderPath);
         if (fault.place.position.line == 0 && result.kind != CallResult::Kind::FAULT)
@@ -91,10 +91,10 @@ private:
         for (const Example& example : examples) {
             const CallResult result = runner.call(example.input);
             judge(example, result);
-            // What the runner does next would say nothing about the decoder.
+            // After a fault, the runner's answers would say nothing about the decoder.
             if (result.kind == CallResult::Kind::FAULT)
                 return;
-            // Other values can be found in each example.
+            // Each example can have findings about other values.
             if (areTooMany(findings))
                 return;
         }
@@ -149,7 +149,7 @@ private:
     Findings findings;
     bool succeeded = false;
     std::set<std::string> seen;
-    std::set<std::pair<const Rule*, std::string>> told; ///< once for each value
+    std::set<std::pair<const Rule*, std::string>> told; ///< each value once
 };
 
 } // namespace

@@ -13,7 +13,7 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-// A list or an object without a member is a value, so that it does not get lost.
+// An empty list or object is a value, so that it does not get lost.
 void addLeaves(const std::string& path, const Json::Value& value, std::map<std::string, const Json::Value*>* leaves) {
     if (value.empty() || !(value.isObject() || value.isArray())) {
         (*leaves)[path] = &value;

@@ -22,19 +22,19 @@ namespace {
 using Kind = ResultChange::Kind;
 using Texts = std::vector<std::string>;
 
-// Each of them may use up its whole time.
+// Each of them may use all of its time.
 constexpr int MOST_FAILED_CALLS = 3;
 
 constexpr std::size_t MOST_CHANGES = 1000;
 constexpr std::size_t MOST_TEXT = 256UL * 1024UL;
 
-/// What came of one uplink.
+/// The result of one uplink.
 struct UplinkResult {
     std::map<std::string, MeasuredValue> values;
     Texts warnings;
     Texts errors;
     bool isException = false;
-    std::string failure; ///< what came in place of the above, if so
+    std::string failure; ///< the failure that came instead of the above, if any
 };
 
 const Json::Value& propertiesOf(const Definition& definition) {
@@ -99,7 +99,7 @@ bool isSame(const UplinkCall& one, const UplinkCall& other) {
     return one.fPort == other.fPort && one.bytes == other.bytes && one.recvTime == other.recvTime;
 }
 
-/// Compares what came of one example, and notes the changes.
+/// Compares the results of one example, and notes the changes.
 class ExampleComparison {
 public:
     ExampleComparison(std::string description, std::vector<ResultChange>* found)
@@ -111,7 +111,7 @@ public:
             compareMessages(Kind::ERROR, from.errors, to.errors);
             compareMessages(Kind::WARNING, from.warnings, to.warnings);
         } else if (from.failure != to.failure && !(from.isException && to.isException)) {
-            // The texts of exceptions are the engine's.
+            // The texts of exceptions come from the engine.
             add(Kind::RESULT, wordsFor(from), wordsFor(to));
         }
     }
@@ -159,7 +159,7 @@ private:
     std::vector<ResultChange>* changes;
 };
 
-// Uplinks that both definitions have are taken once.
+// Uplinks that both definitions have are used once.
 std::vector<Example> examplesOfBoth(const Definition& present, const Definition& wanted) {
     const std::vector<Example> known = readExamples(present.document).sound;
     std::vector<Example> examples = known;
@@ -175,7 +175,7 @@ std::vector<Example> examplesOfBoth(const Definition& present, const Definition&
     return examples;
 }
 
-/// What both definitions make of their examples.
+/// The results of both definitions for their examples.
 class Effect {
 public:
     Effect(const Definition& present, const Definition& wanted, const std::string& former, const std::string& latter)
@@ -224,7 +224,7 @@ private:
     std::size_t size = 0;
 };
 
-// Whether the decoder can be called and read.
+// Whether the decoder can be read and called.
 bool readDecoder(const Definition& definition, std::string* script) {
     const std::string& file = definition.verdict.decoderPath;
     return definition.verdict.valid && !file.empty() && readRegularFile(file, script).empty();

@@ -20,7 +20,7 @@ template <typename Number> std::optional<Number> numberFrom(const std::string& t
     return error == std::errc() && stopped == end ? std::optional<Number>(number) : std::nullopt;
 }
 
-// Hosts read numbers as C does, which takes "21.5 or so" for a number too. Here the whole text has to be one.
+// Hosts read numbers as C does, which also accepts "21.5 or so". Here the whole text must be a number.
 std::optional<Json::Value> valueFrom(const std::string& text, const std::string& type) {
     if (type == "float") {
         const std::optional<double> number = numberFrom<double>(text);
@@ -62,7 +62,7 @@ const char* wordOf(StoredValue::State state) {
     return "undeclared";
 }
 
-// Fields and properties have the same order, that of their bytes.
+// Fields and properties have the same order, by their bytes.
 std::vector<StoredValue> storedValues(const std::map<std::string, std::string>& fields, const Json::Value& properties) {
     std::vector<StoredValue> values;
     values.reserve(fields.size() + properties.size());

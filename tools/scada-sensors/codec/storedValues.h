@@ -12,14 +12,14 @@ namespace Kelvra::SCADA::Tool {
 struct StoredValue {
     enum class State {
         GOOD,
-        BAD,        ///< it does not fit its property, as `fault` tells
+        BAD,        ///< it does not fit its property, as `fault` says
         MISSING,    ///< the property has no field
         UNDECLARED, ///< the field has no property
     };
 
     std::string property;
     State state = State::GOOD;
-    std::string text; ///< as it is in the database
+    std::string text; ///< its text in the database
     Json::Value value;
     std::string fault;
     const Json::Value* declaration; ///< the property; null for a field without one; valid as long as the definition
@@ -27,7 +27,7 @@ struct StoredValue {
 
 const char* wordOf(StoredValue::State state);
 
-/// Judges the fields of a hash by the properties of the definition, in the order of the names.
+/// Judges the fields of a hash by the properties of the definition, ordered by name.
 std::vector<StoredValue> storedValues(const std::map<std::string, std::string>& fields, const Json::Value& properties);
 
 } // namespace Kelvra::SCADA::Tool

@@ -35,7 +35,7 @@ bool isZone(const std::string& zone) {
            (std::stoi(zone.substr(1, 2)) <= LAST_HOUR && std::stoi(zone.substr(zone.size() - 2)) <= LAST_MINUTE);
 }
 
-// Returns the minutes by which a zone is ahead of UTC.
+// Returns how many minutes a zone is ahead of UTC.
 int zoneMinutes(const std::string& zone) {
     if (zone.empty() || zone == "Z")
         return 0;

@@ -21,7 +21,7 @@ template <typename Number> bool isWhole(const Json::Value& value) {
            number <= std::numeric_limits<Number>::max();
 }
 
-// Types that are not known say nothing about a value.
+// An unknown type says nothing about a value.
 bool fits(const Json::Value& value, const std::string& type) {
     if (type == "float")
         return value.isNumeric() && std::isfinite(value.asDouble());

@@ -19,7 +19,7 @@ bool hasSource(const ManagedList& list, const std::string& src) {
                        [&src](const ListElement& element) { return element.source() == src; });
 }
 
-// A sensor that only faulty elements have.
+// Answers for a sensor that only faulty elements have.
 ExitCode answerFaulty(const ManagedList& list, const std::vector<const ListElement*>& elements, const Answer& answer) {
     FieldList fields;
     addElement(list, *elements.front(), &fields);

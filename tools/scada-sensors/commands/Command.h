@@ -11,14 +11,14 @@ class App;
 
 namespace Kelvra::SCADA::Tool {
 
-/// Carries a command out with the arguments that its declaration has collected.
+/// Carries out a command with the arguments that its declaration has collected.
 using Run = std::function<ExitCode(const Answer& answer)>;
 
 struct Command {
     const char* name;
     const char* synopsis;
     const char* summary;
-    /// Declares the command's own options and operands on `app` and returns what runs it after they were parsed.
+    /// Declares the command's own options and operands on `app`. Returns the function to run after they were parsed.
     Run (*declare)(CLI::App& app);
     bool onImages = false; ///< whether it works on the files of another device
 };

@@ -31,7 +31,7 @@ std::string commandHelp() {
     return "Commands:\n" + rows.text() + "\nEach command explains its own arguments with --help.\n\n" + exitCodeHelp();
 }
 
-// For arguments that could not be parsed to their end.
+// For arguments that could not be parsed completely.
 bool isJsonWanted(const std::vector<std::string>& arguments) {
     const auto end = std::find(arguments.begin(), arguments.end(), "--");
     return std::any_of(arguments.begin(), end,
@@ -50,7 +50,7 @@ bool isForImages(const CLI::App& declared) {
     });
 }
 
-// Returns how the program ends when it has nothing to run.
+// Returns the exit code of the program if it has nothing to run.
 std::optional<ExitCode> parse(CLI::App& app, int argc, const char* const* argv) {
     try {
         app.parse(argc, argv);
@@ -92,7 +92,7 @@ ExitCode CommandLine::run(int argc, const char* const* argv) {
     return runParsed();
 }
 
-// The shell has nobody to tell a failure to.
+// The shell cannot report a failure to anybody.
 ExitCode CommandLine::complete(const std::vector<std::string>& words) {
     try {
         return writeText(completionsFor(app, words)) ? ExitCode::DONE : ExitCode::FAILED;

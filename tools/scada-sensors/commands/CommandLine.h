@@ -11,8 +11,8 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// The command line as the table of commands and the options declare it. Parsing, help, completion and, through the
-/// help, the manual are made from it.
+/// The command line as declared by the table of commands and the options. Parsing, help, completion and, through the
+/// help, the manual use it.
 class CommandLine {
 public:
     CommandLine();

@@ -9,11 +9,11 @@ namespace Kelvra::SCADA::Tool {
 /// The lines of standard input.
 class UplinkLines {
 public:
-    /// Bytes of a line.
+    /// The most bytes of a line.
     static constexpr std::size_t LONGEST = 65536;
 
-    /// Returns the next line without its end, nothing behind the last one. Of a line that is too long it is the begin,
-    /// one byte longer than the longest.
+    /// Returns the next line without its end, or nothing after the last line. If a line is too long, returns its
+    /// beginning, one byte longer than the longest line.
     std::optional<std::string> next();
     /// Returns how many lines have been read.
     std::size_t count() const { return lines; }

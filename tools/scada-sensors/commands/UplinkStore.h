@@ -15,7 +15,7 @@ class UplinkStore {
 public:
     UplinkStore(std::string sensorKey, unsigned int waitSeconds);
 
-    /// Writes the fields at once, then lets the hash expire as configured. Returns what went wrong, or nothing.
+    /// Writes the fields in one step, then sets the configured expiry of the hash. Returns the failure, or nothing.
     std::string write(const HashFields& fields);
 
 private:

@@ -103,7 +103,7 @@ bool ValueWatch::isKnown(const SensorState& state) const {
            state.fields.count(sensor.property) != 0;
 }
 
-// Says that the key has gone, or that it is no hash. A key that comes back has all its values said.
+// Says that the key has gone, or that it is not a hash. When a key comes back, all its values are said.
 void ValueWatch::sayKey(const SensorState& state) {
     const std::string event = std::exchange(removal, "");
     if (saidKind == SensorState::Kind::HASH && !event.empty()) {

@@ -18,17 +18,18 @@ struct WatchedSensor {
     std::string key;
     std::string definition;
     Json::Value properties;
-    std::string property; ///< the only one that is wanted; empty: all
+    std::string property; ///< the only property that is wanted; empty: all
 };
 
-/// Says the values of a sensor and then each change of them. A notification does not have the value, and none is kept
-/// while the connection is gone: the key is read after each, and only what differs from what was said last is said.
+/// Says the values of a sensor and then each change of them. A notification does not contain the value, and none is
+/// kept while the connection is lost. Therefore the key is read after each one, and only values that differ from those
+/// last said are said.
 class ValueWatch {
 public:
     ValueWatch(const WatchedSensor& watchedSensor, unsigned int waitSeconds, const Answer& wantedAnswer)
         : sensor(watchedSensor), wait(waitSeconds), answer(wantedAnswer) {}
 
-    /// Refers to this object.
+    /// Returns a listener that refers to this object.
     WatchListener listener();
 
 private:
@@ -50,7 +51,7 @@ private:
     const Answer& answer;
 
     bool isOutdated = true;
-    std::string removal; ///< the event that removed the key since it was said last
+    std::string removal; ///< the event that removed the key since it was last said
     std::optional<SensorState> fresh;
 
     std::optional<SensorState::Kind> saidKind;

@@ -27,7 +27,7 @@ enum class Stage { ASKING, CHANGING, INTERRUPTED };
 static_assert(std::atomic<Stage>::is_always_lock_free && std::atomic<int>::is_always_lock_free,
               "two processes share them");
 
-/// What both processes see. One of them alone leaves Stage::ASKING.
+/// The state that both processes see. Only one of them can leave Stage::ASKING.
 struct Shared {
     std::atomic<Stage> stage{Stage::ASKING};
     std::atomic<int> signal{0};
@@ -78,7 +78,7 @@ private:
     Shared& shared;
 };
 
-// Those that are ignored, as under nohup, stay ignored: a blocked one would be reported all the same.
+// Ignored signals, as under nohup, stay ignored: a blocked one would be reported nevertheless.
 sigset_t deferredSignals() {
     sigset_t signals;
     sigemptyset(&signals);
@@ -92,12 +92,12 @@ sigset_t deferredSignals() {
 
 [[noreturn]] void workToTheEnd(pid_t parent, Shared& shared, const Answer& answer,
                                const std::function<ExitCode(SignalGuard&)>& work) {
-    // Out of the terminal's session first: the user who owns the storage shall not type for the caller.
+    // First leaves the terminal's session: the user who owns the storage must not be able to type for the caller.
     setsid();
     ExitCode code = ExitCode::FAILED;
     try {
         code = runAsOwner(answer, [&] {
-            // The system forgets it when the process changes its user.
+            // The system drops this setting when the process changes its user.
             prctl(PR_SET_PDEATHSIG, SIGKILL);
             if (getppid() != parent)
                 _exit(static_cast<int>(ExitCode::FAILED));
@@ -129,7 +129,7 @@ ExitCode waitFor(pid_t child, sigset_t signals, Shared& shared, const Answer& an
         if (signal < 0)
             continue;
         int status = 0;
-        // The signal also tells that the child was stopped or goes on.
+        // The signal also comes when the child was stopped or goes on.
         if (signal == SIGCHLD && waitpid(child, &status, WNOHANG) == child)
             return endedAs(status, shared, answer);
         if (signal == SIGCHLD)
@@ -137,11 +137,11 @@ ExitCode waitFor(pid_t child, sigset_t signals, Shared& shared, const Answer& an
         shared.signal = signal;
         if (!shared.leaveAsking(Stage::INTERRUPTED))
             continue;
-        // The programs that it runs go with it: one of them may be what hangs.
+        // Kills the child's programs, too: one of them may be the one that hangs.
         kill(-child, SIGKILL);
         kill(child, SIGKILL);
         waitpid(child, nullptr, 0);
-        // It had become the user whose the copies are.
+        // The child had become the user who owns the copies.
         if (becomeOwnerOfStorage().empty())
             removeLeftCopies();
         return answer.failed(ExitCode::INTERRUPTED,

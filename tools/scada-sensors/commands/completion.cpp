@@ -24,11 +24,11 @@ constexpr const char* DIRECTORIES = "directories";
 constexpr const char* FILES = "files";
 
 struct Offer {
-    const char* kind; ///< paths are offered by the shell
+    const char* kind; ///< the shell offers paths
     Words words;
 };
 
-// The words that stand between braces in the declaration of an option.
+// Returns the words between braces in the declaration of an option.
 Words choicesOf(const std::string& typeName) {
     const std::size_t begin = typeName.find('{');
     Words choices;
@@ -113,7 +113,7 @@ Words wordsOfSensor(const ManagedList& list, const std::vector<std::string>& ope
     return words;
 }
 
-// The names on the device that the operands of a command stand for.
+// Returns the names on the device that the operands of a command can have.
 Words wordsOfOperand(const std::string& command, const std::vector<std::string>& operands) {
     Device device;
     if (command == "resolve" || command == "read")
@@ -182,13 +182,13 @@ private:
         return option != nullptr && option->get_items_expected_max() > 0 ? option : nullptr;
     }
 
-    // Directories and files are the ones whose content is offered.
+    // The directories and files given as values are those whose content is offered.
     void takeValue(const std::string& value) {
         try {
             waiting->add_result(value);
             waiting->run_callback();
         } catch (const CLI::Error&) {
-            // The command itself will say what is wrong with it.
+            // The command itself will report the fault of the value.
             waiting->clear();
         }
         waiting = nullptr;
@@ -223,7 +223,7 @@ std::string completionsFor(CLI::App& app, const std::vector<std::string>& words)
     const Offer offer = context.offerFor(current);
     std::string lines = offer.kind + std::string("\n");
     for (const std::string& word : offer.words) {
-        // A word that cannot be shown as it is cannot be offered: the shell would write it to the terminal.
+        // A word that cannot be shown unchanged cannot be offered: the shell would write it to the terminal.
         if (startsWith(word, current) && printable(word) == word)
             lines += word + "\n";
     }

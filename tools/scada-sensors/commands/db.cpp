@@ -42,7 +42,7 @@ ExitCode notRead(int code, const Arguments& given, const Answer& answer) {
     return answer.failed(ExitCode::FAILED, filled("Key [%s] is not readable as a hash.", {given.key}));
 }
 
-// The library has one code for a value of another type and for a key that is not a hash: the text tells them apart.
+// The library has one code for a value of another type and for a key that is not a hash. The text distinguishes them.
 ExitCode badValue(LimitedDatabase& limited, const Arguments& given, const Answer& answer) {
     const auto& [code, value] = limited.run(
         [given](Database& database, TypedValue* read) { return database.hget(given.key, given.field, &read->text); });
@@ -143,7 +143,7 @@ ExitCode operate(Operation operation, const Arguments& given, const Answer& answ
         LimitedDatabase limited(given.wait);
         return operation(limited, given, answer);
     } catch (const NoDatabase& e) {
-        // All is written. What exit() destroys may still be in use on the thread that waits for the server.
+        // Everything is written. The thread that waits for the server may still use objects that exit() would destroy.
         _exit(static_cast<int>(answer.failed(ExitCode::NO_DATABASE, e.what())));
     }
 }

@@ -44,20 +44,20 @@ struct Request {
     unsigned int wait = STANDARD_WAIT;
 };
 
-/// What is decoded, and how.
+/// The uplink to decode, and how to decode it.
 struct Task {
-    std::string sensor; ///< its key; empty without a sensor
+    std::string sensor; ///< the key of the sensor; empty without a sensor
     std::vector<std::string> bytes;
     UplinkCall uplink; ///< without bytes
 };
 
-/// Runs the decoder of a definition and judges what comes of it.
+/// Runs the decoder of a definition and judges its result.
 class Decoding {
 public:
     Decoding(const Definition& its, std::string script)
         : definition(its), runner(std::move(script), its.verdict.decoderPath) {}
 
-    /// Returns what keeps the decoder from being called, or nothing.
+    /// Returns the fault that prevents the decoder from being called, or nothing.
     std::optional<Finding> fault() { return loadingFault(runner.load(), definition.verdict.decoderPath); }
 
     const Json::Value& properties() const { return definition.document[SensorDefinitions::JSON_PROPERTIES_SECTION]; }
@@ -93,7 +93,7 @@ private:
     Runner runner;
 };
 
-// Returns what went wrong, or nothing. What the decoder refuses is not stored.
+// Returns the failure, or nothing. An uplink that the decoder refuses is not stored.
 std::string storeIfAsked(std::optional<UplinkStore>& store, const DecodedAnswer& decoded, const Decoding& decoding,
                          Json::Value* result) {
     if (!store)
@@ -152,7 +152,7 @@ private:
         return failure;
     }
 
-    // Returns what went wrong, or nothing.
+    // Returns the failure, or nothing.
     std::string decode(const Bytes& bytes, bool* written) {
         uplink.bytes = bytes;
         const DecodedAnswer decoded = decoding.decode(uplink);
@@ -186,7 +186,7 @@ ExitCode decodeAll(Decoding& decoding, Task& task, const Request& request, const
             return Stream(decoding, task.uplink, store, answer).run();
         return decodeOne(decoding, task, store, answer);
     } catch (const NoDatabase& e) {
-        // All is written. What exit() destroys may still be in use on the thread that waits for the server.
+        // Everything is written. The thread that waits for the server may still use objects that exit() would destroy.
         if (answer.isJson() && isStream) {
             (void)answer.failedItem(e.what(), Json::Value(Json::objectValue), "");
             _exit(static_cast<int>(ExitCode::NO_DATABASE));

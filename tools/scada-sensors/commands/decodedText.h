@@ -13,16 +13,16 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// What came of one uplink, for an answer.
+/// The result of one uplink, for an answer.
 struct DecodedAnswer {
-    bool isDecoded = true; ///< false when the decoder returned nothing; the one finding tells why
+    bool isDecoded = true; ///< false if the decoder returned nothing; the only finding says why
     std::vector<NamedValue> values;
     std::vector<std::string> warnings;
-    std::vector<std::string> errors; ///< the decoder's
-    Findings findings;               ///< what the decoder did wrong, and what does not fit the definition
+    std::vector<std::string> errors; ///< those of the decoder
+    Findings findings;               ///< faults of the decoder, and values that do not fit the definition
 
     bool isFailed() const { return !isDecoded || !errors.empty() || errorCount(findings) != 0; }
-    /// Returns why it failed, in one line.
+    /// Returns the reason of a failure, in one line.
     std::string error() const;
 };
 
@@ -35,7 +35,7 @@ std::string toText(const DecodedAnswer& decoded, const Json::Value& properties);
 /// Returns the values in one line, and messages and findings in lines below.
 std::string toLine(const DecodedAnswer& decoded, const Json::Value& properties);
 
-/// Returns the fields of the sensor's hash: what fits the definition and is a value.
+/// Returns the fields of the sensor's hash: the values that JSON has and that fit the definition.
 std::vector<std::pair<std::string, std::string>> storedFields(const DecodedAnswer& decoded,
                                                               const Json::Value& properties);
 

@@ -5,13 +5,14 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// Adds where a definition comes from, what it hides, its decoder and its state. REQUIRES: a storage lists it.
+/// Adds where a definition comes from, the definition that it hides, its decoder and its state. REQUIRES: a storage
+/// lists it.
 void addDefinition(const Storages& storages, const Definition& definition, FieldList* fields);
 
-/// Returns a text that the properties of a definition have for one of them, as "unit" or "name"; empty without one.
+/// Returns a text such as "unit" or "name" of one of the properties; empty if it is missing.
 std::string memberOf(const Json::Value& properties, const std::string& property, const char* member);
 
-/// Returns a cell of a table: a dash where there is nothing.
+/// Returns a cell of a table: a dash for an empty text.
 std::string orDash(const std::string& text);
 
 } // namespace Kelvra::SCADA::Tool

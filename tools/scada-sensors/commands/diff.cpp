@@ -33,8 +33,8 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-// After so much, differences are only named: a hostile source could make the tool run out of memory. For programs the
-// values count, too, which take more than their text.
+// After so many bytes, differences are only named: a hostile source could make the tool run out of memory. For programs
+// the values count, too, which take more memory than their text.
 constexpr std::size_t MOST_TEXT = 1024UL * 1024UL;
 constexpr std::size_t TEXT_OF_A_VALUE = 32;
 
@@ -45,10 +45,10 @@ std::size_t valuesIn(const Json::Value& value) {
     return count;
 }
 
-/// How one definition differs from the one in whose place it is, in words and for programs.
+/// The differences between one definition and the one that it replaces or hides, in words and for programs.
 struct Compared {
     bool differs = false;
-    std::string words; ///< nothing where they do not differ
+    std::string words; ///< empty if they do not differ
     Json::Value item{Json::objectValue};
 };
 
@@ -70,7 +70,7 @@ public:
         byName.emplace(to.name, std::move(compared));
     }
 
-    /// Adds how a default definition that is hidden differs from the one of former times.
+    /// Adds the differences between a hidden default definition and the former one.
     void addFormer(const Definition& former, const Definition& hidden) {
         Compared& compared = byName.at(hidden.name);
         Json::Value& item = compared.item["hidden_before"];
@@ -141,7 +141,7 @@ public:
         Json::Value item = compared == nullptr ? Json::Value(Json::objectValue) : compared->item;
         item["name"] = name;
         item["effect"] = effect;
-        // What has no counterpart differs, unless it is the same to the byte.
+        // A definition without a counterpart differs, unless it is the same byte for byte.
         const bool differs = compared == nullptr ? effect != wordOf(Effect::UNCHANGED) : compared->differs;
         item["differs"] = differs;
         differing += differs ? 1U : 0U;
@@ -150,7 +150,7 @@ public:
         text += compared == nullptr ? "" : compared->words;
     }
 
-    // Findings that are no errors are for the check to tell.
+    // Only the check reports findings that are not errors.
     ExitCode end(Findings findings, const Answer& answer) {
         const std::string summary =
             filled("differences in %s of %s",

@@ -38,7 +38,7 @@ std::string fromTo(const MemberChange& change) {
     return "from " + shortJson(change.from) + " to " + shortJson(change.to);
 }
 
-// Of a property or a member of the document as a whole.
+// Describes the change of a property or a member of the document as a whole.
 std::string whole(const std::string& what, const MemberChange& change) {
     if (change.kind == MemberChange::Kind::CHANGED)
         return what + " changes " + fromTo(change);

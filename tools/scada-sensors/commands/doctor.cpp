@@ -57,7 +57,7 @@ const char* healthWord(Health health) {
     return health == Health::NOTE ? "note" : "fault";
 }
 
-// What a user types for a command of this tool.
+// Returns the text that a user types for a command of this tool.
 std::string own(const std::string& words) {
     return "scada-sensors " + words;
 }
@@ -72,7 +72,7 @@ std::string wordsOf(const ListElement& element) {
 
 constexpr const char* INSTALL_RUNNER = "sudo apt-get install scada-sensors-codec";
 
-/// What was looked at, line by line, with the command that leads on.
+/// The results of all checks, line by line, each with the next command.
 class Diagnosis {
 public:
     void add(Health health, const std::string& subject, const std::string& text, const std::string& command) {
@@ -86,7 +86,7 @@ public:
         item["command"] = command;
     }
 
-    /// Adds the first fault of the findings, and how many there are; or that there is none. Either has its command.
+    /// Adds the first fault of the findings and their number, or that there is none. Each of the two has its command.
     void add(const std::string& subject, const Findings& findings, const std::string& sound, const std::string& command,
              const std::string& soundCommand) {
         const Finding* first = nullptr;
@@ -264,7 +264,7 @@ void addRunner(Diagnosis* diagnosis) {
 
 // --- the database
 
-// Subscribers set it themselves; until then no change of a key is told.
+// Subscribers set it themselves; until then no change of a key is announced.
 void addNotifications(const Inquiry& server, Diagnosis* diagnosis) {
     ReplyPtr reply;
     if (!server.ask({"CONFIG", "GET", "notify-keyspace-events"}, &reply).empty() || !errorOf(reply).empty() ||
@@ -365,7 +365,7 @@ void addKey(const Definition& definition, const ListElement& element, const Sens
     addValues(definition, own("read " + wordsOf(element)), state, diagnosis);
 }
 
-// Returns whether there is a definition to go on with.
+// Returns whether the diagnosis can go on with a definition.
 bool addDefinition(Storages& storages, const Definition& definition, Diagnosis* diagnosis) {
     const bool hides = storages.decidingFor(definition.name) == STORAGE_CUSTOM && storages.isHiding(definition.name);
     if (!definition.verdict.valid) {
@@ -426,7 +426,7 @@ bool writesValues(const std::string& event) {
     return std::find(EVENTS.begin(), EVENTS.end(), event) != EVENTS.end();
 }
 
-// All that was heard of a key until a new value came, the time was up or the user ended it.
+// Everything heard of a key until a new value came, the time was up or the user ended the wait.
 struct Heard {
     std::atomic<bool> hasValue{false};
     std::atomic<bool> wasLost{false};
@@ -454,7 +454,7 @@ void addHeard(const Heard& heard, TimeLimit::Clock::duration whole, WatchState l
                        filled("the server did not announce changes all the time"), own("doctor"));
 }
 
-// The value that is awaited comes before the key is read, so that the lines on it tell of the new one.
+// Waits for the value before the key is read, so that the lines about the key describe the new value.
 [[noreturn]] void awaitValue(const Definition& definition, const ListElement& element, unsigned int seconds,
                              Diagnosis* diagnosis, const Answer& answer) {
     const std::string key = element.sensorKey();

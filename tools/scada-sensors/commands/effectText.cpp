@@ -12,7 +12,7 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-// After so much, no decoder is run any more: a hostile source could make the tool run out of memory.
+// After so many bytes, no more decoders are run: a hostile source could make the tool run out of memory.
 constexpr std::size_t MOST_EFFECT_TEXT = 1024UL * 1024UL;
 
 std::string wordsFor(const MeasuredValue& measured) {

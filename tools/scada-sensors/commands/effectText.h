@@ -10,10 +10,10 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// The effects that the changes of definitions have on values, for one answer.
+/// The effects on values when definitions change, for one answer.
 class ShownEffects {
 public:
-    /// Without `wanted` no decoder is run.
+    /// Without `wanted`, no decoder is run.
     ShownEffects(bool wanted, bool json) : isWanted(wanted), isJson(json) {}
 
     void add(const Definition& present, const Definition& wanted);

@@ -18,7 +18,7 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-// A special file may let the export wait: only a file of its own is made to the end.
+// A special file may make the export wait: only a regular file is completed in spite of a signal.
 ExitCode exportTo(const std::string& file, SignalGuard& guard, const Answer& answer) {
     const bool toOutput = file == "-";
     if (toOutput && answer.isJson())
@@ -45,7 +45,7 @@ ExitCode exportTo(const std::string& file, SignalGuard& guard, const Answer& ans
 Run declareExport(CLI::App& app) {
     const auto file = std::make_shared<std::string>();
     app.add_option("FILE", *file, "Archive to write, tar with gzip; - is standard output")->required();
-    // Its owner can exchange what is in the storage: no more is read than that user may read.
+    // The owner of the storage can exchange its content: no more is read than that user may read.
     return [file](const Answer& answer) {
         return runApart(answer, [&](SignalGuard& guard) { return exportTo(*file, guard, answer); });
     };

@@ -105,7 +105,7 @@ std::string summaryOf(const std::vector<PlannedDefinition>& definitions) {
     return text + "\n";
 }
 
-// Adds what would become of each definition.
+// Adds the effect on each definition.
 void addDefinitions(const Preflight& preflight, const ManagedList& list, const ShownEffects& effects, bool json,
                     Json::Value* result, std::string* text) {
     const auto sensors = list.sensorsByDefinition();
@@ -128,7 +128,7 @@ Json::Value toJson(const PlannedList& list, const std::string& state) {
     return item;
 }
 
-// Adds what would become of the list, if it was asked for.
+// Adds the effect on the list, if the user asked for it.
 void addList(const Preflight& preflight, Json::Value* result, std::string* text) {
     if (!preflight.list)
         return;
@@ -179,8 +179,8 @@ void showProgress(const ProgressCounts& counts) {
     (void)std::fflush(stderr);
 }
 
-// The library rejects identical definitions too. The preflight has refused every one that differs, so overwriting is
-// safe.
+// The library also rejects identical definitions. The preflight has refused every definition that differs, so
+// overwriting is safe.
 bool overwrites(const InstallRequest& request, const Preflight& preflight) {
     return request.allowOverwrite ||
            std::any_of(preflight.definitions.begin(), preflight.definitions.end(),
@@ -232,10 +232,10 @@ Json::Value toJson(const Findings& findings, const InstallResult& result) {
 struct Installed {
     const Preflight& preflight;
     InstallResult definitions;
-    std::string note; ///< why the history is not complete, or nothing
+    std::string note; ///< the reason why the history is not complete, or nothing
 };
 
-// Adds what has become of the list, if it was asked for.
+// Adds the result for the list, if the user asked for it.
 void addListDone(const Preflight& preflight, bool written, Json::Value* result, std::string* text) {
     if (!preflight.list)
         return;
@@ -245,7 +245,7 @@ void addListDone(const Preflight& preflight, bool written, Json::Value* result, 
     *text += word + " " + filled("managed-sensors list [%s]", {printable(preflight.list->file)}) + "\n";
 }
 
-// Ends an installation whose definitions are in place, with the list if there is one to write.
+// Ends an installation whose definitions are in place, and puts the list in place if there is one.
 ExitCode finish(const Installed& made, ListReplacement* list, const std::vector<Loss>& losses, const SignalGuard& guard,
                 const Answer& answer) {
     const Preflight& preflight = made.preflight;
@@ -266,7 +266,7 @@ ExitCode finish(const Installed& made, ListReplacement* list, const std::vector<
                          result, text);
 }
 
-// No definition is written, not even the same bytes again.
+// Writes no definition, not even the same bytes again.
 ExitCode installUnchanged(const Preflight& preflight, SignalGuard& guard, const Answer& answer) {
     Installed made{preflight, {}, ""};
     for (const PlannedDefinition& planned : preflight.definitions)
@@ -279,7 +279,8 @@ ExitCode installUnchanged(const Preflight& preflight, SignalGuard& guard, const 
     return finish(made, list ? &*list : nullptr, {}, guard, answer);
 }
 
-// Installs in the next generation, and notes in `*made` what has come of it. Returns why it is not to be put in place.
+// Installs in the next generation, and notes the result in `*made`. Returns why the generation must not be put in
+// place.
 std::string deployInto(const NextGeneration& next, const InstallRequest& request, const Preflight& preflight,
                        bool progress, InstallResult* made) {
     const InstallJudge judge(preflight.definitions);
@@ -291,14 +292,14 @@ std::string deployInto(const NextGeneration& next, const InstallRequest& request
     *made = judge.compare();
     if (!deployed)
         return error;
-    // A staged copy that does not read back is passed over without a failure.
+    // The library skips a staged copy that does not read back, without a failure.
     if (!made->notInstalled.empty())
         return error.empty() ? filled("some definitions could not be installed")
                              : filled("some definitions could not be installed: %s", {error});
     return modes.apply();
 }
 
-// Keeps what the new definitions hide.
+// Keeps the default definitions that the new ones hide.
 std::vector<HistoryChange> changesOf(const InstallResult& made, const Preflight& preflight,
                                      const NextGeneration& next) {
     std::set<std::string> hiding;
@@ -333,7 +334,7 @@ ExitCode deploy(const InstallRequest& request, const Preflight& preflight, const
     std::optional<ListReplacement> list;
     std::string note;
     try {
-        // Written before anything is changed: what can fail later is its new name.
+        // Written before anything is changed: afterwards only the change of its name can fail.
         if (preflight.writesList())
             list.emplace(*preflight.list);
         NextGeneration next;
@@ -375,7 +376,7 @@ ExitCode installTaken(const InstallRequest& request, std::unique_ptr<Intake> int
     return deploy(request, preflight, losses, guard, answer);
 }
 
-// The source is taken in before the lock: an archive on standard input may be long in coming.
+// The source is read before the lock is taken: an archive on standard input may take long to arrive.
 ExitCode install(const InstallRequest& request, SignalGuard& guard, const Answer& answer) {
     std::optional<ReadAccess> access(std::in_place);
     const Findings directories = checkDirectories(request.source);

@@ -11,7 +11,7 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-// The conversions take what is negative or too large for some other number.
+// The conversions turn a negative or too large number into another one.
 CLI::Validator isCount() {
     constexpr std::size_t MOST_LETTERS = 15;
     return {[](const std::string& text) {

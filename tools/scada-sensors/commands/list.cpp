@@ -62,7 +62,7 @@ ExitCode list(const ListArguments& asked, const Answer& answer) {
         const Definition definition = storages.of(type).load(name);
         const std::string hides = type == STORAGE_CUSTOM && storages.isHiding(name) ? wordOf(STORAGE_DEFAULT) : "";
         const std::string since = !hides.empty() && hasDefaultChanged(storages, name) ? CHANGED : "";
-        // People read it beside the storage that it is about.
+        // In the text for people, it is beside the storage that it concerns.
         const bool isNamed = !since.empty() && !answer.isJson();
         table.add({name, wordOf(type), definition.file, isNamed ? hides + " (" + since + ")" : hides, since,
                    definition.verdict.decoderPath, definition.verdict.state});

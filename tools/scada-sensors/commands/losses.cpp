@@ -13,7 +13,7 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-// Properties that are not objects do not exist for the queries.
+// For queries, properties that are not objects do not exist.
 std::vector<std::string> missingProperties(const Definition& present, const Definition& remaining) {
     const Json::Value& properties = present.document[SensorDefinitions::JSON_PROPERTIES_SECTION];
     const Json::Value& others = remaining.document[SensorDefinitions::JSON_PROPERTIES_SECTION];
@@ -25,7 +25,7 @@ std::vector<std::string> missingProperties(const Definition& present, const Defi
     return missing;
 }
 
-// What has a fault serves no sensor, so that its removal takes nothing away.
+// A faulty definition serves no sensor, so its removal takes nothing away.
 void addRemoval(const std::string& name, const std::vector<std::string>& sensors, Storages& storages,
                 std::vector<Loss>* losses) {
     const Definition present = storages.of(STORAGE_CUSTOM).load(name);

@@ -6,7 +6,7 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// Tells in one line how many elements of the list are passed over, if any.
+/// Says in one line how many elements of the list are skipped, if any.
 void noteFaultyElements(const ManagedList& list, const Answer& answer);
 
 /// Names the storages that exist and cannot be read.

@@ -85,7 +85,7 @@ void declareCodec(CLI::App& app) {
 void declareOptions(CLI::App& app, AnswerStyle* style) {
     declareConfiguration(app);
     declareCodec(app);
-    // With a value it would not be known as such among arguments that cannot be parsed.
+    // With a value, the option could not be recognised among arguments that cannot be parsed.
     app.add_flag("--json", style->json, "Answer with one JSON object")->disable_flag_override()->group(GROUP);
     app.add_flag("-q,--quiet", style->quiet, "Print no notes and no progress on standard error")->group(GROUP);
     app.add_flag("-v,--verbose", "Print debug messages too: the same as --log-level debug")->group(GROUP);

@@ -55,7 +55,7 @@ ExitCode recoverLocked(bool forward, SignalGuard& guard, const Answer& answer) {
     return answerNothing(guard, answer);
 }
 
-// The lock would make files, and directories above them, wherever a path leads.
+// The lock would create files, and directories above them, at any path.
 ExitCode recover(bool forward, SignalGuard& guard, const Answer& answer) {
     if (const std::optional<ExitCode> refused = refuseUnsafe(answer))
         return *refused;

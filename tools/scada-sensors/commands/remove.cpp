@@ -40,7 +40,7 @@ struct RemoveArguments {
     bool ifUnused = false;
 };
 
-/// What was removed and what was not.
+/// The definitions that were removed, and those that were not.
 class Removal {
 public:
     void removed(const std::string& name, bool uncovers) {
@@ -69,7 +69,7 @@ public:
                              filled("%s not removed", {counted(members["failed"].size(), "definition")}), members,
                              lines);
     }
-    /// Nothing has been changed after all, or it is not known what has been.
+    /// Answers that nothing has been changed after all, or that the extent of the changes is not known.
     static ExitCode answerFailure(const std::string& error, const Answer& answer) {
         return failedOperation(error, Removal().members, "", answer);
     }
@@ -95,7 +95,7 @@ bool isConfirmed(std::size_t definitions) {
     return answer == "y" || answer == "Y" || answer == "yes";
 }
 
-// Whether the custom storage has something that can be removed by this name.
+// Whether the custom storage has an entry that can be removed by this name.
 bool isThere(const Storages& before, const std::string& name) {
     const DefinitionDirectory& custom = before.of(STORAGE_CUSTOM);
     return custom.lists(name) || hasSpecialFile(custom.path(), name);
@@ -116,7 +116,7 @@ void removeNames(const std::set<std::string>& names, const Storages& before, Rem
     }
 }
 
-// Notes what an empty storage in place of the present one no longer has.
+// Notes the definitions that are gone when an empty storage replaces the present one.
 void noteAll(const Storages& before, Removal* removal, std::vector<HistoryChange>* changes) {
     const DefinitionDirectory& custom = before.of(STORAGE_CUSTOM);
     for (const std::string& name : custom.names()) {
@@ -125,7 +125,7 @@ void noteAll(const Storages& before, Removal* removal, std::vector<HistoryChange
     }
 }
 
-// Returns how the command ends when it must not go on.
+// Returns the exit code of the command if it must not go on.
 std::optional<ExitCode> refuse(const RemoveArguments& asked, const Answer& answer) {
     if (asked.all == !asked.names.empty())
         return answer.badUsage(filled("remove needs either names or --all"));
@@ -178,7 +178,7 @@ std::vector<Loss> lossesOf(const RemoveArguments& asked, Device& device) {
     return lossesOfRemoval(asked.all ? all : names, device);
 }
 
-// A removal that changes nothing makes no generation: the one to roll back to would be lost.
+// A removal that changes nothing makes no generation: otherwise the generation for a rollback would be lost.
 ExitCode answerUnchanged(const Storages& before, const RemoveArguments& asked, const SignalGuard& guard,
                          const Answer& answer) {
     Removal removal;
@@ -222,7 +222,7 @@ Run declareRemove(CLI::App& app) {
     app.add_flag("--yes", arguments->yes, "Do not ask before --all");
     return [arguments](const Answer& answer) {
         return runAsOwner(answer, [&] {
-            // The question is asked in this process: it is the one that Ctrl-C ends.
+            // This process asks the question: it is the one that Ctrl-C ends.
             if (const std::optional<ExitCode> refused = refuse(*arguments, answer))
                 return *refused;
             return runApart(answer, [&](SignalGuard& guard) { return remove(*arguments, guard, answer); });

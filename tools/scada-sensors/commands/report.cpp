@@ -56,7 +56,7 @@ std::vector<std::string> linesOf(const std::string& text) {
     return lines;
 }
 
-/// Takes each definition that the check has read, so that none is read twice, and keeps what the page needs of it.
+/// Takes each definition that the check has read, so that none is read twice, and keeps the parts that the page needs.
 class DefinitionsTaken {
 public:
     DefinitionsTaken(Device& itsDevice, Estate* itsEstate) : storages(itsDevice.storages()), estate(itsEstate) {
@@ -86,7 +86,7 @@ public:
         reported.verdict = std::move(definition.verdict);
     }
 
-    /// Takes the values of sensors whose definition cannot be used as they are.
+    /// Takes the values of sensors without a usable definition unchanged.
     void end() {
         for (auto& [name, sensors] : users) {
             const auto known = estate->definitions.find(name);
@@ -119,7 +119,7 @@ private:
         estate->overrides.push_back({own.name, std::move(lines)});
     }
 
-    // A page with more is too long for a browser.
+    // A longer page is too long for a browser.
     static constexpr std::size_t MOST_SHOWN = 1024UL * 1024UL;
 
     Storages& storages;
@@ -143,12 +143,12 @@ void readValues(unsigned int wait, Estate* estate) {
     if (fault.empty())
         fault = readSensors(server, keys, &states);
     estate->databaseFault = fault.text;
-    // Ages of one moment, or none.
+    // All ages are from one moment, or there are none.
     for (std::size_t at = 0; estate->databaseFault.empty() && at < states.size(); ++at)
         estate->sensors[at].state = std::move(states[at]);
 }
 
-/// The findings are those of `check`, in its order.
+/// Returns the findings of `check`, in its order.
 Findings checkAll(Device& device, bool codec, DefinitionsTaken* definitions) {
     CodecCheck decoders(codec);
     Findings all = checkStorages(device.storages(), [&](Definition&& definition, DefinitionPlaces* places) {
@@ -161,7 +161,7 @@ Findings checkAll(Device& device, bool codec, DefinitionsTaken* definitions) {
     return all;
 }
 
-/// The values come first: a definition judges them while it is there, and none is kept.
+/// Reads the values first: a definition judges them while it is loaded, and no definition is kept.
 Estate readEstate(Device& device, const ReportRequest& request) {
     Estate estate;
     estate.host = isImage() ? rootDirectory() : hostName();
@@ -197,13 +197,13 @@ private:
     sigset_t before{};
 };
 
-// A device or a FIFO is written to and stays.
+// A device or a FIFO is written to and not replaced.
 int writeToSpecial(const std::string& file, const std::string& text) {
     const Descriptor out{open(file.c_str(), O_WRONLY | O_CLOEXEC)};
     return out.isOpen() ? writeWhole(out.number(), text.data(), text.size()) : errno;
 }
 
-/// Returns the error number when the page cannot be written, and 0 on success.
+/// Returns the error number if the page cannot be written, and 0 on success.
 int writeTo(const std::string& name, const std::string& text) {
     struct stat former {};
     if (stat(name.c_str(), &former) == 0 && !S_ISREG(former.st_mode))

@@ -16,7 +16,7 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-// How a state is marked; the words say the same.
+// The mark of a state; the words say the same.
 constexpr const char* OK_MARK = "mark short ok";
 constexpr const char* WARNING_MARK = "mark short warn";
 constexpr const char* BAD_MARK = "mark short bad";
@@ -59,7 +59,7 @@ void beginSection(HtmlPage* page, const char* id, const char* heading) {
 
 // --- sensors
 
-/// The word for a sensor's state, and how it is marked.
+/// The word for a sensor's state, and its mark.
 struct SensorMark {
     std::string words;
     const char* mark;
@@ -329,7 +329,7 @@ void addHeader(const Estate& estate, const std::string& title, HtmlPage* page) {
     page->end();
 }
 
-// The script shows it: without one there is nothing to search with.
+// The script shows the search field: without a script, nothing can be searched.
 void addSearch(HtmlPage* page) {
     page->begin("div", {{"id", "search-box"}, {"class", "search"}, {"role", "search"}, {"hidden", ""}});
     page->element("label", "Search all tables", {{"for", "search"}});

@@ -19,13 +19,13 @@ namespace Kelvra::SCADA::Tool {
 
 /// A definition as the page shows it.
 struct ReportedDefinition {
-    STORAGE_TYPE storage = STORAGE_DEFAULT; ///< the one that decides
+    STORAGE_TYPE storage = STORAGE_DEFAULT; ///< the one in force
     bool hides = false;
     Verdict verdict;
-    std::size_t sensors = 0; ///< how many use it
+    std::size_t sensors = 0; ///< how many sensors use it
 };
 
-/// A value of a sensor as the page shows it. Properties of definitions take much more.
+/// A value of a sensor as the page shows it. Properties of definitions need much more memory.
 struct ReportedValue {
     StoredValue::State state;
     std::string name; ///< of the property, or of the field
@@ -43,16 +43,16 @@ struct ReportedSensor {
 /// A custom definition and the default one that it hides.
 struct ReportedOverride {
     std::string name;
-    std::vector<std::string> lines; ///< what they differ in
+    std::vector<std::string> lines; ///< their differences
 };
 
-/// All that the page tells.
+/// Everything that the page shows.
 struct Estate {
     std::string host;
     std::string time;
     bool hasList = false; ///< whether the managed-sensors list can be used
     std::vector<ReportedSensor> sensors;
-    std::string databaseFault; ///< why there are no values
+    std::string databaseFault; ///< the reason why the values are missing
     std::map<std::string, ReportedDefinition> definitions;
     std::vector<ReportedOverride> overrides;
     Findings findings;

@@ -2,7 +2,7 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// The look of the page: a table on a wide screen and on paper, a card for each row on a narrow screen.
+/// The style of the page: a table on a wide screen and on paper, a card for each row on a narrow screen.
 inline constexpr const char* REPORT_STYLE = R"css(
 :root { --back: #fff; --text: #1c2430; --soft: #566070; --line: #d3dae3; --band: #f4f6f9; --link: #0b5cad;
   --ok: #1a653a; --ok-back: #e2f3e7; --warn: #7a4a00; --warn-back: #fdefd3; --bad: #9c1f18; --bad-back: #fde6e4; }
@@ -83,7 +83,7 @@ code { font: .92em ui-monospace, "DejaVu Sans Mono", monospace; }
 }
 )css";
 
-/// Shows the rows that have each word of the search field.
+/// Shows the rows that contain each word of the search field.
 inline constexpr const char* REPORT_SCRIPT = R"js(
 "use strict";
 (function () {

@@ -20,7 +20,7 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-// Shows the description of one property, or which properties there are.
+// Shows the description of one property, or the names of all properties.
 ExitCode answerProperty(const AskedSensor& asked, const Definition& definition, FieldList* fields,
                         const Answer& answer) {
     const Json::Value& properties = definition.document[SensorDefinitions::JSON_PROPERTIES_SECTION];

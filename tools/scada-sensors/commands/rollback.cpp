@@ -20,7 +20,7 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-// Returns what a return to the previous generation changes, in the order of the names.
+// Returns the changes by a return to the previous generation, ordered by name.
 std::vector<HistoryChange> changesBy(const GenerationPaths& paths) {
     const DefinitionDirectory present(paths.custom);
     const DefinitionDirectory previous(paths.previous);

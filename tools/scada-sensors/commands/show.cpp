@@ -33,7 +33,7 @@ std::string wordsOf(const LoadResult& loaded, const std::string& decoder) {
     return loaded.entryPoint == STANDARD_ENTRY_POINT ? loaded.entryPoint : filled("%s (old)", {loaded.entryPoint});
 }
 
-// Only the decoder itself can tell: many make the function while they run.
+// Only the decoder itself can tell: many create the function while they run.
 void addEntryPoint(const Definition& definition, FieldList* fields) {
     const std::string& decoder = definition.verdict.decoderPath;
     std::string script;

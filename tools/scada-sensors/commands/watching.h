@@ -11,16 +11,17 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// How long a command watches the database. What runs it declares the options and calls begin() first of all.
+/// The time for which a command watches the database. The command declares the options, and calls begin() before
+/// everything else.
 class WatchTime {
 public:
     /// Declares --timeout, which is returned, and --wait.
     CLI::Option* declare(CLI::App& app);
 
-    /// Lets the time begin.
+    /// Starts the time.
     void begin();
 
-    /// Returns what is wrong with the server now, or nothing: a mistyped socket is an error, while a server that goes
+    /// Returns the present fault of the server, or nothing: a mistyped socket is an error, while a server that goes
     /// later may come back.
     std::string openServer() const;
 
@@ -33,7 +34,7 @@ private:
     WatchLimits wanted{};
 };
 
-/// What has been said until now; written on the thread of the watch.
+/// The lines that have been said so far; written on the thread of the watch.
 struct WatchTally {
     std::atomic<unsigned int> count{0};
     std::atomic<bool> written{true};
@@ -42,10 +43,10 @@ struct WatchTally {
 /// Returns a time in UTC with milliseconds.
 std::string utcText(std::chrono::system_clock::time_point time);
 
-/// Tells on stderr that the server is lost, refuses, or is back.
+/// Says on stderr that the server is lost, refuses, or is back.
 void tellState(WatchState now, const Answer& answer);
 
-/// Answers the end of a watch: 3 when the server was not there.
+/// Answers the end of a watch: 3 if the server was missing.
 ExitCode endOfWatch(WatchState last, const WatchTally& tally, const Answer& answer);
 
 } // namespace Kelvra::SCADA::Tool

@@ -23,7 +23,7 @@ struct FreeArchive {
     void operator()(archive* reader) const { libarchive().archive_read_free(reader); }
 };
 
-/// Lets names of other scripts be read, whatever the locale of the caller.
+/// Makes names in other scripts readable, whatever the caller's locale.
 class Utf8Locale {
 public:
     Utf8Locale() : utf8(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)) {
@@ -53,7 +53,7 @@ std::string archiveReason(archive* reader) {
     return reason.empty() ? filled("it is damaged or incomplete") : reason;
 }
 
-// Returns the path without "." and repeated "/"; nothing when it leads out of the archive.
+// Returns the path without "." and repeated "/"; nothing if it leads out of the archive.
 std::optional<std::string> relativePath(const std::string& path) {
     if (path.empty() || path.front() == '/' || path.size() >= PATH_MAX)
         return std::nullopt;
@@ -77,7 +77,7 @@ void ArchiveIntake::run() {
     if (!reader)
         throw std::bad_alloc();
     libarchive().archive_read_support_format_tar(reader.get());
-    // It needs no list of all entries, which could be of any length.
+    // It needs no list of all entries, which could have any length.
     libarchive().archive_read_support_format_zip_streamable(reader.get());
     if (libarchive().archive_read_open(reader.get(), this, nullptr, readChunk, nullptr) == ARCHIVE_OK)
         takeEntries(reader.get());
@@ -95,7 +95,7 @@ ssize_t ArchiveIntake::readChunk(archive* reader, void* self, const void** data)
     return failed ? -1 : static_cast<ssize_t>(bytes.size());
 }
 
-// Reads on where the library has seen the end. Returns false when there is nothing more.
+// Reads on after the point where the library has seen the end. Returns false if nothing more comes.
 bool ArchiveIntake::readOn() {
     return builder->admitsStream(stream.size()) && !stream.next().empty();
 }
@@ -115,8 +115,7 @@ bool ArchiveIntake::endsAsZip() {
     return listed == MANY ? entries >= MANY : listed >= 0 && static_cast<std::uint64_t>(listed) == entries;
 }
 
-// The library takes a tar that was cut between two entries for one that has ended, and passes over the directory of a
-// zip.
+// The library accepts a tar that was cut between two entries as complete, and skips the directory of a zip.
 bool ArchiveIntake::isWhole(archive* reader) {
     const int format = libarchive().archive_format(reader) & ARCHIVE_FORMAT_BASE_MASK;
     const bool whole = format == ARCHIVE_FORMAT_TAR
@@ -129,7 +128,7 @@ void ArchiveIntake::takeEntries(archive* reader) {
     archive_entry* entry = nullptr;
     for (;;) {
         const int status = libarchive().archive_read_next_header(reader, &entry);
-        // Reading on to the end can go over a limit too, which is told already.
+        // Reading on to the end can also exceed a limit, which is reported already.
         if (builder->isFull() || (status == ARCHIVE_EOF && isWhole(reader)) || builder->isFull())
             return;
         if (status == ARCHIVE_EOF || status < ARCHIVE_WARN) {
@@ -159,7 +158,7 @@ void ArchiveIntake::takeEntry(archive* reader, archive_entry* entry) {
         if (makeParents(*relative))
             takeKind(reader, entry, *relative);
     }
-    // What nobody has asked for is read too, within the limits: it could be of any length.
+    // Entries that nobody asked for are read too, within the limits: they could have any length.
     std::uint64_t size = 0;
     if (!builder->isFull())
         takeContent(reader, -1, 0, &size);
@@ -198,7 +197,7 @@ void ArchiveIntake::takeFile(archive* reader, archive_entry* entry, const std::s
     const bool known = libarchive().archive_entry_size_is_set(entry) != 0;
     std::uint64_t size =
         known ? static_cast<std::uint64_t>(std::max<la_int64_t>(libarchive().archive_entry_size(entry), 0)) : 0;
-    // As with other tools, the last one of several files of one name counts.
+    // As with other tools, the last of several files with the same name counts.
     builder->removeFile(relative);
     const bool admitted = builder->admitsFile(relative, size);
     if (builder->isFull())
@@ -222,8 +221,8 @@ void ArchiveIntake::takeFile(archive* reader, archive_entry* entry, const std::s
         builder->addFailure(relative, errno);
 }
 
-// Reads the content whether it is kept or not: what is passed over unread could be of any length. `*size` is where its
-// last byte ends. Returns false when the archive is refused.
+// Reads the content even if it is not kept: content that is skipped unread could have any length. `*size` becomes the
+// position where its last byte ends. Returns false if the archive is refused.
 bool ArchiveIntake::takeContent(archive* reader, int file, std::uint64_t limit, std::uint64_t* size) {
     const void* data = nullptr;
     std::size_t count = 0;
@@ -234,7 +233,7 @@ bool ArchiveIntake::takeContent(archive* reader, int file, std::uint64_t limit, 
             return false;
         if (status == ARCHIVE_EOF)
             return true;
-        // A warning tells of a checksum or a size that the content does not have.
+        // A warning reports a checksum or a size that does not match the content.
         if (status != ARCHIVE_OK) {
             refuse(filled("The archive cannot be read: %s", {archiveReason(reader)}));
             return false;
@@ -254,7 +253,7 @@ void ArchiveIntake::takeHardLink(const std::string& relative, const std::string&
         builder->addFailure(relative, ENOENT);
 }
 
-// Returns false when the entry cannot be where it says.
+// Returns false if the entry cannot be at its path.
 bool ArchiveIntake::makeParents(const std::string& relative) {
     const std::size_t length = relative.rfind('/');
     const std::string parent = length == std::string::npos ? "" : relative.substr(0, length);
@@ -273,7 +272,7 @@ bool ArchiveIntake::makeParents(const std::string& relative) {
     return true;
 }
 
-// Archives often have one directory around everything.
+// Archives often have all entries in one directory.
 void ArchiveIntake::noteTop(const std::string& relative, bool directory) {
     const std::string top = relative.substr(0, relative.find('/'));
     if (first)

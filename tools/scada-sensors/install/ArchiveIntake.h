@@ -14,14 +14,14 @@ struct archive_entry;
 
 namespace Kelvra::SCADA::Tool {
 
-/// Unpacks an archive into the copy of a source, entry by entry as it is read. The copy gets directories and regular
+/// Unpacks an archive into the copy of a source, entry by entry while it reads. The copy gets directories and regular
 /// files only, so that no entry can lead out of it.
 class ArchiveIntake {
 public:
-    /// `descriptor` is read from where it stands.
+    /// Reads `descriptor` from its present position.
     ArchiveIntake(int descriptor, CopyBuilder* copyBuilder);
 
-    /// Reads to the end, or to the first thing that refuses the archive.
+    /// Reads to the end, or to the first reason to refuse the archive.
     void run();
 
 private:
@@ -44,7 +44,7 @@ private:
     ArchiveStream stream;
     CopyBuilder* builder;
     std::uint64_t entries = 0;
-    std::uint64_t unpacked = 0; ///< bytes of the files, those that are not kept included
+    std::uint64_t unpacked = 0; ///< bytes of the files, including those that are not kept
     std::string lastParent;
     bool first = true;
 };

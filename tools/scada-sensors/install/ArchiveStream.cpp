@@ -18,7 +18,7 @@ namespace Kelvra::SCADA::Tool {
 namespace {
 
 constexpr std::string_view GZIP_MAGIC = "\x1f\x8b";
-// The largest window, and a header and a checksum as gzip has them.
+// The largest window, with the header and checksum of gzip.
 constexpr int GZIP_WINDOW = 15 + 16;
 
 constexpr std::string_view ZIP_END = "PK\5\6";
@@ -58,7 +58,7 @@ void ArchiveStream::startUnpacking() {
     unpacked.resize(CHUNK);
 }
 
-// The reader of archives has gzip as well, but looks at no checksum.
+// The reader of archives can unpack gzip as well, but does not check checksums.
 std::string_view ArchiveStream::unpack() {
     // Packed bytes without any content could go on for ever.
     constexpr int MOST_EMPTY_PIECES = 16;

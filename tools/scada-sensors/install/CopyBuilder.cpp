@@ -28,7 +28,7 @@ constexpr std::ptrdiff_t DEEPEST = 32;
 constexpr std::size_t MOST_VALUES = 50000;
 constexpr std::uint64_t MOST_INDENTATION = std::uint64_t{4} * 1024 * 1024;
 constexpr std::size_t MOST_KEPT = std::size_t{4} * 1024 * 1024;
-// What an archive has beside the content of a file: headers, and the rest of its last block.
+// The bytes of an archive in addition to the content of a file: headers, and the rest of its last block.
 constexpr std::uint64_t BESIDE_CONTENT = 2048;
 
 std::ptrdiff_t depthOf(const std::string& relative) {
@@ -115,7 +115,8 @@ std::uint64_t CopyBuilder::limitOf(const std::string& relative) const {
     return isDefinition(relative) ? limits.definition : limits.decoder;
 }
 
-// A file that no definition names is no reason to refuse the source: whoever names it finds that it is too large.
+// An oversized file that no definition names does not refuse the source. A definition that names it gets the finding
+// that it is too large.
 void CopyBuilder::addOversized(const std::string& relative, std::uint64_t size) {
     if (isDefinition(relative)) {
         refuse(Rules::SOURCE_TOO_LARGE, relative,
@@ -196,7 +197,7 @@ void CopyBuilder::shareFile(const std::string& relative, const std::string& targ
         copy->oversized[relative] = oversized->second;
 }
 
-// A hostile source may have tens of thousands of names with thousands of bytes each.
+// A hostile source may have tens of thousands of names of thousands of bytes each.
 bool CopyBuilder::keeps(std::size_t count) {
     kept += count;
     if (kept > MOST_KEPT)
@@ -231,8 +232,7 @@ void CopyBuilder::finish() {
         judgeDefinitions();
 }
 
-// A hard link, or a later entry that moves the outermost directory, makes a definition of what was taken for another
-// file.
+// A hard link, or a later entry that moves the outermost directory, can turn another file into a definition.
 void CopyBuilder::judgeDefinitions() {
     definitions = 0;
     bytes = 0;
@@ -257,7 +257,7 @@ void CopyBuilder::judgeDefinition(const std::string& relative) {
     endFile(relative);
 }
 
-// What is listed as a definition where it is a link must not be listed where it is a file.
+// A link with the name of a definition does not become a file, which would be listed as a definition.
 void CopyBuilder::followLink(const std::string& relative) {
     const LinkEnd end = endOfLink(relative, links, copy->archive ? "" : canonicalPath(copy->source));
     std::error_code error;

@@ -9,20 +9,20 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// What an installation made of each definition of its source.
+/// The result of an installation for each definition of its source.
 struct InstallResult {
     std::vector<std::string> installed;
-    std::vector<std::string> unchanged;    ///< installed before, to the byte
-    std::vector<std::string> notInstalled; ///< not to the byte what was to be installed
+    std::vector<std::string> unchanged;    ///< already installed, byte for byte
+    std::vector<std::string> notInstalled; ///< not installed byte for byte
 };
 
-/// Judges an installation by the files: the library stops at the first failure and reports one text.
+/// Judges an installation by its files: the library stops at the first failure and reports one text.
 class InstallJudge {
 public:
-    /// Notes what is to be installed and the state before it.
+    /// Notes the files to install and the state before it.
     explicit InstallJudge(const std::vector<PlannedDefinition>& definitions);
 
-    /// Compares with the custom storage as it is now.
+    /// Compares them with the present custom storage.
     InstallResult compare() const;
 
 private:

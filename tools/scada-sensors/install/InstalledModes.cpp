@@ -24,7 +24,7 @@ constexpr mode_t FILE_MODE = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
 constexpr mode_t NOT_INHERITED = S_ISUID | S_ISVTX | S_IWOTH;
 constexpr mode_t ALL_BITS = 07777;
 
-// What is not there, or is another kind of file, is not what was installed; the result of the installation tells.
+// A missing file, or one of another kind, is not an installed one; the result of the installation reports it.
 struct Opened {
     Opened(const std::string& path, int flags) : file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | flags)) {
         if (!file.isOpen() || fstat(file.number(), &status) != 0)

@@ -44,14 +44,14 @@ fs::file_type typeOf(mode_t mode) {
     return S_ISLNK(mode) ? fs::file_type::symlink : fs::file_type::unknown;
 }
 
-/// Copies as much of a file as it had when it was opened. Holes stay holes.
+/// Copies as much of a file as it contained when it was opened. Holes stay holes.
 class FileCopy {
 public:
     FileCopy(CopyBuilder* copyBuilder, int source, int target, const struct stat& status)
         : builder(copyBuilder), in(source), out(target), end(status.st_size), changed(status.st_mtim),
           sparse(status.st_blocks * S_BLKSIZE < status.st_size) {}
 
-    /// Returns the system's reason when the file cannot be read, and nothing on success.
+    /// Returns the system's reason if the file cannot be read, and nothing on success.
     std::string run() {
         for (off_t at = nextData(0); at < end;) {
             const auto wanted = static_cast<std::size_t>(std::min<off_t>(end - at, CHUNK));
@@ -95,7 +95,7 @@ private:
     std::array<char, CHUNK> chunk;
 };
 
-/// Reads a directory from the outside in, each entry relative to the directory that was opened.
+/// Reads a directory from the outside in, each entry relative to its open directory.
 class Walk {
 public:
     explicit Walk(CopyBuilder* copyBuilder) : builder(copyBuilder) {}
@@ -103,7 +103,7 @@ public:
     void run(int root) {
         takeEntries(root, "");
         builder->finish();
-        // Where they may not be read in the source, the library is to find them as it would there.
+        // A directory that may not be read in the source must look the same to the library in the copy.
         for (const auto& [relative, mode] : closed)
             chmod(builder->pathOf(relative).c_str(), mode);
     }
@@ -177,7 +177,7 @@ private:
             failed(relative, errno);
             return;
         }
-        // It may have been replaced since it was listed.
+        // The entry may have been replaced since it was listed.
         if (!S_ISREG(status.st_mode)) {
             builder->addSpecial(relative, {typeOf(status.st_mode), typeOf(status.st_mode)});
             return;
@@ -192,8 +192,8 @@ private:
         builder->endFile(relative);
     }
 
-    // What may not be read is not to be read in the copy either, so that its own rule tells it. A privileged user reads
-    // everything: there it must not look like an empty file.
+    // A file that may not be read in the source gets a copy that may not be read either, so that the file's own rule
+    // reports it. A privileged user could read that copy as an empty file, so it is removed.
     void failed(const std::string& relative, int error) {
         builder->addFailure(relative, error);
         const std::string path = builder->pathOf(relative);
@@ -213,14 +213,14 @@ bool isInMemory(const std::string& directory) {
     return statfs(directory.c_str(), &status) == 0 && status.f_type == TMPFS_MAGIC;
 }
 
-// Whoever could exchange the copy could have checked what is not installed.
+// Somebody who can exchange the copy could install files that were never checked.
 bool isUsable(const std::string& directory) {
     return isWritable(directory) && untrustedDirectory("TMPDIR", directory).empty();
 }
 
-// Where temporary files are, for all three commands alike: a check needs no right to write beside the device's
-// directories, and whatever a killed run leaves goes with the next run or start of the device. Many small files cost
-// several times less in memory, where there is room for far more than a source may have.
+// All three commands use the place of temporary files: a check needs no permission to write beside the device's
+// directories, and the next run or start of the device removes the copies of killed runs. Many small files cost several
+// times less in memory, if it has room for far more than a source may have.
 std::string placeOfCopies(const IntakeLimits& limits) {
     constexpr std::uint64_t SHARE = 8;
     const char* chosen = std::getenv("TMPDIR"); // NOLINT(concurrency-mt-unsafe)

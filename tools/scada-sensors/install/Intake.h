@@ -12,20 +12,20 @@ namespace Kelvra::SCADA::Tool {
 
 class CopyBuilder;
 
-/// Copies the source of an installation, a directory or an archive, into a directory of its own, once. Whoever owns the
-/// source can change it while it is examined; the copy stays as it is. Links are not followed, special files are not
-/// opened.
+/// Copies the source of an installation, a directory or an archive, into a separate directory, once. The owner of the
+/// source can change it while it is examined; the copy does not change. Links are not followed, and special files are
+/// not opened.
 class Intake {
 public:
-    /// Throws std::runtime_error when no copy can be made.
+    /// Throws std::runtime_error if no copy can be made.
     Intake(const std::string& source, const IntakeLimits& limits);
 
     const SourceCopy& copy() const { return taken; }
 
-    /// What refuses the source as a whole. The copy is not complete then.
+    /// The reasons to refuse the whole source. The copy is then incomplete.
     const Findings& refusals() const { return found; }
 
-    /// Returns what could not be read, but for the entries of the copy that `findings` name already.
+    /// Returns the entries that could not be read, except those that `findings` already name in the copy.
     Findings unreadable(const Findings& findings) const;
 
 private:
@@ -37,7 +37,7 @@ private:
     std::map<std::string, std::string> failures; ///< the reasons by relative path
 };
 
-/// Removes the copies that killed processes of this user have left.
+/// Removes the copies that killed processes of this user have left behind.
 void removeLeftCopies();
 
 /// Whether a source is read as an archive: a file, or "-" for standard input.

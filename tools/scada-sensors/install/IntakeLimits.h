@@ -5,7 +5,7 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// The largest source that is accepted. Sizes are in bytes; a file with holes counts with them.
+/// The largest source that is accepted. Sizes are in bytes and include the holes of files.
 struct IntakeLimits {
     static constexpr std::uint64_t MEGABYTE = std::uint64_t{1024} * 1024;
 

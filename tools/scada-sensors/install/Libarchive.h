@@ -6,8 +6,8 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// The functions of libarchive, and of zlib, which it needs, that are used, under their own names. The library is
-/// loaded when the first archive is read or written: loading it and those that it needs takes longer than most
+/// The functions that the tool uses of libarchive, and of zlib, which libarchive needs, under their own names. The
+/// library is loaded when the first archive is read or written: loading it and its dependencies takes longer than most
 /// commands.
 struct Libarchive {
     // NOLINTBEGIN(readability-identifier-naming)
@@ -55,7 +55,7 @@ struct Libarchive {
     // NOLINTEND(readability-identifier-naming)
 };
 
-/// Loads the library when that has not been done. Throws std::runtime_error when it cannot be loaded.
+/// Loads the library if necessary. Throws std::runtime_error if it cannot be loaded.
 const Libarchive& libarchive();
 
 } // namespace Kelvra::SCADA::Tool

@@ -11,14 +11,14 @@ namespace {
 
 // As many as the system follows.
 constexpr int MOST_LINKS = 40;
-// Longer ways through links cost their author nothing.
+// Longer chains of links cost their author nothing.
 constexpr int MOST_STEPS = 500;
 
 std::deque<fs::path> partsOf(const fs::path& path) {
     return {path.begin(), path.end()};
 }
 
-// Takes the way to the source off an absolute path. Returns false when it leads elsewhere.
+// Removes the path of the source from an absolute path. Returns false if it leads elsewhere.
 bool enterSource(std::deque<fs::path>* parts, const fs::path& source) {
     for (const fs::path& part : source) {
         if (parts->empty() || parts->front() != part)

@@ -18,7 +18,7 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-// Hosts may read it, whatever the umask.
+// Hosts may read it, whatever the umask is.
 constexpr mode_t MODE_OF_NEW_LIST = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
 
 void require(bool done, const std::string& file) {
@@ -33,7 +33,7 @@ ListReplacement::ListReplacement(const PlannedList& planned)
     unlink(temporary.c_str());
     try {
         copyContent(planned.copy, temporary);
-        // Another owner may be the only one to open it.
+        // Opened now: later, perhaps only another owner may open it.
         const Descriptor opened{open(temporary.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC)};
         require(opened.isOpen(), temporary);
         if (planned.effect == PlannedList::Effect::REPLACES)

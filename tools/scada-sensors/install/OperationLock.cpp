@@ -35,13 +35,13 @@ struct flock wholeFile() {
     return whole;
 }
 
-// Belongs to the process alone and not to the commands that it runs: free as soon as the holder is gone.
+// The lock belongs to the process alone and not to the commands that it runs: it is free as soon as the holder is gone.
 bool lockForProcess(int descriptor) {
     struct flock whole = wholeFile();
     return fcntl(descriptor, F_SETLK, &whole) == 0;
 }
 
-// Sorted, so that two processes come to the same one first.
+// Sorted, so that two processes take the same one first.
 std::set<std::string> lockedDirectories() {
     const Conf& conf = Env::inst().conf();
     return {canonicalPath(conf.getDfnStagingDir()), canonicalPath(conf.getDfnCustomDir())};
@@ -62,9 +62,9 @@ std::time_t bootTime() {
     return seconds;
 }
 
-/// What the system tells of a process.
+/// The system's information about a process.
 struct ProcessState {
-    std::string started; ///< local time; empty when the process has gone, or is not of this system
+    std::string started; ///< local time; empty if the process has gone, or is not of this system
     bool stopped = false;
 };
 
@@ -78,7 +78,7 @@ std::string timeText(std::time_t moment) {
 
 ProcessState stateOf(pid_t process) {
     const std::string stat = contentOf("/proc/" + std::to_string(process) + "/stat");
-    // The name of the program is in brackets and may have anything in it.
+    // The name of the program is in brackets and may contain anything.
     const std::size_t nameEnd = stat.rfind(')');
     if (nameEnd == std::string::npos)
         return {};
@@ -98,7 +98,7 @@ ProcessState stateOf(pid_t process) {
 // Returns why the lock is not free.
 std::string holderOf(int descriptor, const std::string& file) {
     struct flock held = wholeFile();
-    // It may have been freed since. Some file systems of a network do not know the process.
+    // The lock may have been freed since. Some network file systems do not know the process.
     const bool known = fcntl(descriptor, F_GETLK, &held) == 0 && held.l_type != F_UNLCK && held.l_pid > 0;
     const ProcessState state = known ? stateOf(held.l_pid) : ProcessState();
     const std::string process = std::to_string(held.l_pid);
@@ -113,8 +113,8 @@ std::string holderOf(int descriptor, const std::string& file) {
                   {process, state.started, file, process, process});
 }
 
-// A directory that is mounted twice has two paths, and two lock files beside them. It needs one of its own, inside.
-// Mounts of other processes may be hidden from this one: where there is such a file, it is used.
+// A directory that is mounted twice has two paths, and a lock file beside each. It needs another lock file inside.
+// Mounts of other processes may be hidden from this one, so an existing file is always used.
 bool needsLockInside(const std::string& directory, const std::string& file) {
     std::error_code error;
     const bool used = std::filesystem::exists(std::filesystem::symlink_status(file, error));
@@ -161,7 +161,7 @@ bool OperationLock::takeFile(const std::string& file) {
         return false;
     }
     descriptors.push_back(descriptor);
-    // Whoever may read it could hold the lock. One that another user has made may be the lock of a host program.
+    // A process that can read the file could hold the lock. A file of another user may be the lock of a host program.
     fchmod(descriptor, OWNER_ALONE);
     if (lockForProcess(descriptor))
         return true;

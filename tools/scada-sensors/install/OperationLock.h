@@ -5,12 +5,13 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// Keeps every other installation and removal on the same directories out while it lives. The lock files stand beside
-/// the staging and the custom directory, and in a custom directory that is mounted, and stay. Only their owner may open
-/// them: whoever may open a file, or a directory, may lock it. The system frees the locks of a holder that was killed.
+/// Keeps out every other installation and removal on the same directories while it lives. The lock files are beside the
+/// staging and the custom directory, and also inside a mounted custom directory, and they stay. Only their owner may
+/// open them, because anyone who may open a file or a directory may lock it. The system frees the locks of a killed
+/// holder.
 class OperationLock {
 public:
-    /// Makes the lock files and their directories where they are missing.
+    /// Makes the lock files and their directories if they are missing.
     OperationLock();
     ~OperationLock();
     OperationLock(const OperationLock&) = delete;
@@ -21,7 +22,7 @@ public:
     /// Returns why an operation would have to wait now, or nothing. Makes no file.
     static std::string holder();
 
-    /// Whether it is not held because another operation holds it.
+    /// Whether it is not held because another operation holds the lock.
     bool isBusy() const { return busy; }
 
 private:

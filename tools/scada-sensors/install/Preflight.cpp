@@ -30,7 +30,7 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-// Properties that are not objects do not exist for the queries.
+// For queries, properties that are not objects do not exist.
 std::vector<PropertyChange> changedProperties(const Json::Value& former, const Json::Value& planned) {
     std::vector<PropertyChange> changes;
     for (const std::string& property : former.isObject() ? former.getMemberNames() : Json::Value::Members()) {
@@ -86,7 +86,7 @@ public:
     }
 
 private:
-    // Where memory is short, the library lists too little and reports nothing. The copy has not changed meanwhile.
+    // If memory is short, the library lists too little and reports nothing. The copy has not changed meanwhile.
     void requireListing() const {
         if (DefinitionDirectory(intake.copy().dir).names() != source.names())
             throw std::runtime_error(filled("the source cannot be listed: there may not be enough memory"));
@@ -100,7 +100,7 @@ private:
         return std::move(result);
     }
 
-    // What keeps a definition from being written is told with the definition.
+    // A reason that prevents the writing of a definition is reported with that definition.
     Findings untold(Findings findings) const {
         std::set<std::string> told;
         for (const Finding& finding : result.findings)
@@ -111,7 +111,7 @@ private:
         return findings;
     }
 
-    // The level of the source explains every file that is not listed.
+    // A source at the wrong level explains every file that is not listed.
     Findings examineTree() {
         Findings findings = checkTree(source, intake.copy().special, MOST_FINDINGS + 1);
         if (!source.names().empty())
@@ -125,7 +125,7 @@ private:
         return findings;
     }
 
-    // After the definitions, whose verdicts it asks for.
+    // Comes after the definitions, because it asks for their verdicts.
     Findings examineListOfSource() {
         if (request.withList)
             return examineList(intake.copy(), source.names(), device.storages(), &result.list.emplace());
@@ -154,7 +154,7 @@ private:
                                     definition.name});
         }
         const Findings ofFormer = examineFormer(definition, &planned);
-        // What is installed already is not written.
+        // Definitions that are installed already are not written.
         if (planned.effect != Effect::UNCHANGED) {
             space.add(definition, document);
             append(blockers.of(definition.name), &findings);
@@ -165,7 +165,7 @@ private:
         return findings;
     }
 
-    // No decoder of a refused definition is run.
+    // The decoder of a refused definition is not run.
     Findings examineContent(const Definition& definition, bool refused, DefinitionPlaces* places) {
         Findings findings = refused ? checkSchema(definition, ExamplesJudge::SCHEMA, places)
                                     : checkSchemaAndDecoder(definition, &decoders, places);
@@ -174,7 +174,7 @@ private:
         return findings;
     }
 
-    // Compares with the definition of the same name that is in force now.
+    // Compares it with the definition of the same name that is now in force.
     Findings examineFormer(const Definition& definition, PlannedDefinition* planned) {
         Storages& storages = device.storages();
         const std::string& name = definition.name;
@@ -209,7 +209,7 @@ private:
         return findings;
     }
 
-    // The source's decoder is read only when it may be the same: it may be very long.
+    // Reads the source's decoder only if it may be the same: it may be very long.
     static bool isInstalled(PlannedDefinition* planned, const Verdict& former) {
         const std::string installed = installedDecoder(planned->name);
         if (!former.valid || former.decoderPath != installed || planned->wanted.document != planned->former->document ||
@@ -261,7 +261,7 @@ bool Preflight::isUnchanged() const {
                                                [](const auto& planned) { return planned.effect == Effect::UNCHANGED; });
 }
 
-// Whatever is wrong with the directories would be the cause of all that follows.
+// Faulty directories would be the cause of everything that follows.
 Findings checkDirectories(const std::string& source) {
     const bool archive = isArchive(source);
     const Findings findings = unsafeDirectories(archive ? nullptr : &source);

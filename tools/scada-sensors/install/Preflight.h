@@ -19,13 +19,13 @@ namespace Kelvra::SCADA::Tool {
 struct InstallRequest {
     std::string source;
     bool allowOverwrite = false;
-    bool ifUnused = false; ///< whether to refuse what takes something from managed sensors
-    bool codec = true;     ///< whether decoders are run on their examples
-    bool withList = false; ///< whether the source's managed-sensors list takes the place of the device's
+    bool ifUnused = false; ///< whether to refuse an operation that takes something from managed sensors
+    bool codec = true;     ///< whether to run decoders on their examples
+    bool withList = false; ///< whether the source's managed-sensors list replaces the device's
     IntakeLimits limits;
 };
 
-/// What an installation does with a definition.
+/// The effect of an installation on a definition.
 enum class Effect { NEW, REPLACES, HIDES, UNCHANGED };
 
 const char* wordOf(Effect effect);
@@ -35,7 +35,7 @@ const char* wordsFor(Effect effect);
 /// A property that hosts may miss, or find changed, after an installation.
 struct PropertyChange {
     std::string property;
-    std::string member; ///< the member that changes; empty when the property disappears
+    std::string member; ///< the member that changes; empty if the property disappears
     Json::Value from;
     Json::Value to;
 };
@@ -46,39 +46,39 @@ struct PlannedDefinition {
     bool hidesDefault = false; ///< whether there is a default definition of this name
     bool refused = false;
     std::string decoderPath;              ///< in the copy of the source
-    InstalledFiles wanted;                ///< what would be written; the decoder only as far as it has been read
-    std::optional<InstalledFiles> former; ///< what the custom storage holds, where it lists the definition
+    InstalledFiles wanted;                ///< the files to be written; of the decoder, only the part that has been read
+    std::optional<InstalledFiles> former; ///< the files in the custom storage, if it lists the definition
     std::vector<PropertyChange> changes;
 };
 
-/// Everything that an installation asks before it changes anything: `install`, its dry run and the check of a source
-/// ask the same, in the same order.
+/// All checks before an installation changes anything: `install`, its dry run and the check of a source make the same
+/// checks in the same order.
 struct Preflight {
     Findings findings; ///< an error refuses the whole installation
     std::vector<PlannedDefinition> definitions;
     std::optional<PlannedList> list; ///< if it was asked for
-    std::unique_ptr<Intake> intake;  ///< the copy that was examined; none where the directories are at fault
+    std::unique_ptr<Intake> intake;  ///< the copy that was examined; null if the directories are at fault
 
     bool isRefused() const;
-    /// Whether everything is installed already, to the byte.
+    /// Whether everything is installed already, byte for byte.
     bool isUnchanged() const;
-    /// Whether the list of the device is made or replaced.
+    /// Whether the list of the device is created or replaced.
     bool writesList() const { return list && list->effect != PlannedList::Effect::UNCHANGED; }
 };
 
-/// Returns what the examination asks first: why the directories must not be worked on, or why there is no source. It
-/// must be asked before a lock is taken, which makes files beside the directories.
+/// Returns the findings of the first checks: why the tool must not work on the directories, or why the source is
+/// missing. This check must come before a lock is taken, which makes files beside the directories.
 Findings checkDirectories(const std::string& source);
 
-/// Is shown each definition that the source would replace or hide, and the one that it would put there instead, with
+/// Called with each definition that the source would replace or hide, and the one that it would install instead, with
 /// its files in the copy.
 using OnReplacement =
     std::function<void(const Definition& present, const Definition& wanted, const SourceCopy& source)>;
 
-/// Takes the source in and examines its installation. Changes nothing.
+/// Copies the source and examines its installation. Changes nothing.
 Preflight examine(const InstallRequest& request, Device& device, const OnReplacement& onReplacement = {});
 
-/// The same for a source that has been taken in, in directories that have been checked.
+/// The same for a source that has been copied, in directories that have been checked.
 Preflight examine(const InstallRequest& request, std::unique_ptr<Intake> intake, Device& device,
                   const OnReplacement& onReplacement = {});
 

@@ -32,7 +32,7 @@ bool isLocked(const Descriptor& directory) {
     return flock(directory.number(), LOCK_EX | LOCK_NB) == 0;
 }
 
-// By owner and mode too: other files may have such a name.
+// Checks owner and mode too, because other files may have such a name.
 bool isPrivate(const Descriptor& directory) {
     struct stat status {};
     return directory.isOpen() && fstat(directory.number(), &status) == 0 && status.st_uid == geteuid() &&
@@ -68,7 +68,7 @@ PrivateDirectory::PrivateDirectory(const std::string& parent, const std::string&
     }
 }
 
-// Returns false when another process has taken the directory for one that was left.
+// Returns false if another process has taken the directory for a leftover.
 bool PrivateDirectory::make(const std::string& pattern) {
     dir = pattern;
     if (mkdtemp(dir.data()) == nullptr)
@@ -85,7 +85,7 @@ PrivateDirectory::~PrivateDirectory() {
 void removeLeftovers(const std::string& parent, const std::string& prefix) {
     for (const std::string& candidate : candidatesIn(parent, prefix)) {
         const Descriptor left = openedDirectory(candidate);
-        // Locked while it is removed: a process that has just made it notices.
+        // The directory is locked while it is removed, so that a process that has just made it notices.
         if (isPrivate(left) && isLocked(left))
             removeTree(candidate);
     }

@@ -7,12 +7,12 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// A new directory with a name of its own that nobody else may enter. It is removed, with all that is in it, at the end
-/// of this object's life. It is locked meanwhile, so that what a killed process has left can be told from it.
+/// A new directory with a unique name that nobody else may enter. It is removed with its content at the end of this
+/// object's life. Until then it is locked, so that leftovers of killed processes can be told from it.
 class PrivateDirectory {
 public:
-    /// Removes what killed processes have left of the same kind, and makes the directory. Throws std::runtime_error
-    /// when it cannot be made.
+    /// Removes leftovers of the same kind from killed processes, and makes the directory. Throws std::runtime_error if
+    /// it cannot be made.
     PrivateDirectory(const std::string& parent, const std::string& prefix);
     ~PrivateDirectory();
     PrivateDirectory(const PrivateDirectory&) = delete;
@@ -27,10 +27,10 @@ private:
     Descriptor held;
 };
 
-/// Removes the private directories in `parent` that killed processes have left.
+/// Removes the private directories in `parent` that killed processes have left behind.
 void removeLeftovers(const std::string& parent, const std::string& prefix);
 
-/// Returns the private directories in `parent` that killed processes have left.
+/// Returns the private directories in `parent` that killed processes have left behind.
 std::vector<std::string> leftoversIn(const std::string& parent, const std::string& prefix);
 
 } // namespace Kelvra::SCADA::Tool

@@ -8,12 +8,12 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// Gives the library a new directory inside the configured staging directory for the time of an installation: the
-/// library empties the directory that it is given. REQUIRES: the lock is held.
+/// Gives the library a new directory inside the configured staging directory during an installation, because the
+/// library empties its staging directory. REQUIRES: the lock is held.
 class PrivateStaging {
 public:
-    /// Makes the configured directory where it is missing and removes what killed installations have left in it. Throws
-    /// std::runtime_error when no directory can be made.
+    /// Makes the configured directory if it is missing and removes the leftovers of killed installations from it.
+    /// Throws std::runtime_error if no directory can be made.
     PrivateStaging();
     ~PrivateStaging();
     PrivateStaging(const PrivateStaging&) = delete;

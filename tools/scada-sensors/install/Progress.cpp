@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::chrono::milliseconds INTERVAL{200};
 
-// No time for a file that is not there.
+// Returns no time for a missing file.
 timespec changeOf(const std::string& file) {
     struct stat status {};
     return stat(file.c_str(), &status) == 0 ? status.st_mtim : timespec{};

@@ -13,20 +13,20 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// How far an installation has come.
+/// The progress of an installation.
 struct ProgressCounts {
     std::size_t total;
     std::size_t staged;
     std::size_t installed;
 };
 
-/// Reports several times a second how far an installation has come, as the directories tell it: an installation is one
-/// call of the library and reports nothing while it runs.
+/// Reports the progress of an installation several times a second, as seen in the directories: an installation is one
+/// call of the library, which reports nothing while it runs.
 class Progress {
 public:
     using Report = std::function<void(const ProgressCounts&)>;
 
-    /// `report` is called on a thread of its own until this object is destroyed.
+    /// Calls `report` on a separate thread until this object is destroyed.
     Progress(const std::set<std::string>& names, Report report);
     ~Progress();
     Progress(const Progress&) = delete;

@@ -56,7 +56,7 @@ private:
                own.st_dev == beside.st_dev;
     }
 
-    // Whether the system refuses a second name for a file that is neither one's own nor open to all.
+    // Whether the system refuses a second name for a file that is neither the user's own nor open to all.
     static bool protectsLinks() {
         std::string text;
         return !readRegularFile("/proc/sys/fs/protected_hardlinks", &text).empty() || text != "0\n";
@@ -72,7 +72,7 @@ private:
                access(path.c_str(), R_OK | W_OK) == 0;
     }
 
-    // What cannot be linked is made anew and given to the owner of the former one, which root alone may do.
+    // A file that cannot be linked is created anew and given to the former owner, which only root may do.
     std::string reasonAgainst(const std::string& path) const {
         struct stat status {};
         if (lstat(path.c_str(), &status) != 0)

@@ -40,7 +40,7 @@ struct Free {
     throw std::runtime_error(filled("cannot read [%s]: %s", {path, reason}));
 }
 
-/// Everything that would differ from one export to the next is left out: times, owners, the modes of the files.
+/// Leaves out everything that would differ from one export to the next: times, owners and the modes of the files.
 class Writer {
 public:
     Writer(int descriptor, std::string name)
@@ -55,7 +55,7 @@ public:
             fail();
     }
 
-    /// Whether the archive itself is at a path.
+    /// Whether a path is that of the archive itself.
     bool isTarget(const std::string& path) const {
         struct stat status {};
         return lstat(path.c_str(), &status) == 0 && status.st_ino == written.st_ino && status.st_dev == written.st_dev;
@@ -120,7 +120,7 @@ private:
     struct stat written {};
 };
 
-// `root` stays the same directory while another generation takes its place.
+// `root` stays the same directory when another generation replaces it.
 void addStorage(const Writer& writer, const std::string& root) {
     const std::string& custom = Env::inst().conf().getDfnCustomDir();
     std::set<std::string> names;
@@ -158,13 +158,13 @@ void writeTo(int descriptor, const std::string& name) {
     struct stat list {};
     if (lstat(conf.getSensorMapFile().c_str(), &list) == 0)
         writer.addFile(conf.getSensorMapFile(), EXPORTED_LIST);
-    // Meanwhile an operation may have begun to write in place.
+    // An operation may have begun to write in place meanwhile.
     if (isInterrupted(GenerationPaths::ofDevice()))
         throw std::runtime_error(filled("the custom storage was changed while it was read; export it again"));
     writer.finish();
 }
 
-// A device or a FIFO is written to and stays.
+// A device or a FIFO is written to and not replaced.
 void writeToSpecial(const std::string& file) {
     const Descriptor out{open(file.c_str(), O_WRONLY | O_CLOEXEC)};
     if (!out.isOpen())

@@ -23,10 +23,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// In bytes: what a small file or a directory takes at least; an installed definition is two files.
+// In bytes: the least space of a small file or a directory. An installed definition is two files.
 constexpr std::uint64_t BLOCK = 4096;
 
-// Sparse files may claim any size, and several more than a number holds.
+// Sparse files may claim any size, and the sum of several may exceed the largest number.
 std::uint64_t sum(std::uint64_t one, std::uint64_t other) {
     return one > std::numeric_limits<std::uint64_t>::max() - other ? std::numeric_limits<std::uint64_t>::max()
                                                                    : one + other;
@@ -59,7 +59,7 @@ Room roomOfMissing(const std::set<std::string>& directories, const std::string& 
     return room;
 }
 
-// What goes from the staging directory before anything is written.
+// The room of the files that are removed from the staging directory before anything is written.
 Room roomOfLeftovers(const std::string& staging) {
     Room room;
     std::error_code error;
@@ -96,7 +96,8 @@ TreeRoom roomOfTree(const std::string& dir) {
     return room;
 }
 
-// `freed` becomes available before anything is written. A file system that does not count inodes says that it has none.
+// `freed` becomes available before anything is written. A file system that does not count inodes reports that it has
+// none.
 Findings shortageIn(const std::string& option, const std::string& dir, const std::string& place, const Room& needed,
                     const Room& freed) {
     struct statvfs status {};
@@ -125,7 +126,7 @@ Room& Room::operator+=(const Room& more) {
     return *this;
 }
 
-// A file is replaced by a new one, written beside it.
+// A file is replaced by a new one that is written beside it.
 void SpaceNeeds::addFile(std::uint64_t size, const std::string& replaced) {
     const std::uint64_t standing = sizeOnDisk(replaced);
     written += {size, 1};
@@ -149,7 +150,7 @@ Room SpaceNeeds::inStaging() const {
     return room;
 }
 
-// The files that stay have second names there, or are copied.
+// The files that stay get second names there, or are copied.
 Room SpaceNeeds::inNextGeneration(const std::string& custom) const {
     const bool copied = deviceOf(custom) != deviceOf(nearestExisting(GenerationPaths(custom).base));
     const TreeRoom standing = roomOfTree(custom);
@@ -187,7 +188,7 @@ Findings SpaceNeeds::shortage() const {
     needs[deviceOf(nearestExisting(custom))] += inCustom(custom);
     needs[deviceOf(beside)] += inNextGeneration(custom);
     const dev_t ofStaging = deviceOf(nearestExisting(staging));
-    // Nothing is freed before anything is written, except in the staging directory.
+    // Only the staging directory frees room before anything is written.
     if (needs.count(ofStaging) != 0)
         needs[ofStaging] += inStaging();
     for (const std::string& place : {nearestExisting(custom), beside}) {

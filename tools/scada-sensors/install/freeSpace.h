@@ -18,13 +18,13 @@ struct Room {
     Room& operator+=(const Room& more);
 };
 
-/// The room that an installation takes in the staging directory, beside the custom storage and in it.
+/// The room that an installation needs in the staging directory, beside the custom storage and in it.
 class SpaceNeeds {
 public:
     /// Adds a definition of the source and the document that would be written for it, if any.
     void add(const Definition& definition, const std::optional<std::string>& document);
 
-    /// Returns why all that does not fit, or nothing.
+    /// Returns why all of them do not fit together, or nothing.
     Findings shortage() const;
 
 private:
@@ -34,8 +34,8 @@ private:
     Room inCustom(const std::string& custom) const;
 
     Room written;
-    std::uint64_t growth = 0;          ///< beyond what is replaced
-    std::uint64_t largestReplaced = 0; ///< what stands twice while a file is replaced
+    std::uint64_t growth = 0;          ///< the room beyond that of the replaced files
+    std::uint64_t largestReplaced = 0; ///< the largest file that exists twice while it is replaced
     std::set<std::string> directories;
 };
 

@@ -43,7 +43,7 @@ std::string parentOf(const std::string& path) {
     return fs::path(path).parent_path().string();
 }
 
-// Returns false where the directories cannot be exchanged in one step.
+// Returns false if the directories cannot be exchanged in one step.
 bool exchangeDirectories(const std::string& one, const std::string& other) {
     if (renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE) == 0)
         return true;
@@ -62,7 +62,7 @@ HistoryEntry entryFrom(const std::string& file) {
     return entries.empty() ? historyEntryOf("unknown", {}) : entries.front();
 }
 
-// What has been done is done, whether it is written down or not.
+// The operation is done even if the history cannot record it.
 std::string writeHistory(const GenerationPaths& paths, const HistoryEntry& entry) {
     try {
         writeDurably(paths.history, historyWith(readHistory(paths.history), entry));
@@ -74,8 +74,8 @@ std::string writeHistory(const GenerationPaths& paths, const HistoryEntry& entry
 
 // --- the end of an operation
 
-// Returns whether there was something and it is gone. What cannot be removed, because a file in it is protected, does
-// not stand in the way: it is given another name.
+// Returns whether there was an entry and it is gone. An entry that cannot be removed, because a file in it is
+// protected, gets another name and does not block the operation.
 bool discard(const GenerationPaths& paths, const std::string& entry) {
     if (!exists(entry))
         return false;
@@ -88,7 +88,7 @@ bool discard(const GenerationPaths& paths, const std::string& entry) {
     return false;
 }
 
-// `former` becomes the previous generation. Done again after an interruption, it goes on where it was.
+// Makes `former` the previous generation. If an interruption stops this step, the next attempt continues it.
 void shiftPrevious(const GenerationPaths& paths, const std::string& former) {
     if (!exists(former))
         return;
@@ -115,7 +115,7 @@ void removeFile(const std::string& file) {
         throw std::runtime_error(filled("cannot remove [%s]: %s", {file, reasonOf(error)}));
 }
 
-// The operation is done: what fails from here on is worth a note.
+// The operation is done, so a failure from here on deserves only a note.
 template <typename Step> std::string noteOf(const Step& step, const std::string& note) {
     try {
         step();
@@ -125,7 +125,7 @@ template <typename Step> std::string noteOf(const Step& step, const std::string&
     }
 }
 
-// A mark that stays makes the next operation do all this again.
+// If the mark stays, the next operation repeats all this.
 std::string finishExchange(const GenerationPaths& paths) {
     makeDirectory(paths.base);
     shiftPrevious(paths, paths.next);
@@ -142,7 +142,7 @@ std::string finishExchange(const GenerationPaths& paths) {
         note);
 }
 
-// As long as the journal is there, a recovery needs the new generation.
+// As long as the journal exists, a recovery needs the new generation.
 std::string finishInPlace(const GenerationPaths& paths) {
     shiftPrevious(paths, paths.saved);
     takeOverDefaults(paths);
@@ -184,7 +184,7 @@ std::string writeInPlace(const GenerationPaths& paths, const HistoryEntry& entry
     return finishInPlace(paths);
 }
 
-// The storage that is not there yet is like one that an installation makes.
+// A missing storage is created like one that an installation makes.
 void makeCustom(const GenerationPaths& paths, const std::string& directory) {
     makeDirectory(directory);
     const std::string failure = inheritMode(directory, parentOf(paths.custom));
@@ -207,7 +207,7 @@ Leftovers settle(const GenerationPaths& paths) {
     for (const std::string& entry : leftoversIn(paths.base, WORK_PREFIX))
         removed = removeTree(entry) == 0 || removed;
     discard(paths, paths.superseded);
-    // What kept them from being removed may be gone now.
+    // The reason why they could not be removed may be gone now.
     for (const std::string& entry : discardedIn(paths))
         removeTree(entry);
     return removed ? Leftovers::DISCARDED : Leftovers::NONE;
@@ -217,7 +217,7 @@ bool isEmpty(const GenerationPaths& paths) {
     return !exists(paths.custom) || hasNothingToCopy(paths.custom);
 }
 
-// Without a saved state it has become the previous generation already. Each step can be interrupted and done again.
+// Without a saved state it has already become the previous generation. Each step can be interrupted and repeated.
 void recoverBack(const GenerationPaths& paths) {
     if (!exists(paths.saved))
         moveEntry(paths.previous, paths.saved);
@@ -255,7 +255,7 @@ NextGeneration::NextGeneration(const std::string& source, Start start)
     Env::inst().conf().setDfnCustomDir(tree);
 }
 
-// What is needed to recover must stay.
+// Everything that a recovery needs must stay.
 NextGeneration::~NextGeneration() {
     restoreEnv();
     if (isInterrupted(places) || isUnfinished(places))

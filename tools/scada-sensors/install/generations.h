@@ -12,18 +12,18 @@
 namespace Kelvra::SCADA::Tool {
 
 // An operation makes the next generation of the custom storage beside the present one and puts it in its place in one
-// step. Where that step is not possible it saves the present state and writes in place. All this requires the lock and
-// throws std::runtime_error when it cannot be done.
+// step. If that step is not possible, it saves the present state and writes in place. All these functions require the
+// lock and throw std::runtime_error on failure.
 
-/// What was found of an operation that was ended before its end.
+/// The state that an interrupted operation has left.
 enum class Leftovers {
     NONE,
-    DISCARDED,   ///< it had changed nothing; what it had made is removed
-    FINISHED,    ///< its generation is in place; the former one is the previous one now
-    INTERRUPTED, ///< it was writing in place: recoverBack() or recoverForward() is needed, nothing has been done
+    DISCARDED,   ///< it had changed nothing; its files are removed
+    FINISHED,    ///< its generation is in place; the former one is now the previous one
+    INTERRUPTED, ///< it was writing in place: recoverBack() or recoverForward() is needed; nothing has been done
 };
 
-/// Brings an operation that was killed to its end, or removes what it has left.
+/// Completes an operation that was killed, or removes its leftovers.
 Leftovers settle(const GenerationPaths& paths);
 
 /// Brings the custom storage back to the state before the interrupted operation.
@@ -32,16 +32,16 @@ void recoverBack(const GenerationPaths& paths);
 /// Completes the interrupted operation. Returns why the history could not be written, or nothing.
 std::string recoverForward(const GenerationPaths& paths);
 
-/// Whether the custom storage has nothing that belongs to a generation.
+/// Whether the custom storage contains nothing that belongs to a generation.
 bool isEmpty(const GenerationPaths& paths);
 
 /// The generation that an operation makes. While it lives, Env names it as the custom storage, so that the library
 /// works on it. Unless it is put in place, it is removed at the end of this object's life.
 class NextGeneration {
 public:
-    /// What it has at first.
+    /// Its initial content.
     enum class Start {
-        COPY, ///< all that the custom storage has
+        COPY, ///< everything in the custom storage
         EMPTY ///< nothing
     };
     explicit NextGeneration(Start start = Start::COPY);
@@ -51,16 +51,17 @@ public:
     NextGeneration(const NextGeneration&) = delete;
     NextGeneration& operator=(const NextGeneration&) = delete;
 
-    /// Takes the files of a definition out of the copy, so that they can be written: they are those of the present
-    /// generation, too.
+    /// Removes the files of a definition from the copy before they are written anew, because the present generation has
+    /// the same files.
     void makeRoomFor(const std::string& name) const;
 
     /// Keeps the default definition that a definition of this generation hides, so that a later one can be compared
-    /// with it. Returns its hash; nothing when it cannot be read.
+    /// with it. Returns its hash; nothing if it cannot be read.
     std::string keepDefault(const std::string& name, const InstalledFiles& installed) const;
 
-    /// Puts the generation in the place of the custom storage. Calls `begin` before the first change. When it throws,
-    /// nothing has been changed unless isInterrupted(). Returns why the history could not be written, or nothing.
+    /// Puts the generation in the place of the custom storage. Calls `begin` before the first change. If this function
+    /// throws, nothing has been changed unless isInterrupted(). Returns why the history could not be written, or
+    /// nothing.
     std::string putInPlace(const HistoryEntry& entry, const std::function<void()>& begin);
 
 private:

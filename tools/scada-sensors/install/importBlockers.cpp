@@ -23,7 +23,7 @@ std::string directoryOf(const std::string& file) {
     return file.substr(0, file.rfind('/'));
 }
 
-// In a sticky directory a file is replaced by its owner, the directory's owner or root alone.
+// In a sticky directory only the owner of a file, the owner of the directory or root can replace it.
 bool mayReplace(const std::string& file, const std::string& directory) {
     struct stat ofFile {};
     struct stat ofDirectory {};
@@ -61,7 +61,7 @@ const ImportBlockers::Level& ImportBlockers::levelAt(const std::string& path) {
     return levels.emplace(path, level).first->second;
 }
 
-// A link is followed when it is written to and not when the storage is listed.
+// A write follows a link; the listing of the storage does not.
 Findings ImportBlockers::onTheWay(const std::string& name, bool* reachable) {
     Findings findings;
     *reachable = true;
@@ -72,7 +72,7 @@ Findings ImportBlockers::onTheWay(const std::string& name, bool* reachable) {
         if (level.blocked)
             findings.push_back(
                 {Rules::INSTALL_DIRECTORY_BLOCKED, {path}, filled(LibraryText::DIRECTORY_NOT_MADE, {name}), name});
-        // What cannot be listed does not read back.
+        // An entry that cannot be listed does not read back.
         if (level.unreadable)
             findings.push_back(
                 {Rules::INSTALL_DIRECTORY_BLOCKED, {path}, filled(LibraryText::FILE_NOT_COPIED, {name}), name});
@@ -83,7 +83,7 @@ Findings ImportBlockers::onTheWay(const std::string& name, bool* reachable) {
     return findings;
 }
 
-// What is not there can be written where its directory can; a regular file is written in place.
+// A missing file can be written if its directory can; a regular file is written in place.
 bool ImportBlockers::takesDocument(const std::string& file) {
     std::error_code error;
     const fs::file_status status = fs::status(file, error);
@@ -92,7 +92,7 @@ bool ImportBlockers::takesDocument(const std::string& file) {
     return fs::is_regular_file(status) && isWritable(file);
 }
 
-// A copy is made in place of a file that may not be written, but not through a link that leads nowhere.
+// A file that may not be written is replaced by a copy, but not through a link that leads nowhere.
 bool ImportBlockers::takesDecoder(const std::string& file) {
     std::error_code error;
     const fs::file_status own = fs::symlink_status(file, error);

@@ -7,21 +7,21 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// Finds what would end the import of a definition. Definitions share their directories: each of these is looked at
+/// Finds the reasons why the import of a definition would fail. Definitions share directories: each one is checked
 /// once. REQUIRES: the custom storage does not change meanwhile.
 class ImportBlockers {
 public:
     ImportBlockers();
 
-    /// Returns everything in the custom storage that would end the import of a definition, in the library's words.
-    /// Nothing is opened: an import that met a FIFO would wait for its other end.
+    /// Returns everything in the custom storage that would make the import of a definition fail, in the library's
+    /// words. Opens nothing: an import that met a FIFO would wait for its other end.
     Findings of(const std::string& name);
 
 private:
-    /// What there is at the path of a directory.
+    /// The state of the path of a directory.
     struct Level {
         bool reachable = false;
-        bool blocked = false; ///< not there, and cannot be made
+        bool blocked = false; ///< missing, and cannot be made
         bool unreadable = false;
         bool link = false;
         bool writable = false;

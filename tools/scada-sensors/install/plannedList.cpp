@@ -28,7 +28,7 @@ namespace Kelvra::SCADA::Tool {
 
 namespace {
 
-// With fewer the reader stays within the memory that a source may take.
+// With fewer values, the reader stays within the memory that a source may take.
 constexpr std::size_t MOST_LIST_VALUES = 100000;
 
 std::string pathOfList(const SourceCopy& source) {
@@ -40,14 +40,14 @@ std::string directoryOfList(const std::string& list) {
     return directory.empty() ? "." : directory;
 }
 
-// A list in the custom storage would be exchanged with it.
+// A list in the custom storage would be exchanged together with it.
 bool isInCustom(const std::string& list) {
     const GenerationPaths paths = GenerationPaths::ofDevice();
     const std::string file = canonicalPath(list);
     return startsWith(file, canonicalPath(paths.custom) + "/") || startsWith(file, canonicalPath(paths.base) + "/");
 }
 
-// A link is not replaced: whoever set it wants the list elsewhere.
+// A link is not replaced: somebody made it because the list should be elsewhere.
 std::string reasonOfEntry(const std::string& list) {
     struct stat status {};
     if (lstat(list.c_str(), &status) != 0)
@@ -82,7 +82,7 @@ Findings listBlockers(const std::string& list) {
     return untrustedDirectory("The directory of --map", directoryOfList(list));
 }
 
-// What keeps the list from being read at all.
+// The reasons why the list cannot be read at all.
 Findings unusableList(const SourceCopy& source) {
     const std::string file = pathOfList(source);
     if (!hasList(source))

@@ -9,7 +9,7 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// The managed-sensors list of a source, which is to be the device's.
+/// The managed-sensors list of a source that will replace the device's.
 struct PlannedList {
     enum class Effect { NEW, REPLACES, UNCHANGED };
 
@@ -20,11 +20,11 @@ struct PlannedList {
 
 const char* wordOf(PlannedList::Effect effect);
 
-/// Whether a source has a list where an export puts it.
+/// Whether a source has a list at the place where an export puts it.
 bool hasList(const SourceCopy& source);
 
-/// Judges the list of a source, which comes with definitions of these names, and whether it can take the place of the
-/// device's. Fills `*planned`; without errors the list can be put in place.
+/// Judges the list of a source, which comes with definitions of these names, and whether it can replace the device's.
+/// Fills `*planned`; if there are no errors, the list can be put in place.
 Findings examineList(const SourceCopy& source, const std::set<std::string>& definitions, Storages& storages,
                      PlannedList* planned);
 

@@ -32,9 +32,9 @@ bool hasThreeParts(const std::string& name) {
            !leadsNowhere(name.substr(first + 1, last - first - 1));
 }
 
-// Returns the decoder of a definition that is removed with it, or nothing: one outside the storage stays.
+// Returns the decoder that is removed together with a definition, or nothing: a decoder outside the storage stays.
 std::string ownDecoder(const std::string& dir, const std::string& name) {
-    // Whoever opens a FIFO waits.
+    // Opening a FIFO would wait.
     if (hasSpecialFile(dir, name))
         return installedDecoder(dir, name);
     DefinitionSpec spec;
@@ -55,7 +55,7 @@ std::string directoryAbove(const std::string& file) {
     return file.substr(0, file.rfind('/'));
 }
 
-// Goes up from a resolved directory as far as nothing is left. The storage itself stays.
+// Goes up from a resolved directory as long as directories are empty. The storage itself stays.
 void removeEmptyDirectories(const std::string& root, std::string directory) {
     while (startsWith(directory, root + "/") && rmdir(directory.c_str()) == 0)
         directory = directoryAbove(directory);

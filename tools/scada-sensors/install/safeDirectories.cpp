@@ -42,7 +42,7 @@ std::string badPath(const Directory& directory) {
     return failure.empty() ? "" : filled("%s [%s] cannot be resolved: %s", {directory.option, directory.path, failure});
 }
 
-// What the emptying of a directory asks of its path.
+// Returns why a path cannot be emptied safely because of its spelling, or nothing.
 std::string badSpelling(const Directory& directory) {
     const std::string& path = directory.path;
     if (path.empty())

@@ -68,7 +68,7 @@ std::set<std::string> namesIn(const std::string& directory) {
 
 using AttributeValue = std::optional<std::vector<char>>;
 
-// Returns nothing where there is no such attribute.
+// Returns nothing if the attribute does not exist.
 AttributeValue attributeOf(const std::string& path, const std::string& name) {
     std::vector<char> value;
     ssize_t size = lgetxattr(path.c_str(), name.c_str(), nullptr, 0);
@@ -82,7 +82,7 @@ AttributeValue attributeOf(const std::string& path, const std::string& name) {
     return value;
 }
 
-// Returns the names one after the other, each ended by a zero byte.
+// Returns the names one after the other, each with a zero byte at its end.
 std::string attributeNames(const std::string& path) {
     std::string names;
     const ssize_t size = llistxattr(path.c_str(), nullptr, 0);
@@ -110,7 +110,7 @@ void keepExtended(const std::string& source, const std::string& target) {
         if (lsetxattr(target.c_str(), name.c_str(), value.data(), value.size(), 0) != 0)
             failToKeep(source, errno);
     }
-    // A new entry inherits an access control list, which can let others write. Labels are the system's own.
+    // A new entry inherits an access control list, which can let others write. Labels belong to the system.
     const std::string made = attributeNames(target);
     for (std::size_t at = 0; at < made.size(); at = made.find('\0', at) + 1) {
         const std::string name = made.c_str() + at;
@@ -120,8 +120,8 @@ void keepExtended(const std::string& source, const std::string& target) {
     }
 }
 
-// What is right already is not set again: a file of another user, or one that is protected, lets nobody do that. A
-// change of the owner takes bits off the mode, so that the mode comes last.
+// Correct values are not set again, because nobody may set them on a protected file or on a file of another user. A
+// change of the owner clears bits of the mode, so the mode comes last.
 void keepAttributes(const std::string& source, const std::string& target) {
     const struct stat wanted = statusOf(source);
     const struct stat made = statusOf(target);
@@ -141,7 +141,7 @@ void writeAll(int file, const std::string& path, const char* data, std::size_t s
         failToWrite(path, error);
 }
 
-// What fails is told of `file`, which has another name meanwhile.
+// A failure is reported for `file`, which has another name meanwhile.
 Descriptor newFile(const std::string& path, const std::string& file) {
     Descriptor out{open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH)};
     if (!out.isOpen())
@@ -157,7 +157,7 @@ std::string targetOf(const std::string& link) {
     return target.string();
 }
 
-// FIFOs, sockets and devices are made anew and not opened.
+// FIFOs, sockets and devices are created anew and not opened.
 void copyFile(const std::string& source, const std::string& target) {
     const struct stat status = statusOf(source);
     if (S_ISREG(status.st_mode))
@@ -168,13 +168,13 @@ void copyFile(const std::string& source, const std::string& target) {
     keepWhatCanBeKept(source, target);
 }
 
-// A link to a file may be refused to those who may not write the file, or by the file system.
+// A link to a file may be refused to users who may not write the file, or by the file system.
 void linkFile(const std::string& source, const std::string& target) {
     if (linkat(AT_FDCWD, source.c_str(), AT_FDCWD, target.c_str(), 0) != 0)
         copyFile(source, target);
 }
 
-// In the same directory, so that it can be given the name of the file that it replaces.
+// In the same directory, so that it can get the name of the file that it replaces.
 std::string temporaryFor(const std::string& file) {
     return fs::path(file).parent_path().string() + "/.scada-put";
 }
@@ -343,7 +343,7 @@ void syncFileSystem(const std::string& directory) {
         failToWrite(directory, errno);
 }
 
-// Some file systems cannot sync a directory alone.
+// Some file systems cannot sync a single directory.
 void syncDirectory(const std::string& directory) {
     const Descriptor opened{open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
     if (!opened.isOpen() || (fsync(opened.number()) != 0 && errno != EINVAL))

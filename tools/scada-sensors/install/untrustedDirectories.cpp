@@ -37,7 +37,7 @@ bool isOfUser(uid_t user) {
     return user == 0 || user == geteuid();
 }
 
-// Whether an access control list lets somebody write whom the mode does not show.
+// Whether an access control list lets somebody write who does not appear in the mode.
 bool letsOthersWrite(const std::string& entry) {
     constexpr std::size_t HEADER = 4;
     struct Permission {
@@ -62,18 +62,19 @@ bool letsOthersWrite(const std::string& entry) {
     return false;
 }
 
-// A group counts as others unless it is root's or one that the user belongs to. With `sticky`, a directory in which
-// everybody may make entries is safe when nobody may rename or remove those of another.
+// A group counts as others unless it is root's or the user belongs to it. With `sticky`, a directory in which everybody
+// may create entries is safe if nobody may rename or remove entries of others.
 bool isOpenToOthers(const std::string& entry, const struct stat& status, bool sticky) {
     if (S_ISLNK(status.st_mode) || (sticky && (status.st_mode & S_ISVTX) != 0))
         return false;
     const bool ownGroup = status.st_gid == 0 || isGroupOfUser(status.st_gid);
-    // With a list, the bits of the group are the most that the list can give.
+    // With an access control list, the group bits are the most that the list can grant.
     const bool byGroup = (status.st_mode & S_IWGRP) != 0;
     return (status.st_mode & S_IWOTH) != 0 || (byGroup && (!ownGroup || letsOthersWrite(entry)));
 }
 
-// The directories on the way as it is written, whose links could be exchanged, and on the way without links.
+// Returns the directories on the path as it is written, whose links could be exchanged, and those on the path without
+// links.
 std::set<fs::path> waysTo(const std::string& path) {
     std::error_code error;
     std::set<fs::path> levels;
@@ -95,7 +96,7 @@ std::string openToOthers(const fs::path& entry, const struct stat& status, bool 
                                                           : "";
 }
 
-// A directory on the way to one that is worked on.
+// Judges a directory on the path to one that the tool works on.
 std::string reasonToMistrust(const fs::path& level) {
     struct stat status {};
     if (lstat(level.c_str(), &status) != 0)
@@ -104,7 +105,7 @@ std::string reasonToMistrust(const fs::path& level) {
     return owner.empty() ? openToOthers(level, status, true) : owner;
 }
 
-// In a sticky directory another user may have made them first. The mode of a lock file is corrected by its owner.
+// In a sticky directory another user may have made them first. The owner of a lock file corrects its mode.
 std::string reasonToMistrustBeside(const std::string& path) {
     struct stat status {};
     const std::string lock = path + ".lock";

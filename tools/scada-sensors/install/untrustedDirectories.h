@@ -7,7 +7,8 @@
 namespace Kelvra::SCADA::Tool {
 
 /// Returns who else could change or exchange a directory while the tool works in it, or nothing. `option` is its
-/// option. Whoever may write the directory or one above it could put another in its place, which would then be emptied.
+/// option. A user who may write the directory or one above it could replace it by another one, which would then be
+/// emptied.
 Findings untrustedDirectory(const std::string& option, const std::string& path);
 
 } // namespace Kelvra::SCADA::Tool
