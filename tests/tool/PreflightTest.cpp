@@ -129,12 +129,6 @@ std::vector<Plant> ofTheDirectories() {
          {"source/no-list"},
          {"--with-list"}},
         {"list_is_no_list", file("source/managed-sensors-list", "{}"), {"list/not-an-array"}, {"--with-list"}},
-        {"list_with_faults",
-         file(
-             "source/managed-sensors-list",
-             R"([{"id": "a", "src": "lora", "sensor": "demo/th1"}, {"id": "A", "src": "lora", "sensor": "demo/no"}, 5])"),
-         {"list/duplicate", "list/definition-missing", "list/element-not-an-object"},
-         {"--with-list"}},
         {"list_too_large",
          all({file("source/managed-sensors-list", ""), growList}),
          {"source/too-large"},

@@ -7,6 +7,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <filesystem>
 #include <system_error>
 
@@ -68,12 +70,10 @@ bool isOfDevice(const std::string& path) {
     if (file == canonicalPath(conf.getSensorMapFile()))
         return true;
     const std::string custom = canonicalPath(conf.getDfnCustomDir());
-    for (const std::string& directory : {canonicalPath(conf.getDfnDefaultDir()), custom, custom + ".generations",
-                                         canonicalPath(conf.getDfnStagingDir())}) {
-        if (startsWith(file, directory + "/"))
-            return true;
-    }
-    return false;
+    const std::array<std::string, 4> directories = {canonicalPath(conf.getDfnDefaultDir()), custom,
+                                                    custom + ".generations", canonicalPath(conf.getDfnStagingDir())};
+    return std::any_of(directories.begin(), directories.end(),
+                       [&file](const std::string& directory) { return startsWith(file, directory + "/"); });
 }
 
 } // namespace Kelvra::SCADA::Tool
