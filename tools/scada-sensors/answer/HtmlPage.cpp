@@ -68,6 +68,12 @@ void appendEscaped(std::string* html, const std::string& text) {
         *html += escapedHtml(text);
 }
 
+constexpr const char* BEGINNING = R"(<!DOCTYPE html>
+<html lang="en">
+<head>
+<meta charset="utf-8">
+)";
+
 } // namespace
 
 std::string escapedHtml(const std::string& text) {
@@ -76,11 +82,11 @@ std::string escapedHtml(const std::string& text) {
     std::size_t from = 0;
     for (std::size_t at = 0; (at = shown.find_first_of("&<>\"'", at)) != std::string::npos; from = ++at)
         escaped.append(shown, from, at - from).append(entityOf(shown[at]));
-    return from == 0 ? shown : escaped.append(shown, from, std::string::npos);
+    return from == 0 ? shown : escaped + shown.substr(from);
 }
 
 HtmlPage::HtmlPage(const std::string& title, const char* style, const char* pageScript)
-    : html("<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"), script(pageScript) {
+    : html(BEGINNING), script(pageScript) {
     html += "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src " + sourceOf(style) +
             "; script-src " + sourceOf(script) + "; base-uri 'none'; form-action 'none'\">\n";
     html += "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"

@@ -7,6 +7,7 @@
 #include "text/Descriptor.h"
 #include "text/ReplacedFile.h"
 #include "text/filled.h"
+#include "text/text.h"
 
 #include <scada/Env.h>
 

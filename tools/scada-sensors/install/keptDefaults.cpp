@@ -13,6 +13,7 @@
 #include <scada/Env.h>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
