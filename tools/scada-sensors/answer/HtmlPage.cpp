@@ -74,6 +74,10 @@ constexpr const char* BEGINNING = R"(<!DOCTYPE html>
 <meta charset="utf-8">
 )";
 
+constexpr const char* SCREEN = R"(<meta name="viewport" content="width=device-width, initial-scale=1">
+<meta name="color-scheme" content="light dark">
+)";
+
 } // namespace
 
 std::string escapedHtml(const std::string& text) {
@@ -87,10 +91,8 @@ std::string escapedHtml(const std::string& text) {
 
 HtmlPage::HtmlPage(const std::string& title, const char* style, const char* pageScript)
     : html(BEGINNING), script(pageScript) {
-    html += "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src " + sourceOf(style) +
-            "; script-src " + sourceOf(script) + "; base-uri 'none'; form-action 'none'\">\n";
-    html += "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
-            "<meta name=\"color-scheme\" content=\"light dark\">\n";
+    html += R"(<meta http-equiv="Content-Security-Policy" content="default-src 'none'; style-src )" + sourceOf(style) +
+            "; script-src " + sourceOf(script) + R"(; base-uri 'none'; form-action 'none'">)" + "\n" + SCREEN;
     element("title", title);
     html += "\n<style>" + std::string(style) + "</style>\n</head>\n<body>\n";
 }
