@@ -157,7 +157,7 @@ TEST_P(ReadWatchGone, isSaid) {
 
 INSTANTIATE_TEST_SUITE_P(
     Tool, ReadWatchGone,
-    ::testing::Values(GoneRow{"expired", {"PEXPIRE", KEY, "1"}, "  lora@aa  the key has expired\n"},
+    ::testing::Values(GoneRow{"expired", {"PEXPIRE", KEY, "800"}, "  lora@aa  the key has expired\n"},
                       GoneRow{"removed", {"DEL", KEY}, "  lora@aa  the key was removed (del)\n"},
                       GoneRow{"renamed", {"RENAME", KEY, "k"}, "  lora@aa  the key was removed (rename_from)\n"},
                       GoneRow{"overwritten", {"SET", KEY, "1"}, "  lora@aa  the key is no hash\n"}),
