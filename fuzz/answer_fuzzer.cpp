@@ -7,10 +7,10 @@
 #include "check/Finding.h"
 #include "codec/DecodedUplink.h"
 #include "codec/Examples.h"
-#include "codec/RunnerAnswer.h"
-#include "codec/codecRules.h"
+#include "codec/codec_rules.h"
 #include "codec/differences.h"
-#include "codec/valueRules.h"
+#include "codec/runner_answer.h"
+#include "codec/value_rules.h"
 
 #include <scada/SensorDefinitions.h>
 

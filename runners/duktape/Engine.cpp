@@ -1,6 +1,6 @@
 #include "duktape/Engine.h"
 
-#include "duktape/newerSyntax.h"
+#include "duktape/newer_syntax.h"
 
 #include <algorithm>
 

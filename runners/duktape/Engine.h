@@ -2,8 +2,8 @@
 
 #include "duktape/ExceptionReader.h"
 #include "duktape/Heap.h"
-#include "duktape/Request.h"
 #include "duktape/ValueWriter.h"
+#include "duktape/request.h"
 
 #include <string>
 

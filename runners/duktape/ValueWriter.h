@@ -2,7 +2,7 @@
 
 #include "duktape/BoundedText.h"
 #include "duktape/Heap.h"
-#include "duktape/Request.h"
+#include "duktape/request.h"
 
 #include <array>
 #include <string_view>

@@ -1,7 +1,7 @@
 // Runs one decoder for the host tool: docs/codec-runner.md.
 
 #include "duktape/Engine.h"
-#include "duktape/Request.h"
+#include "duktape/request.h"
 #include "duktape/walls.h"
 
 #include <duktape.h>

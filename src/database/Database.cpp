@@ -1,6 +1,6 @@
 #include <scada/Database.h>
 
-#include "database/Reply.h"
+#include "database/reply.h"
 
 #include <kelvra/Text.h>
 

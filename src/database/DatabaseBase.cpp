@@ -1,8 +1,8 @@
 #include <scada/DatabaseBase.h>
 
 #include "config/log.h"
-#include "database/Reply.h"
 #include "database/SigpipeGuard.h"
+#include "database/reply.h"
 
 #include <scada/Conf.h>
 

@@ -1,6 +1,6 @@
 #include <scada/DatabaseSubscriber.h>
 
-#include "database/Reply.h"
+#include "database/reply.h"
 
 #include <unistd.h>
 

@@ -1,10 +1,10 @@
 #include <scada/DefinitionsStorage.h>
 
-#include "config/formatMessage.h"
-#include "definitions/DefinitionName.h"
-#include "definitions/errorTexts.h"
+#include "config/format_message.h"
+#include "definitions/definition_name.h"
+#include "definitions/error_texts.h"
 #include "definitions/listing.h"
-#include "fs/JsonFile.h"
+#include "fs/json_file.h"
 
 #include <kelvra/Text.h>
 #include <scada/FsNode.h>

@@ -1,8 +1,8 @@
 #include <scada/SensorDefinitions.h>
 
-#include "config/formatMessage.h"
+#include "config/format_message.h"
 #include "config/log.h"
-#include "definitions/errorTexts.h"
+#include "definitions/error_texts.h"
 #include "definitions/listing.h"
 
 #include <scada/DefinitionsStorage.h>

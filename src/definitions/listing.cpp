@@ -1,6 +1,6 @@
 #include "definitions/listing.h"
 
-#include "fs/Directory.h"
+#include "fs/directory.h"
 
 #include <scada/FsNode.h>
 

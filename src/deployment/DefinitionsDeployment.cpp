@@ -1,7 +1,7 @@
 #include <scada/DefinitionsDeployment.h>
 
-#include "config/formatMessage.h"
-#include "definitions/errorTexts.h"
+#include "config/format_message.h"
+#include "definitions/error_texts.h"
 
 #include <scada/DefinitionsStorage.h>
 #include <scada/Env.h>

@@ -1,6 +1,6 @@
 #include <scada/FsNode.h>
 
-#include "fs/Directory.h"
+#include "fs/directory.h"
 
 #include <kelvra/System.h>
 

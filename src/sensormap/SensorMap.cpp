@@ -1,8 +1,8 @@
 #include <scada/SensorMap.h>
 
-#include "config/formatMessage.h"
+#include "config/format_message.h"
 #include "config/log.h"
-#include "fs/JsonFile.h"
+#include "fs/json_file.h"
 
 #include <scada/Env.h>
 #include <scada/SensorMapEntry.h>

@@ -1,6 +1,6 @@
 #include <scada/SensorMapEntry.h>
 
-#include "config/formatMessage.h"
+#include "config/format_message.h"
 
 #include <kelvra/Text.h>
 

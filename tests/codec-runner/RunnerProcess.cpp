@@ -1,6 +1,6 @@
 #include "RunnerProcess.h"
 
-#include "exitStatusOf.h"
+#include "exit_status_of.h"
 
 #include <fcntl.h>
 #include <poll.h>

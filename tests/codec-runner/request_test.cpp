@@ -1,8 +1,8 @@
 // The requests that the duktape runner reads, and those that it refuses.
 
-#include "duktape/JsonReader.h"
-#include "duktape/Request.h"
-#include "rowName.h"
+#include "duktape/json_reader.h"
+#include "duktape/request.h"
+#include "row_name.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 
 #include "duktape/walls.h"
 
-#include "exitStatusOf.h"
+#include "exit_status_of.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>

@@ -1,6 +1,6 @@
 #include "TempDir.h"
 #include "files.h"
-#include "hostState.h"
+#include "host_state.h"
 
 #include <kelvra/Logger.h>
 #include <kelvra/System.h>

@@ -1,7 +1,7 @@
 #include "AllocationFault.h"
 #include "TempDir.h"
 #include "files.h"
-#include "hostState.h"
+#include "host_state.h"
 
 #include <kelvra/System.h>
 

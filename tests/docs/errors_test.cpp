@@ -61,7 +61,7 @@ void readRules(const std::string& code, Texts* texts) {
 void readLibrary(const std::string& file, const std::string& code, Texts* texts) {
     readCalls(code, "formatMessage(", texts);
     readCalls(code, "SCADA_LOG(", texts);
-    if (file == "errorTexts.h")
+    if (file == "error_texts.h")
         readConstants(code, texts);
 }
 

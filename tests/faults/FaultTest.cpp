@@ -2,7 +2,7 @@
 
 #include "StorageBuilder.h"
 #include "device/HiddenDefaults.h"
-#include "exitStatusOf.h"
+#include "exit_status_of.h"
 #include "files.h"
 
 #include <scada/DefinitionsStorage.h>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "TempDir.h"
-#include "runTool.h"
+#include "run_tool.h"
 
 #include <sys/types.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "FaultTest.h"
-#include "Trace.h"
+#include "trace.h"
 
 #include <string>
 #include <vector>

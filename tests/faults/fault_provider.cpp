@@ -7,7 +7,7 @@
 //   SCADA_TEST_FAULT_DIR         only steps below this directory count; it ends with a slash
 //   SCADA_TEST_FAULT_LOG         a file that gets a line for each step and for each program that hangs
 //   SCADA_TEST_FAULT_DESCRIPTOR  for "ask": each step is announced on this descriptor and waits for a byte
-//   SCADA_TEST_TRACE             a file that gets a record of each change below that directory, with its data; Trace.h
+//   SCADA_TEST_TRACE             a file that gets a record of each change below that directory, with its data; trace.h
 //                                describes the format
 //   SCADA_TEST_NO_EXCHANGE       two names cannot be exchanged in one step
 //   SCADA_TEST_NO_SYNC           a sync counts as a step but does nothing

@@ -1,7 +1,7 @@
 // Nothing can be written from some step on, or a single step fails.
 
 #include "FaultTest.h"
-#include "mountPrivately.h"
+#include "mount_privately.h"
 
 #include <sys/mount.h>
 #include <sys/statvfs.h>

@@ -3,7 +3,7 @@
 
 #include "ReplayTest.h"
 #include "files.h"
-#include "mountPrivately.h"
+#include "mount_privately.h"
 
 #include <fcntl.h>
 #include <poll.h>

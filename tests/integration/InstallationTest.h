@@ -3,7 +3,7 @@
 #include "FakeSupport.h"
 #include "TempDir.h"
 #include "files.h"
-#include "installSample.h"
+#include "install_sample.h"
 
 #include <scada/DefinitionsDeployment.h>
 #include <scada/Env.h>

@@ -2,8 +2,8 @@
 #include "StorageBuilder.h"
 #include "TempDir.h"
 #include "files.h"
-#include "jsonText.h"
-#include "rowName.h"
+#include "json_text.h"
+#include "row_name.h"
 
 #include <kelvra/LoggerControl.h>
 #include <scada/DefinitionsStorage.h>

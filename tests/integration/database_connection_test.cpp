@@ -1,9 +1,9 @@
 #include "ScriptedRedis.h"
 #include "TempDir.h"
-#include "connectCall.h"
-#include "databaseHelpers.h"
+#include "connect_call.h"
+#include "database_helpers.h"
 #include "files.h"
-#include "rowName.h"
+#include "row_name.h"
 
 #include <scada/Conf.h>
 #include <scada/Env.h>

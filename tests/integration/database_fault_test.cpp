@@ -1,5 +1,5 @@
 #include "ScriptedRedis.h"
-#include "databaseHelpers.h"
+#include "database_helpers.h"
 
 #include <kelvra/LoggerControl.h>
 

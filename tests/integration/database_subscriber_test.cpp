@@ -1,6 +1,6 @@
 #include "ScriptedRedis.h"
-#include "databaseHelpers.h"
-#include "rowName.h"
+#include "database_helpers.h"
+#include "row_name.h"
 
 #include <gmock/gmock.h>
 

@@ -1,8 +1,8 @@
 #include "ScriptedRedis.h"
 #include "TempDir.h"
-#include "databaseHelpers.h"
+#include "database_helpers.h"
 #include "files.h"
-#include "rowName.h"
+#include "row_name.h"
 
 #include <dlfcn.h>
 #include <fcntl.h>

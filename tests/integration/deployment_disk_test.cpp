@@ -1,8 +1,8 @@
 // Storages without room, and storages that cannot be written.
 
 #include "InstallationTest.h"
-#include "mountPrivately.h"
-#include "rowName.h"
+#include "mount_privately.h"
+#include "row_name.h"
 #include "unprivileged.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 // Every command of an installation fails in turn.
 
 #include "InstallationTest.h"
-#include "rowName.h"
+#include "row_name.h"
 
 #include <gmock/gmock.h>
 

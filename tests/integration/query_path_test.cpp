@@ -1,8 +1,8 @@
 #include "FakeSupport.h"
 #include "TempDir.h"
 #include "files.h"
-#include "jsonText.h"
-#include "logLine.h"
+#include "json_text.h"
+#include "log_line.h"
 
 #include <scada/DefinitionsStorage.h>
 #include <scada/Env.h>

@@ -1,7 +1,7 @@
 #include "TempDir.h"
 #include "files.h"
-#include "mountPrivately.h"
-#include "rowName.h"
+#include "mount_privately.h"
+#include "row_name.h"
 #include "unprivileged.h"
 
 #include "definitions/listing.h"

@@ -1,5 +1,5 @@
 #include "FakeSupport.h"
-#include "rowName.h"
+#include "row_name.h"
 
 #include "config/log.h"
 

@@ -1,7 +1,7 @@
 #include "PreflightTest.h"
 
-#include "decoderPlants.h"
-#include "jsonText.h"
+#include "decoder_plants.h"
+#include "json_text.h"
 
 #include <sys/stat.h>
 

@@ -1,8 +1,8 @@
 #include "ToolProcess.h"
 
-#include "exitStatusOf.h"
+#include "exit_status_of.h"
 
-#include "runTool.h"
+#include "run_tool.h"
 
 #include <pty.h>
 #include <sys/wait.h>

@@ -3,7 +3,7 @@
 #include "StorageBuilder.h"
 #include "TempDir.h"
 #include "files.h"
-#include "runTool.h"
+#include "run_tool.h"
 
 #include <json/value.h>
 

@@ -3,7 +3,7 @@
 #include "ToolProcess.h"
 #include "ToolTest.h"
 #include "findings.h"
-#include "rowName.h"
+#include "row_name.h"
 
 #include <archive.h>
 #include <archive_entry.h>

@@ -1,7 +1,7 @@
 #include "ToolTest.h"
 #include "findings.h"
-#include "jsonText.h"
-#include "rowName.h"
+#include "json_text.h"
+#include "row_name.h"
 
 #include <fcntl.h>
 #include <sys/file.h>

@@ -1,10 +1,10 @@
 // Decoders as check and install run them: faults of the decoders and of the program that runs them.
 
 #include "DecoderTest.h"
-#include "decoderPlants.h"
+#include "decoder_plants.h"
 #include "findings.h"
-#include "jsonText.h"
-#include "rowName.h"
+#include "json_text.h"
+#include "row_name.h"
 
 #include <gmock/gmock.h>
 

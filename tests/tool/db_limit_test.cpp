@@ -1,7 +1,7 @@
 #include "RedisServer.h"
 #include "ScriptedRedis.h"
 #include "ToolTest.h"
-#include "rowName.h"
+#include "row_name.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

@@ -1,8 +1,8 @@
 #include "RedisServer.h"
 #include "ScriptedRedis.h"
 #include "ToolTest.h"
-#include "jsonText.h"
-#include "rowName.h"
+#include "json_text.h"
+#include "row_name.h"
 
 #include <string>
 #include <utility>

@@ -2,9 +2,9 @@
 
 #include "DecoderTest.h"
 #include "RedisServer.h"
-#include "decoderPlants.h"
-#include "jsonText.h"
-#include "rowName.h"
+#include "decoder_plants.h"
+#include "json_text.h"
+#include "row_name.h"
 
 #include <gmock/gmock.h>
 

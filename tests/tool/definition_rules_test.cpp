@@ -1,6 +1,6 @@
 // A definition may change between the library's reading and the tool's search for places.
 
-#include "check/definitionRules.h"
+#include "check/definition_rules.h"
 
 #include "TempDir.h"
 #include "files.h"

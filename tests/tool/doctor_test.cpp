@@ -4,8 +4,8 @@
 #include "RedisServer.h"
 #include "ScriptedRedis.h"
 #include "ToolProcess.h"
-#include "jsonText.h"
-#include "rowName.h"
+#include "json_text.h"
+#include "row_name.h"
 
 #include <gmock/gmock.h>
 

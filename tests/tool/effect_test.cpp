@@ -1,6 +1,6 @@
 #include "ToolTest.h"
-#include "jsonText.h"
-#include "rowName.h"
+#include "json_text.h"
+#include "row_name.h"
 
 #include <gmock/gmock.h>
 

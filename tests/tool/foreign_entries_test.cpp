@@ -2,7 +2,7 @@
 
 #include "ToolTest.h"
 #include "findings.h"
-#include "rowName.h"
+#include "row_name.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

@@ -1,8 +1,8 @@
 // The space that an installation needs, on one file system and on two. A dry run reports it and copies nothing.
 
 #include "ToolTest.h"
-#include "mountPrivately.h"
-#include "rowName.h"
+#include "mount_privately.h"
+#include "row_name.h"
 
 #include <sys/mount.h>
 #include <sys/stat.h>

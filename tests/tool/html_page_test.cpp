@@ -1,7 +1,7 @@
 // What a page is written with.
 
 #include "answer/HtmlPage.h"
-#include "rowName.h"
+#include "row_name.h"
 
 #include <gmock/gmock.h>
 

@@ -1,7 +1,7 @@
 // Losses of the managed sensors when definitions are removed or replaced, and queries for the definitions in use.
 
 #include "ToolTest.h"
-#include "jsonText.h"
+#include "json_text.h"
 
 #include <gmock/gmock.h>
 

@@ -1,7 +1,7 @@
 #include "ToolProcess.h"
 #include "ToolTest.h"
 #include "findings.h"
-#include "rowName.h"
+#include "row_name.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,8 +1,8 @@
 #include "ToolTest.h"
 #include "findings.h"
-#include "jsonText.h"
-#include "mountPrivately.h"
-#include "rowName.h"
+#include "json_text.h"
+#include "mount_privately.h"
+#include "row_name.h"
 
 #include <gmock/gmock.h>
 

@@ -2,8 +2,8 @@
 
 #include "RedisServer.h"
 #include "ToolTest.h"
-#include "jsonText.h"
-#include "rowName.h"
+#include "json_text.h"
+#include "row_name.h"
 
 #include <filesystem>
 #include <map>

@@ -3,12 +3,12 @@
 #include "FakeSupport.h"
 #include "StorageBuilder.h"
 #include "ToolTest.h"
-#include "installSample.h"
-#include "logLine.h"
-#include "namesInSource.h"
-#include "rowName.h"
+#include "install_sample.h"
+#include "log_line.h"
+#include "names_in_source.h"
+#include "row_name.h"
 #include "text/filled.h"
-#include "text/libraryTexts.h"
+#include "text/library_texts.h"
 
 #include <scada/DefinitionsDeployment.h>
 #include <scada/DefinitionsStorage.h>
@@ -218,7 +218,7 @@ TEST(LibraryTextTable, hasEveryTextOfTheTool) {
     std::set<std::string> names;
     for (const TextRow& row : texts())
         names.insert(row.name);
-    EXPECT_EQ(names, namesInSource("text/libraryTexts.h", R"(constexpr const char\* (\w+) =)"));
+    EXPECT_EQ(names, namesInSource("text/library_texts.h", R"(constexpr const char\* (\w+) =)"));
 }
 
 } // namespace

@@ -2,8 +2,8 @@
 
 #include "ToolTest.h"
 #include "findings.h"
-#include "jsonText.h"
-#include "rowName.h"
+#include "json_text.h"
+#include "row_name.h"
 
 #include <gmock/gmock.h>
 

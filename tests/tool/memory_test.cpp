@@ -1,7 +1,7 @@
 // The memory that the preflight of a source may take, whatever its content.
 
 #include "ToolTest.h"
-#include "rowName.h"
+#include "row_name.h"
 
 #include <gmock/gmock.h>
 

@@ -1,7 +1,7 @@
 // Read and write permissions after an installation.
 
 #include "ToolTest.h"
-#include "rowName.h"
+#include "row_name.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

@@ -3,7 +3,7 @@
 
 #include "OpenCounter.h"
 #include "ToolTest.h"
-#include "rowName.h"
+#include "row_name.h"
 
 #include <map>
 #include <ostream>

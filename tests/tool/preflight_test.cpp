@@ -1,8 +1,8 @@
 // An installation, its dry run and the check of its source must come to the same verdict on a source.
 
 #include "PreflightTest.h"
-#include "jsonText.h"
-#include "rowName.h"
+#include "json_text.h"
+#include "row_name.h"
 
 namespace {
 

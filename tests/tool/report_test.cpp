@@ -2,7 +2,7 @@
 
 #include "RedisServer.h"
 #include "ToolTest.h"
-#include "jsonText.h"
+#include "json_text.h"
 
 #include <gmock/gmock.h>
 

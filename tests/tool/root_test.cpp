@@ -4,7 +4,7 @@
 #include "OpenCounter.h"
 #include "ToolTest.h"
 #include "device/HiddenDefaults.h"
-#include "rowName.h"
+#include "row_name.h"
 
 #include <gmock/gmock.h>
 

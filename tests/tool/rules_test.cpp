@@ -2,11 +2,11 @@
 
 #include "PreflightTest.h"
 #include "check/rules.h"
-#include "decoderPlants.h"
+#include "decoder_plants.h"
 #include "device/HiddenDefaults.h"
-#include "jsonText.h"
-#include "namesInSource.h"
-#include "rowName.h"
+#include "json_text.h"
+#include "names_in_source.h"
+#include "row_name.h"
 
 #include <sys/stat.h>
 

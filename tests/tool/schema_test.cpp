@@ -3,9 +3,9 @@
 #include "DecoderTest.h"
 #include "ToolTest.h"
 #include "check/Schema.h"
-#include "check/schemaTexts.h"
-#include "jsonText.h"
-#include "rowName.h"
+#include "check/schema_texts.h"
+#include "json_text.h"
+#include "row_name.h"
 
 #include <gmock/gmock.h>
 

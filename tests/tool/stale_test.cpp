@@ -1,8 +1,8 @@
 // A custom definition hides a default one. When another default comes, as with a new firmware, the tool says so.
 
 #include "ToolTest.h"
-#include "jsonText.h"
-#include "rowName.h"
+#include "json_text.h"
+#include "row_name.h"
 
 #include <gmock/gmock.h>
 

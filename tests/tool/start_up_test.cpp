@@ -1,7 +1,7 @@
 // The state of the process that the tool's caller gives it, and how the tool corrects it.
 
 #include "ToolTest.h"
-#include "rowName.h"
+#include "row_name.h"
 
 #include <sys/stat.h>
 

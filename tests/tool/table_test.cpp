@@ -2,7 +2,7 @@
 
 #include "ToolProcess.h"
 #include "ToolTest.h"
-#include "rowName.h"
+#include "row_name.h"
 
 #include "answer/Table.h"
 #include "answer/letters.h"

@@ -1,5 +1,5 @@
-#include "rowName.h"
-#include "text/unifiedDiff.h"
+#include "row_name.h"
+#include "text/unified_diff.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 #include "RedisServer.h"
 #include "ToolTest.h"
 #include "findings.h"
-#include "jsonText.h"
-#include "rowName.h"
+#include "json_text.h"
+#include "row_name.h"
 
 #include <gmock/gmock.h>
 

@@ -1,6 +1,6 @@
 #include "answer/Answer.h"
 #include "commands/CommandLine.h"
-#include "device/startUp.h"
+#include "device/start_up.h"
 #include "text/filled.h"
 
 #include <exception>

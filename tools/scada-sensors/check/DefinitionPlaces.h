@@ -1,6 +1,6 @@
 #pragma once
 
-#include "text/JsonFile.h"
+#include "text/json_file.h"
 
 #include <optional>
 #include <string>

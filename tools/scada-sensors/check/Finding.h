@@ -1,7 +1,7 @@
 #pragma once
 
 #include "check/rules.h"
-#include "text/JsonFile.h"
+#include "text/json_file.h"
 
 #include <json/value.h>
 

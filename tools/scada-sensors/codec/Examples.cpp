@@ -1,7 +1,7 @@
 #include "codec/Examples.h"
 
 #include "codec/bytes.h"
-#include "codec/timeText.h"
+#include "codec/time_text.h"
 #include "text/filled.h"
 #include "text/text.h"
 

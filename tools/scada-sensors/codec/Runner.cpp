@@ -1,6 +1,6 @@
 #include "codec/Runner.h"
 
-#include "codec/RunnerAnswer.h"
+#include "codec/runner_answer.h"
 #include "device/CodecSettings.h"
 #include "text/filled.h"
 

@@ -1,7 +1,7 @@
 #include "codec/differences.h"
 
 #include "answer/json.h"
-#include "codec/valueText.h"
+#include "codec/value_text.h"
 #include "text/filled.h"
 
 #include <algorithm>

@@ -1,11 +1,11 @@
 #include "commands/AskedSensor.h"
 
 #include "answer/json.h"
-#include "check/listRules.h"
-#include "commands/findingText.h"
+#include "check/list_rules.h"
+#include "commands/finding_text.h"
 #include "commands/notes.h"
 #include "text/filled.h"
-#include "text/libraryTexts.h"
+#include "text/library_texts.h"
 
 #include <algorithm>
 #include <iterator>

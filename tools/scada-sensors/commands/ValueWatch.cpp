@@ -1,9 +1,9 @@
 #include "commands/ValueWatch.h"
 
 #include "answer/printable.h"
-#include "commands/sensorValues.h"
+#include "commands/sensor_values.h"
 #include "text/filled.h"
-#include "text/libraryTexts.h"
+#include "text/library_texts.h"
 
 #include <algorithm>
 #include <array>

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "answer/Answer.h"
-#include "codec/storedValues.h"
+#include "codec/stored_values.h"
 #include "commands/watching.h"
-#include "database/sensorState.h"
+#include "database/sensor_state.h"
 
 #include <json/value.h>
 

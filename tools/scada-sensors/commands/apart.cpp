@@ -2,7 +2,7 @@
 
 #include "commands/operation.h"
 #include "device/GenerationPaths.h"
-#include "device/ownerOfStorage.h"
+#include "device/owner_of_storage.h"
 #include "install/Intake.h"
 #include "text/Descriptor.h"
 #include "text/filled.h"

@@ -1,9 +1,9 @@
 #include "answer/Table.h"
 #include "answer/printable.h"
 #include "commands/Command.h"
-#include "commands/wholeNumber.h"
+#include "commands/whole_number.h"
 #include "database/LimitedDatabase.h"
-#include "database/typedRead.h"
+#include "database/typed_read.h"
 #include "text/filled.h"
 #include "text/text.h"
 

@@ -3,7 +3,7 @@
 #include "commands/operation.h"
 #include "device/GenerationPaths.h"
 #include "device/paths.h"
-#include "install/exportArchive.h"
+#include "install/export_archive.h"
 #include "text/filled.h"
 
 #include <CLI/CLI.hpp>

@@ -1,4 +1,4 @@
-#include "device/History.h"
+#include "device/history.h"
 #include "answer/printable.h"
 #include "commands/Command.h"
 #include "device/GenerationPaths.h"

@@ -1,6 +1,6 @@
 #include "commands/notes.h"
 
-#include "check/listRules.h"
+#include "check/list_rules.h"
 #include "text/filled.h"
 #include "text/text.h"
 

@@ -1,11 +1,11 @@
 #include "commands/operation.h"
 
 #include "answer/printable.h"
-#include "commands/findingText.h"
+#include "commands/finding_text.h"
 #include "device/GenerationPaths.h"
 #include "install/OperationLock.h"
-#include "install/copyBlockers.h"
-#include "install/safeDirectories.h"
+#include "install/copy_blockers.h"
+#include "install/safe_directories.h"
 #include "text/filled.h"
 
 #include <exception>

@@ -1,9 +1,9 @@
 #include "commands/options.h"
-#include "commands/wholeNumber.h"
+#include "commands/whole_number.h"
 
 #include "device/CodecSettings.h"
-#include "device/Image.h"
-#include "device/logLevel.h"
+#include "device/image.h"
+#include "device/log_level.h"
 #include "text/filled.h"
 
 #include <scada/Env.h>

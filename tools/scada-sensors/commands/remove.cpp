@@ -8,9 +8,9 @@
 #include "device/Storages.h"
 #include "device/paths.h"
 #include "install/generations.h"
-#include "install/removeDefinition.h"
+#include "install/remove_definition.h"
 #include "text/filled.h"
-#include "text/libraryTexts.h"
+#include "text/library_texts.h"
 #include "text/text.h"
 
 #include <scada/Env.h>

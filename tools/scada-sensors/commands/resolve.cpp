@@ -1,15 +1,15 @@
 #include "answer/FieldList.h"
 #include "answer/json.h"
-#include "check/definitionRules.h"
-#include "check/listRules.h"
+#include "check/definition_rules.h"
+#include "check/list_rules.h"
 #include "commands/AskedSensor.h"
 #include "commands/Command.h"
-#include "commands/definitionFields.h"
-#include "commands/findingText.h"
+#include "commands/definition_fields.h"
+#include "commands/finding_text.h"
 #include "commands/notes.h"
 #include "device/Device.h"
 #include "text/filled.h"
-#include "text/libraryTexts.h"
+#include "text/library_texts.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,11 +1,11 @@
 #include "answer/Table.h"
-#include "check/listRules.h"
+#include "check/list_rules.h"
 #include "commands/Command.h"
-#include "commands/findingText.h"
+#include "commands/finding_text.h"
 #include "commands/notes.h"
 #include "device/Device.h"
 #include "text/filled.h"
-#include "text/libraryTexts.h"
+#include "text/library_texts.h"
 #include "text/text.h"
 
 #include <CLI/CLI.hpp>

@@ -1,16 +1,16 @@
 #include "answer/FieldList.h"
 #include "answer/json.h"
-#include "check/definitionRules.h"
+#include "check/definition_rules.h"
 #include "codec/Runner.h"
-#include "codec/codecRules.h"
+#include "codec/codec_rules.h"
 #include "commands/Command.h"
-#include "commands/definitionFields.h"
-#include "commands/findingText.h"
+#include "commands/definition_fields.h"
+#include "commands/finding_text.h"
 #include "commands/notes.h"
 #include "device/Device.h"
 #include "text/Descriptor.h"
 #include "text/filled.h"
-#include "text/libraryTexts.h"
+#include "text/library_texts.h"
 
 #include <CLI/CLI.hpp>
 

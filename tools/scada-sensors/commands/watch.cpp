@@ -1,7 +1,7 @@
 #include "answer/printable.h"
 #include "commands/Command.h"
 #include "commands/watching.h"
-#include "commands/wholeNumber.h"
+#include "commands/whole_number.h"
 #include "text/filled.h"
 
 #include <scada/Env.h>

@@ -1,6 +1,6 @@
 #include "commands/watching.h"
 
-#include "commands/wholeNumber.h"
+#include "commands/whole_number.h"
 #include "database/Inquiry.h"
 #include "text/filled.h"
 #include "text/text.h"

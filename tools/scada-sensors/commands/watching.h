@@ -1,7 +1,7 @@
 #pragma once
 
 #include "answer/Answer.h"
-#include "database/watchChanges.h"
+#include "database/watch_changes.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "database/TimeLimit.h"
-#include "database/typedRead.h"
+#include "database/typed_read.h"
 
 #include <scada/Database.h>
 

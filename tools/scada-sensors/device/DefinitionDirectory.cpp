@@ -1,11 +1,11 @@
 #include "device/DefinitionDirectory.h"
 
-#include "device/Image.h"
+#include "device/image.h"
 #include "device/paths.h"
 #include "text/Descriptor.h"
-#include "text/JsonFile.h"
 #include "text/filled.h"
-#include "text/removeTree.h"
+#include "text/json_file.h"
+#include "text/remove_tree.h"
 
 #include <kelvra/Text.h>
 #include <scada/DefinitionsStorage.h>

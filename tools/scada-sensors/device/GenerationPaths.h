@@ -1,6 +1,6 @@
 #pragma once
 
-#include "device/Image.h"
+#include "device/image.h"
 
 #include <string>
 

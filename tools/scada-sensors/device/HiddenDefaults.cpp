@@ -1,11 +1,11 @@
 #include "device/HiddenDefaults.h"
 
 #include "device/GenerationPaths.h"
-#include "device/Image.h"
+#include "device/image.h"
 #include "device/paths.h"
 #include "text/Descriptor.h"
-#include "text/DirectoryEntries.h"
 #include "text/digest.h"
+#include "text/directory_entries.h"
 #include "text/text.h"
 
 #include <fcntl.h>

@@ -1,6 +1,6 @@
 #include "device/InstalledFiles.h"
 
-#include "device/Image.h"
+#include "device/image.h"
 #include "device/paths.h"
 #include "text/digest.h"
 

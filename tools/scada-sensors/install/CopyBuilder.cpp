@@ -1,7 +1,7 @@
 #include "install/CopyBuilder.h"
 
 #include "device/paths.h"
-#include "install/LinkPath.h"
+#include "install/link_path.h"
 #include "text/filled.h"
 #include "text/text.h"
 

@@ -3,11 +3,11 @@
 #include "device/paths.h"
 #include "install/ArchiveIntake.h"
 #include "install/CopyBuilder.h"
-#include "install/untrustedDirectories.h"
+#include "install/untrusted_directories.h"
 #include "text/Descriptor.h"
-#include "text/DirectoryEntries.h"
+#include "text/directory_entries.h"
 #include "text/filled.h"
-#include "text/libraryTexts.h"
+#include "text/library_texts.h"
 
 #include <dirent.h>
 #include <fcntl.h>

@@ -1,6 +1,6 @@
 #include "install/ListReplacement.h"
 
-#include "install/treeCopy.h"
+#include "install/tree_copy.h"
 #include "text/Descriptor.h"
 #include "text/filled.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "install/plannedList.h"
+#include "install/planned_list.h"
 
 #include <string>
 

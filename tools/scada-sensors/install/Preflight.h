@@ -4,7 +4,7 @@
 #include "device/Device.h"
 #include "device/InstalledFiles.h"
 #include "install/Intake.h"
-#include "install/plannedList.h"
+#include "install/planned_list.h"
 
 #include <json/value.h>
 

@@ -1,7 +1,7 @@
 #include "install/PrivateDirectory.h"
 
 #include "text/filled.h"
-#include "text/removeTree.h"
+#include "text/remove_tree.h"
 #include "text/text.h"
 
 #include <fcntl.h>

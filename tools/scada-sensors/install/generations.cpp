@@ -3,11 +3,11 @@
 #include "device/InstalledFiles.h"
 #include "device/paths.h"
 #include "install/InstalledModes.h"
-#include "install/keptDefaults.h"
-#include "install/treeCopy.h"
+#include "install/kept_defaults.h"
+#include "install/tree_copy.h"
 #include "text/Descriptor.h"
 #include "text/filled.h"
-#include "text/removeTree.h"
+#include "text/remove_tree.h"
 #include "text/text.h"
 
 #include <scada/Env.h>

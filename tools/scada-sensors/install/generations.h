@@ -1,8 +1,8 @@
 #pragma once
 
 #include "device/GenerationPaths.h"
-#include "device/History.h"
 #include "device/InstalledFiles.h"
+#include "device/history.h"
 #include "install/PrivateDirectory.h"
 
 #include <functional>

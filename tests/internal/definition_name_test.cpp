@@ -1,0 +1,74 @@
+#include "row_name.h"
+
+#include "definitions/definition_name.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using Kelvra::SCADA::definitionPath;
+using Kelvra::SCADA::SplitName;
+using Kelvra::SCADA::splitName;
+using Kelvra::SCADA::Test::rowName;
+
+struct SplitRow {
+    const char* name;
+    const char* text;
+    const char* directory;
+    const char* stem;
+
+    friend void PrintTo(const SplitRow& row, std::ostream* out) { *out << row.name; }
+};
+
+const SplitRow SPLIT_ROWS[] = {
+    {"threeComponents", "lora/demo/th1", "lora/demo", "th1"},
+    {"absolutePath", "/data/defs/lora/demo/th1.json", "/data/defs/lora/demo", "th1.json"},
+    {"backslash", "lora\\demo\\th1", "lora\\demo", "th1"},
+    {"backslashLast", "lora/demo\\th1", "lora/demo", "th1"},
+    {"slashLast", "lora\\demo/th1", "lora\\demo", "th1"},
+    {"emptyStem", "lora/demo/", "lora/demo", ""},
+    {"emptyDirectory", "/th1", "", "th1"},
+    {"separatorOnly", "/", "", ""},
+    {"backslashOnly", "\\", "", ""},
+    {"doubledSeparator", "a//b", "a/", "b"},
+    {"mixedDoubled", "a/\\b", "a/", "b"},
+    {"dotsAreNoSeparators", "a.b/c.d", "a.b", "c.d"},
+    {"noSeparator", "th1", "th1", "th1"},
+    {"empty", "", "", ""},
+};
+
+class SplitNameRows : public ::testing::TestWithParam<SplitRow> {};
+INSTANTIATE_TEST_SUITE_P(Rows, SplitNameRows, ::testing::ValuesIn(SPLIT_ROWS), rowName);
+
+TEST_P(SplitNameRows, cutsAtTheLastSeparator) {
+    const SplitName split = splitName(GetParam().text);
+    EXPECT_EQ(split.directory, GetParam().directory);
+    EXPECT_EQ(split.stem, GetParam().stem);
+}
+
+struct PathRow {
+    const char* name;
+    const char* dir;
+    const char* definition;
+    const char* path;
+
+    friend void PrintTo(const PathRow& row, std::ostream* out) { *out << row.name; }
+};
+
+const PathRow PATH_ROWS[] = {
+    {"plain", "/data/defs", "lora/demo/th1", "/data/defs/lora/demo/th1.json"},
+    {"trailingSlash", "/data/defs/", "lora/demo/th1", "/data/defs//lora/demo/th1.json"},
+    {"climbing", "/data", "../x", "/data/../x.json"},
+    {"suffixIsAlwaysAdded", "/data", "a.json", "/data/a.json.json"},
+    {"emptyName", "/data", "", "/data/.json"},
+    {"emptyDirectory", "", "a", "/a.json"},
+};
+
+class DefinitionPathRows : public ::testing::TestWithParam<PathRow> {};
+INSTANTIATE_TEST_SUITE_P(Rows, DefinitionPathRows, ::testing::ValuesIn(PATH_ROWS), rowName);
+
+TEST_P(DefinitionPathRows, joinsAsGiven) {
+    EXPECT_EQ(definitionPath(GetParam().dir, GetParam().definition), GetParam().path);
+}
+
+} // namespace

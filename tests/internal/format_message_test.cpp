@@ -1,0 +1,96 @@
+#include "AllocationFault.h"
+#include "row_name.h"
+
+#include "config/format_message.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+
+namespace {
+
+using Kelvra::SCADA::formatMessage;
+using Kelvra::SCADA::Test::AllocationFault;
+using Kelvra::SCADA::Test::rowName;
+
+struct Row {
+    const char* name;
+    std::string before;
+    std::function<void(std::string* out)> format;
+    std::string text;
+
+    friend void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
+};
+
+std::function<void(std::string*)> ofLength(std::size_t length) {
+    return [length](std::string* out) { formatMessage(out, "%s", std::string(length, 'x').c_str()); };
+}
+
+const Row ROWS[] = {
+    {"arguments", "", [](std::string* out) { formatMessage(out, "[%s] %d of %u%%", "a", -1, 2U); }, "[a] -1 of 2%"},
+    {"noArguments", "", [](std::string* out) { formatMessage(out, "text"); }, "text"},
+    {"replacesAShorterText", "x", [](std::string* out) { formatMessage(out, "text"); }, "text"},
+    {"replacesALongerText", std::string(1000, 'x'), [](std::string* out) { formatMessage(out, "text"); }, "text"},
+    {"replacesByNothing", "before", [](std::string* out) { formatMessage(out, "%s", ""); }, ""},
+    {"endsAtTheFirstNul", "before", [](std::string* out) { formatMessage(out, "ab%ccd", '\0'); }, "ab"},
+    {"startsWithNul", "before", [](std::string* out) { formatMessage(out, "%cab", '\0'); }, ""},
+    {"length254", "", ofLength(254), std::string(254, 'x')},
+    {"length255", "", ofLength(255), std::string(255, 'x')},
+    {"length256", "", ofLength(256), std::string(255, 'x')},
+    {"length300", "", ofLength(300), std::string(255, 'x')},
+    {"length100000", "", ofLength(100000), std::string(255, 'x')},
+    {"cutBetweenArguments", "",
+     [](std::string* out) { formatMessage(out, "%s%s", std::string(250, 'a').c_str(), "bcdefghij"); },
+     std::string(250, 'a') + "bcdef"},
+    {"cutInsideAMultibyteCharacter", "",
+     [](std::string* out) { formatMessage(out, "%s%s", std::string(254, 'a').c_str(), "\xc3\xa9"); },
+     std::string(254, 'a') + "\xc3"},
+    {"argumentIsNoFormat", "", [](std::string* out) { formatMessage(out, "%s", "%s%n%d"); }, "%s%n%d"},
+    {"argumentIsTheOldText", "old", [](std::string* out) { formatMessage(out, "<%s>", out->c_str()); }, "<old>"},
+};
+
+class FormatMessage : public ::testing::TestWithParam<Row> {};
+INSTANTIATE_TEST_SUITE_P(Rows, FormatMessage, ::testing::ValuesIn(ROWS), rowName);
+
+TEST_P(FormatMessage, replacesTheText) {
+    std::string out = GetParam().before;
+    GetParam().format(&out);
+    EXPECT_EQ(out, GetParam().text);
+}
+
+TEST(FormatMessageNull, nothingIsFormatted) {
+    int count = -1;
+    formatMessage(nullptr, "text%n", &count);
+    EXPECT_EQ(count, -1);
+    std::string out;
+    formatMessage(&out, "text%n", &count);
+    EXPECT_EQ(count, 4);
+}
+
+TEST(FormatMessageAllocation, takesNoMemoryBeyondTheText) {
+    std::string out;
+    out.reserve(255);
+    const std::string argument(300, 'x');
+    const AllocationFault fault(1);
+    formatMessage(&out, "%s", argument.c_str());
+    EXPECT_FALSE(fault.hit());
+    EXPECT_EQ(out.size(), 255U);
+}
+
+TEST(FormatMessageAllocation, failurePassesThroughAndLeavesTheText) {
+    std::string out = "before";
+    bool thrown = false;
+    {
+        const AllocationFault fault(1);
+        try {
+            formatMessage(&out, "a text that is longer than any short string buffer");
+        } catch (const std::bad_alloc&) {
+            thrown = true;
+        }
+    }
+    EXPECT_TRUE(thrown);
+    EXPECT_EQ(out, "before");
+}
+
+} // namespace

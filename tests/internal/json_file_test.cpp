@@ -1,0 +1,190 @@
+#include "TempDir.h"
+#include "files.h"
+#include "row_name.h"
+#include "unprivileged.h"
+
+#include "fs/json_file.h"
+
+#include <gtest/gtest.h>
+#include <json/json.h>
+
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <functional>
+#include <new>
+#include <vector>
+
+namespace {
+
+using Kelvra::SCADA::parseJson;
+using Kelvra::SCADA::readFile;
+using namespace Kelvra::SCADA::Test;
+
+struct ReadRow {
+    const char* name;
+    std::string text;
+
+    friend void PrintTo(const ReadRow& row, std::ostream* out) { *out << row.name; }
+};
+
+std::string pattern(std::size_t size) {
+    std::string text;
+    for (std::size_t i = 0; i < size; ++i)
+        text += static_cast<char>(i * 31 % 256);
+    return text;
+}
+
+const ReadRow READ_ROWS[] = {
+    {"empty", ""},
+    {"oneByte", "x"},
+    {"lineEndings", "a\r\nb\rc\n\n"},
+    {"embeddedNul", std::string("a\0b\0", 4)},
+    {"endOfFileCharacters", "a\x1a\x04"},
+    {"byteOrderMark", "\xef\xbb\xbf{}"},
+    {"invalidUtf8", "\xff\xfe\x80"},
+    {"size4095", pattern(4095)},
+    {"size4096", pattern(4096)},
+    {"size8191", pattern(8191)},
+    {"size8192", pattern(8192)},
+    {"size16383", pattern(16383)},
+    {"size16384", pattern(16384)},
+    {"size16385", pattern(16385)},
+    {"size32768", pattern(32768)},
+    {"size1048577", pattern(1048577)},
+};
+
+class ReadFile : public ::testing::TestWithParam<ReadRow> {};
+INSTANTIATE_TEST_SUITE_P(Rows, ReadFile, ::testing::ValuesIn(READ_ROWS), rowName);
+
+TEST_P(ReadFile, yieldsEveryByte) {
+    const TempDir dir;
+    writeFile(dir / "file", GetParam().text);
+    std::string text = "before";
+    EXPECT_TRUE(readFile(dir / "file", &text));
+    EXPECT_TRUE(text == GetParam().text) << text.size() << " bytes";
+}
+
+TEST(ReadFileOther, directoryYieldsTheEmptyText) {
+    const TempDir dir;
+    std::string text = "before";
+    EXPECT_TRUE(readFile(dir.path(), &text));
+    EXPECT_EQ(text, "");
+}
+
+TEST(ReadFileOther, linkIsFollowed) {
+    const TempDir dir;
+    writeFile(dir / "file", "text");
+    makeLink("file", dir / "link");
+    std::string text;
+    EXPECT_TRUE(readFile(dir / "link", &text));
+    EXPECT_EQ(text, "text");
+}
+
+TEST(ReadFileOther, whatCannotBeOpenedLeavesTheText) {
+    const TempDir dir;
+    makeLink("nowhere", dir / "dangling");
+    makeLink("loop", dir / "loop");
+    writeFile(dir / "file", "");
+    makeSocket(dir / "socket");
+    for (const char* path : {"missing", "dangling", "loop", "file/below", "socket"}) {
+        std::string text = "before";
+        EXPECT_FALSE(readFile(dir / path, &text)) << path;
+        EXPECT_EQ(text, "before") << path;
+    }
+    std::string text = "before";
+    EXPECT_FALSE(readFile("", &text));
+    EXPECT_EQ(text, "before");
+}
+
+TEST(ReadFileOther, permissionsDecide) {
+    const TempDir dir;
+    writeFile(dir / "file", "text");
+    EXPECT_TRUE(runUnprivileged(dir.path(), [&] {
+        chmod((dir / "file").c_str(), 0);
+        std::string text = "before";
+        return !readFile(dir / "file", &text) && text == "before";
+    }));
+}
+
+// A file without blocks whose size is beyond that of any string.
+TEST(ReadFileOther, whatNoMemoryCanHoldIsAFailedAllocation) {
+    const int file = memfd_create("huge", MFD_CLOEXEC);
+    ASSERT_EQ(ftruncate(file, off_t{5} << 60), 0);
+    std::string text;
+    EXPECT_THROW(readFile("/proc/self/fd/" + std::to_string(file), &text), std::bad_alloc);
+    close(file);
+}
+
+struct ParseRow {
+    const char* name;
+    std::string text;
+    bool result;
+    std::string document; ///< of a parsed text
+    std::string errors;   ///< of a refused one
+
+    friend void PrintTo(const ParseRow& row, std::ostream* out) { *out << row.name; }
+};
+
+const char* const NO_VALUE = "* Line 1, Column 1\n  Syntax error: value, object or array expected.\n";
+
+const ParseRow PARSE_ROWS[] = {
+    {"object", R"({"a":1})", true, R"({"a":1})", ""},
+    {"array", "[1,2]", true, "[1,2]", ""},
+    {"number", "5", true, "5", ""},
+    {"null", "null", true, "null", ""},
+    {"empty", "", false, "", NO_VALUE},
+    {"noJson", "x", false, "", NO_VALUE},
+    {"byteOrderMark", "\xef\xbb\xbf{}", true, "{}", ""},
+    {"textAfterTheValue", "{} trailing", true, "{}", ""},
+    {"nulAfterTheValue", std::string("{}\0", 3), true, "{}", ""},
+    {"nulInAString", std::string("[\"a\0b\"]", 7), true, R"(["a\u0000b"])", ""},
+    {"lastOfTwoMembersCounts", R"({"a":1,"a":2})", true, R"({"a":2})", ""},
+    {"comments", "/* a */[1// b\n]", true, "[1]", ""},
+    {"trailingComma", "[1,]", true, "[1]", ""},
+    {"numberUpToTheEnd", "12345", true, "12345", ""},
+    {"stringWithoutEnd", "\"abc", false, "", NO_VALUE},
+    {"braceMissing", R"({"a":1)", false, "", "* Line 1, Column 7\n  Missing ',' or '}' in object declaration\n"},
+    {"secondLine", "[\n1 2]", false, "", "* Line 2, Column 3\n  Missing ',' or ']' in array declaration\n"},
+};
+
+class ParseJson : public ::testing::TestWithParam<ParseRow> {};
+INSTANTIATE_TEST_SUITE_P(Rows, ParseJson, ::testing::ValuesIn(PARSE_ROWS), rowName);
+
+TEST_P(ParseJson, documentAndErrors) {
+    Json::Value root;
+    std::string errors;
+    EXPECT_EQ(parseJson(GetParam().text, &root, &errors), GetParam().result);
+    EXPECT_EQ(errors, GetParam().errors);
+    if (GetParam().result) {
+        Json::StreamWriterBuilder builder;
+        builder["indentation"] = "";
+        builder["commentStyle"] = "None";
+        EXPECT_EQ(Json::writeString(builder, root), GetParam().document);
+    }
+}
+
+TEST_P(ParseJson, withoutErrors) {
+    Json::Value root;
+    EXPECT_EQ(parseJson(GetParam().text, &root, nullptr), GetParam().result);
+}
+
+std::string nested(std::size_t depth) {
+    return std::string(depth, '[') + std::string(depth, ']');
+}
+
+TEST(ParseJsonNesting, thousandLevelsAreRead) {
+    Json::Value root;
+    EXPECT_TRUE(parseJson(nested(1000), &root, nullptr));
+}
+
+TEST(ParseJsonNesting, oneMoreThrows) {
+    Json::Value root;
+    std::string errors = "before";
+    EXPECT_THROW(parseJson(nested(1001), &root, &errors), Json::Exception);
+    EXPECT_EQ(errors, "before");
+    EXPECT_TRUE(parseJson("{}", &root, &errors));
+}
+
+} // namespace

@@ -1,0 +1,610 @@
+#include "FakeSupport.h"
+#include "StorageBuilder.h"
+#include "TempDir.h"
+#include "files.h"
+#include "row_name.h"
+#include "unprivileged.h"
+
+#include <scada/DefinitionsStorage.h>
+
+#include <gmock/gmock.h>
+#include <json/json.h>
+
+#include <sys/stat.h>
+
+#include <functional>
+#include <locale>
+#include <optional>
+#include <type_traits>
+
+namespace {
+
+using namespace Kelvra::SCADA::Test;
+using Kelvra::SCADA::DefinitionSpec;
+using Kelvra::SCADA::DefinitionsStorage;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+using FindNames = void (DefinitionsStorage::*)(std::set<std::string>*);
+using GetSpec = bool (DefinitionsStorage::*)(const std::string&, DefinitionSpec*, std::string*);
+
+static_assert(std::is_same<decltype(&DefinitionsStorage::findNames), FindNames>::value, "");
+static_assert(std::is_same<decltype(&DefinitionsStorage::getSpec), GetSpec>::value, "");
+static_assert(std::is_same<decltype(DefinitionsStorage::dir), std::string>::value, "");
+static_assert(std::is_same<decltype(DefinitionsStorage::JSON_DECODER_SECTION), const std::string>::value, "");
+static_assert(std::is_same<decltype(DefinitionsStorage::JSON_PROPERTIES_SECTION), const std::string>::value, "");
+static_assert(std::is_aggregate<DefinitionsStorage>::value, "callers brace-initialise it");
+static_assert(sizeof(DefinitionsStorage) == sizeof(std::string), "the directory is the only member");
+static_assert(!std::is_polymorphic<DefinitionsStorage>::value, "");
+
+std::string toText(const Json::Value& value) {
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    builder["commentStyle"] = "None";
+    return Json::writeString(builder, value);
+}
+
+std::set<std::string> namesOf(const std::string& dir) {
+    std::set<std::string> names;
+    DefinitionsStorage{dir}.findNames(&names);
+    return names;
+}
+
+TEST(DefinitionsStorage, constants) {
+    EXPECT_EQ(DefinitionsStorage::JSON_PROPERTIES_SECTION, "properties");
+    EXPECT_EQ(DefinitionsStorage::JSON_DECODER_SECTION, "decoder");
+}
+
+TEST(DefinitionsStorage, holdsTheDirectoryAsGiven) {
+    DefinitionsStorage storage{"/a//b/"};
+    EXPECT_EQ(storage.dir, "/a//b/");
+    const DefinitionsStorage copy = storage;
+    storage.dir = "/c";
+    EXPECT_EQ(copy.dir, "/a//b/");
+    EXPECT_EQ(DefinitionsStorage{}.dir, "");
+}
+
+// ---- findNames ----
+
+struct NamesRow {
+    const char* name;
+    std::function<void(const std::string& dir)> make;
+    std::set<std::string> names;
+
+    friend void PrintTo(const NamesRow& row, std::ostream* out) { *out << row.name; }
+};
+
+std::function<void(const std::string&)> files(const std::vector<std::string>& paths) {
+    return [paths](const std::string& dir) {
+        for (const std::string& path : paths)
+            writeFile(dir + "/" + path, "");
+    };
+}
+
+const NamesRow NAMES_ROWS[] = {
+    {"emptyDirectory", files({}), {}},
+    {"onlyTwoLevelsDown",
+     files({"lora/demo/th1.json", "lora/th2.json", "top.json", "lora/demo/x/th1.json"}),
+     {"lora/demo/th1"}},
+    {"severalSources", files({"b/m/z.json", "a/m/y.json", "a/l/y.json"}), {"a/l/y", "a/m/y", "b/m/z"}},
+    {"hiddenDirectory", files({"lora/.old/th1.json", ".s/m/x.json"}), {".s/m/x", "lora/.old/th1"}},
+    {"emptyStem", files({"lora/demo/.json"}), {"lora/demo/"}},
+    {"hiddenFile", files({"lora/demo/.th1.json"}), {"lora/demo/.th1"}},
+    {"suffixOnlyOnce", files({"lora/demo/th1.json.json"}), {"lora/demo/th1.json"}},
+    {"otherSuffixes", files({"l/d/a", "l/d/json", "l/d/a.JSON", "l/d/a.json~", "l/d/a.jso", "l/d/a-decoder"}), {}},
+    {"oddNames", files({"a b/c\\d/e\nf.json", "*/[/?.json"}), {"*/[/?", "a b/c\\d/e\nf"}},
+    {"directoryWithSuffix", files({"a.json/b.json/c.json/d.json"}), {}},
+    {"directoriesNamedLikeFiles", files({"a.json/b.json/c.json"}), {"a.json/b.json/c"}},
+    {"linkToFile",
+     [](const std::string& dir) {
+         writeFile(dir + "/lora/demo/th1.json", "");
+         makeLink("th1.json", dir + "/lora/demo/th2.json");
+         makeLink("nowhere", dir + "/lora/demo/th3.json");
+     },
+     {"lora/demo/th1"}},
+    {"linkToDirectory",
+     [](const std::string& dir) {
+         writeFile(dir + "/lora/demo/th1.json", "");
+         makeLink("demo", dir + "/lora/linked");
+         makeLink("lora", dir + "/linked");
+     },
+     {"lora/demo/th1"}},
+    {"otherTypes",
+     [](const std::string& dir) {
+         makeFifo(dir + "/lora/demo/fifo.json");
+         makeSocket(dir + "/lora/demo/socket.json");
+         makeDir(dir + "/lora/demo/dir.json");
+         makeFifo(dir + "/fifo");
+         makeSocket(dir + "/lora/socket");
+     },
+     {}},
+};
+
+class StorageNames : public ::testing::TestWithParam<NamesRow> {
+protected:
+    StorageNames() { GetParam().make(dir.path()); }
+    TempDir dir;
+};
+INSTANTIATE_TEST_SUITE_P(Rows, StorageNames, ::testing::ValuesIn(NAMES_ROWS), rowName);
+
+TEST_P(StorageNames, areListed) {
+    EXPECT_EQ(namesOf(dir.path()), GetParam().names);
+}
+
+TEST_P(StorageNames, trailingSlashesAreHarmless) {
+    EXPECT_EQ(namesOf(dir.path() + "/"), GetParam().names);
+    EXPECT_EQ(namesOf(dir.path() + "//"), GetParam().names);
+}
+
+TEST_P(StorageNames, areAddedToTheSet) {
+    std::set<std::string> expected = GetParam().names;
+    expected.insert({"", "old", "zz/z"});
+    std::set<std::string> names = {"", "old", "zz/z"};
+    DefinitionsStorage{dir.path()}.findNames(&names);
+    EXPECT_EQ(names, expected);
+}
+
+TEST(StorageNamesNowhere, missingDirectoryAddsNothing) {
+    const TempDir dir;
+    EXPECT_THAT(namesOf(dir / "missing"), IsEmpty());
+}
+
+TEST(StorageNamesNowhere, fileAsDirectoryAddsNothing) {
+    const TempDir dir;
+    writeFile(dir / "file", "");
+    EXPECT_THAT(namesOf(dir / "file"), IsEmpty());
+}
+
+TEST(StorageNamesNowhere, storageMayBeALink) {
+    const TempDir dir;
+    writeFile(dir / "real/lora/demo/th1.json", "");
+    makeLink("real", dir / "link");
+    EXPECT_THAT(namesOf(dir / "link"), ElementsAre("lora/demo/th1"));
+}
+
+TEST(StorageNamesNowhere, emptyDirectoryMeansRoot) {
+    const std::set<std::string> names = namesOf("");
+    for (const std::string& name : names)
+        EXPECT_EQ(std::count(name.begin(), name.end(), '/'), 2) << name;
+    const TempDir dir;
+    const std::string stem = dir / "th1";
+    writeFile(stem + ".json", "");
+    const bool isTwoLevelsDown = std::count(stem.begin(), stem.end(), '/') == 3;
+    EXPECT_EQ(namesOf("").count(stem.substr(1)), isTwoLevelsDown ? 1U : 0U);
+}
+
+TEST(StorageNamesNowhere, unreadableDirectoriesContributeNothing) {
+    const TempDir dir;
+    files({"open/m/a.json", "closed/m/b.json", "open/noList/c.json", "open/noEnter/d.json"})(dir.path());
+    EXPECT_TRUE(runUnprivileged(dir.path(), [&] {
+        chmod((dir / "closed").c_str(), 0);
+        chmod((dir / "open/noList").c_str(), S_IXUSR);
+        chmod((dir / "open/noEnter").c_str(), S_IRUSR);
+        return namesOf(dir.path()) == std::set<std::string>{"open/m/a"};
+    }));
+}
+
+// ---- getSpec ----
+
+constexpr const char* NAME = "lora/demo/th1";
+constexpr const char* NOT_FOUND = "Sensor definition [lora/demo/th1] not found.";
+constexpr const char* BAD_SYNTAX = "Invalid syntax of the sensor definition [lora/demo/th1].";
+constexpr const char* NO_SECTION =
+    "Invalid syntax of the sensor definition [lora/demo/th1]: no [properties] section defined.";
+constexpr const char* NO_DECODER = "Invalid sensor definition [lora/demo/th1]: no decoder file found.";
+
+std::string badDecoder(const std::string& value) {
+    return "Invalid sensor definition [lora/demo/th1]: bad decoder path [" + value + "].";
+}
+
+/// Files of the storage other than the definition, for every row: decoders to point at.
+void makeDecoders(const std::string& storage) {
+    const std::string beside = storage + "/lora/demo/";
+    writeFile(beside + "th1-decoder", "");
+    writeFile(beside + "sub/th1-decoder", "");
+    writeFile(beside + "a b", "");
+    writeFile(beside + "..\\x", "");
+    writeFile(beside + "..x", "");
+    makeLink("th1-decoder", beside + "link");
+    makeLink("sub", beside + "linkToDirectory");
+    makeLink("nowhere", beside + "dangling");
+    makeFifo(beside + "fifo");
+    makeSocket(beside + "socket");
+    writeFile(storage + "/lora/outside", "");
+}
+
+struct SpecRow {
+    const char* name;
+    std::optional<std::string> text; ///< of the definition file; none: there is no such file
+    bool result;
+    std::string error;
+    std::string document;               ///< "null": the document is reset
+    std::optional<std::string> decoder; ///< below the definition's directory, with the "/" before it
+
+    friend void PrintTo(const SpecRow& row, std::ostream* out) { *out << row.name; }
+};
+
+SpecRow good(const char* name, const std::string& text, const std::string& document,
+             const std::optional<std::string>& decoder = std::nullopt) {
+    return {name, text, true, "", document, decoder};
+}
+
+SpecRow good(const char* name, const std::string& text) {
+    return good(name, text, text);
+}
+
+SpecRow refused(const char* name, const std::optional<std::string>& text, const std::string& error) {
+    return {name, text, false, error, "null", std::nullopt};
+}
+
+SpecRow sectionMissing(const char* name, const std::string& text,
+                       const std::optional<std::string>& decoder = std::nullopt) {
+    return {name, text, false, NO_SECTION, text, decoder};
+}
+
+std::string withDecoder(const std::string& jsonValue) {
+    return R"({"decoder":)" + jsonValue + R"(,"properties":{}})";
+}
+
+SpecRow goodDecoder(const char* name, const std::string& jsonString, const std::string& decoder) {
+    return good(name, withDecoder(jsonString), withDecoder(jsonString), decoder);
+}
+
+SpecRow noDecoder(const char* name, const std::string& jsonValue) {
+    return good(name, withDecoder(jsonValue), withDecoder(jsonValue));
+}
+
+SpecRow refusedDecoder(const char* name, const std::string& jsonString, const std::string& error) {
+    return refused(name, withDecoder(jsonString), error);
+}
+
+const std::string& nul() {
+    static const std::string text(1, '\0');
+    return text;
+}
+
+std::string nestedObjects(int depth) {
+    std::string text = R"({"properties":{},"x":)";
+    for (int i = 0; i < depth; ++i)
+        text += R"({"x":)";
+    return text + "1" + std::string(static_cast<std::size_t>(depth) + 1, '}');
+}
+
+const std::string PLAIN = R"({"properties":{}})";
+
+const SpecRow SPEC_ROWS[] = {
+    refused("missingFile", std::nullopt, NOT_FOUND),
+    good("emptyProperties", PLAIN),
+    good("otherMembersAreKept", R"({"a":[1,null],"properties":{"t":{"unit":"C"}},"z":{"decoder":"../x"}})"),
+    good("propertiesOfAnyKind", R"({"properties":{"a":5,"b":null,"c":[]}})"),
+
+    refused("emptyFile", "", BAD_SYNTAX),
+    refused("blankFile", " \t\r\n", BAD_SYNTAX),
+    refused("array", "[]", BAD_SYNTAX),
+    refused("arrayOfObjects", "[" + PLAIN + "]", BAD_SYNTAX),
+    refused("number", "5", BAD_SYNTAX),
+    refused("string", "\"properties\"", BAD_SYNTAX),
+    refused("boolean", "true", BAD_SYNTAX),
+    refused("nullRoot", "null", BAD_SYNTAX),
+    refused("noJson", "properties", BAD_SYNTAX),
+    refused("braceMissing", R"({"properties":{})", BAD_SYNTAX),
+    refused("commaMissing", R"({"a":1 "properties":{}})", BAD_SYNTAX),
+    refused("syntaxBeforeDecoder", R"({"decoder":"../x")", BAD_SYNTAX),
+    refused("singleQuotes", "{'properties':{}}", BAD_SYNTAX),
+    refused("bareKey", "{properties:{}}", BAD_SYNTAX),
+    refused("notANumber", R"({"properties":{},"a":NaN})", BAD_SYNTAX),
+    refused("infinity", R"({"properties":{},"a":Infinity})", BAD_SYNTAX),
+    refused("numberOutOfRange", R"({"properties":{},"a":1e999})", BAD_SYNTAX),
+    refused("badEscape", R"({"properties":{},"a":"\x"})", BAD_SYNTAX),
+    refused("loneSurrogate", R"({"properties":{},"a":"\ud800"})", BAD_SYNTAX),
+    refused("hashComment", "# c\n" + PLAIN, BAD_SYNTAX),
+    refused("openComment", "/* " + PLAIN, BAD_SYNTAX),
+    refused("commentOnly", "// c", BAD_SYNTAX),
+    refused("commentBeforeColon", R"({"properties"/* c */:{}})", BAD_SYNTAX),
+    good("commentsAround", "// a\n/* b */" + PLAIN + "// c\n", PLAIN),
+    good("commentsInside", "{\n// a\n\"properties\":/* b */{}/* c */}", PLAIN),
+
+    good("byteOrderMark", "\xef\xbb\xbf" + PLAIN, PLAIN),
+    refused("twoByteOrderMarks", "\xef\xbb\xbf\xef\xbb\xbf" + PLAIN, BAD_SYNTAX),
+    refused("byteOrderMarkOnly", "\xef\xbb\xbf", BAD_SYNTAX),
+    refused("utf16", std::string("\xff\xfe{\0}\0", 6), BAD_SYNTAX),
+    good("textAfterTheValue", PLAIN + " trailing", PLAIN),
+    good("secondValue", PLAIN + "{}", PLAIN),
+    good("oneBraceTooMany", PLAIN + "}", PLAIN),
+    refused("textBeforeTheValue", "x " + PLAIN, BAD_SYNTAX),
+    refused("nulBefore", nul() + PLAIN, BAD_SYNTAX),
+    refused("nulBetweenMembers", R"({"properties":{})" + nul() + "}", BAD_SYNTAX),
+    good("nulAfter", PLAIN + nul(), PLAIN),
+    good("nulAndTextAfter", PLAIN + nul() + "x", PLAIN),
+    good("nulInAString", R"({"a":"x)" + nul() + R"(y","properties":{}})", R"({"a":"x\u0000y","properties":{}})"),
+    good("escapedNul", R"({"a":"x\u0000y","properties":{}})"),
+    {"nulInTheKey", R"({"properties)" + nul() + R"(":{}})", false, NO_SECTION, R"({"properties\u0000":{}})", {}},
+    good("controlCharacterInAString", "{\"a\":\"\t\",\"properties\":{}}", R"({"a":"\t","properties":{}})"),
+    good("trailingComma", R"({"properties":{},})", PLAIN),
+    good("lastOfTwoMembersCounts", R"({"properties":5,"properties":{}})", PLAIN),
+    {"lastOfTwoMembersIsBad", R"({"properties":{},"properties":5})", false, NO_SECTION, R"({"properties":5})", {}},
+    good("lastOfTwoDecodersCounts", R"({"decoder":"../x","decoder":"th1-decoder","properties":{}})",
+         withDecoder("\"th1-decoder\""), "/th1-decoder"),
+
+    goodDecoder("decoderBeside", R"("th1-decoder")", "/th1-decoder"),
+    goodDecoder("decoderInBlanks", R"(" th1-decoder ")", "/th1-decoder"),
+    goodDecoder("decoderWithBlankInside", R"("a b")", "/a b"),
+    goodDecoder("decoderBelow", R"("sub/th1-decoder")", "/sub/th1-decoder"),
+    goodDecoder("decoderFromTheRoot", R"("/th1-decoder")", "//th1-decoder"),
+    goodDecoder("decoderWithDot", R"("./th1-decoder")", "/./th1-decoder"),
+    goodDecoder("decoderIsALink", R"("link")", "/link"),
+    goodDecoder("decoderThroughALink", R"("linkToDirectory/th1-decoder")", "/linkToDirectory/th1-decoder"),
+    goodDecoder("decoderWithBackslash", R"("..\\x")", "/..\\x"),
+    goodDecoder("decoderWithTwoDots", R"("..x")", "/..x"),
+    goodDecoder("decoderIsTheDefinition", R"("th1.json")", "/th1.json"),
+    noDecoder("decoderIsNumber", "5"),
+    noDecoder("decoderIsNull", "null"),
+    noDecoder("decoderIsTrue", "true"),
+    noDecoder("decoderIsObject", R"({"path":"../x"})"),
+    noDecoder("decoderIsArray", R"(["../x"])"),
+    noDecoder("decoderIsEmpty", R"("")"),
+    noDecoder("decoderIsBlank", R"("   ")"),
+    refusedDecoder("decoderClimbs", R"("../outside")", badDecoder("../outside")),
+    refusedDecoder("decoderClimbsInside", R"("sub/../th1-decoder")", badDecoder("sub/../th1-decoder")),
+    refusedDecoder("decoderClimbsInBlanks", R"("  ../x  ")", badDecoder("../x")),
+    refusedDecoder("decoderEndsInClimb", R"("sub/../")", badDecoder("sub/../")),
+    refusedDecoder("decoderHasDotsBeforeSlash", R"("x../y")", badDecoder("x../y")),
+    refusedDecoder("decoderMissing", R"("missing")", NO_DECODER),
+    refusedDecoder("decoderIsDirectory", R"("sub")", NO_DECODER),
+    refusedDecoder("decoderIsParent", R"("..")", NO_DECODER),
+    refusedDecoder("decoderEndsInParent", R"("sub/..")", NO_DECODER),
+    refusedDecoder("decoderIsDot", R"(".")", NO_DECODER),
+    refusedDecoder("decoderIsSlash", R"("/")", NO_DECODER),
+    refusedDecoder("decoderIsLinkToDirectory", R"("linkToDirectory")", NO_DECODER),
+    refusedDecoder("decoderIsDangling", R"("dangling")", NO_DECODER),
+    refusedDecoder("decoderIsFifo", R"("fifo")", NO_DECODER),
+    refusedDecoder("decoderIsSocket", R"("socket")", NO_DECODER),
+    refusedDecoder("decoderWithTrailingSlash", R"("th1-decoder/")", NO_DECODER),
+    refusedDecoder("decoderInOtherCase", R"("TH1-decoder")", NO_DECODER),
+
+    sectionMissing("noProperties", "{}"),
+    sectionMissing("propertiesIsNull", R"({"properties":null})"),
+    sectionMissing("propertiesIsArray", R"({"properties":[]})"),
+    sectionMissing("propertiesIsString", R"({"properties":"{}"})"),
+    sectionMissing("propertiesIsNumber", R"({"properties":1})"),
+    sectionMissing("propertiesInOtherCase", R"({"Properties":{}})"),
+    sectionMissing("propertiesIsArrayWithDecoder", R"({"decoder":"th1-decoder","properties":[]})", "/th1-decoder"),
+    sectionMissing("noPropertiesWithDecoder", R"({"decoder":"link"})", "/link"),
+    refused("badDecoderBeforeNoProperties", R"({"decoder":"../x"})", badDecoder("../x")),
+    refused("missingDecoderBeforeNoProperties", R"({"decoder":"missing"})", NO_DECODER),
+    good("nestedToTheLimit", nestedObjects(998), nestedObjects(998)),
+};
+
+class StorageSpec : public SupportTest, public ::testing::WithParamInterface<SpecRow> {
+protected:
+    StorageSpec() {
+        makeDecoders(dir.path());
+        if (GetParam().text)
+            writeFile(dir / NAME + ".json", *GetParam().text);
+        before = snapshot(dir.path());
+    }
+
+    void TearDown() override {
+        EXPECT_EQ(snapshot(dir.path()), before) << "reading changes nothing";
+        EXPECT_THAT(FakeSupport::inst().asked, IsEmpty());
+        EXPECT_THAT(FakeSupport::inst().logs, IsEmpty());
+        EXPECT_THAT(FakeSupport::inst().commands, IsEmpty());
+        SupportTest::TearDown();
+    }
+
+    std::string decoderPath() const {
+        return GetParam().decoder ? dir / "lora/demo" + *GetParam().decoder : std::string();
+    }
+
+    TempDir dir;
+    std::map<std::string, std::string> before;
+};
+INSTANTIATE_TEST_SUITE_P(Rows, StorageSpec, ::testing::ValuesIn(SPEC_ROWS), rowName);
+
+TEST_P(StorageSpec, resultTextAndSpec) {
+    DefinitionSpec spec(Json::Value("before"), "before");
+    std::string error = "before";
+    EXPECT_EQ(DefinitionsStorage{dir.path()}.getSpec(NAME, &spec, &error), GetParam().result);
+    if (!GetParam().result) {
+        EXPECT_EQ(error, GetParam().error);
+    }
+    EXPECT_EQ(toText(spec.json), GetParam().document);
+    EXPECT_EQ(spec.decoderPath, decoderPath());
+}
+
+TEST_P(StorageSpec, withoutSpec) {
+    std::string error = "before";
+    EXPECT_EQ(DefinitionsStorage{dir.path()}.getSpec(NAME, nullptr, &error), GetParam().result);
+    if (!GetParam().result) {
+        EXPECT_EQ(error, GetParam().error);
+    }
+}
+
+TEST_P(StorageSpec, withoutError) {
+    DefinitionSpec spec(Json::Value("before"), "before");
+    EXPECT_EQ(DefinitionsStorage{dir.path()}.getSpec(NAME, &spec, nullptr), GetParam().result);
+    EXPECT_EQ(toText(spec.json), GetParam().document);
+    EXPECT_EQ(spec.decoderPath, decoderPath());
+    EXPECT_EQ(DefinitionsStorage{dir.path()}.getSpec(NAME, nullptr, nullptr), GetParam().result);
+}
+
+class StorageLookup : public SupportTest {
+protected:
+    bool get(const std::string& name, const std::string& storage) {
+        spec = DefinitionSpec(Json::Value("before"), "before");
+        error = "before";
+        return DefinitionsStorage{storage}.getSpec(name, &spec, &error);
+    }
+    bool get(const std::string& name) { return get(name, dir.path()); }
+    bool isReset() const { return spec.json.isNull() && spec.decoderPath.empty(); }
+
+    TempDir dir;
+    DefinitionSpec spec;
+    std::string error;
+};
+
+TEST_F(StorageLookup, missingStorageIsNotFound) {
+    EXPECT_FALSE(get(NAME, dir / "missing"));
+    EXPECT_EQ(error, NOT_FOUND);
+    EXPECT_TRUE(isReset());
+}
+
+TEST_F(StorageLookup, emptyStorageDirectoryIsNotFoundWithoutLooking) {
+    StorageBuilder(dir.path()).definition(NAME, R"({"properties":{}})");
+    const std::string fromRoot = (dir / NAME).substr(1);
+    EXPECT_FALSE(get(fromRoot, ""));
+    EXPECT_EQ(error, "Sensor definition [" + fromRoot + "] not found.");
+    EXPECT_TRUE(isReset());
+    EXPECT_TRUE(get(fromRoot, "/"));
+}
+
+TEST_F(StorageLookup, fileThatMayNotBeReadIsNotFound) {
+    StorageBuilder(dir.path()).definition(NAME, R"({"properties":{}})");
+    EXPECT_TRUE(runUnprivileged(dir.path(), [&] {
+        chmod((dir / NAME + ".json").c_str(), 0);
+        return !get(NAME) && error == NOT_FOUND && isReset();
+    }));
+}
+
+TEST_F(StorageLookup, directoryInPlaceOfTheFileIsBadSyntax) {
+    makeDir(dir / NAME + ".json");
+    EXPECT_FALSE(get(NAME));
+    EXPECT_EQ(error, BAD_SYNTAX);
+    EXPECT_TRUE(isReset());
+}
+
+TEST_F(StorageLookup, danglingLinkIsNotFound) {
+    makeLink("nowhere", dir / NAME + ".json");
+    EXPECT_FALSE(get(NAME));
+    EXPECT_EQ(error, NOT_FOUND);
+}
+
+TEST_F(StorageLookup, linkIsReadThoughNotListed) {
+    StorageBuilder(dir.path()).definition("lora/real/th1", R"({"decoder":"d","properties":{}})");
+    StorageBuilder(dir.path()).decoder("lora/demo/th1", "d");
+    makeLink("../real/th1.json", dir / NAME + ".json");
+    EXPECT_TRUE(get(NAME));
+    EXPECT_EQ(spec.decoderPath, dir / "lora/demo/d") << "beside the link, not beside its target";
+}
+
+TEST_F(StorageLookup, throwingReaderLeavesTheSpecReset) {
+    StorageBuilder(dir.path()).definition(NAME, nestedObjects(999));
+    EXPECT_THROW(get(NAME), Json::Exception);
+    EXPECT_TRUE(isReset());
+    EXPECT_EQ(error, "before");
+    EXPECT_THROW(DefinitionsStorage{dir.path()}.getSpec(NAME, nullptr, nullptr), Json::Exception);
+    StorageBuilder(dir.path()).definition(NAME, R"({"properties":{}})");
+    EXPECT_TRUE(get(NAME));
+}
+
+struct DecimalComma : std::numpunct<char> {
+    char do_decimal_point() const override { return ','; }
+};
+
+TEST_F(StorageLookup, fractionsAreReadByTheGlobalLocale) {
+    StorageBuilder(dir.path()).definition(NAME, R"({"properties":{},"fraction":2.5,"whole":3})");
+    const std::locale previous = std::locale::global(std::locale(std::locale::classic(), new DecimalComma));
+    const bool read = get(NAME);
+    std::locale::global(previous);
+    EXPECT_TRUE(read);
+    EXPECT_EQ(spec.json["fraction"], 2.0);
+    EXPECT_EQ(spec.json["whole"], 3);
+    EXPECT_TRUE(get(NAME));
+    EXPECT_EQ(spec.json["fraction"], 2.5);
+}
+
+TEST_F(StorageLookup, nestingBehindTheValueDoesNotMatter) {
+    StorageBuilder(dir.path()).definition(NAME, R"({"properties":{}})" + std::string(2000, '['));
+    EXPECT_TRUE(get(NAME));
+}
+
+TEST_F(StorageLookup, largeFileIsReadWhole) {
+    const std::string value(3 << 20, 'x');
+    StorageBuilder(dir.path()).definition(NAME, R"({"a":")" + value + R"(","properties":{}})");
+    EXPECT_TRUE(get(NAME));
+    EXPECT_EQ(spec.json["a"].asString(), value);
+}
+
+TEST_F(StorageLookup, everyCallReadsAgain) {
+    StorageBuilder storage(dir.path());
+    storage.definition(NAME, R"({"properties":{"a":1}})");
+    EXPECT_TRUE(get(NAME));
+    storage.definition(NAME, R"({"properties":{"a":2}})");
+    EXPECT_TRUE(get(NAME));
+    EXPECT_EQ(toText(spec.json), R"({"properties":{"a":2}})");
+    removeTree(dir / NAME + ".json");
+    EXPECT_FALSE(get(NAME));
+    EXPECT_EQ(error, NOT_FOUND);
+}
+
+struct PathRow {
+    const char* name;
+    const char* storage;    ///< appended to the temporary directory
+    const char* definition; ///< the name looked up
+    const char* file;       ///< below the temporary directory, without ".json"
+    const char* decoder;    ///< appended to the temporary directory: the path handed out
+
+    friend void PrintTo(const PathRow& row, std::ostream* out) { *out << row.name; }
+};
+
+const PathRow PATH_ROWS[] = {
+    {"plain", "/s", "lora/demo/th1", "s/lora/demo/th1", "/s/lora/demo/dec"},
+    {"oneLevel", "/s", "lora/th1", "s/lora/th1", "/s/lora/dec"},
+    {"topLevel", "/s", "th1", "s/th1", "/s/dec"},
+    {"threeLevels", "/s", "lora/demo/x/th1", "s/lora/demo/x/th1", "/s/lora/demo/x/dec"},
+    {"emptyName", "/s", "", "s/", "/s/dec"},
+    {"emptyStem", "/s", "lora/demo/", "s/lora/demo/", "/s/lora/demo/dec"},
+    {"hidden", "/s", ".a/.b/.c", "s/.a/.b/.c", "/s/.a/.b/dec"},
+    {"climbing", "/s", "../other/th1", "other/th1", "/s/../other/dec"},
+    {"climbingAndReturning", "/s", "lora/../lora/demo/th1", "s/lora/demo/th1", "/s/lora/../lora/demo/dec"},
+    {"doubledSlash", "/s", "lora//demo/th1", "s/lora/demo/th1", "/s/lora//demo/dec"},
+    {"leadingSlash", "/s", "/lora/demo/th1", "s/lora/demo/th1", "/s//lora/demo/dec"},
+    {"trailingSlashOfStorage", "/s/", "lora/demo/th1", "s/lora/demo/th1", "/s//lora/demo/dec"},
+    {"storageWithDots", "/s/../s", "lora/demo/th1", "s/lora/demo/th1", "/s/../s/lora/demo/dec"},
+    {"suffixInTheName", "/s", "lora/demo/th1.json", "s/lora/demo/th1.json", "/s/lora/demo/dec"},
+    {"formatCharacters", "/s", "lora/%s/%n%d", "s/lora/%s/%n%d", "/s/lora/%s/dec"},
+};
+
+class StoragePaths : public StorageLookup, public ::testing::WithParamInterface<PathRow> {};
+INSTANTIATE_TEST_SUITE_P(Rows, StoragePaths, ::testing::ValuesIn(PATH_ROWS), rowName);
+
+TEST_P(StoragePaths, nameIsUsedAsGiven) {
+    makeDir(dir / "s/lora");
+    const std::string file = GetParam().file;
+    writeFile(dir / file + ".json", R"({"decoder":" dec ","properties":{}})");
+    writeFile(dir / file.substr(0, file.rfind('/')) + "/dec", "");
+    EXPECT_TRUE(get(GetParam().definition, dir.path() + GetParam().storage));
+    EXPECT_EQ(spec.decoderPath, dir.path() + GetParam().decoder);
+}
+
+TEST_P(StoragePaths, missingFileIsNotFound) {
+    EXPECT_FALSE(get(GetParam().definition, dir.path() + GetParam().storage));
+    EXPECT_EQ(error, "Sensor definition [" + std::string(GetParam().definition) + "] not found.");
+    EXPECT_TRUE(isReset());
+}
+
+TEST_F(StorageLookup, backslashEndsTheDecodersDirectory) {
+    makeDir(dir / "lora");
+    writeFile(dir / "lora/demo\\th1.json", R"({"decoder":"dec","properties":{}})");
+    writeFile(dir / "lora/dec", "");
+    EXPECT_FALSE(get("lora/demo\\th1"));
+    EXPECT_EQ(error, "Invalid sensor definition [lora/demo\\th1]: no decoder file found.");
+    writeFile(dir / "lora/demo/dec", "");
+    EXPECT_TRUE(get("lora/demo\\th1"));
+    EXPECT_EQ(spec.decoderPath, dir / "lora/demo/dec");
+}
+
+TEST_F(StorageLookup, errorTextIsCutAt255Bytes) {
+    const std::string name(300, 'x');
+    EXPECT_FALSE(get(name));
+    EXPECT_EQ(error, ("Sensor definition [" + name).substr(0, 255));
+}
+
+TEST_F(StorageLookup, decoderPathIsNeverCut) {
+    const std::string deep = std::string(200, 'a') + "/" + std::string(200, 'b');
+    StorageBuilder(dir.path()).definition(deep + "/th1", withDecoder("\"dec\"")).decoder(deep + "/th1", "dec");
+    EXPECT_TRUE(get(deep + "/th1"));
+    EXPECT_EQ(spec.decoderPath, dir / deep + "/dec");
+}
+
+} // namespace

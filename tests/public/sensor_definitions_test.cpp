@@ -1,0 +1,813 @@
+#include "FakeSupport.h"
+#include "StorageBuilder.h"
+#include "TempDir.h"
+#include "files.h"
+#include "json_text.h"
+#include "log_line.h"
+#include "row_name.h"
+
+#include <scada/Env.h>
+#include <scada/SensorDefinitions.h>
+
+#include <gmock/gmock.h>
+
+#include <cstddef>
+#include <cstdlib>
+#include <stdexcept>
+#include <type_traits>
+
+namespace {
+
+using namespace Kelvra::SCADA;
+using namespace Kelvra::SCADA::Test;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using ::testing::IsEmpty;
+using Info = SensorDefinitions::DefinitionInfo;
+using Registry = SensorDefinitions;
+
+static_assert(STORAGE_DEFAULT == 0 && STORAGE_CUSTOM == 1 && STORAGE_BOTH == 2, "");
+static_assert(std::is_convertible<STORAGE_TYPE, Registry>::value, "");
+static_assert(std::is_same<decltype(&Registry::findNames), void (Registry::*)(std::set<std::string>*)>::value, "");
+static_assert(
+    std::is_same<decltype(&Registry::loadDefinition), bool (Registry::*)(const std::string&, std::string*)>::value, "");
+static_assert(
+    std::is_same<decltype(&Registry::getDefinitionInfo), Info* (Registry::*)(const std::string&, std::string*)>::value,
+    "");
+static_assert(std::is_same<decltype(&Registry::getDefinition),
+                           const Json::Value& (Registry::*)(const std::string&, STORAGE_TYPE*, std::string*)>::value,
+              "");
+static_assert(
+    std::is_same<decltype(&Registry::getMeasurement),
+                 const Json::Value& (Registry::*)(const std::string&, const std::string&, std::string*)>::value,
+    "");
+static_assert(
+    std::is_same<decltype(&Registry::getDecoderPath), bool (Registry::*)(const std::string&, std::string*)>::value, "");
+static_assert(std::is_same<decltype(Registry::JSON_PROPERTIES_SECTION), const std::string>::value, "");
+static_assert(std::is_same<decltype(Info::definition), Json::Value>::value, "");
+static_assert(std::is_same<decltype(Info::decoderPath), std::string>::value, "");
+static_assert(std::is_same<decltype(Info::storage), STORAGE_TYPE>::value, "");
+static_assert(!std::is_polymorphic<Registry>::value, "");
+
+// The layout of the fields that compiled host programs rely on.
+struct InfoLayout {
+    Json::Value definition;
+    std::string decoderPath;
+    STORAGE_TYPE storage;
+};
+static_assert(sizeof(Info) == sizeof(InfoLayout), "");
+static_assert(offsetof(Info, definition) == offsetof(InfoLayout, definition), "");
+static_assert(offsetof(Info, decoderPath) == offsetof(InfoLayout, decoderPath), "");
+static_assert(offsetof(Info, storage) == offsetof(InfoLayout, storage), "");
+struct Layout {
+    STORAGE_TYPE storage;
+    std::unordered_map<std::string, std::unique_ptr<Info>> cache;
+};
+static_assert(sizeof(Registry) == sizeof(Layout), "");
+
+const char* const NAME = "lora/demo/th1";
+const char* const NOT_FOUND = "Sensor definition [lora/demo/th1] not found.";
+const char* const OLD_TEXT = "old text";
+const char* const PLAIN = R"({"properties": {"temperature": {"unit": "C"}}})";
+
+class SensorDefinitionsTest : public SupportTest {
+protected:
+    void SetUp() override {
+        SupportTest::SetUp();
+        conf().setDfnCustomDir(customDir());
+        conf().setDfnDefaultDir(defaultDir());
+    }
+
+    static Conf& conf() { return Env::inst().conf(); }
+    static std::vector<FakeSupport::LogLine>& logs() { return FakeSupport::inst().logs; }
+
+    std::string customDir() const { return root / "custom"; }
+    std::string defaultDir() const { return root / "default"; }
+    void addCustom(const std::string& name, const std::string& text) {
+        StorageBuilder(customDir()).definition(name, text);
+    }
+    void addDefault(const std::string& name, const std::string& text) {
+        StorageBuilder(defaultDir()).definition(name, text);
+    }
+    std::string loadedText(const std::string& name, const char* storage) const {
+        return "[DFN] Loaded [" + name + "] sensor definition from the " + storage + " storage [" +
+               (std::string(storage) == "custom" ? customDir() : defaultDir()) + "]";
+    }
+
+    TempDir root;
+};
+
+void expectNotFound(Registry& registry, const std::string& name) {
+    const std::string text = "Sensor definition [" + name + "] not found.";
+    std::string error = OLD_TEXT;
+    EXPECT_FALSE(registry.loadDefinition(name, &error));
+    EXPECT_EQ(error, text);
+    error = OLD_TEXT;
+    EXPECT_EQ(registry.getDefinitionInfo(name, &error), nullptr);
+    EXPECT_EQ(error, text);
+    error = OLD_TEXT;
+    STORAGE_TYPE origin = STORAGE_BOTH;
+    EXPECT_EQ(&registry.getDefinition(name, &origin, &error), &Json::Value::nullSingleton());
+    EXPECT_EQ(origin, STORAGE_BOTH);
+    EXPECT_EQ(error, text);
+    error = OLD_TEXT;
+    EXPECT_EQ(&registry.getMeasurement(name, "temperature", &error), &Json::Value::nullSingleton());
+    EXPECT_EQ(error, text);
+    std::string path = OLD_TEXT;
+    EXPECT_FALSE(registry.getDecoderPath(name, &path));
+    EXPECT_EQ(path, OLD_TEXT);
+}
+
+void expectNotFoundWithoutTexts(Registry& registry, const std::string& name) {
+    EXPECT_FALSE(registry.loadDefinition(name, nullptr));
+    EXPECT_EQ(registry.getDefinitionInfo(name, nullptr), nullptr);
+    EXPECT_EQ(&registry.getDefinition(name, nullptr, nullptr), &Json::Value::nullSingleton());
+    EXPECT_EQ(&registry.getMeasurement(name, "temperature", nullptr), &Json::Value::nullSingleton());
+    EXPECT_FALSE(registry.getDecoderPath(name, nullptr));
+}
+
+TEST(SensorDefinitions, constant) {
+    EXPECT_EQ(Registry::JSON_PROPERTIES_SECTION, "properties");
+}
+
+TEST(SensorDefinitions, recordStartsEmptyWithItsMembersInOrder) {
+    const Info info;
+    EXPECT_EQ(info.definition.type(), Json::nullValue);
+    EXPECT_EQ(info.decoderPath, "");
+    EXPECT_EQ(info.storage, STORAGE_BOTH);
+    EXPECT_LT(static_cast<const void*>(&info.definition), static_cast<const void*>(&info.decoderPath));
+    EXPECT_LT(static_cast<const void*>(&info.decoderPath), static_cast<const void*>(&info.storage));
+}
+
+// --- which storage answers
+
+struct Choice {
+    const char* name;
+    STORAGE_TYPE searched;
+    const char* custom;  ///< text of the custom file; null: none
+    const char* factory; ///< text of the default file; null: none
+    const char* answer;  ///< "custom", "default", or null: not found
+    const char* reason;  ///< of the warning; null: no warning
+
+    friend void PrintTo(const Choice& row, std::ostream* out) { *out << row.name; }
+};
+
+const char* const SYNTAX = "[DFN] Invalid syntax of the sensor definition [lora/demo/th1].";
+const char* const NO_SECTION =
+    "[DFN] Invalid syntax of the sensor definition [lora/demo/th1]: no [properties] section defined.";
+const char* const BAD_DECODER = "[DFN] Invalid sensor definition [lora/demo/th1]: bad decoder path [../x].";
+const char* const NO_DECODER = "[DFN] Invalid sensor definition [lora/demo/th1]: no decoder file found.";
+
+const Choice CHOICES[] = {
+    {"bothInBoth", STORAGE_BOTH, PLAIN, PLAIN, "custom", nullptr},
+    {"bothInDefault", STORAGE_DEFAULT, PLAIN, PLAIN, "default", nullptr},
+    {"bothInCustom", STORAGE_CUSTOM, PLAIN, PLAIN, "custom", nullptr},
+    {"defaultInBoth", STORAGE_BOTH, nullptr, PLAIN, "default", nullptr},
+    {"defaultInDefault", STORAGE_DEFAULT, nullptr, PLAIN, "default", nullptr},
+    {"defaultInCustom", STORAGE_CUSTOM, nullptr, PLAIN, nullptr, nullptr},
+    {"customInBoth", STORAGE_BOTH, PLAIN, nullptr, "custom", nullptr},
+    {"customInDefault", STORAGE_DEFAULT, PLAIN, nullptr, nullptr, nullptr},
+    {"customInCustom", STORAGE_CUSTOM, PLAIN, nullptr, "custom", nullptr},
+    {"nowhereInBoth", STORAGE_BOTH, nullptr, nullptr, nullptr, nullptr},
+    {"nowhereInDefault", STORAGE_DEFAULT, nullptr, nullptr, nullptr, nullptr},
+    {"nowhereInCustom", STORAGE_CUSTOM, nullptr, nullptr, nullptr, nullptr},
+    {"customEmptyFile", STORAGE_BOTH, "", PLAIN, nullptr, SYNTAX},
+    {"customMalformed", STORAGE_BOTH, "{", PLAIN, nullptr, SYNTAX},
+    {"customRootIsArray", STORAGE_BOTH, "[]", PLAIN, nullptr, SYNTAX},
+    {"customWithoutProperties", STORAGE_BOTH, "{}", PLAIN, nullptr, NO_SECTION},
+    {"customWithBadDecoder", STORAGE_BOTH, R"({"properties": {}, "decoder": " ../x "})", PLAIN, nullptr, BAD_DECODER},
+    {"customWithoutItsDecoder", STORAGE_BOTH, R"({"properties": {}, "decoder": "x"})", PLAIN, nullptr, NO_DECODER},
+    {"customMalformedInCustom", STORAGE_CUSTOM, "{", PLAIN, nullptr, SYNTAX},
+    {"customMalformedInDefault", STORAGE_DEFAULT, "{", PLAIN, "default", nullptr},
+    {"defaultMalformedInBoth", STORAGE_BOTH, nullptr, "{", nullptr, SYNTAX},
+    {"defaultMalformedInDefault", STORAGE_DEFAULT, nullptr, "{", nullptr, SYNTAX},
+    {"defaultMalformedBehindCustom", STORAGE_BOTH, PLAIN, "{", "custom", nullptr},
+};
+
+class SensorDefinitionsChoice : public SensorDefinitionsTest, public ::testing::WithParamInterface<Choice> {
+protected:
+    void SetUp() override {
+        SensorDefinitionsTest::SetUp();
+        if (GetParam().custom != nullptr)
+            addCustom(NAME, GetParam().custom);
+        if (GetParam().factory != nullptr)
+            addDefault(NAME, GetParam().factory);
+    }
+
+    std::vector<FakeSupport::LogLine> loadLines() const {
+        if (GetParam().answer != nullptr)
+            return {traceLine(loadedText(NAME, GetParam().answer))};
+        if (GetParam().reason != nullptr)
+            return {warningLine(GetParam().reason)};
+        return {};
+    }
+    STORAGE_TYPE answeringStorage() const {
+        return GetParam().answer == std::string("custom") ? STORAGE_CUSTOM : STORAGE_DEFAULT;
+    }
+};
+INSTANTIATE_TEST_SUITE_P(Rows, SensorDefinitionsChoice, ::testing::ValuesIn(CHOICES), rowName);
+
+TEST_P(SensorDefinitionsChoice, loadDefinition) {
+    Registry registry(GetParam().searched);
+    std::string error = OLD_TEXT;
+    EXPECT_EQ(registry.loadDefinition(NAME, &error), GetParam().answer != nullptr);
+    EXPECT_EQ(error, GetParam().answer != nullptr ? OLD_TEXT : NOT_FOUND);
+    EXPECT_THAT(logs(), ElementsAreArray(loadLines()));
+}
+
+TEST_P(SensorDefinitionsChoice, getDefinitionInfo) {
+    Registry registry(GetParam().searched);
+    std::string error = OLD_TEXT;
+    const Info* info = registry.getDefinitionInfo(NAME, &error);
+    EXPECT_EQ(info != nullptr, GetParam().answer != nullptr);
+    EXPECT_EQ(error, GetParam().answer != nullptr ? OLD_TEXT : NOT_FOUND);
+    EXPECT_THAT(logs(), ElementsAreArray(loadLines()));
+    if (info != nullptr) {
+        EXPECT_EQ(info->definition, parsed(PLAIN));
+        EXPECT_EQ(info->decoderPath, "");
+        EXPECT_EQ(info->storage, answeringStorage());
+    }
+}
+
+TEST_P(SensorDefinitionsChoice, getDefinition) {
+    Registry registry(GetParam().searched);
+    std::string error = OLD_TEXT;
+    STORAGE_TYPE origin = STORAGE_BOTH;
+    const Json::Value& definition = registry.getDefinition(NAME, &origin, &error);
+    EXPECT_EQ(&definition == &Json::Value::nullSingleton(), GetParam().answer == nullptr);
+    EXPECT_EQ(definition, GetParam().answer != nullptr ? parsed(PLAIN) : Json::Value());
+    EXPECT_EQ(origin, GetParam().answer != nullptr ? answeringStorage() : STORAGE_BOTH);
+    EXPECT_EQ(error, GetParam().answer != nullptr ? OLD_TEXT : NOT_FOUND);
+    EXPECT_THAT(logs(), ElementsAreArray(loadLines()));
+}
+
+TEST_P(SensorDefinitionsChoice, getMeasurement) {
+    Registry registry(GetParam().searched);
+    std::string error = OLD_TEXT;
+    const Json::Value& property = registry.getMeasurement(NAME, "temperature", &error);
+    std::vector<FakeSupport::LogLine> lines = loadLines();
+    if (GetParam().answer == nullptr)
+        lines.push_back(warningLine("[DFN] Sensor definition [lora/demo/th1] not found."));
+    EXPECT_EQ(&property == &Json::Value::nullSingleton(), GetParam().answer == nullptr);
+    EXPECT_EQ(property, GetParam().answer != nullptr ? parsed(R"({"unit": "C"})") : Json::Value());
+    EXPECT_EQ(error, GetParam().answer != nullptr ? OLD_TEXT : NOT_FOUND);
+    EXPECT_THAT(logs(), ElementsAreArray(lines));
+}
+
+TEST_P(SensorDefinitionsChoice, errorTextIsOptional) {
+    Registry registry(GetParam().searched);
+    if (GetParam().answer == nullptr)
+        expectNotFoundWithoutTexts(registry, NAME);
+    else
+        EXPECT_EQ(registry.getMeasurement(NAME, "temperature", nullptr), parsed(R"({"unit": "C"})"));
+}
+
+// --- names
+
+struct Listing {
+    const char* name;
+    STORAGE_TYPE searched;
+    std::set<std::string> names;
+
+    friend void PrintTo(const Listing& row, std::ostream* out) { *out << row.name; }
+};
+
+class SensorDefinitionsListing : public SensorDefinitionsTest, public ::testing::WithParamInterface<Listing> {
+protected:
+    void SetUp() override {
+        SensorDefinitionsTest::SetUp();
+        addCustom(NAME, "not even JSON");
+        addCustom("lora/demo/own", PLAIN);
+        addCustom("lora/shallow", PLAIN);
+        addDefault(NAME, PLAIN);
+        addDefault("lora/demo/factory", PLAIN);
+        addDefault("lora/demo/x/deep", PLAIN);
+    }
+};
+INSTANTIATE_TEST_SUITE_P(Rows, SensorDefinitionsListing,
+                         ::testing::Values(Listing{"both", STORAGE_BOTH, {NAME, "lora/demo/own", "lora/demo/factory"}},
+                                           Listing{"onlyDefault", STORAGE_DEFAULT, {NAME, "lora/demo/factory"}},
+                                           Listing{"onlyCustom", STORAGE_CUSTOM, {NAME, "lora/demo/own"}}),
+                         rowName);
+
+TEST_P(SensorDefinitionsListing, findNames) {
+    Registry registry(GetParam().searched);
+    std::set<std::string> names;
+    registry.findNames(&names);
+    EXPECT_EQ(names, GetParam().names);
+    EXPECT_THAT(logs(), IsEmpty());
+}
+
+TEST_P(SensorDefinitionsListing, findNamesKeepsWhatIsThere) {
+    Registry registry(GetParam().searched);
+    std::set<std::string> names{"already there"};
+    registry.findNames(&names);
+    std::set<std::string> expected = GetParam().names;
+    expected.insert("already there");
+    EXPECT_EQ(names, expected);
+}
+
+TEST_P(SensorDefinitionsListing, findNamesWithoutSetDoesNothing) {
+    Registry registry(GetParam().searched);
+    registry.findNames(nullptr);
+    EXPECT_THAT(logs(), IsEmpty());
+}
+
+TEST_P(SensorDefinitionsListing, findNamesReadsTheConfigurationNow) {
+    Registry registry(GetParam().searched);
+    conf().setDfnCustomDir(root / "nothing here");
+    conf().setDfnDefaultDir(root / "nor here");
+    std::set<std::string> names;
+    registry.findNames(&names);
+    EXPECT_THAT(names, IsEmpty());
+}
+
+TEST_F(SensorDefinitionsTest, findNamesNeitherReadsNorFillsTheCache) {
+    addDefault(NAME, PLAIN);
+    Registry registry(STORAGE_BOTH);
+    ASSERT_TRUE(registry.loadDefinition(NAME, nullptr));
+    removeTree(defaultDir());
+    addDefault("lora/demo/later", PLAIN);
+    std::set<std::string> names;
+    registry.findNames(&names);
+    EXPECT_THAT(names, ElementsAre("lora/demo/later"));
+    removeTree(defaultDir());
+    expectNotFound(registry, "lora/demo/later");
+}
+
+// Two levels below the root directory, wherever the tests' temporary directory is.
+class TopDirectory {
+public:
+    TopDirectory() {
+        if (mkdtemp(path) == nullptr)
+            throw std::runtime_error("cannot make a directory in /tmp");
+    }
+    TopDirectory(const TopDirectory&) = delete;
+    TopDirectory& operator=(const TopDirectory&) = delete;
+    ~TopDirectory() { removeTree(path); }
+
+    char path[sizeof "/tmp/scada-sensors-XXXXXX"] = "/tmp/scada-sensors-XXXXXX";
+};
+
+TEST_F(SensorDefinitionsTest, emptyDirectoryIsSkippedByLoadsButListedFromTheRoot) {
+    const TopDirectory top;
+    writeFile(top.path + std::string("/stem.json"), PLAIN);
+    const std::string name = top.path + 1 + std::string("/stem");
+    conf().setDfnCustomDir("");
+    conf().setDfnDefaultDir("");
+    for (const STORAGE_TYPE searched : {STORAGE_DEFAULT, STORAGE_CUSTOM, STORAGE_BOTH}) {
+        Registry registry(searched);
+        std::set<std::string> names;
+        registry.findNames(&names);
+        EXPECT_THAT(names, Contains(name));
+        expectNotFound(registry, name);
+    }
+}
+
+TEST_F(SensorDefinitionsTest, emptyCustomDirectoryLeavesTheDefaultOne) {
+    addDefault(NAME, PLAIN);
+    conf().setDfnCustomDir("");
+    Registry registry(STORAGE_BOTH);
+    STORAGE_TYPE origin = STORAGE_BOTH;
+    EXPECT_EQ(registry.getDefinition(NAME, &origin, nullptr), parsed(PLAIN));
+    EXPECT_EQ(origin, STORAGE_DEFAULT);
+}
+
+TEST_F(SensorDefinitionsTest, emptyDefaultDirectoryLeavesTheCustomOne) {
+    addCustom(NAME, PLAIN);
+    conf().setDfnDefaultDir("");
+    Registry registry(STORAGE_BOTH);
+    STORAGE_TYPE origin = STORAGE_BOTH;
+    EXPECT_EQ(registry.getDefinition(NAME, &origin, nullptr), parsed(PLAIN));
+    EXPECT_EQ(origin, STORAGE_CUSTOM);
+    expectNotFound(registry, "lora/demo/th2");
+}
+
+// A fourth value can be represented: it lists like the custom choice and loads like the choice of both.
+TEST_F(SensorDefinitionsTest, valueOutsideTheEnumeration) {
+    addCustom("lora/demo/own", PLAIN);
+    addDefault(NAME, PLAIN);
+    Registry registry(static_cast<STORAGE_TYPE>(3));
+    std::set<std::string> names;
+    registry.findNames(&names);
+    EXPECT_THAT(names, ElementsAre("lora/demo/own"));
+    EXPECT_TRUE(registry.loadDefinition(NAME, nullptr));
+    EXPECT_TRUE(registry.loadDefinition("lora/demo/own", nullptr));
+}
+
+struct Unlisted {
+    const char* name;
+    const char* asked;
+
+    friend void PrintTo(const Unlisted& row, std::ostream* out) { *out << row.asked; }
+};
+
+// Each of these names leads to a readable file, but none of them is listed.
+const Unlisted UNLISTED[] = {
+    {"oneLevel", "lora/shallow"},
+    {"threeLevels", "lora/demo/x/deep"},
+    {"noLevel", "top"},
+    {"empty", ""},
+    {"leadingSlash", "/lora/demo/th1"},
+    {"doubledSlash", "lora//demo/th1"},
+    {"emptyFirstComponent", "/lora/shallow"},
+    {"emptySecondComponent", "lora//shallow"},
+    {"dotComponent", "lora/./shallow"},
+    {"dotInFront", "./lora/shallow"},
+    {"dotsBack", "lora/demo/../demo/th1"},
+    {"dotsOut", "lora/../top"},
+    {"linkToFile", "lora/demo/filelink"},
+    {"linkToDirectory", "lora/dirlink/th1"},
+    {"linkToSource", "sourcelink/demo/th1"},
+    {"directory", "lora/demo/folder"},
+    {"fifo", "lora/demo/fifo"},
+    {"otherCase", "lora/demo/TH1"},
+    {"suffixGiven", "lora/demo/th1.json"},
+};
+
+class SensorDefinitionsUnlisted : public SensorDefinitionsTest, public ::testing::WithParamInterface<Unlisted> {};
+INSTANTIATE_TEST_SUITE_P(Rows, SensorDefinitionsUnlisted, ::testing::ValuesIn(UNLISTED), rowName);
+
+TEST_P(SensorDefinitionsUnlisted, isNotFoundSilently) {
+    for (const char* const name : {NAME, "lora/shallow", "lora/demo/x/deep", "top", ""})
+        addCustom(name, PLAIN);
+    makeLink(customDir() + "/lora/demo/th1.json", customDir() + "/lora/demo/filelink.json");
+    makeLink("demo", customDir() + "/lora/dirlink");
+    makeLink("lora", customDir() + "/sourcelink");
+    makeDir(customDir() + "/lora/demo/folder.json");
+    makeFifo(customDir() + "/lora/demo/fifo.json");
+    Registry registry(STORAGE_BOTH);
+    EXPECT_FALSE(registry.loadDefinition(GetParam().asked, nullptr));
+    EXPECT_THAT(logs(), IsEmpty());
+    expectNotFound(registry, GetParam().asked);
+}
+
+TEST_F(SensorDefinitionsTest, nulInTheNameMakesItAnotherOne) {
+    addCustom(NAME, PLAIN);
+    Registry registry(STORAGE_BOTH);
+    const std::string name("lora/demo/th1\0x", 15);
+    std::string error;
+    EXPECT_FALSE(registry.loadDefinition(name, &error));
+    EXPECT_EQ(error, NOT_FOUND);
+}
+
+struct Listed {
+    const char* name;
+    const char* asked;
+
+    friend void PrintTo(const Listed& row, std::ostream* out) { *out << row.asked; }
+};
+
+const Listed LISTED[] = {
+    {"emptyStem", "lora/demo/"}, {"hiddenDirectory", "lora/.old/th1"}, {"hiddenFile", "lora/demo/.th1"},
+    {"blanks", " a / b / c "},   {"backslash", "lora/a\\b/c\\d"},      {"bracketsAndStars", "lora/[a]*/th?1"},
+    {"percent", "lora/%s%n/%d"}, {"threeDots", "lora/.../..."},
+};
+
+class SensorDefinitionsListed : public SensorDefinitionsTest, public ::testing::WithParamInterface<Listed> {};
+INSTANTIATE_TEST_SUITE_P(Rows, SensorDefinitionsListed, ::testing::ValuesIn(LISTED), rowName);
+
+TEST_P(SensorDefinitionsListed, isListedAndLoaded) {
+    addCustom(GetParam().asked, PLAIN);
+    Registry registry(STORAGE_CUSTOM);
+    std::set<std::string> names;
+    registry.findNames(&names);
+    EXPECT_THAT(names, ElementsAre(GetParam().asked));
+    EXPECT_TRUE(registry.loadDefinition(GetParam().asked, nullptr));
+    EXPECT_THAT(logs(), ElementsAre(traceLine(loadedText(GetParam().asked, "custom"))));
+}
+
+// --- where a definition came from
+
+TEST_F(SensorDefinitionsTest, defaultDirectoryEqualToTheCustomOneCountsAsCustom) {
+    addCustom(NAME, PLAIN);
+    conf().setDfnDefaultDir(customDir());
+    Registry registry(STORAGE_DEFAULT);
+    STORAGE_TYPE origin = STORAGE_BOTH;
+    registry.getDefinition(NAME, &origin, nullptr);
+    EXPECT_EQ(origin, STORAGE_CUSTOM);
+    EXPECT_THAT(logs(), ElementsAre(traceLine(loadedText(NAME, "custom"))));
+}
+
+TEST_F(SensorDefinitionsTest, directoriesAreComparedByteForByte) {
+    addCustom(NAME, PLAIN);
+    conf().setDfnDefaultDir(customDir() + "/");
+    Registry registry(STORAGE_DEFAULT);
+    STORAGE_TYPE origin = STORAGE_BOTH;
+    registry.getDefinition(NAME, &origin, nullptr);
+    EXPECT_EQ(origin, STORAGE_DEFAULT);
+    EXPECT_THAT(logs(),
+                ElementsAre(traceLine("[DFN] Loaded [lora/demo/th1] sensor definition from the default storage [" +
+                                      customDir() + "/]")));
+}
+
+TEST_F(SensorDefinitionsTest, originIsOptional) {
+    addCustom(NAME, PLAIN);
+    Registry registry(STORAGE_BOTH);
+    EXPECT_EQ(registry.getDefinition(NAME, nullptr, nullptr), parsed(PLAIN));
+}
+
+// --- the cache
+
+TEST_F(SensorDefinitionsTest, secondAnswerComesFromTheCache) {
+    addCustom(NAME, PLAIN);
+    Registry registry(STORAGE_BOTH);
+    const Info* const info = registry.getDefinitionInfo(NAME, nullptr);
+    const Json::Value* const property = &registry.getMeasurement(NAME, "temperature", nullptr);
+    removeTree(customDir());
+    EXPECT_EQ(registry.getDefinitionInfo(NAME, nullptr), info);
+    EXPECT_EQ(&registry.getDefinition(NAME, nullptr, nullptr), &info->definition);
+    EXPECT_EQ(&registry.getMeasurement(NAME, "temperature", nullptr), property);
+    EXPECT_THAT(logs(), ElementsAre(traceLine(loadedText(NAME, "custom"))));
+}
+
+TEST_F(SensorDefinitionsTest, answersStayWhereTheyAreWhileTheCacheGrows) {
+    Registry registry(STORAGE_BOTH);
+    addCustom(NAME, PLAIN);
+    const Json::Value* const property = &registry.getMeasurement(NAME, "temperature", nullptr);
+    for (int i = 0; i < 100; ++i) {
+        addCustom("lora/demo/n" + std::to_string(i), PLAIN);
+        ASSERT_TRUE(registry.loadDefinition("lora/demo/n" + std::to_string(i), nullptr));
+    }
+    EXPECT_EQ(&registry.getMeasurement(NAME, "temperature", nullptr), property);
+    EXPECT_EQ(*property, parsed(R"({"unit": "C"})"));
+}
+
+TEST_F(SensorDefinitionsTest, loadingAgainKeepsTheFirstRecord) {
+    addCustom(NAME, PLAIN);
+    Registry registry(STORAGE_BOTH);
+    const Info* const info = registry.getDefinitionInfo(NAME, nullptr);
+    addCustom(NAME, R"({"properties": {}})");
+    EXPECT_TRUE(registry.loadDefinition(NAME, nullptr));
+    EXPECT_EQ(registry.getDefinitionInfo(NAME, nullptr), info);
+    EXPECT_EQ(info->definition, parsed(PLAIN));
+    EXPECT_THAT(logs(), ElementsAre(traceLine(loadedText(NAME, "custom")), traceLine(loadedText(NAME, "custom"))));
+}
+
+TEST_F(SensorDefinitionsTest, failedReloadKeepsTheRecord) {
+    addCustom(NAME, PLAIN);
+    Registry registry(STORAGE_BOTH);
+    const Info* const info = registry.getDefinitionInfo(NAME, nullptr);
+    addCustom(NAME, "{");
+    std::string error;
+    EXPECT_FALSE(registry.loadDefinition(NAME, &error));
+    EXPECT_EQ(error, NOT_FOUND);
+    EXPECT_EQ(registry.getDefinitionInfo(NAME, nullptr), info);
+}
+
+TEST_F(SensorDefinitionsTest, failureIsNotCached) {
+    Registry registry(STORAGE_BOTH);
+    expectNotFound(registry, NAME);
+    addDefault(NAME, "{");
+    expectNotFound(registry, NAME);
+    addDefault(NAME, PLAIN);
+    EXPECT_EQ(registry.getDefinition(NAME, nullptr, nullptr), parsed(PLAIN));
+}
+
+TEST_F(SensorDefinitionsTest, changedDirectoriesCountForLaterLoadsOnly) {
+    addCustom(NAME, PLAIN);
+    StorageBuilder(root / "other").definition(NAME, "{}").definition("lora/demo/th2", PLAIN);
+    Registry registry(STORAGE_BOTH);
+    ASSERT_TRUE(registry.loadDefinition(NAME, nullptr));
+    conf().setDfnCustomDir(root / "other");
+    EXPECT_EQ(registry.getDefinition(NAME, nullptr, nullptr), parsed(PLAIN));
+    EXPECT_EQ(registry.getDefinition("lora/demo/th2", nullptr, nullptr), parsed(PLAIN));
+}
+
+TEST_F(SensorDefinitionsTest, registriesHaveTheirOwnCaches) {
+    addCustom(NAME, PLAIN);
+    Registry first(STORAGE_BOTH);
+    ASSERT_TRUE(first.loadDefinition(NAME, nullptr));
+    removeTree(customDir());
+    Registry second(STORAGE_BOTH);
+    expectNotFound(second, NAME);
+    EXPECT_NE(first.getDefinitionInfo(NAME, nullptr), nullptr);
+}
+
+// --- properties
+
+struct Property {
+    const char* name;
+    std::string asked;
+    const char* expected; ///< null: counts as absent
+    const char* error;
+
+    friend void PrintTo(const Property& row, std::ostream* out) { *out << row.name; }
+};
+
+const char* const MANY = R"({"decoder": null, "temperature": {"at": "root"}, "properties": {
+    "object": {"unit": "C"}, "empty": {}, "nested": {"deeper": {}}, "": {"name": "no name"}, "a.b": {"dotted": true},
+    "a\u0000b": {"nul": true}, "string": "float", "number": 7, "array": [{}], "true": true, "null": null}})";
+
+class SensorDefinitionsProperty : public SensorDefinitionsTest, public ::testing::WithParamInterface<Property> {};
+INSTANTIATE_TEST_SUITE_P(
+    Rows, SensorDefinitionsProperty,
+    ::testing::Values(
+        Property{"object", "object", R"({"unit": "C"})", OLD_TEXT}, Property{"emptyObject", "empty", "{}", OLD_TEXT},
+        Property{"emptyName", "", R"({"name": "no name"})", OLD_TEXT},
+        Property{"dot", "a.b", R"({"dotted": true})", OLD_TEXT},
+        Property{"nul", std::string("a\0b", 3), R"({"nul": true})", OLD_TEXT},
+        Property{"upToTheNul", "a", nullptr, "Sensor definition [lora/demo/th1] does not contain [a] property."},
+        Property{"missing", "humidity", nullptr,
+                 "Sensor definition [lora/demo/th1] does not contain [humidity] property."},
+        Property{"otherCase", "Object", nullptr,
+                 "Sensor definition [lora/demo/th1] does not contain [Object] property."},
+        Property{"string", "string", nullptr, "Sensor definition [lora/demo/th1] does not contain [string] property."},
+        Property{"number", "number", nullptr, "Sensor definition [lora/demo/th1] does not contain [number] property."},
+        Property{"array", "array", nullptr, "Sensor definition [lora/demo/th1] does not contain [array] property."},
+        Property{"boolean", "true", nullptr, "Sensor definition [lora/demo/th1] does not contain [true] property."},
+        Property{"null", "null", nullptr, "Sensor definition [lora/demo/th1] does not contain [null] property."},
+        Property{"insideAnother", "deeper", nullptr,
+                 "Sensor definition [lora/demo/th1] does not contain [deeper] property."},
+        Property{"memberOfTheRoot", "temperature", nullptr,
+                 "Sensor definition [lora/demo/th1] does not contain [temperature] property."},
+        Property{"formatCharacters", "%s%n", nullptr,
+                 "Sensor definition [lora/demo/th1] does not contain [%s%n] property."}),
+    rowName);
+
+TEST_P(SensorDefinitionsProperty, getMeasurement) {
+    addCustom(NAME, MANY);
+    Registry registry(STORAGE_BOTH);
+    const Json::Value& definition = registry.getDefinition(NAME, nullptr, nullptr);
+    logs().clear();
+    std::string error = OLD_TEXT;
+    const Json::Value& property = registry.getMeasurement(NAME, GetParam().asked, &error);
+    EXPECT_EQ(error, GetParam().error);
+    if (GetParam().expected != nullptr) {
+        EXPECT_EQ(property, parsed(GetParam().expected));
+        EXPECT_EQ(&property, &definition["properties"][GetParam().asked]);
+        EXPECT_THAT(logs(), IsEmpty());
+    } else {
+        EXPECT_EQ(&property, &Json::Value::nullSingleton());
+        EXPECT_THAT(logs(), ElementsAre(warningLine("[DFN] " + error)));
+    }
+    EXPECT_EQ(definition, parsed(MANY));
+}
+
+TEST_P(SensorDefinitionsProperty, errorTextIsOptional) {
+    addCustom(NAME, MANY);
+    Registry registry(STORAGE_BOTH);
+    const Json::Value& property = registry.getMeasurement(NAME, GetParam().asked, nullptr);
+    EXPECT_EQ(&property == &Json::Value::nullSingleton(), GetParam().expected == nullptr);
+}
+
+// --- decoders
+
+struct Decoder {
+    const char* name;
+    const char* text;
+    const char* path; ///< below the custom storage; null: none
+
+    friend void PrintTo(const Decoder& row, std::ostream* out) { *out << row.name; }
+};
+
+const Decoder DECODERS[] = {
+    {"plain", R"({"properties": {}, "decoder": "th1.js"})", "/lora/demo/th1.js"},
+    {"inBlanks", R"({"properties": {}, "decoder": " th1.js "})", "/lora/demo/th1.js"},
+    {"leadingSlash", R"({"properties": {}, "decoder": "/th1.js"})", "/lora/demo//th1.js"},
+    {"inSubdirectory", R"({"properties": {}, "decoder": "sub/th1.js"})", "/lora/demo/sub/th1.js"},
+    {"link", R"({"properties": {}, "decoder": "link.js"})", "/lora/demo/link.js"},
+    {"none", R"({"properties": {}})", nullptr},
+    {"number", R"({"properties": {}, "decoder": 5})", nullptr},
+    {"null", R"({"properties": {}, "decoder": null})", nullptr},
+    {"blank", R"({"properties": {}, "decoder": "   "})", nullptr},
+    {"missingFile", R"({"properties": {}, "decoder": "nothing.js"})", nullptr},
+    {"directory", R"({"properties": {}, "decoder": "sub"})", nullptr},
+    {"parent", R"({"properties": {}, "decoder": "sub/../th1.js"})", nullptr},
+};
+
+class SensorDefinitionsDecoder : public SensorDefinitionsTest, public ::testing::WithParamInterface<Decoder> {
+protected:
+    void SetUp() override {
+        SensorDefinitionsTest::SetUp();
+        StorageBuilder(customDir())
+            .definition(NAME, GetParam().text)
+            .decoder(NAME, "th1.js")
+            .decoder(NAME, "sub/th1.js");
+        makeLink("th1.js", customDir() + "/lora/demo/link.js");
+    }
+};
+INSTANTIATE_TEST_SUITE_P(Rows, SensorDefinitionsDecoder, ::testing::ValuesIn(DECODERS), rowName);
+
+TEST_P(SensorDefinitionsDecoder, getDecoderPath) {
+    Registry registry(STORAGE_BOTH);
+    std::string path = OLD_TEXT;
+    EXPECT_EQ(registry.getDecoderPath(NAME, &path), GetParam().path != nullptr);
+    EXPECT_EQ(path, GetParam().path != nullptr ? customDir() + GetParam().path : OLD_TEXT);
+}
+
+TEST_P(SensorDefinitionsDecoder, pathIsOptional) {
+    Registry registry(STORAGE_BOTH);
+    EXPECT_EQ(registry.getDecoderPath(NAME, nullptr), GetParam().path != nullptr);
+}
+
+TEST_P(SensorDefinitionsDecoder, recordHasIt) {
+    Registry registry(STORAGE_BOTH);
+    const Info* const info = registry.getDefinitionInfo(NAME, nullptr);
+    if (info != nullptr)
+        EXPECT_EQ(info->decoderPath, GetParam().path != nullptr ? customDir() + GetParam().path : "");
+    else
+        EXPECT_EQ(GetParam().path, nullptr);
+}
+
+TEST_F(SensorDefinitionsTest, decoderOfAnUnknownDefinitionHasNoTextAndNoLog) {
+    Registry registry(STORAGE_BOTH);
+    std::string path = OLD_TEXT;
+    EXPECT_FALSE(registry.getDecoderPath(NAME, &path));
+    EXPECT_EQ(path, OLD_TEXT);
+    EXPECT_THAT(logs(), IsEmpty());
+}
+
+TEST_F(SensorDefinitionsTest, decoderPathOfACachedDefinitionIsNotCheckedAgain) {
+    StorageBuilder(customDir()).definition(NAME, R"({"properties": {}, "decoder": "d"})").decoder(NAME, "d");
+    Registry registry(STORAGE_BOTH);
+    ASSERT_TRUE(registry.loadDefinition(NAME, nullptr));
+    removeTree(customDir());
+    std::string path;
+    EXPECT_TRUE(registry.getDecoderPath(NAME, &path));
+    EXPECT_EQ(path, customDir() + "/lora/demo/d");
+}
+
+// --- texts and logging
+
+// The reason is cut like every error text before it reaches the log. The log line itself is not cut.
+TEST_F(SensorDefinitionsTest, longTextsAreCutAt255Bytes) {
+    const std::string stem(200, 's');
+    const std::string name = "lora/" + std::string(100, 'd') + "/" + stem;
+    addCustom(name, "{");
+    Registry registry(STORAGE_BOTH);
+    std::string error;
+    registry.getMeasurement(name, "p", &error);
+    EXPECT_EQ(error, ("Sensor definition [" + name + "] not found.").substr(0, 255));
+    const std::string reason = "Invalid syntax of the sensor definition [" + name + "].";
+    EXPECT_THAT(logs(), ElementsAre(warningLine("[DFN] " + reason.substr(0, 255)),
+                                    warningLine("[DFN] Sensor definition [" + name + "] not found.")));
+}
+
+TEST_F(SensorDefinitionsTest, nothingIsPrintedWhenTheLevelIsOff) {
+    addCustom(NAME, PLAIN);
+    addCustom("lora/demo/broken", "{");
+    FakeSupport::inst().allPrintable(false);
+    Registry registry(STORAGE_BOTH);
+    registry.getMeasurement(NAME, "temperature", nullptr);
+    registry.getMeasurement(NAME, "humidity", nullptr);
+    registry.getMeasurement("lora/demo/broken", "temperature", nullptr);
+    namespace PrintLevel = Kelvra::Logger::PrintLevel;
+    EXPECT_THAT(logs(), IsEmpty());
+    EXPECT_THAT(FakeSupport::inst().asked, ElementsAre(PrintLevel::TRACE_LEVEL, PrintLevel::WARNING_LEVEL,
+                                                       PrintLevel::WARNING_LEVEL, PrintLevel::WARNING_LEVEL));
+}
+
+TEST_F(SensorDefinitionsTest, eachLevelHasItsOwnSwitch) {
+    addCustom(NAME, PLAIN);
+    FakeSupport::inst().printable(Kelvra::Logger::PrintLevel::TRACE_LEVEL, false);
+    Registry registry(STORAGE_BOTH);
+    registry.getMeasurement(NAME, "humidity", nullptr);
+    EXPECT_THAT(logs(), ElementsAre(warningLine(
+                            "[DFN] Sensor definition [lora/demo/th1] does not contain [humidity] property.")));
+}
+
+TEST_F(SensorDefinitionsTest, levelIsReadOnceAndTheLabelWhenPrinting) {
+    namespace PrintLevel = Kelvra::Logger::PrintLevel;
+    const int level = PrintLevel::WARNING_LEVEL;
+    FakeSupport::inst().onIsPrintable = [](int) {
+        PrintLevel::WARNING_LEVEL = 77;
+        PrintLevel::WARNING_LABEL = "later label";
+    };
+    Registry registry(STORAGE_BOTH);
+    registry.getMeasurement(NAME, "temperature", nullptr);
+    EXPECT_THAT(logs(), ElementsAre(FakeSupport::LogLine{level, "later label", std::string("[DFN] ") + NOT_FOUND}));
+    EXPECT_THAT(FakeSupport::inst().asked, ElementsAre(level));
+}
+
+TEST_F(SensorDefinitionsTest, runsNoProgram) {
+    addCustom(NAME, PLAIN);
+    Registry registry(STORAGE_BOTH);
+    registry.getMeasurement(NAME, "temperature", nullptr);
+    EXPECT_THAT(FakeSupport::inst().commands, IsEmpty());
+}
+
+// --- exceptions of the JSON library
+
+TEST_F(SensorDefinitionsTest, nestingBeyondTheLimitThrowsAndLeavesTheRegistryUsable) {
+    addCustom("lora/demo/good", PLAIN);
+    addCustom(NAME, R"({"properties": {"p": )" + nestedArrays(1000) + "}}");
+    addDefault(NAME, PLAIN);
+    Registry registry(STORAGE_BOTH);
+    const Info* const good = registry.getDefinitionInfo("lora/demo/good", nullptr);
+    logs().clear();
+    std::string text = OLD_TEXT;
+    EXPECT_THROW(registry.loadDefinition(NAME, &text), Json::Exception);
+    EXPECT_THROW(registry.getDefinitionInfo(NAME, &text), Json::Exception);
+    EXPECT_THROW(registry.getDefinition(NAME, nullptr, &text), Json::Exception);
+    EXPECT_THROW(registry.getMeasurement(NAME, "p", &text), Json::Exception);
+    EXPECT_THROW(registry.getDecoderPath(NAME, &text), Json::Exception);
+    EXPECT_EQ(text, OLD_TEXT);
+    EXPECT_THAT(logs(), IsEmpty());
+    EXPECT_EQ(registry.getDefinitionInfo("lora/demo/good", nullptr), good);
+    addCustom(NAME, R"({"properties": {}})");
+    EXPECT_EQ(registry.getDefinition(NAME, nullptr, nullptr), parsed(R"({"properties": {}})"));
+}
+
+} // namespace

@@ -1,0 +1,239 @@
+#include "json_text.h"
+#include "row_name.h"
+
+#include <scada/SensorMapEntry.h>
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <string>
+#include <type_traits>
+
+namespace {
+
+using Kelvra::SCADA::SensorMapEntry;
+using Kelvra::SCADA::Test::parsed;
+using Kelvra::SCADA::Test::rowName;
+
+static_assert(std::is_same<decltype(&SensorMapEntry::LoadJson),
+                           bool (SensorMapEntry::*)(const Json::Value&, std::string*)>::value,
+              "");
+static_assert(std::is_same<decltype(SensorMapEntry::id), std::string>::value, "");
+static_assert(std::is_same<decltype(SensorMapEntry::sensor), std::string>::value, "");
+static_assert(std::is_same<decltype(SensorMapEntry::src), std::string>::value, "");
+static_assert(std::is_same<decltype(SensorMapEntry::JSON_ATTR_ID), const std::string>::value, "");
+static_assert(std::is_same<decltype(SensorMapEntry::JSON_ATTR_SRC), const std::string>::value, "");
+static_assert(std::is_same<decltype(SensorMapEntry::JSON_ATTR_SENSOR), const std::string>::value, "");
+static_assert(std::is_same<decltype(SensorMapEntry::JSON_ATTR_STATUS), const std::string>::value, "");
+static_assert(std::is_aggregate<SensorMapEntry>::value && !std::is_polymorphic<SensorMapEntry>::value, "");
+static_assert(sizeof(SensorMapEntry) == 3 * sizeof(std::string), "three strings and nothing else");
+static_assert(offsetof(SensorMapEntry, id) == 0 && offsetof(SensorMapEntry, sensor) == sizeof(std::string) &&
+                  offsetof(SensorMapEntry, src) == 2 * sizeof(std::string),
+              "in the order of their names");
+static_assert(std::is_copy_constructible<SensorMapEntry>::value && std::is_copy_assignable<SensorMapEntry>::value, "");
+
+TEST(SensorMapEntry, constants) {
+    EXPECT_EQ(SensorMapEntry::JSON_ATTR_ID, "id");
+    EXPECT_EQ(SensorMapEntry::JSON_ATTR_SRC, "src");
+    EXPECT_EQ(SensorMapEntry::JSON_ATTR_SENSOR, "sensor");
+    EXPECT_EQ(SensorMapEntry::JSON_ATTR_STATUS, "status");
+}
+
+TEST(SensorMapEntry, startsEmptyWithItsMembersInOrder) {
+    const SensorMapEntry entry;
+    EXPECT_EQ(entry.id, "");
+    EXPECT_EQ(entry.sensor, "");
+    EXPECT_EQ(entry.src, "");
+    EXPECT_LT(&entry.id, &entry.sensor);
+    EXPECT_LT(&entry.sensor, &entry.src);
+}
+
+// The members before each element is loaded; they show which ones a fault has left untouched.
+const char* const OLD_ID = "old id";
+const char* const OLD_SENSOR = "old sensor";
+const char* const OLD_SRC = "old src";
+const char* const OLD_ERROR = "old text";
+
+struct Good {
+    const char* name;
+    const char* element;
+    const char* id;
+    const char* src;
+    const char* sensor;
+
+    friend void PrintTo(const Good& row, std::ostream* out) { *out << row.element; }
+};
+
+const Good GOOD[] = {
+    {"plain", R"({"id": "i", "src": "s", "sensor": "d"})", "i", "s", "d"},
+    {"membersInAnotherOrder", R"({"sensor": "d", "src": "s", "id": "i"})", "i", "s", "d"},
+    {"valuesInBlanks", R"({"id": " AbC ", "src": " Net ", "sensor": " Model/X "})", "abc", "Net", "Model/X"},
+    {"tabsAndLineEndsAround", R"({"id": "\tI\n", "src": "\n\ts", "sensor": "d\r\n"})", "i", "s", "d"},
+    {"onlyTheIdentifierIsLowerCased", R"({"id": "ID", "src": "SRC", "sensor": "SENSOR"})", "id", "SRC", "SENSOR"},
+    {"blanksInside", R"({"id": "a b", "src": "c  d", "sensor": "e f"})", "a b", "c  d", "e f"},
+    {"slashesEverywhere", R"({"id": "a/b", "src": "c/d", "sensor": "/e/"})", "a/b", "c/d", "/e/"},
+    {"statusIsString", R"({"id": "i", "src": "s", "sensor": "d", "status": "on"})", "i", "s", "d"},
+    {"statusIsNumber", R"({"id": "i", "src": "s", "sensor": "d", "status": 7})", "i", "s", "d"},
+    {"statusIsObject", R"({"id": "i", "src": "s", "sensor": "d", "status": {}})", "i", "s", "d"},
+    {"statusIsNull", R"({"id": "i", "src": "s", "sensor": "d", "status": null})", "i", "s", "d"},
+    {"statusHasAtSign", R"({"id": "i", "src": "s", "sensor": "d", "status": "@"})", "i", "s", "d"},
+    {"unknownMember", R"({"id": "i", "src": "s", "sensor": "d", "comment": "x@y"})", "i", "s", "d"},
+    {"keysInOtherCaseAreUnknown", R"({"id": "i", "ID": 1, "src": "s", "Src": 2, "sensor": "d"})", "i", "s", "d"},
+    {"memberTwiceLastWins", R"({"id": 17, "src": "s", "sensor": "d", "id": "i"})", "i", "s", "d"},
+};
+
+class SensorMapEntryGood : public ::testing::TestWithParam<Good> {};
+INSTANTIATE_TEST_SUITE_P(Rows, SensorMapEntryGood, ::testing::ValuesIn(GOOD), rowName);
+
+TEST_P(SensorMapEntryGood, takesTheThreeValues) {
+    SensorMapEntry entry{OLD_ID, OLD_SENSOR, OLD_SRC};
+    std::string error = OLD_ERROR;
+    EXPECT_TRUE(entry.LoadJson(parsed(GetParam().element), &error));
+    EXPECT_EQ(entry.id, GetParam().id);
+    EXPECT_EQ(entry.src, GetParam().src);
+    EXPECT_EQ(entry.sensor, GetParam().sensor);
+    EXPECT_EQ(error, OLD_ERROR);
+}
+
+TEST_P(SensorMapEntryGood, needsNoErrorText) {
+    SensorMapEntry entry;
+    EXPECT_TRUE(entry.LoadJson(parsed(GetParam().element), nullptr));
+    EXPECT_EQ(entry.id, GetParam().id);
+}
+
+struct Bad {
+    const char* name;
+    const char* element;
+    const char* error;
+    const char* id;
+    const char* src;
+    const char* sensor;
+
+    friend void PrintTo(const Bad& row, std::ostream* out) { *out << row.element; }
+};
+
+const char* const NO_OBJECT = "Corresponding json section is not an object.";
+const char* const NO_ID = "Identifier of a managed sensor is not provided.";
+const char* const ID_NO_STRING = "Specified sensor identifier is not a string.";
+const char* const ID_EMPTY = "Specified sensor identifier is empty.";
+
+const Bad BAD[] = {
+    {"elementIsArray", "[]", NO_OBJECT, OLD_ID, OLD_SRC, OLD_SENSOR},
+    {"elementIsString", R"("id")", NO_OBJECT, OLD_ID, OLD_SRC, OLD_SENSOR},
+    {"elementIsNumber", "7", NO_OBJECT, OLD_ID, OLD_SRC, OLD_SENSOR},
+    {"elementIsTrue", "true", NO_OBJECT, OLD_ID, OLD_SRC, OLD_SENSOR},
+    {"elementIsNull", "null", NO_OBJECT, OLD_ID, OLD_SRC, OLD_SENSOR},
+    {"elementIsEmptyObject", "{}", NO_ID, OLD_ID, OLD_SRC, OLD_SENSOR},
+    {"idMissing", R"({"src": "a", "sensor": "b"})", NO_ID, OLD_ID, OLD_SRC, OLD_SENSOR},
+    {"idInOtherCase", R"({"Id": "i", "src": "a", "sensor": "b"})", NO_ID, OLD_ID, OLD_SRC, OLD_SENSOR},
+    {"idIsNumber", R"({"id": 17, "src": "a", "sensor": "b"})", ID_NO_STRING, OLD_ID, OLD_SRC, OLD_SENSOR},
+    {"idIsNull", R"({"id": null, "src": "a", "sensor": "b"})", ID_NO_STRING, OLD_ID, OLD_SRC, OLD_SENSOR},
+    {"idIsArray", R"({"id": ["i"], "src": "a", "sensor": "b"})", ID_NO_STRING, OLD_ID, OLD_SRC, OLD_SENSOR},
+    {"idIsEmpty", R"({"id": "", "src": "a", "sensor": "b"})", ID_EMPTY, "", OLD_SRC, OLD_SENSOR},
+    {"idIsBlank", R"({"id": "   ", "src": "a", "sensor": "b"})", ID_EMPTY, "", OLD_SRC, OLD_SENSOR},
+    {"srcMissing", R"({"id": "AB"})", "Source value is not specified for the [ab] sensor.", "ab", OLD_SRC, OLD_SENSOR},
+    {"srcIsNumber", R"({"id": "AB", "src": 1})", "Specified source value is not a string for the [ab] sensor.", "ab",
+     OLD_SRC, OLD_SENSOR},
+    {"srcIsNull", R"({"id": "AB", "src": null})", "Specified source value is not a string for the [ab] sensor.", "ab",
+     OLD_SRC, OLD_SENSOR},
+    {"srcIsEmpty", R"({"id": "AB", "src": ""})", "Specified source value is empty for the [ab] sensor.", "ab", "",
+     OLD_SENSOR},
+    {"srcIsBlank", R"({"id": "AB", "src": " \t"})", "Specified source value is empty for the [ab] sensor.", "ab", "",
+     OLD_SENSOR},
+    {"sensorMissing", R"({"id": "AB", "src": "S"})", "Sensor definition is not specified for the [ab] sensor.", "ab",
+     "S", OLD_SENSOR},
+    {"sensorIsNumber", R"({"id": "AB", "src": "S", "sensor": 1})",
+     "Sensor definition value is not a string for the [ab] sensor.", "ab", "S", OLD_SENSOR},
+    {"sensorIsNull", R"({"id": "AB", "src": "S", "sensor": null})",
+     "Sensor definition value is not a string for the [ab] sensor.", "ab", "S", OLD_SENSOR},
+    {"sensorIsEmpty", R"({"id": "AB", "src": "S", "sensor": ""})",
+     "Specified sensor definition value is empty for the [ab] sensor.", "ab", "S", ""},
+    {"sensorIsBlank", R"({"id": "AB", "src": "S", "sensor": "  "})",
+     "Specified sensor definition value is empty for the [ab] sensor.", "ab", "S", ""},
+    {"idHasAtSign", R"({"id": "x@y", "src": "s", "sensor": "d"})",
+     "Invalid identifier [x@y] specified for a managed sensor sensor.", "x@y", "s", "d"},
+    {"idIsAtSignInUpperCase", R"({"id": "X@Y", "src": "s", "sensor": "d"})",
+     "Invalid identifier [x@y] specified for a managed sensor sensor.", "x@y", "s", "d"},
+    {"srcHasAtSign", R"({"id": "i", "src": "s@t", "sensor": "d"})",
+     "Invalid source value [s@t] specified for [i] the managed sensor sensor.", "i", "s@t", "d"},
+    {"sensorHasAtSign", R"({"id": "i", "src": "s", "sensor": "d@e"})",
+     "Invalid sensor definition [d@e] specified for the [s@i] managed sensor sensor.", "i", "s", "d@e"},
+    {"idWithAtSignIsJudgedAfterTheSource", R"({"id": "X@Y"})", "Source value is not specified for the [x@y] sensor.",
+     "x@y", OLD_SRC, OLD_SENSOR},
+    {"idWithAtSignIsJudgedAfterTheDefinition", R"({"id": "X@Y", "src": "s@t"})",
+     "Sensor definition is not specified for the [x@y] sensor.", "x@y", "s@t", OLD_SENSOR},
+    {"atSignEverywhereNamesTheIdentifier", R"({"id": "@", "src": "@", "sensor": "@"})",
+     "Invalid identifier [@] specified for a managed sensor sensor.", "@", "@", "@"},
+    {"atSignInSourceAndDefinitionNamesTheSource", R"({"id": "i", "src": "@", "sensor": "@"})",
+     "Invalid source value [@] specified for [i] the managed sensor sensor.", "i", "@", "@"},
+    {"formatCharactersAreText", R"({"id": "%s%n"})", "Source value is not specified for the [%s%n] sensor.", "%s%n",
+     OLD_SRC, OLD_SENSOR},
+};
+
+class SensorMapEntryBad : public ::testing::TestWithParam<Bad> {};
+INSTANTIATE_TEST_SUITE_P(Rows, SensorMapEntryBad, ::testing::ValuesIn(BAD), rowName);
+
+TEST_P(SensorMapEntryBad, givesTheFirstFaultAndKeepsWhatWasRead) {
+    SensorMapEntry entry{OLD_ID, OLD_SENSOR, OLD_SRC};
+    std::string error = OLD_ERROR;
+    EXPECT_FALSE(entry.LoadJson(parsed(GetParam().element), &error));
+    EXPECT_EQ(error, GetParam().error);
+    EXPECT_EQ(entry.id, GetParam().id);
+    EXPECT_EQ(entry.src, GetParam().src);
+    EXPECT_EQ(entry.sensor, GetParam().sensor);
+}
+
+TEST_P(SensorMapEntryBad, needsNoErrorText) {
+    SensorMapEntry entry{OLD_ID, OLD_SENSOR, OLD_SRC};
+    EXPECT_FALSE(entry.LoadJson(parsed(GetParam().element), nullptr));
+    EXPECT_EQ(entry.id, GetParam().id);
+    EXPECT_EQ(entry.src, GetParam().src);
+    EXPECT_EQ(entry.sensor, GetParam().sensor);
+}
+
+TEST(SensorMapEntry, elementIsNotChanged) {
+    const Json::Value element = parsed(R"({"id": " A "})");
+    SensorMapEntry entry;
+    EXPECT_FALSE(entry.LoadJson(element, nullptr));
+    EXPECT_EQ(element, parsed(R"({"id": " A "})"));
+}
+
+TEST(SensorMapEntry, valuesHaveNoLengthLimit) {
+    const std::string longValue(100000, 'A');
+    Json::Value element;
+    element["id"] = longValue;
+    element["src"] = longValue;
+    element["sensor"] = longValue;
+    SensorMapEntry entry;
+    EXPECT_TRUE(entry.LoadJson(element, nullptr));
+    EXPECT_EQ(entry.id, std::string(100000, 'a'));
+    EXPECT_EQ(entry.src, longValue);
+    EXPECT_EQ(entry.sensor, longValue);
+}
+
+TEST(SensorMapEntry, longTextIsCutAt255Bytes) {
+    Json::Value element;
+    element["id"] = std::string(300, 'i');
+    SensorMapEntry entry;
+    std::string error;
+    EXPECT_FALSE(entry.LoadJson(element, &error));
+    const std::string start = "Source value is not specified for the [";
+    EXPECT_EQ(error, start + std::string(255 - start.size(), 'i'));
+}
+
+TEST(SensorMapEntry, nulIsKeptInTheValueAndEndsItInTheText) {
+    SensorMapEntry entry;
+    std::string error;
+    EXPECT_FALSE(entry.LoadJson(parsed(R"({"id": "A\u0000B"})"), &error));
+    EXPECT_EQ(entry.id, std::string("a\0b", 3));
+    EXPECT_EQ(error, "Source value is not specified for the [a] sensor.");
+}
+
+TEST(SensorMapEntry, atSignBehindNulCounts) {
+    SensorMapEntry entry;
+    std::string error;
+    EXPECT_FALSE(entry.LoadJson(parsed(R"({"id": "a\u0000@", "src": "s", "sensor": "d"})"), &error));
+    EXPECT_EQ(error, "Invalid identifier [a] specified for a managed sensor sensor.");
+}
+
+} // namespace
