@@ -1,6 +1,7 @@
 #include "duktape/language.h"
 
-#include <algorithm>
+#include "duktape/holds.h"
+
 #include <array>
 
 namespace Kelvra::SCADA::Codec {
@@ -101,10 +102,6 @@ constexpr std::array<std::string_view, 41> ELSEWHERE = {"Blob",
                                                         "setTimeout",
                                                         "window"};
 
-template <std::size_t COUNT> bool holds(const std::array<std::string_view, COUNT>& names, std::string_view name) {
-    return std::find(names.begin(), names.end(), name) != names.end();
-}
-
 void removeFrom(duk_context* context, const char* owner, const char* name) {
     duk_get_global_string(context, owner);
     duk_del_prop_string(context, -1, name);
@@ -130,7 +127,7 @@ void keepToLanguage(duk_context* context) {
 bool isNewerObject(std::string_view name) {
     constexpr std::array<std::string_view, 8> NEWER = {"BigInt", "BigInt64Array", "Map",     "Promise",
                                                        "Set",    "WeakMap",       "WeakRef", "WeakSet"};
-    return std::find(NEWER.begin(), NEWER.end(), name) != NEWER.end();
+    return holds(NEWER, name);
 }
 
 bool isNewerFunction(std::string_view name) {
@@ -177,7 +174,7 @@ bool isNewerFunction(std::string_view name) {
                                                         "trimStart",
                                                         "trunc",
                                                         "values"};
-    return std::find(NEWER.begin(), NEWER.end(), name) != NEWER.end();
+    return holds(NEWER, name);
 }
 
 bool isKnownElsewhere(std::string_view name) {

@@ -1,8 +1,8 @@
 #include "duktape/newer_syntax.h"
 
+#include "duktape/holds.h"
 #include "duktape/tokens.h"
 
-#include <algorithm>
 #include <array>
 
 namespace Kelvra::SCADA::Codec {
@@ -14,10 +14,6 @@ constexpr std::array<std::string_view, 6> NEWER_MARKS = {"...", "?.", "??", "?\?
 
 constexpr std::array<std::string_view, 7> BEFORE_PARENTHESES = {"if",    "for",  "while", "switch",
                                                                 "catch", "with", "return"};
-
-template <std::size_t COUNT> bool holds(const std::array<std::string_view, COUNT>& texts, std::string_view text) {
-    return std::find(texts.begin(), texts.end(), text) != texts.end();
-}
 
 class Search {
 public:

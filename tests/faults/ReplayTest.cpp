@@ -28,7 +28,7 @@ void ReplayTest::expectComplete(const std::vector<Change>& changes) const {
 
 // Cuts before each change, and after the last one.
 void ReplayTest::cutEverywhere(const std::vector<Change>& changes, Unsynced unsynced, Phases* phases) const {
-    const auto stride = static_cast<std::size_t>(chosen({1, 8, 40}));
+    const auto stride = static_cast<std::size_t>(chosen({1, 16, 60}));
     ModelOfDisk model(temp / "prototype");
     for (std::size_t point = 0; point <= changes.size() && !HasFailure(); ++point) {
         const bool isLast = point == changes.size();

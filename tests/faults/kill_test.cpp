@@ -19,8 +19,8 @@ constexpr int KILLED = 128 + SIGKILL;
 // the steps that follow them most are tried, and all removals.
 bool isTried(const Step& step, std::size_t steps, long* followed) {
     constexpr long FOLLOWING = 16;
-    const long stride = chosen({1, 12, 40});
-    const long strideNear = chosen({1, 2, 1});
+    const long stride = chosen({1, 30, 60});
+    const long strideNear = chosen({1, 3, 6});
     const bool marks =
         step.path.find(".new-generation") != std::string::npos || step.path.find("/interrupted") != std::string::npos;
     if (marks)
@@ -104,7 +104,7 @@ TEST_P(KilledAtRandom, leavesOldOrNew) {
     const auto time = static_cast<unsigned long>(undisturbedTime().count());
     std::mt19937 random(seed);
     Phases phases;
-    const long wanted = chosen({300, 30, 10}) / SHARES;
+    const long wanted = chosen({300, 20, 10}) / SHARES;
     long kills = 0;
     for (long attempts = 0; kills < wanted && attempts < ATTEMPTS * wanted; ++attempts) {
         // The files are changed late in the run.

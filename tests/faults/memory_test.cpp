@@ -55,7 +55,7 @@ protected:
 TEST_P(AllocationFailure, leavesOldOrNew) {
     const std::string log = temp / "log";
     Phases phases;
-    const long stride = chosen({1, 199, 3001});
+    const long stride = chosen({1, 397, 3001});
     for (long nth = 1 + GetParam().number * stride;; nth += SHARES * stride) {
         SCOPED_TRACE(nth);
         reset();

@@ -213,7 +213,7 @@ protected:
 
     /// Runs the operation once. In each run the other program syncs at other steps.
     void cutRun(long number) {
-        const long stride = chosen({1, 8, 40});
+        const long stride = chosen({1, 16, 60});
         reset();
         syncDisk();
         RunningTool tool(commandLine(operation.arguments), asking(), temp / "said");

@@ -80,7 +80,7 @@ protected:
         writeFile(temp / "kills", std::to_string(kills) + " of " + std::to_string(made));
     }
 
-    const long wanted = chosen({200, 20, 4}); ///< installations that are killed
+    const long wanted = chosen({200, 10, 4}); ///< installations that are killed
     std::size_t steps = 0;
 
     /// Starts the kills in a process parallel to the reader. It ends with success if nothing unexpected has happened.

@@ -42,9 +42,9 @@ struct Free {
 }
 
 /// Leaves out everything that would differ from one export to the next: times, owners and the modes of the files.
-class Writer {
+class ArchiveWriter {
 public:
-    Writer(int descriptor, std::string name)
+    ArchiveWriter(int descriptor, std::string name)
         : lib(libarchive()), out(lib.archive_write_new()), target(std::move(name)) {
         fstat(descriptor, &written);
         const bool isOpen = lib.archive_write_set_format_pax_restricted(out.get()) == ARCHIVE_OK &&
@@ -122,7 +122,7 @@ private:
 };
 
 // `root` stays the same directory when another generation replaces it.
-void addStorage(const Writer& writer, const std::string& root) {
+void addStorage(const ArchiveWriter& writer, const std::string& root) {
     const std::string& custom = Env::inst().conf().getDfnCustomDir();
     std::set<std::string> names;
     std::error_code error;
@@ -149,7 +149,7 @@ void addStorage(const Writer& writer, const std::string& root) {
 
 void writeTo(int descriptor, const std::string& name) {
     const Conf& conf = Env::inst().conf();
-    const Writer writer(descriptor, name);
+    const ArchiveWriter writer(descriptor, name);
     const Descriptor storage{open(conf.getDfnCustomDir().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
     if (storage.isOpen())
         addStorage(writer, "/proc/self/fd/" + std::to_string(storage.number()));
