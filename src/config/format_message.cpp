@@ -6,6 +6,7 @@
 
 namespace Kelvra::SCADA {
 
+// NOLINTNEXTLINE(cert-dcl50-cpp): the arguments are those of printf
 void formatMessage(std::string* out, const char* format, ...) {
     if (out == nullptr)
         return;

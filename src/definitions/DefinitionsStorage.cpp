@@ -100,6 +100,8 @@ bool isDecoderInStorage(const std::string& dir, const std::string& decoderPath) 
 const std::string DefinitionsStorage::JSON_PROPERTIES_SECTION = "properties";
 const std::string DefinitionsStorage::JSON_DECODER_SECTION = "decoder";
 
+// NOLINTBEGIN(readability-make-member-function-const): the signatures are given
+
 void DefinitionsStorage::findNames(std::set<std::string>* names) {
     collectNames(dir, names);
 }
@@ -179,5 +181,7 @@ bool DefinitionsStorage::deleteAll() {
     FsNode::ensureCleanDir(dir);
     return true;
 }
+
+// NOLINTEND(readability-make-member-function-const)
 
 } // namespace Kelvra::SCADA

@@ -166,6 +166,8 @@ bool DefinitionsDeployment::deploy(const std::string& srcDir, bool allowOverwrit
     }
 }
 
+// NOLINTBEGIN(readability-convert-member-functions-to-static): the signatures are given
+
 bool DefinitionsDeployment::deploy_impl(const std::string& srcDir, bool allowOverwrite, std::string* err) const {
     const Names names = listNames(srcDir, "Definitions in the source directory");
     if (names.empty())
@@ -180,5 +182,7 @@ bool DefinitionsDeployment::deleteOne(const std::string& name, std::string* err)
 bool DefinitionsDeployment::deleteAll(std::string* /*err*/) const {
     return DefinitionsStorage{customDir()}.deleteAll();
 }
+
+// NOLINTEND(readability-convert-member-functions-to-static)
 
 } // namespace Kelvra::SCADA

@@ -29,6 +29,7 @@ void run(const std::string& program, const std::vector<std::string>& arguments) 
 
 } // namespace
 
+// NOLINTNEXTLINE(modernize-pass-by-value): the signature is given
 FsNode::FsNode(const std::string& nodePath) : path(nodePath) {}
 
 // Tests single bits, not whole types: a block device or a socket counts as a directory.

@@ -88,6 +88,7 @@ bool SensorMap::Load() {
     return true;
 }
 
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): the signature is given
 bool SensorMap::isFileExists() {
     return std::ifstream(Env::inst().conf().getSensorMapFile()).is_open();
 }

@@ -92,6 +92,7 @@ bool isPrintable(int level) {
     return printableNow(level);
 }
 
+// NOLINTNEXTLINE(cert-dcl50-cpp): the signature is given
 void printfGeneric(int level, const char* label, const char* format, ...) {
     if (!printableNow(level))
         return;

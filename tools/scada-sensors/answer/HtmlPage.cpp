@@ -138,8 +138,8 @@ std::string HtmlPage::finished() {
     return std::move(html);
 }
 
-HtmlTable::HtmlTable(HtmlPage& itsPage, const std::string& caption, const std::vector<const char*>& itsHeadings)
-    : page(itsPage), headings(itsHeadings) {
+HtmlTable::HtmlTable(HtmlPage& itsPage, const std::string& caption, std::vector<const char*> itsHeadings)
+    : page(itsPage), headings(std::move(itsHeadings)) {
     page.begin("table");
     page.element("caption", caption);
     page.begin("thead");

@@ -51,7 +51,7 @@ private:
 /// A table with headings for columns and rows. Each cell carries its heading, for a style that shows cells separately.
 class HtmlTable {
 public:
-    HtmlTable(HtmlPage& itsPage, const std::string& caption, const std::vector<const char*>& itsHeadings);
+    HtmlTable(HtmlPage& itsPage, const std::string& caption, std::vector<const char*> itsHeadings);
 
     void beginRow();
     /// Begins the next cell of the row; the first one is the row's heading.

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 
 namespace Kelvra::SCADA::Tool {
 
@@ -109,7 +110,7 @@ std::string AlignedColumns::text(const Screen& screen) const {
     return lines;
 }
 
-Table::Table(bool json, const std::vector<Column>& ownColumns) : isJson(json), columns(ownColumns) {
+Table::Table(bool json, std::vector<Column> ownColumns) : isJson(json), columns(std::move(ownColumns)) {
     std::vector<std::string> headings;
     for (const Column& column : columns) {
         if (column.heading != nullptr)

@@ -37,7 +37,7 @@ public:
         const char* heading; ///< null for a column that people do not get
     };
 
-    Table(bool json, const std::vector<Column>& columns);
+    Table(bool json, std::vector<Column> columns);
 
     /// Adds a row. An empty cell is null in JSON and "-" in text.
     void add(const std::vector<std::string>& cells);

@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace Kelvra::SCADA::Tool {
 
@@ -11,7 +12,7 @@ namespace Kelvra::SCADA::Tool {
 /// none.
 class DefinitionPlaces {
 public:
-    explicit DefinitionPlaces(const std::string& definitionFile) : file(definitionFile) {}
+    explicit DefinitionPlaces(std::string definitionFile) : file(std::move(definitionFile)) {}
 
     const JsonFile& json() {
         if (!content)

@@ -96,7 +96,7 @@ char* word(const char* text) {
         execve(program, arguments.data(), environment.data());
     }
     const int error = errno;
-    (void)!write(ends.failure, &error, sizeof error);
+    [[maybe_unused]] const ssize_t written = write(ends.failure, &error, sizeof error);
     _exit(1);
 }
 

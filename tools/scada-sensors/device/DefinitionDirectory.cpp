@@ -110,7 +110,7 @@ Definition readDefinition(const std::string& dir, const std::string& name) {
     return isImage() ? judgedInImage(dir, name) : judged(dir, name);
 }
 
-DefinitionDirectory::DefinitionDirectory(const std::string& path) : dir(path) {
+DefinitionDirectory::DefinitionDirectory(std::string path) : dir(std::move(path)) {
     // With an empty path, the root directory would be listed.
     if (!dir.empty())
         DefinitionsStorage{dir}.findNames(&listed);

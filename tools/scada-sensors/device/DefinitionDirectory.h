@@ -32,7 +32,7 @@ Definition readDefinition(const std::string& dir, const std::string& name);
 class DefinitionDirectory {
 public:
     /// Lists nothing if `path` is empty: loading skips such a storage.
-    explicit DefinitionDirectory(const std::string& path);
+    explicit DefinitionDirectory(std::string path);
 
     const std::string& path() const { return dir; }
     const std::set<std::string>& names() const { return listed; }

@@ -52,8 +52,8 @@ ReplacedFile::~ReplacedFile() {
 
 // Only root can keep the owner of another user's file.
 int ReplacedFile::complete() {
-    if (former && (former->st_uid != geteuid() || former->st_gid != getegid()))
-        (void)!fchown(number(), former->st_uid, former->st_gid);
+    if (former && (former->st_uid != geteuid() || former->st_gid != getegid())) [[maybe_unused]]
+        const int kept = fchown(number(), former->st_uid, former->st_gid);
     if (fchmod(number(), former ? former->st_mode & ACCESSPERMS : USUAL_MODE) != 0 || fsync(number()) != 0 ||
         rename(temporary.c_str(), place.c_str()) != 0)
         return errno;
