@@ -77,7 +77,7 @@ std::string keyOf(int sensor) {
 void fill(const std::string& socket) {
     Pipeline pipeline(socket);
     for (int sensor = 0; sensor < SENSORS_OF_READ; ++sensor) {
-        pipeline.send({"HSET", keyOf(sensor), "battery", "3000", "temperature", "21.5", "humidity", "48"});
+        pipeline.send({"HSET", keyOf(sensor), "property0", "0", "property1", "21.5", "property2", "48"});
         pipeline.send({"EXPIRE", keyOf(sensor), "129600"});
         pipeline.receive();
         pipeline.receive();

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <string_view>
 #include <utility>
 
 namespace Kelvra::SCADA::Tool {
@@ -24,30 +25,35 @@ std::size_t totalOf(const std::vector<std::size_t>& widths, std::size_t most) {
 }
 
 // Appends one line of a row. Nothing follows the last cell that has a text.
-void appendLine(const std::vector<std::string>& parts, const std::vector<std::size_t>& widths, const Screen& screen,
-                bool heading, std::string* lines) {
+void appendLine(const std::vector<std::string_view>& parts, const std::vector<std::size_t>& widths,
+                const Screen& screen, bool heading, std::string* lines) {
     std::size_t pending = 0;
     for (std::size_t column = 0; column < parts.size(); ++column) {
-        const std::string& part = parts[column];
+        const std::string_view part = parts[column];
         if (!part.empty()) {
-            lines->append(pending, ' ').append(heading ? screen.heading(part) : part);
+            lines->append(pending, ' ');
+            if (heading)
+                *lines += screen.heading(std::string(part));
+            else
+                *lines += part;
             pending = 0;
         }
-        pending += std::max(widths[column], widthOf(part)) - widthOf(part) + GAP;
+        const std::size_t width = widthOf(part);
+        pending += std::max(widths[column], width) - width + GAP;
     }
     *lines += '\n';
 }
 
-void appendRow(const std::vector<std::string>& row, const std::vector<std::size_t>& widths, const Screen& screen,
+void appendRow(const std::vector<std::string_view>& row, const std::vector<std::size_t>& widths, const Screen& screen,
                bool heading, std::string* lines) {
     std::vector<std::vector<std::string>> wrappedCells;
     std::size_t height = 1;
     for (std::size_t column = 0; column < row.size(); ++column) {
-        wrappedCells.push_back(wrapped(row[column], widths[column]));
+        wrappedCells.push_back(wrapped(std::string(row[column]), widths[column]));
         height = std::max(height, wrappedCells.back().size());
     }
     for (std::size_t line = 0; line < height; ++line) {
-        std::vector<std::string> parts(row.size());
+        std::vector<std::string_view> parts(row.size());
         for (std::size_t column = 0; column < row.size(); ++column) {
             if (line < wrappedCells[column].size())
                 parts[column] = wrappedCells[column][line];
@@ -65,11 +71,15 @@ void AlignedColumns::addHeading(const std::vector<std::string>& row) {
 
 void AlignedColumns::add(const std::vector<std::string>& row) {
     widths.resize(row.size());
-    for (std::size_t column = 0; column < row.size(); ++column) {
-        const std::string cell = printable(row[column]);
-        widths[column] = std::max(widths[column], widthOf(cell));
-        cells.append(cell).append(1, '\n');
-    }
+    for (std::size_t column = 0; column < row.size(); ++column)
+        addCell(column, row[column]);
+}
+
+void AlignedColumns::addCell(std::size_t column, std::string_view cell) {
+    const std::size_t start = cells.size();
+    appendPrintable(cell, &cells);
+    widths[column] = std::max(widths[column], widthOf(std::string_view(cells).substr(start)));
+    cells += '\n';
 }
 
 // Narrow columns keep their width: the missing room is taken from the widest ones, down to a common width.
@@ -92,11 +102,11 @@ std::vector<std::size_t> AlignedColumns::widthsOn(const Screen& screen) const {
 std::string AlignedColumns::text(const Screen& screen) const {
     const std::vector<std::size_t> shown = widthsOn(screen);
     std::string lines;
-    std::vector<std::string> row;
+    std::vector<std::string_view> row;
     bool heading = hasHeading;
     for (std::size_t at = 0; at < cells.size();) {
         const std::size_t end = cells.find('\n', at);
-        row.push_back(cells.substr(at, end - at));
+        row.push_back(std::string_view(cells).substr(at, end - at));
         at = end + 1;
         if (row.size() < shown.size())
             continue;
@@ -127,12 +137,11 @@ void Table::add(const std::vector<std::string>& cells) {
             item[columns[at].member] = orNull(cells[at]);
         return;
     }
-    std::vector<std::string> row;
+    std::size_t column = 0;
     for (std::size_t at = 0; at < columns.size(); ++at) {
         if (columns[at].heading != nullptr)
-            row.push_back(cells[at].empty() ? "-" : cells[at]);
+            rows.addCell(column++, cells[at].empty() ? "-" : cells[at]);
     }
-    rows.add(row);
 }
 
 } // namespace Kelvra::SCADA::Tool

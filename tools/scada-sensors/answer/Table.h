@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Kelvra::SCADA::Tool {
@@ -18,6 +19,8 @@ public:
     void addHeading(const std::vector<std::string>& row);
     /// Adds a row. Every row has as many cells as the first one.
     void add(const std::vector<std::string>& row);
+    /// Adds the cells of a row one by one. REQUIRES: the first row has been added.
+    void addCell(std::size_t column, std::string_view cell);
     std::string text(const Screen& screen = Screen()) const;
 
 private:

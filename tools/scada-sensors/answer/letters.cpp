@@ -13,15 +13,15 @@ namespace {
 
 constexpr const char* ENCODING = "UTF-8";
 
-const std::uint8_t* unitsOf(const std::string& text) {
+const std::uint8_t* unitsOf(std::string_view text) {
     return reinterpret_cast<const std::uint8_t*>(text.data());
 }
 
-bool isAscii(const std::string& text) {
+bool isAscii(std::string_view text) {
     return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
-std::size_t columnsOf(const std::string& text, std::size_t start, std::size_t end) {
+std::size_t columnsOf(std::string_view text, std::size_t start, std::size_t end) {
     return static_cast<std::size_t>(u8_width(unitsOf(text) + start, end - start, ENCODING));
 }
 
@@ -82,7 +82,7 @@ private:
 
 } // namespace
 
-std::size_t widthOf(const std::string& text) {
+std::size_t widthOf(std::string_view text) {
     return isAscii(text) ? text.size() : columnsOf(text, 0, text.size());
 }
 

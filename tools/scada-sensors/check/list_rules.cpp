@@ -53,6 +53,8 @@ std::optional<DefinitionFault> checkNamedDefinition(Storages& storages, const st
 } // namespace
 
 Findings checkListFile(const ManagedList& list) {
+    if (list.isUsable())
+        return {};
     const JsonFile& json = list.json();
     if (!json.isRead())
         return {{Rules::LIST_UNREADABLE,
@@ -63,7 +65,7 @@ Findings checkListFile(const ManagedList& list) {
         findings.push_back({json.isAbandoned() ? Rules::LIST_TOO_DEEP : Rules::LIST_SYNTAX,
                             {list.file(), error.position},
                             filled(LibraryText::LIST_NOT_PARSED, {list.file(), error.text})});
-    if (findings.empty() && !list.isUsable())
+    if (findings.empty())
         findings.push_back({Rules::LIST_NOT_AN_ARRAY,
                             {list.file(), json.positionOf(json.root())},
                             filled(LibraryText::LIST_NOT_PARSED, {list.file(), LibraryText::LIST_NOT_AN_ARRAY})});
@@ -74,7 +76,7 @@ Findings checkElement(const ManagedList& list, const ListElement& element) {
     if (element.isInForce())
         return {};
     Findings findings;
-    for (const ElementFault& fault : faultsOf(*element.value))
+    for (const ElementFault& fault : faultsOf(list.valueOf(element)))
         findings.push_back({ruleOf(fault.member), placeOf(list, element), fault.text});
     if (element.repeats)
         findings.push_back({Rules::LIST_DUPLICATE, placeOf(list, element), duplicateText(element)});

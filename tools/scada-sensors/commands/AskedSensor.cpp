@@ -104,11 +104,11 @@ void addElement(const ManagedList& list, const ListElement& element, FieldList* 
     item["index"] = element.index;
     item["line"] = position.line;
     item["column"] = position.column;
-    item["value"] = *element.value;
+    item["value"] = list.valueOf(element);
     fields->add("list", list.file());
     fields->add("element", item,
                 "[" + std::to_string(element.index) + "] line " + std::to_string(position.line) + ": " +
-                    readableJson(*element.value, ""));
+                    readableJson(item["value"], ""));
 }
 
 } // namespace Kelvra::SCADA::Tool

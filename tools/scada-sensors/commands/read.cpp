@@ -131,36 +131,40 @@ std::string stateText(SensorState::Kind kind) {
     return kind == SensorState::Kind::MISSING ? "no values" : "no hash";
 }
 
+ServerFault readTable(const ManagedList& list, const TimeLimit& limit, Table* table) {
+    std::vector<std::string> definitions;
+    std::vector<std::string> keys;
+    for (const ListElement& element : list.elements()) {
+        if (!element.isInForce())
+            continue;
+        definitions.push_back(element.definitionName());
+        keys.push_back(element.sensorKey());
+    }
+    const Inquiry server(limit);
+    if (ServerFault fault = server.open(); !fault.empty())
+        return fault;
+    std::size_t at = 0;
+    return readSensors(server, keys, Fields::NUMBER, [&](const SensorState& state) {
+        table->add({keys[at], definitions[at], std::to_string(state.fieldCount), secondsText(ageInSeconds(state)),
+                    secondsText(secondsLeft(state)), stateText(state.kind)});
+        ++at;
+    });
+}
+
 ExitCode readAll(const ReadRequest& request, const Answer& answer) {
     Device device;
     const ManagedList& list = device.list();
     if (!list.isUsable())
         return failedFor(checkListFile(list), ExitCode::FAILED, answer, Json::Value(), "");
-    std::vector<const ListElement*> elements;
-    std::vector<std::string> keys;
-    for (const ListElement& element : list.elements()) {
-        if (!element.isInForce())
-            continue;
-        elements.push_back(&element);
-        keys.push_back(element.sensorKey());
-    }
-    const Inquiry server{TimeLimit(request.time.waitSeconds())};
-    std::vector<SensorState> states;
-    ServerFault fault = server.open();
-    if (fault.empty())
-        fault = readSensors(server, keys, &states);
-    if (!fault.empty())
-        return answer.failed(ExitCode::NO_DATABASE, fault.text);
     Table table(answer.isJson(), {{"sensor", "SENSOR"},
                                   {"definition", "DEFINITION"},
                                   {"fields", "FIELDS"},
                                   {"age", "AGE"},
                                   {"expires", "EXPIRES IN"},
                                   {"state", "STATE"}});
-    for (std::size_t at = 0; at < elements.size(); ++at)
-        table.add({keys[at], elements[at]->definitionName(), std::to_string(states[at].fields.size()),
-                   secondsText(ageInSeconds(states[at])), secondsText(secondsLeft(states[at])),
-                   stateText(states[at].kind)});
+    const ServerFault fault = readTable(list, TimeLimit(request.time.waitSeconds()), &table);
+    if (!fault.empty())
+        return answer.failed(ExitCode::NO_DATABASE, fault.text);
     noteFaultyElements(list, answer);
     return answer.done(table.result(), table.text());
 }

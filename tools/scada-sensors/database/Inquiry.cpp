@@ -71,13 +71,6 @@ ServerFault reasonOfConnecting(int error, const std::string& path, const TimeLim
     }
 }
 
-std::string encoded(const std::vector<std::string>& words) {
-    std::string bytes = "*" + std::to_string(words.size()) + "\r\n";
-    for (const std::string& word : words)
-        bytes += "$" + std::to_string(word.size()) + "\r\n" + word + "\r\n";
-    return bytes;
-}
-
 // Recognises an error that keeps every command from being carried out. The command itself finds the others.
 ServerFault commonFault(const std::string& error, const std::string& path) {
     if (startsWith(error, "NOAUTH"))
@@ -103,6 +96,14 @@ ServerFault selectionFault(const std::string& error, const std::string& path) {
 }
 
 } // namespace
+
+void EncodedCommands::begin(std::size_t words) {
+    bytes.append(1, '*').append(std::to_string(words)).append("\r\n");
+}
+
+void EncodedCommands::addWord(std::string_view word) {
+    bytes.append(1, '$').append(std::to_string(word.size())).append("\r\n").append(word).append("\r\n");
+}
 
 void Inquiry::FreeReader::operator()(redisReader* owned) const {
     redisReaderFree(owned);
@@ -149,15 +150,15 @@ ServerFault Inquiry::connect() const {
 
 // A server that refuses a connection says why before it closes it. Therefore its reply is read even after a failed
 // write.
-void Inquiry::send(const std::vector<std::vector<std::string>>& commands) const {
-    std::string bytes;
-    for (const std::vector<std::string>& command : commands)
-        bytes += encoded(command);
+void Inquiry::send(const EncodedCommands& commands) const {
+    const std::string& bytes = commands.text();
     static_cast<void>(::send(peer.number(), bytes.data(), bytes.size(), MSG_NOSIGNAL));
 }
 
 ServerFault Inquiry::ask(const std::vector<std::string>& command, ReplyPtr* reply) const {
-    send({command});
+    EncodedCommands commands;
+    commands.add(command);
+    send(commands);
     return receive(reply);
 }
 

@@ -4,8 +4,11 @@
 #include "database/TimeLimit.h"
 #include "text/Descriptor.h"
 
+#include <cstddef>
+#include <initializer_list>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Kelvra::SCADA::Tool {
@@ -16,6 +19,25 @@ struct ServerFault {
     std::string command; ///< the next command to type in a shell
 
     bool empty() const { return text.empty(); }
+};
+
+/// Commands in the form in which the server reads them.
+class EncodedCommands {
+public:
+    template <typename Words> void add(const Words& words) {
+        begin(words.size());
+        for (const std::string_view word : words)
+            addWord(word);
+    }
+    void add(std::initializer_list<std::string_view> words) { add<std::initializer_list<std::string_view>>(words); }
+    bool empty() const { return bytes.empty(); }
+    const std::string& text() const { return bytes; }
+
+private:
+    void begin(std::size_t words);
+    void addWord(std::string_view word);
+
+    std::string bytes;
 };
 
 /// A connection to the configured server on which each reply comes in time, or the reason is known. The client
@@ -31,7 +53,7 @@ public:
     ServerFault ask(const std::vector<std::string>& command, ReplyPtr* reply) const;
 
     /// The same in two steps, to send many commands at once.
-    void send(const std::vector<std::vector<std::string>>& commands) const;
+    void send(const EncodedCommands& commands) const;
     ServerFault receive(ReplyPtr* reply) const;
 
 private:

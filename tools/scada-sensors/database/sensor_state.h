@@ -2,7 +2,9 @@
 
 #include "database/Inquiry.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -19,12 +21,22 @@ struct SensorState {
     };
 
     Kind kind = Kind::MISSING;
-    std::map<std::string, std::string> fields;
+    std::size_t fieldCount = 0;
+    std::map<std::string, std::string> fields;    ///< empty if only their number is wanted
     std::optional<std::int64_t> millisecondsLeft; ///< until the key expires; nothing if it does not
 };
 
+/// What is wanted of the fields of a key.
+enum class Fields { VALUES, NUMBER };
+
 /// Reads the keys of many sensors at once into `*states`, in their order. Returns the fault of the server, or nothing.
 ServerFault readSensors(const Inquiry& server, const std::vector<std::string>& keys, std::vector<SensorState>* states);
+
+/// The same, with each state handed over while the server works on the next ones. After a fault, the remaining ones are
+/// missing.
+using TakeState = std::function<void(SensorState&& state)>;
+ServerFault readSensors(const Inquiry& server, const std::vector<std::string>& keys, Fields wanted,
+                        const TakeState& take);
 
 /// Returns how long ago the key was written, computed from the configured expiry, which each write sets anew; nothing
 /// for a key without an expiry, or with a longer one.

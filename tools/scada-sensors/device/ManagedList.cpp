@@ -1,10 +1,16 @@
 #include "device/ManagedList.h"
 
+#include "text/Descriptor.h"
+
 #include <kelvra/Text.h>
 #include <scada/Env.h>
 
+#include <json/reader.h>
+
 #include <algorithm>
 #include <array>
+#include <memory>
+#include <stdexcept>
 #include <unordered_map>
 #include <utility>
 
@@ -75,22 +81,57 @@ void readElement(ListElement* element) {
 ManagedList::ManagedList()
     : ManagedList(Env::inst().conf().getSensorMapFile(), Env::inst().conf().getSensorMapFile()) {}
 
-ManagedList::ManagedList(const std::string& file, std::string name) : path(std::move(name)), content(file) {
-    if (isUsable())
-        readElements();
+ManagedList::ManagedList(const std::string& file, std::string name) : path(std::move(name)) {
+    const std::string failure = readRegularFile(file, &text);
+    if (failure.empty()) {
+        if (const auto plain = readPlainList(text)) {
+            readPlainElements(*plain);
+            findRepeats();
+            return;
+        }
+    }
+    content.emplace(failure, text);
+    text = std::string();
+    if (!isUsable())
+        return;
+    readElements();
+    findRepeats();
+}
+
+void ManagedList::readPlainElements(const std::vector<PlainElement>& elements) {
+    entries.reserve(elements.size());
+    for (const PlainElement& plain : elements) {
+        ListElement& element = entries.emplace_back();
+        element.index = static_cast<Json::ArrayIndex>(entries.size() - 1);
+        element.value = nullptr;
+        element.start = plain.start;
+        element.end = plain.end;
+        element.entry.id = Text::toLowerCase(std::string(plain.id));
+        element.entry.src = plain.src;
+        element.entry.sensor = plain.sensor;
+        element.valid = true;
+        element.hasKey = true;
+        element.hasDefinition = true;
+    }
 }
 
 void ManagedList::readElements() {
-    // A key belongs to the first element that the library takes, or else to the first one that has it.
-    std::unordered_map<std::string, Json::ArrayIndex> owners;
-    const Json::ArrayIndex count = content.root().size();
-    entries.reserve(count);
-    owners.reserve(count);
-    for (const Json::Value& value : content.root()) {
+    entries.reserve(content->root().size());
+    for (const Json::Value& value : content->root()) {
         ListElement& element = entries.emplace_back();
         element.index = static_cast<Json::ArrayIndex>(entries.size() - 1);
         element.value = &value;
+        element.start = 0;
+        element.end = 0;
         readElement(&element);
+    }
+}
+
+void ManagedList::findRepeats() {
+    // A key belongs to the first element that the library takes, or else to the first one that has it.
+    std::unordered_map<std::string, Json::ArrayIndex> owners;
+    owners.reserve(entries.size());
+    for (ListElement& element : entries) {
         if (!element.hasKey)
             continue;
         Json::ArrayIndex& owner = owners.emplace(element.sensorKey(), element.index).first->second;
@@ -109,10 +150,28 @@ void ManagedList::readElements() {
     }
 }
 
+Position ManagedList::positionOf(const ListElement& element) const {
+    if (element.value != nullptr)
+        return content->positionOf(*element.value);
+    if (!starts)
+        starts.emplace(text);
+    return starts->positionAt(element.start);
+}
+
+Json::Value ManagedList::valueOf(const ListElement& element) const {
+    if (element.value != nullptr)
+        return *element.value;
+    Json::Value value;
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    if (!reader->parse(text.data() + element.start, text.data() + element.end, &value, nullptr))
+        throw std::logic_error("a plain element is not JSON");
+    return value;
+}
+
 std::vector<const ListElement*> ManagedList::findIdentifier(const std::string& id) const {
     std::vector<const ListElement*> found;
     for (const ListElement& element : entries) {
-        if (element.identifier() == id)
+        if (element.valid ? element.entry.id == id : element.identifier() == id)
             found.push_back(&element);
     }
     return found;

@@ -1,11 +1,13 @@
 #pragma once
 
+#include "device/plain_list.h"
 #include "text/json_file.h"
 
 #include <scada/SensorMapEntry.h>
 
 #include <json/value.h>
 
+#include <cstddef>
 #include <map>
 #include <optional>
 #include <string>
@@ -15,11 +17,13 @@ namespace Kelvra::SCADA::Tool {
 
 struct ListElement {
     Json::ArrayIndex index;
-    const Json::Value* value; ///< as written; valid as long as the list
-    SensorMapEntry entry;     ///< the members without fault; the others hold a placeholder
-    bool valid;               ///< whether the library takes it; if so, it has a key and a definition name
-    bool hasKey;              ///< whether identifier and source are without fault
-    bool hasDefinition;       ///< whether source and definition are without fault
+    const Json::Value* value; ///< as written; null in a plain list, all of whose elements are valid
+    std::size_t start;        ///< of the element in a plain list
+    std::size_t end;
+    SensorMapEntry entry; ///< the members without fault; the others hold a placeholder
+    bool valid;           ///< whether the library takes it; if so, it has a key and a definition name
+    bool hasKey;          ///< whether identifier and source are without fault
+    bool hasDefinition;   ///< whether source and definition are without fault
     std::optional<Json::ArrayIndex> repeats; ///< the element to which the same sensor key belongs
 
     std::string sensorKey() const { return entry.src + "@" + entry.id; }
@@ -34,7 +38,8 @@ struct ListElement {
 
 using SensorsByDefinition = std::map<std::string, std::vector<std::string>>;
 
-/// The managed-sensors list element by element. The file is read once; the library judges each element.
+/// The managed-sensors list element by element. The file is read once. The library judges each element, unless the list
+/// is plain.
 class ManagedList {
 public:
     /// Reads the file that Env names.
@@ -45,11 +50,14 @@ public:
     ManagedList& operator=(const ManagedList&) = delete;
 
     const std::string& file() const { return path; }
-    const JsonFile& json() const { return content; }
     /// Whether the file holds an array; otherwise the list has no elements.
-    bool isUsable() const { return content.errors().empty() && content.root().isArray(); }
+    bool isUsable() const { return !content || (content->errors().empty() && content->root().isArray()); }
+    /// Returns the content of the file. REQUIRES: the list is not usable.
+    const JsonFile& json() const { return *content; }
     const std::vector<ListElement>& elements() const { return entries; }
-    Position positionOf(const ListElement& element) const { return content.positionOf(*element.value); }
+    Position positionOf(const ListElement& element) const;
+    /// Returns the element as written.
+    Json::Value valueOf(const ListElement& element) const;
 
     /// Returns every element whose identifier is `id`, including faulty and repeated ones. REQUIRES: `id` is not empty.
     std::vector<const ListElement*> findIdentifier(const std::string& id) const;
@@ -57,10 +65,14 @@ public:
     SensorsByDefinition sensorsByDefinition() const;
 
 private:
+    void readPlainElements(const std::vector<PlainElement>& elements);
     void readElements();
+    void findRepeats();
 
     std::string path;
-    JsonFile content;
+    std::string text;                         ///< of a plain list
+    std::optional<JsonFile> content;          ///< of any other list
+    mutable std::optional<LineStarts> starts; ///< in `text`; read on first use
     std::vector<ListElement> entries;
 };
 

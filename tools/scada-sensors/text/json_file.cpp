@@ -49,23 +49,28 @@ std::string_view behindByteOrderMark(std::string_view text) {
     return text.substr(0, MARK.size()) == MARK ? text.substr(MARK.size()) : text;
 }
 
-// Lines end with LF, CR or both, as the reader counts them.
-std::vector<std::size_t> startsOfLines(std::string_view text) {
-    std::vector<std::size_t> starts = {0};
+} // namespace
+
+LineStarts::LineStarts(std::string_view text) : starts{0} {
     for (std::size_t at = 0; at < text.size(); ++at) {
         const bool endsInTwo = text[at] == '\r' && at + 1 < text.size() && text[at + 1] == '\n';
         if (text[at] == '\n' || (text[at] == '\r' && !endsInTwo))
             starts.push_back(at + 1);
     }
-    return starts;
 }
 
-} // namespace
+Position LineStarts::positionAt(std::size_t offset) const {
+    const auto next = std::upper_bound(starts.begin(), starts.end(), offset);
+    return {static_cast<unsigned int>(next - starts.begin()), static_cast<unsigned int>(offset - *(next - 1) + 1)};
+}
 
 JsonFile::JsonFile(const std::string& file) {
     std::string text;
     const std::string failure = readRegularFile(file, &text);
-    read = failure.empty();
+    *this = JsonFile(failure, text);
+}
+
+JsonFile::JsonFile(const std::string& failure, const std::string& text) : read(failure.empty()) {
     if (read)
         parse(text);
     else
@@ -73,7 +78,7 @@ JsonFile::JsonFile(const std::string& file) {
 }
 
 void JsonFile::parse(const std::string& text) {
-    lineStarts = startsOfLines(behindByteOrderMark(text));
+    lines = LineStarts(behindByteOrderMark(text));
     const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
     std::string report;
     try {
@@ -88,9 +93,7 @@ void JsonFile::parse(const std::string& text) {
 }
 
 Position JsonFile::positionOf(const Json::Value& value) const {
-    const auto offset = static_cast<std::size_t>(value.getOffsetStart());
-    const auto next = std::upper_bound(lineStarts.begin(), lineStarts.end(), offset);
-    return {static_cast<unsigned int>(next - lineStarts.begin()), static_cast<unsigned int>(offset - *(next - 1) + 1)};
+    return lines.positionAt(static_cast<std::size_t>(value.getOffsetStart()));
 }
 
 Position JsonFile::positionOfPath(const std::vector<std::string>& path) const {

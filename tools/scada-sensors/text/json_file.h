@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Kelvra::SCADA::Tool {
@@ -12,6 +13,17 @@ namespace Kelvra::SCADA::Tool {
 struct Position {
     unsigned int line = 0;
     unsigned int column = 0;
+};
+
+/// The starts of the lines of a text, as the JSON reader counts them: lines end with LF, CR or both.
+class LineStarts {
+public:
+    explicit LineStarts(std::string_view text);
+    /// Returns the place of a byte of the text.
+    Position positionAt(std::size_t offset) const;
+
+private:
+    std::vector<std::size_t> starts;
 };
 
 /// A JSON file, read with the reader's default settings as the library does, with its faults and their places.
@@ -24,6 +36,8 @@ public:
 
     /// Reads and parses the file. Does not throw for bad content.
     explicit JsonFile(const std::string& file);
+    /// Parses the text of a file that has been read, unless `failure` says why it could not be.
+    JsonFile(const std::string& failure, const std::string& text);
 
     /// Whether the file could be opened and read.
     bool isRead() const { return read; }
@@ -49,7 +63,7 @@ private:
     bool abandoned = false;
     std::vector<Error> found;
     Json::Value document;
-    std::vector<std::size_t> lineStarts;
+    LineStarts lines{""};
 };
 
 /// Returns whether a text stays the same when it is written as JSON and read again. A text that is not UTF-8 does not.
