@@ -402,6 +402,16 @@ TEST_F(DoctorWaits, andTellsOfAServerThatRefuses) {
                           "    redis-cli -s $S config set notify-keyspace-events KA\n"));
 }
 
+TEST_F(DoctorWaits, andTellsOfNotificationsThatAreTurnedOff) {
+    const ToolRun result = doctorDuring({"aa", "--wait", "8"}, [this] {
+        server.run({"CONFIG", "SET", "notify-keyspace-events", ""});
+    });
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(replaced(result.out, server.socket(), "$S"),
+                HasSubstr("note new values: somebody has turned the notifications off meanwhile\n"
+                          "    redis-cli -s $S config set notify-keyspace-events KA\n"));
+}
+
 TEST_F(DoctorWaits, untilTheUserEndsIt) {
     ToolProcess tool({"--default-dir", temp / "default", "--custom-dir", temp / "custom", "--map", temp / "list.json",
                       "--codec-runner", "", "--socket", server.socket(), "--log-level", "off", "doctor", "aa", "--wait",

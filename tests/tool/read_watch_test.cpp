@@ -35,6 +35,12 @@ constexpr std::size_t TIME_WIDTH = 24;
 constexpr const char* LOST = "scada-sensors: the database at [$S] is lost; waiting for it\n";
 constexpr const char* BACK = "scada-sensors: the database at [$S] is back\n";
 constexpr const char* REFUSED = "scada-sensors: the database at [$S] refuses to announce changes; asking again\n";
+constexpr const char* DENIED =
+    "scada-sensors: [lora@aa] cannot be read; asking again: NOPERM this user has no permissions to run the 'hgetall' "
+    "command (redis-cli -s $S acl list)\n";
+constexpr const char* MUTED =
+    "scada-sensors: the database at [$S] announces no changes any more; turn its notifications on: redis-cli -s $S "
+    "config set notify-keyspace-events KA\n";
 constexpr const char* NO_CHANGES = "scada-sensors: 0 changes\n";
 constexpr const char* NOT_THERE = "scada-sensors: The database at [$S] announced no changes at the end.\n";
 
@@ -244,6 +250,45 @@ TEST_F(ReadWatch, readsAgainUntilItIsServed) {
     EXPECT_EQ(ended.status, 0);
     EXPECT_EQ(ended.err, std::string(LOST) + BACK + "scada-sensors: 1 change\n");
     EXPECT_EQ(untimed(ended.out), std::string(INITIAL) + "  lora@aa  the key has expired\n");
+}
+
+TEST_F(ReadWatch, saysThatTheServerRefusesToBeRead) {
+    begin({"--timeout", "6"}, 2);
+    server.run({"ACL", "SETUSER", "default", "-hgetall"});
+    set({"count", "8"});
+    std::this_thread::sleep_for(seconds(1));
+    server.run({"ACL", "SETUSER", "default", "+hgetall"});
+    const ToolRun ended = end();
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(ended.err, std::string(DENIED) + BACK + "scada-sensors: 1 change\n");
+    EXPECT_EQ(untimed(ended.out), std::string(INITIAL) + "  count  8  -  -  ok\n");
+}
+
+TEST_F(ReadWatch, neverAllowedToRead) {
+    server.run({"ACL", "SETUSER", "default", "-hgetall"});
+    begin({"--timeout", "2"}, 0);
+    const ToolRun ended = end();
+    EXPECT_EQ(ended.status, 3);
+    EXPECT_EQ(ended.err, std::string(DENIED) + NO_CHANGES +
+                             "scada-sensors: The database at [$S] let nothing be read at the end.\n");
+    const ToolRun json = runTool(commandLine(server.socket(), {"--timeout", "2", "--json"}));
+    const Json::Value line = parsed(json.out.substr(0, json.out.find('\n')))["result"];
+    EXPECT_EQ(line["state"], "unreadable");
+    EXPECT_THAT(line["reason"].asString(), ::testing::HasSubstr("NOPERM"));
+}
+
+// Another client turns the notifications off: the change is not announced, and it is said later.
+TEST_F(ReadWatch, saysThatTheNotificationsAreTurnedOff) {
+    begin({"--timeout", "20"}, 2);
+    server.run({"CONFIG", "SET", "notify-keyspace-events", ""});
+    std::this_thread::sleep_for(seconds(7));
+    set({"count", "8"});
+    EXPECT_EQ(untimed(out()), INITIAL);
+    server.run({"CONFIG", "SET", "notify-keyspace-events", "KA"});
+    const ToolRun ended = end();
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(ended.err, std::string(MUTED) + BACK + "scada-sensors: 1 change\n");
+    EXPECT_EQ(untimed(ended.out), std::string(INITIAL) + "  count  8  -  -  ok\n");
 }
 
 struct TimeRow {

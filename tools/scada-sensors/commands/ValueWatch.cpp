@@ -22,9 +22,20 @@ bool removesKey(const std::string& event) {
 }
 
 const char* connectionWord(WatchState now) {
-    if (now == WatchState::WATCHING)
+    switch (now) {
+    case WatchState::WATCHING:
         return "back";
-    return now == WatchState::REFUSED ? "refused" : "lost";
+    case WatchState::REFUSED:
+        return "refused";
+    case WatchState::DENIED:
+        return "unreadable";
+    case WatchState::MUTED:
+        return "muted";
+    case WatchState::STARTING:
+    case WatchState::LOST:
+        break;
+    }
+    return "lost";
 }
 
 bool isSame(const StoredValue& left, const StoredValue& right) {
@@ -52,17 +63,24 @@ bool ValueWatch::changed(const KeyChange& change) {
     return true;
 }
 
-bool ValueWatch::fetch(bool anew) {
+WatchState ValueWatch::fetch(bool anew) {
     isOutdated = isOutdated || anew;
     if (!isOutdated)
-        return true;
+        return WatchState::WATCHING;
     const Inquiry server{TimeLimit(wait)};
     std::vector<SensorState> states;
-    if (!server.open().empty() || !readSensors(server, {sensor.key}, &states).empty())
-        return false;
+    ServerFault fault = server.open();
+    if (fault.empty())
+        fault = readSensors(server, {sensor.key}, &states);
+    if (fault.refused) {
+        refusal = fault;
+        return WatchState::DENIED;
+    }
+    if (!fault.empty())
+        return WatchState::LOST;
     fresh = states.front();
     isOutdated = false;
-    return true;
+    return WatchState::WATCHING;
 }
 
 bool ValueWatch::fetched() {
@@ -82,11 +100,16 @@ bool ValueWatch::fetched() {
 }
 
 void ValueWatch::turned(WatchState now) {
-    tellState(now, answer);
+    if (now == WatchState::DENIED)
+        answer.note(filled("[%s] cannot be read; asking again: %s (%s)", {sensor.key, refusal.text, refusal.command}));
+    else
+        tellState(now, answer);
     if (!answer.isJson())
         return;
     Json::Value result(Json::objectValue);
     result["state"] = connectionWord(now);
+    if (now == WatchState::DENIED)
+        result["reason"] = refusal.text;
     write("connection", result, "");
 }
 

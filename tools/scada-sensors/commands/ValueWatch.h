@@ -34,7 +34,7 @@ public:
 
 private:
     bool changed(const KeyChange& change);
-    bool fetch(bool anew);
+    WatchState fetch(bool anew);
     bool fetched();
     void turned(WatchState now);
     ExitCode ended(WatchState last) const;
@@ -53,6 +53,7 @@ private:
     bool isOutdated = true;
     std::string removal; ///< the event that removed the key since it was last said
     std::optional<SensorState> fresh;
+    ServerFault refusal; ///< the last one
 
     std::optional<SensorState::Kind> saidKind;
     std::map<std::string, StoredValue> said;

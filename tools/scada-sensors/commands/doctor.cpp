@@ -15,6 +15,7 @@
 #include "commands/finding_text.h"
 #include "commands/whole_number.h"
 #include "database/sensor_state.h"
+#include "database/server_setting.h"
 #include "database/watch_changes.h"
 #include "device/CodecSettings.h"
 #include "device/Device.h"
@@ -266,18 +267,14 @@ void addRunner(Diagnosis* diagnosis) {
 
 // Subscribers set it themselves; until then no change of a key is announced.
 void addNotifications(const Inquiry& server, Diagnosis* diagnosis) {
-    ReplyPtr reply;
-    if (!server.ask({"CONFIG", "GET", "notify-keyspace-events"}, &reply).empty() || !errorOf(reply).empty() ||
-        reply->elements != 2 || reply->element[1]->str == nullptr) {
+    const std::optional<std::string> setting = notificationSetting(server);
+    if (!setting) {
         diagnosis->add(Health::NOTE, "notifications", filled("the server does not tell its setting"),
                        serverCommand("acl list"));
         return;
     }
-    const std::string setting(reply->element[1]->str, static_cast<std::size_t>(reply->element[1]->len));
-    const bool isOn = setting.find('K') != std::string::npos &&
-                      (setting.find('A') != std::string::npos || setting.find('h') != std::string::npos);
-    if (isOn)
-        diagnosis->add(Health::OK, "notifications", filled("changes of keys are told (%s)", {setting}),
+    if (announcesChanges(*setting))
+        diagnosis->add(Health::OK, "notifications", filled("changes of keys are told (%s)", {*setting}),
                        own("watch --timeout 10"));
     else
         diagnosis->add(Health::NOTE, "notifications",
@@ -447,8 +444,10 @@ void addHeard(const Heard& heard, TimeLimit::Clock::duration whole, WatchState l
     else if (last == WatchState::WATCHING && !heard.wasLost)
         diagnosis->add(Health::NOTE, subject, filled("none came in %s", {text(whole)}), reading + " --watch");
     else if (last == WatchState::REFUSED)
-        diagnosis->add(Health::NOTE, subject, filled("the server refuses to announce them"),
-                       serverCommand("config set notify-keyspace-events KA"));
+        diagnosis->add(Health::NOTE, subject, filled("the server refuses to announce them"), turningOnNotifications());
+    else if (last == WatchState::MUTED)
+        diagnosis->add(Health::NOTE, subject, filled("somebody has turned the notifications off meanwhile"),
+                       turningOnNotifications());
     else
         diagnosis->add(last == WatchState::WATCHING ? Health::NOTE : Health::FAULT, subject,
                        filled("the server did not announce changes all the time"), own("doctor"));

@@ -2,6 +2,7 @@
 
 #include "commands/whole_number.h"
 #include "database/Inquiry.h"
+#include "database/server_setting.h"
 #include "text/filled.h"
 #include "text/text.h"
 
@@ -54,6 +55,9 @@ void tellState(WatchState now, const Answer& answer) {
         answer.note(filled("the database at [%s] is back", {socket}));
     else if (now == WatchState::REFUSED)
         answer.note(filled("the database at [%s] refuses to announce changes; asking again", {socket}));
+    else if (now == WatchState::MUTED)
+        answer.note(filled("the database at [%s] announces no changes any more; turn its notifications on: %s",
+                           {socket, turningOnNotifications()}));
     else
         answer.note(filled("the database at [%s] is lost; waiting for it", {socket}));
 }
@@ -64,6 +68,9 @@ ExitCode endOfWatch(WatchState last, const WatchTally& tally, const Answer& answ
         return ExitCode::FAILED;
     if (last == WatchState::WATCHING || last == WatchState::STARTING)
         return ExitCode::DONE;
+    if (last == WatchState::DENIED)
+        return answer.failed(ExitCode::NO_DATABASE, filled("The database at [%s] let nothing be read at the end.",
+                                                           {Env::inst().conf().getDfnDatabaseSocket()}));
     return answer.failed(ExitCode::NO_DATABASE, filled("The database at [%s] announced no changes at the end.",
                                                        {Env::inst().conf().getDfnDatabaseSocket()}));
 }

@@ -77,10 +77,10 @@ ServerFault commonFault(const std::string& error, const std::string& path) {
         return {
             filled("The server at [%s] wants a password, and the library has none. Let it serve its socket without.",
                    {path}),
-            PASSWORD_OF_SERVER};
+            PASSWORD_OF_SERVER, true};
     if (startsWith(error, "LOADING"))
         return {filled("The server at [%s] is still loading its data. Try again in a moment.", {path}),
-                serverCommand("info persistence")};
+                serverCommand("info persistence"), true};
     return {};
 }
 
@@ -89,10 +89,10 @@ ServerFault selectionFault(const std::string& error, const std::string& path) {
     if (error.find("DB index") != std::string::npos)
         return {filled("The server at [%s] has no database %s: %s. Correct --db, or the number of its databases.",
                        {path, number, error}),
-                serverCommand("config get databases")};
+                serverCommand("config get databases"), true};
     return {filled("The server at [%s] does not let database %s be used: %s. Look at its configuration.",
                    {path, number, error}),
-            serverCommand("acl list")};
+            serverCommand("acl list"), true};
 }
 
 } // namespace

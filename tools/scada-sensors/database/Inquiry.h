@@ -15,8 +15,9 @@ namespace Kelvra::SCADA::Tool {
 
 /// A fault of the server; empty if there is none.
 struct ServerFault {
-    std::string text;    ///< includes the remedy
-    std::string command; ///< the next command to type in a shell
+    std::string text;     ///< includes the remedy
+    std::string command;  ///< the next command to type in a shell
+    bool refused = false; ///< whether the server answers and refuses
 
     bool empty() const { return text.empty(); }
 };

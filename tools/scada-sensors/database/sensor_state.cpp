@@ -36,7 +36,7 @@ ServerFault faultOf(const ReplyPtr& reply) {
     const std::string error = errorOf(reply);
     if (error.empty() || startsWith(error, "WRONGTYPE"))
         return {};
-    return {error, serverCommand("acl list")};
+    return {error, serverCommand("acl list"), true};
 }
 
 void ask(const Inquiry& server, const std::vector<std::string>& keys, std::size_t from, std::size_t count) {

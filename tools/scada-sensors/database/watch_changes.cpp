@@ -2,6 +2,7 @@
 
 #include "database/ReplyPtr.h"
 #include "database/access.h"
+#include "database/server_setting.h"
 #include "text/Descriptor.h"
 
 #include <hiredis/hiredis.h>
@@ -22,6 +23,8 @@
 #include <exception>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <system_error>
 #include <thread>
@@ -34,6 +37,7 @@ using Clock = TimeLimit::Clock;
 
 constexpr std::chrono::milliseconds RETRY_PAUSE(200);
 constexpr std::chrono::milliseconds QUESTION_PAUSE(1000);
+constexpr std::chrono::milliseconds CHECK_PAUSE(5000);
 // The watch also ends if its reader stops reading, so that a line cannot be finished.
 constexpr std::chrono::milliseconds LINE_LIMIT(100);
 
@@ -161,7 +165,7 @@ private:
             if (heard == Subscription::Heard::SOMETHING) {
                 lastHeard = Clock::now();
                 isAsked = false;
-                if (!isDue)
+                if (!isDue && state != WatchState::MUTED)
                     turn(WatchState::WATCHING);
                 continue;
             }
@@ -170,6 +174,26 @@ private:
             isAsked = true;
             if (Clock::now() - lastHeard > longestSilence + QUESTION_PAUSE)
                 turn(WatchState::LOST);
+            else
+                checkSetting();
+        }
+    }
+
+    // Another client can turn the notifications off. The subscription then only seems to go on. When they are on again,
+    // everything is fetched anew.
+    void checkSetting() {
+        if ((state != WatchState::WATCHING && state != WatchState::MUTED) || Clock::now() < nextCheck)
+            return;
+        nextCheck = Clock::now() + CHECK_PAUSE;
+        const Inquiry server{TimeLimit(static_cast<unsigned int>(longestSilence.count()))};
+        if (!server.open().empty())
+            return;
+        const std::optional<std::string> setting = notificationSetting(server);
+        if (setting && !announcesChanges(*setting)) {
+            turn(WatchState::MUTED);
+        } else if (setting && state == WatchState::MUTED) {
+            isNew = true;
+            isDue = true;
         }
     }
 
@@ -188,9 +212,9 @@ private:
     void update() {
         if (!isDue)
             return;
-        const bool isServed = !listener.fetch || listener.fetch(isNew);
-        turn(isServed ? WatchState::WATCHING : WatchState::LOST);
-        if (!isServed)
+        const WatchState served = listener.fetch ? listener.fetch(isNew) : WatchState::WATCHING;
+        turn(served);
+        if (served != WatchState::WATCHING)
             return;
         isNew = false;
         isDue = false;
@@ -237,6 +261,7 @@ private:
     Subscription subscription;
     std::timed_mutex speaking;
     std::atomic<WatchState> state{WatchState::STARTING};
+    Clock::time_point nextCheck = begin; ///< of the server's setting
     bool isWanted = true;
     bool isNew = true; ///< nothing has been fetched since the subscription
     bool isDue = true; ///< nothing has been fetched since the subscription or the last change

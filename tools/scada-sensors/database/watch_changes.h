@@ -22,6 +22,8 @@ enum class WatchState {
     WATCHING, ///< the server announces changes
     LOST,     ///< the server has gone, or does not answer
     REFUSED,  ///< the server answers and does not announce changes
+    DENIED,   ///< the server announces changes and refuses to serve `fetch`
+    MUTED,    ///< the subscription goes on, and somebody has turned the server's notifications off
 };
 
 /// The listener of a watch. A thread of the watch makes the calls one at a time, except for the last one.
@@ -34,8 +36,8 @@ struct WatchListener {
 
     /// Null unless the listener keeps a copy of the database's content. Reads that content after each subscription,
     /// with `anew` set, and after changes as soon as no further one waits. Writes nothing, because the watch may end
-    /// meanwhile. Returns whether the server served; if not, the server counts as lost, and the call is repeated.
-    std::function<bool(bool anew)> fetch;
+    /// meanwhile. Returns WATCHING if the server served; otherwise LOST or DENIED, and the call is repeated.
+    std::function<WatchState(bool anew)> fetch;
     /// Called after each successful fetch. Returns false if nothing more is wanted.
     std::function<bool()> fetched;
 };
