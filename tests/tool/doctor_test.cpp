@@ -156,6 +156,12 @@ INSTANTIATE_TEST_SUITE_P(
               },
               "fault database: The server at [$S] wants a password, and the library has none. Let it serve its socket "
               "without.\n    sudo grep -n requirepass /etc/redis/redis.conf\n"},
+        Cause{"memory_of_the_server_is_full",
+              [](Doctor& device) {
+                  device.server.run({"CONFIG", "SET", "maxmemory", "1"});
+              },
+              "fault writes: the memory of the server is full, and it refuses values. Raise its maxmemory, or let it "
+              "remove old keys (maxmemory-policy).\n    redis-cli -s $S info memory\n"},
         Cause{"key_is_missing",
               [](Doctor& device) {
                   device.server.run({"DEL", KEY});
@@ -340,6 +346,63 @@ INSTANTIATE_TEST_SUITE_P(
                 "What listens at [$S] does not speak the protocol of the database. Correct --socket.",
                 "sudo ss -xlp"}),
     rowName);
+
+struct RefusedWriteRow {
+    const char* name;
+    const char* error;
+    int status;
+    const char* line;
+};
+
+void PrintTo(const RefusedWriteRow& row, std::ostream* out) {
+    *out << row.error;
+}
+
+class RefusedWrite : public Doctor, public ::testing::WithParamInterface<RefusedWriteRow> {};
+
+TEST_P(RefusedWrite, isTold) {
+    const std::string key = "*4\r\n$1\r\nt\r\n$4\r\n21.5\r\n$1\r\nb\r\n$2\r\n50\r\n";
+    ScriptedRedis peer(answers({{{"+OK\r\n"},
+                                 {"+PONG\r\n"},
+                                 {std::string("-") + GetParam().error + "\r\n"},
+                                 {"*2\r\n$22\r\nnotify-keyspace-events\r\n$2\r\nAK\r\n"},
+                                 {key},
+                                 {":129600000\r\n"}}}));
+    otherSocket = peer.socket();
+    const ToolRun result = doctor({"aa"});
+    EXPECT_EQ(result.status, GetParam().status) << result.out;
+    EXPECT_THAT(replaced(result.out, peer.socket(), "$S"), HasSubstr(std::string("answers\n    scada-sensors db get "
+                                                                                 "lora@aa\n") +
+                                                                     GetParam().line + "ok notifications: "));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Tool, RefusedWrite,
+    ::testing::Values(
+        RefusedWriteRow{"save_failed", "MISCONF Redis is configured to save RDB snapshots", 1,
+                        "fault writes: the server could not save its data, and it refuses values. Make room on its "
+                        "disk, or correct its directory.\n    redis-cli -s $S info persistence\n"},
+        RefusedWriteRow{"too_few_replicas", "NOREPLICAS Not enough good replicas to write.", 1,
+                        "fault writes: the server refuses values: NOREPLICAS Not enough good replicas to write.\n"
+                        "    redis-cli -s $S info replication\n"},
+        RefusedWriteRow{"command_not_allowed", "NOPERM this user has no permissions", 0, ""}),
+    rowName);
+
+// It shows its values all the same.
+TEST_F(Doctor, notesAReplica) {
+    server.run({"REPLICAOF", "127.0.0.1", "1"});
+    const ToolRun result = doctor({"aa"});
+    EXPECT_EQ(result.status, 0) << result.out;
+    EXPECT_THAT(replaced(result.out, server.socket(), "$S"),
+                HasSubstr("note writes: the server is a replica and refuses them; its values come from its master\n"
+                          "    redis-cli -s $S info replication\n"));
+}
+
+TEST_F(Doctor, writesNothing) {
+    server.run({"DEL", KEY});
+    doctor({"aa"});
+    EXPECT_EQ(server.run({"DBSIZE"}), "(integer 0)");
+}
 
 class DoctorWaits : public Doctor {
 protected:

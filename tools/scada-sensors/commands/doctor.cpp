@@ -282,6 +282,28 @@ void addNotifications(const Inquiry& server, Diagnosis* diagnosis) {
                        own("watch --timeout 10"));
 }
 
+// Values of hosts that write to this server do not arrive.
+void addWrites(const Inquiry& server, Diagnosis* diagnosis) {
+    const std::string error = refusalOfWrites(server);
+    if (startsWith(error, "READONLY"))
+        diagnosis->add(Health::NOTE, "writes",
+                       filled("the server is a replica and refuses them; its values come from its master"),
+                       serverCommand("info replication"));
+    else if (startsWith(error, "OOM"))
+        diagnosis->add(Health::FAULT, "writes",
+                       filled("the memory of the server is full, and it refuses values. Raise its maxmemory, or let it "
+                              "remove old keys (maxmemory-policy)."),
+                       serverCommand("info memory"));
+    else if (startsWith(error, "MISCONF"))
+        diagnosis->add(Health::FAULT, "writes",
+                       filled("the server could not save its data, and it refuses values. Make room on its disk, or "
+                              "correct its directory."),
+                       serverCommand("info persistence"));
+    else if (!error.empty())
+        diagnosis->add(Health::FAULT, "writes", filled("the server refuses values: %s", {error}),
+                       serverCommand("info replication"));
+}
+
 bool addDatabase(const Inquiry& server, const std::string& next, Diagnosis* diagnosis) {
     const ServerFault fault = server.open();
     if (!fault.empty()) {
@@ -292,6 +314,7 @@ bool addDatabase(const Inquiry& server, const std::string& next, Diagnosis* diag
                    filled("number %s at [%s] answers", {std::to_string(Env::inst().conf().getDfnDatabaseNumber()),
                                                         Env::inst().conf().getDfnDatabaseSocket()}),
                    next);
+    addWrites(server, diagnosis);
     addNotifications(server, diagnosis);
     return true;
 }

@@ -1,5 +1,7 @@
 #include "database/server_setting.h"
 
+#include "text/text.h"
+
 #include <cstddef>
 
 namespace Kelvra::SCADA::Tool {
@@ -19,6 +21,19 @@ bool announcesChanges(const std::string& setting) {
 
 std::string turningOnNotifications() {
     return serverCommand("config set notify-keyspace-events KA");
+}
+
+std::string refusalOfWrites(const Inquiry& server) {
+    // It replaces no byte of a text, and makes no key. For the server it is a write that needs memory.
+    ReplyPtr reply;
+    if (!server.ask({"SETRANGE", "scada-sensors", "0", ""}, &reply).empty())
+        return "";
+    const std::string error = errorOf(reply);
+    for (const char* code : {"OOM ", "READONLY ", "MISCONF ", "NOREPLICAS "}) {
+        if (startsWith(error, code))
+            return error;
+    }
+    return "";
 }
 
 } // namespace Kelvra::SCADA::Tool

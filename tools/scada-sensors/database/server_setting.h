@@ -16,4 +16,8 @@ bool announcesChanges(const std::string& setting);
 /// The command that turns the notifications on, as subscribers do.
 std::string turningOnNotifications();
 
+/// Returns the server's error if it refuses writes as a whole: it is a read-only replica, its memory is full, or it
+/// cannot save. Nothing is written to find that out.
+std::string refusalOfWrites(const Inquiry& server);
+
 } // namespace Kelvra::SCADA::Tool
