@@ -15,6 +15,7 @@
 namespace {
 
 using namespace Kelvra::SCADA::Test;
+using Kelvra::SCADA::Tool::contentHash;
 using Kelvra::SCADA::Tool::hiddenEntry;
 using Kelvra::SCADA::Tool::installedFiles;
 using Kelvra::SCADA::Tool::Rule;
@@ -26,6 +27,8 @@ constexpr const Rule* RULES[] = {&Rules::STORAGE_NOT_CONFIGURED,
                                  &Rules::STORAGE_NOT_A_DIRECTORY,
                                  &Rules::STORAGE_HIDES_DEFAULT,
                                  &Rules::STORAGE_DEFAULT_CHANGED,
+                                 &Rules::STORAGE_DEFAULT_GONE,
+                                 &Rules::STORAGE_DEFAULT_NEW,
                                  &Rules::STORAGE_INTERRUPTED,
                                  &Rules::STORAGE_UNFINISHED,
                                  &Rules::STORAGE_IN_PLACE,
@@ -178,6 +181,25 @@ const std::vector<Plant>& plantsOfStorages() {
              writeFile(dir + "/custom.generations/hidden/" + entry + "/" + name + ".json", R"({"properties": {}})");
          },
          {"storage/hides-default", "storage/default-changed"}},
+        {"default_gone",
+         [](const std::string& dir) {
+             const std::string name = "lora/demo/own";
+             writeFile(dir + "/custom/" + name + ".json", R"({"decoder": "own.js", "properties": {}})");
+             writeFile(dir + "/custom/lora/demo/own.js", "");
+             const std::string entry = hiddenEntry(name, installedFiles(dir + "/custom", name));
+             writeFile(dir + "/custom.generations/hidden/" + entry + "/" + name + ".json", R"({"properties": {}})");
+         },
+         {"storage/default-gone"}},
+        {"default_new",
+         [](const std::string& dir) {
+             customDefinition(R"({"decoder": "th1.js", "properties": {}})")(dir);
+             writeFile(dir + "/custom/lora/demo/th1.js", "");
+             const std::string name = "lora/demo/th1";
+             writeFile(dir + "/custom.generations/history",
+                       R"({"definitions": [{"change": "installed", "name": ")" + name + R"(", "content": ")" +
+                           contentHash(installedFiles(dir + "/custom", name)) + "\"}]}\n");
+         },
+         {"storage/hides-default", "storage/default-new"}},
         {"operation_interrupted",
          [](const std::string& dir) { writeFile(dir + "/custom.generations/interrupted", "{}"); },
          {"storage/interrupted"}},

@@ -56,6 +56,7 @@ protected:
         ASSERT_EQ(result.status, 0) << result.out << result.err;
     }
     void bringFirmware(const std::string& title) { addDefinition(standard, NAME, title); }
+    void removeDefault() const { std::filesystem::remove_all(temp / "default/lora"); }
     bool isTold() const {
         const bool checked = run({"check"}).out.find(RULE) != std::string::npos;
         EXPECT_EQ(run({"list"}).out.find("default (changed)") != std::string::npos, checked);
@@ -118,6 +119,74 @@ TEST_P(Stale, isShownWithTheDefaultOfThatTime) {
     EXPECT_EQ(item["hidden_before"]["changes"][0]["to"], "Water");
     const std::string file = item["hidden_before"]["file"].asString();
     EXPECT_THAT(readFile(replaced(file, "$T", temp.path())), HasSubstr("Air"));
+}
+
+TEST_P(Stale, tellsThatTheDefaultIsGone) {
+    install();
+    removeDefault();
+    EXPECT_THAT(run({"check"}).out,
+                HasSubstr("$T/custom/lora/demo/th1.json: note: The default definition [lora/demo/th1] that it hid when "
+                          "it was installed is gone. [storage/default-gone]\n"));
+    EXPECT_THAT(run({"list"}).out, HasSubstr("lora/demo/th1  custom   default (gone)  "));
+    const Json::Value row = parsed(run({"list", "--json"}).out)["result"][0];
+    EXPECT_TRUE(row["hides"].isNull());
+    EXPECT_EQ(row["hidden_state"], "gone");
+    EXPECT_THAT(run({"doctor"}).out, HasSubstr("that it hid when it was installed is gone.\n    scada-sensors list\n"));
+    EXPECT_THAT(run({"doctor", "aa"}).out,
+                HasSubstr("note definition: [lora/demo/th1] is the custom one; the default one that it hid is gone\n"
+                          "    scada-sensors show lora/demo/th1\n"));
+    install();
+    EXPECT_THAT(run({"check"}).out, Not(HasSubstr("storage/default-gone")));
+    bringFirmware("Water");
+    EXPECT_THAT(run({"check"}).out, HasSubstr("[storage/default-new]"));
+}
+
+TEST_P(Stale, tellsOfANewDefault) {
+    removeDefault();
+    install();
+    EXPECT_THAT(run({"check"}).out, Not(HasSubstr("storage/default")));
+    bringFirmware("Water");
+    EXPECT_THAT(
+        run({"check"}).out,
+        HasSubstr("$T/custom/lora/demo/th1.json: note: The default definition [lora/demo/th1] that it hides has "
+                  "come since it was installed. [storage/default-new]\n"));
+    EXPECT_THAT(run({"list"}).out, HasSubstr("lora/demo/th1  custom   default (new)  "));
+    EXPECT_THAT(run({"doctor"}).out, HasSubstr("has come since it was installed.\n    scada-sensors diff\n"));
+    EXPECT_THAT(run({"doctor", "aa"}).out,
+                HasSubstr("note definition: [lora/demo/th1] is the custom one; the default one that it hides has come "
+                          "since\n    scada-sensors diff lora/demo/th1\n"));
+    install();
+    EXPECT_THAT(run({"check"}).out, Not(HasSubstr("storage/default")));
+    bringFirmware("Soil");
+    EXPECT_TRUE(isTold());
+}
+
+// Another operation in between changes nothing of it.
+TEST_P(Stale, endsWithAnInstallationOfTheSameBytes) {
+    install();
+    bringFirmware("Water");
+    EXPECT_EQ(run({"install", temp / "source", "--allow-overwrite"}).out, "unchanged lora/demo/th1\n");
+    EXPECT_FALSE(isTold());
+    addDefinition(source, "lora/demo/other");
+    bringFirmware("Soil");
+    EXPECT_TRUE(isTold());
+    EXPECT_EQ(run({"install", temp / "source", "--allow-overwrite"}).out,
+              "installed lora/demo/other\nunchanged lora/demo/th1\n");
+    EXPECT_FALSE(isTold());
+    bringFirmware("Sand");
+    EXPECT_TRUE(isTold());
+    EXPECT_THAT(run({"diff", NAME}).out, HasSubstr("from \"Soil\" to \"Sand\""));
+}
+
+TEST_P(Stale, isRememberedOfAHostsOwnInstallation) {
+    install();
+    std::filesystem::remove_all(temp / "custom.generations");
+    bringFirmware("Water");
+    EXPECT_FALSE(isTold());
+    install();
+    EXPECT_FALSE(isTold());
+    bringFirmware("Soil");
+    EXPECT_TRUE(isTold());
 }
 
 // Whoever adapts the override installs it again, over the default of now.

@@ -41,6 +41,11 @@ inline constexpr Rule STORAGE_HIDES_DEFAULT = {"storage/hides-default", Severity
 inline constexpr Rule STORAGE_DEFAULT_CHANGED = {
     "storage/default-changed", Severity::NOTE,
     R"(See "scada-sensors diff NAME"; adapt the custom definition and install it again, or remove it.)"};
+inline constexpr Rule STORAGE_DEFAULT_GONE = {
+    "storage/default-gone", Severity::NOTE, "Install the custom definition again if it is still right, or remove it."};
+inline constexpr Rule STORAGE_DEFAULT_NEW = {
+    "storage/default-new", Severity::NOTE,
+    R"(See "scada-sensors diff NAME"; adapt the custom definition and install it again, or remove it.)"};
 inline constexpr Rule STORAGE_INTERRUPTED = {
     "storage/interrupted", Severity::ERROR,
     R"(Run "scada-sensors recover", or "scada-sensors recover --forward" to complete the operation.)"};

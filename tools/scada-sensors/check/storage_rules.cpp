@@ -72,16 +72,32 @@ Findings checkEnd(const std::string& dir) {
 }
 
 Findings checkHiding(const Storages& storages, const std::string& name) {
-    if (!storages.isHiding(name))
-        return {};
     const std::string file = definitionFile(storages.of(STORAGE_CUSTOM).path(), name);
-    Findings findings = {
-        {Rules::STORAGE_HIDES_DEFAULT, {file}, filled("It hides the default definition [%s].", {name})}};
-    if (hasDefaultChanged(storages, name))
+    Findings findings;
+    if (storages.isHiding(name))
+        findings.push_back(
+            {Rules::STORAGE_HIDES_DEFAULT, {file}, filled("It hides the default definition [%s].", {name})});
+    switch (defaultSince(storages, name)) {
+    case DefaultSince::CHANGED:
         findings.push_back(
             {Rules::STORAGE_DEFAULT_CHANGED,
              {file},
              filled("The default definition [%s] that it hides has changed since it was installed.", {name})});
+        break;
+    case DefaultSince::GONE:
+        findings.push_back({Rules::STORAGE_DEFAULT_GONE,
+                            {file},
+                            filled("The default definition [%s] that it hid when it was installed is gone.", {name})});
+        break;
+    case DefaultSince::NEW:
+        findings.push_back(
+            {Rules::STORAGE_DEFAULT_NEW,
+             {file},
+             filled("The default definition [%s] that it hides has come since it was installed.", {name})});
+        break;
+    case DefaultSince::SAME:
+        break;
+    }
     return findings;
 }
 

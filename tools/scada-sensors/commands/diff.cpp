@@ -184,7 +184,7 @@ ExitCode diffHidden(Storages& storages, const std::set<std::string>& names, bool
         const Definition hidden = storages.of(STORAGE_DEFAULT).load(name);
         const Definition hiding = storages.of(STORAGE_CUSTOM).load(name);
         comparisons.add(hidden, hiding, nullptr);
-        if (hasDefaultChanged(storages, name))
+        if (defaultSince(storages, name) == DefaultSince::CHANGED)
             comparisons.addFormer(readDefinition(storages.formerDefault(name), name), hidden);
         report.add(name, wordOf(Effect::HIDES), wordsFor(Effect::HIDES), comparisons.find(name));
         for (const Definition* definition : {&hidden, &hiding}) {

@@ -181,17 +181,22 @@ void addDirectories(Diagnosis* diagnosis) {
 
 void addChangedDefaults(const Findings& findings, Diagnosis* diagnosis) {
     std::vector<std::string> texts;
+    bool isGone = false;
     for (const Finding& finding : findings) {
-        if (finding.rule == &Rules::STORAGE_DEFAULT_CHANGED)
+        isGone = isGone || finding.rule == &Rules::STORAGE_DEFAULT_GONE;
+        if (finding.rule == &Rules::STORAGE_DEFAULT_CHANGED || finding.rule == &Rules::STORAGE_DEFAULT_GONE ||
+            finding.rule == &Rules::STORAGE_DEFAULT_NEW)
             texts.push_back(finding.place.file + ": " + finding.text);
     }
+    // The comparison does not name definitions that hide none.
+    const std::string next = own(isGone ? "list" : "diff");
     if (texts.size() == 1)
-        diagnosis->add(Health::NOTE, "definitions", texts.front(), own("diff"));
+        diagnosis->add(Health::NOTE, "definitions", texts.front(), next);
     else if (!texts.empty())
         diagnosis->add(Health::NOTE, "definitions",
-                       filled("%s since they were hidden, such as: %s",
+                       filled("%s since custom ones were installed, such as: %s",
                               {counted(texts.size(), "default definition") + " changed", texts.front()}),
-                       own("diff"));
+                       next);
 }
 
 void addDefinitions(Device& device, Diagnosis* diagnosis) {
@@ -397,11 +402,23 @@ bool addDefinition(Storages& storages, const Definition& definition, Diagnosis* 
                            own("remove", definition.name));
         return false;
     }
-    if (hides && hasDefaultChanged(storages, definition.name))
+    const DefaultSince since = storages.decidingFor(definition.name) == STORAGE_CUSTOM
+                                   ? defaultSince(storages, definition.name)
+                                   : DefaultSince::SAME;
+    if (since == DefaultSince::CHANGED)
         diagnosis->add(
             Health::NOTE, "definition",
             filled("[%s] is the custom one; the default one that it hides has changed since", {definition.name}),
             own("diff", definition.name));
+    else if (since == DefaultSince::NEW)
+        diagnosis->add(
+            Health::NOTE, "definition",
+            filled("[%s] is the custom one; the default one that it hides has come since", {definition.name}),
+            own("diff", definition.name));
+    else if (since == DefaultSince::GONE)
+        diagnosis->add(Health::NOTE, "definition",
+                       filled("[%s] is the custom one; the default one that it hid is gone", {definition.name}),
+                       own("show", definition.name));
     else if (hides)
         diagnosis->add(Health::NOTE, "definition",
                        filled("[%s] is the custom one and hides the default one", {definition.name}),

@@ -1,5 +1,6 @@
 #include "answer/json.h"
 #include "answer/printable.h"
+#include "check/stale_overrides.h"
 #include "commands/Command.h"
 #include "commands/apart.h"
 #include "commands/effect_text.h"
@@ -266,8 +267,26 @@ ExitCode finish(const Installed& made, ListReplacement* list, const std::vector<
                          result, text);
 }
 
+// Whoever installs a definition again has accepted the default one of now. Returns a note if that cannot be remembered.
+std::string rememberDefaults(const Preflight& preflight, const std::vector<std::string>& unchanged,
+                             const Storages& storages) {
+    const std::set<std::string> wanted(unchanged.begin(), unchanged.end());
+    std::map<std::string, InstalledFiles> stale;
+    for (const PlannedDefinition& planned : preflight.definitions) {
+        if (wanted.count(planned.name) != 0 && planned.former &&
+            isRememberedOtherwise(storages, planned.name, *planned.former))
+            stale.emplace(planned.name, *planned.former);
+    }
+    try {
+        return renewDefaults(stale);
+    } catch (const std::exception& e) {
+        return filled("the default definitions below unchanged ones could not be noted: %s", {e.what()});
+    }
+}
+
 // Writes no definition, not even the same bytes again.
-ExitCode installUnchanged(const Preflight& preflight, SignalGuard& guard, const Answer& answer) {
+ExitCode installUnchanged(const Preflight& preflight, const Storages& storages, SignalGuard& guard,
+                          const Answer& answer) {
     Installed made{preflight, {}, ""};
     for (const PlannedDefinition& planned : preflight.definitions)
         made.definitions.unchanged.push_back(planned.name);
@@ -276,6 +295,7 @@ ExitCode installUnchanged(const Preflight& preflight, SignalGuard& guard, const 
         list.emplace(*preflight.list);
         guard.begin();
     }
+    made.note = rememberDefaults(preflight, made.definitions.unchanged, storages);
     return finish(made, list ? &*list : nullptr, {}, guard, answer);
 }
 
@@ -326,8 +346,8 @@ ExitCode answerFailure(const Preflight& preflight, InstallResult made, const std
                            toText(preflight.findings, standardOutput()) + toText(made), answer);
 }
 
-ExitCode deploy(const InstallRequest& request, const Preflight& preflight, const std::vector<Loss>& losses,
-                SignalGuard& guard, const Answer& answer) {
+ExitCode deploy(const InstallRequest& request, const Preflight& preflight, const Storages& storages,
+                const std::vector<Loss>& losses, SignalGuard& guard, const Answer& answer) {
     InstallResult made;
     for (const PlannedDefinition& planned : preflight.definitions)
         made.notInstalled.push_back(planned.name);
@@ -347,7 +367,8 @@ ExitCode deploy(const InstallRequest& request, const Preflight& preflight, const
     } catch (const std::exception& e) {
         return answerFailure(preflight, made, e.what(), answer);
     }
-    return finish({preflight, made, note}, list ? &*list : nullptr, losses, guard, answer);
+    const std::string unnoted = rememberDefaults(preflight, made.unchanged, storages);
+    return finish({preflight, made, note.empty() ? unnoted : note}, list ? &*list : nullptr, losses, guard, answer);
 }
 
 ExitCode answerNothing(const Preflight& preflight, const Answer& answer) {
@@ -369,11 +390,11 @@ ExitCode installTaken(const InstallRequest& request, std::unique_ptr<Intake> int
     if (preflight.definitions.empty() && !preflight.list)
         return answerNothing(preflight, answer);
     if (preflight.definitions.empty() || preflight.isUnchanged())
-        return installUnchanged(preflight, guard, answer);
+        return installUnchanged(preflight, device.storages(), guard, answer);
     const std::vector<Loss> losses = lossesOfInstallation(preflight.definitions, device.list());
     if (const std::string refusal = request.ifUnused ? refusalFor(losses, device.list()) : ""; !refusal.empty())
         return refuseLosses(losses, refusal, answer);
-    return deploy(request, preflight, losses, guard, answer);
+    return deploy(request, preflight, device.storages(), losses, guard, answer);
 }
 
 // The source is read before the lock is taken: an archive on standard input may take long to arrive.

@@ -18,7 +18,6 @@ namespace Kelvra::SCADA::Tool {
 namespace {
 
 constexpr const char* BOTH = "both";
-constexpr const char* CHANGED = "changed";
 
 std::set<std::string> namesOf(const Storages& storages, const std::string& searched) {
     std::set<std::string> names;
@@ -61,10 +60,11 @@ ExitCode list(const ListArguments& asked, const Answer& answer) {
         const STORAGE_TYPE type = storageOf(storages, name, asked.searched);
         const Definition definition = storages.of(type).load(name);
         const std::string hides = type == STORAGE_CUSTOM && storages.isHiding(name) ? wordOf(STORAGE_DEFAULT) : "";
-        const std::string since = !hides.empty() && hasDefaultChanged(storages, name) ? CHANGED : "";
+        const std::string since = type == STORAGE_CUSTOM ? wordOf(defaultSince(storages, name)) : "";
         // In the text for people, it is beside the storage that it concerns.
         const bool isNamed = !since.empty() && !answer.isJson();
-        table.add({name, wordOf(type), definition.file, isNamed ? hides + " (" + since + ")" : hides, since,
+        table.add({name, wordOf(type), definition.file,
+                   isNamed ? std::string(wordOf(STORAGE_DEFAULT)) + " (" + since + ")" : hides, since,
                    definition.verdict.decoderPath, definition.verdict.state});
         abandoned += definition.verdict.abandoned ? 1 : 0;
     }

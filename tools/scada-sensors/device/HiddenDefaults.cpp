@@ -51,8 +51,33 @@ const HiddenDefaults::Kept& HiddenDefaults::kept() const {
     return *known;
 }
 
+const std::map<std::string, HistoryChange>& HiddenDefaults::installations() const {
+    if (lastInstallations)
+        return *lastInstallations;
+    lastInstallations.emplace();
+    if (custom.empty())
+        return *lastInstallations;
+    for (const HistoryEntry& entry : readHistory(GenerationPaths(canonicalPath(custom)).history)) {
+        for (const HistoryChange& change : entry.changes) {
+            if (change.change == "installed")
+                lastInstallations->insert_or_assign(change.name, change);
+        }
+    }
+    return *lastInstallations;
+}
+
+InstalledFiles HiddenDefaults::filesOf(const std::string& name, const InstalledFiles* present) const {
+    return present == nullptr ? installedFiles(custom, name) : *present;
+}
+
+bool HiddenDefaults::hidNothing(const std::string& name, const InstalledFiles* present) const {
+    const auto last = installations().find(name);
+    return last != installations().end() && last->second.hides.empty() &&
+           last->second.content == contentHash(filesOf(name, present));
+}
+
 // Reads the custom definition only if something is kept for its name.
-std::string HiddenDefaults::directoryOf(const std::string& name) const {
+std::string HiddenDefaults::directoryOf(const std::string& name, const InstalledFiles* present) const {
     const std::set<std::string>& entries = kept().entries;
     if (entries.empty())
         return "";
@@ -60,7 +85,7 @@ std::string HiddenDefaults::directoryOf(const std::string& name) const {
     const auto first = entries.lower_bound(prefix);
     if (first == entries.end() || !startsWith(*first, prefix))
         return "";
-    const std::string entry = hiddenEntry(name, installedFiles(custom, name));
+    const std::string entry = hiddenEntry(name, filesOf(name, present));
     const std::string dir = kept().dir + "/" + entry;
     // The tool has kept nothing behind a link.
     const std::string file = definitionFile(dir, name);

@@ -31,7 +31,13 @@ public:
     bool isHiding(const std::string& name) const { return custom.lists(name) && standard.lists(name); }
     /// Returns the directory with the default definition that a custom one hid when it was installed; nothing if it is
     /// not known.
-    std::string formerDefault(const std::string& name) const { return hidden.directoryOf(name); }
+    std::string formerDefault(const std::string& name, const InstalledFiles* present = nullptr) const {
+        return hidden.directoryOf(name, present);
+    }
+    /// Whether a custom definition is known to have hidden none when it was installed.
+    bool hidNothing(const std::string& name, const InstalledFiles* present = nullptr) const {
+        return hidden.hidNothing(name, present);
+    }
 
 private:
     DefinitionDirectory custom;

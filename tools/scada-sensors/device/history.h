@@ -14,7 +14,8 @@ struct HistoryChange {
     std::string name;
     std::string
         content; ///< the hash of the document and the decoder: after the operation, or before it if it removed them
-    std::string hides{}; ///< the same for the default definition that an installed one hid; empty if it hid none
+    std::string hides{}; ///< the same for the default definition that an installed one hid; empty if it hid none,
+                         ///< and "unknown" if that definition could not be read
 };
 
 /// One operation on the custom storage.

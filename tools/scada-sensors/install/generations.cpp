@@ -1,5 +1,6 @@
 #include "install/generations.h"
 
+#include "device/HiddenDefaults.h"
 #include "device/InstalledFiles.h"
 #include "device/paths.h"
 #include "install/InstalledModes.h"
@@ -233,6 +234,24 @@ void recoverBack(const GenerationPaths& paths) {
 std::string recoverForward(const GenerationPaths& paths) {
     bringCustomTo(paths, paths.next);
     return finishInPlace(paths);
+}
+
+std::string renewDefaults(const std::map<std::string, InstalledFiles>& definitions) {
+    const GenerationPaths paths = GenerationPaths::ofDevice();
+    if (definitions.empty() || isInterrupted(paths) || isUnfinished(paths))
+        return "";
+    makeDirectory(paths.base);
+    removeFile(paths.hiddenNext);
+    makeDirectory(paths.hiddenNext);
+    std::vector<HistoryChange> changes;
+    for (const auto& [name, files] : definitions) {
+        const std::string hides = Tool::keepDefault(paths.hiddenNext, name, files);
+        if (hides.empty())
+            removeFile(paths.hidden + "/" + hiddenEntry(name, files));
+        changes.push_back({"installed", name, contentHash(files), hides});
+    }
+    takeOverDefaults(paths);
+    return writeHistory(paths, historyEntryOf("install", changes));
 }
 
 NextGeneration::NextGeneration(Start start) : NextGeneration(GenerationPaths::ofDevice().custom, start) {}

@@ -6,6 +6,7 @@
 #include "install/PrivateDirectory.h"
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 
@@ -34,6 +35,10 @@ std::string recoverForward(const GenerationPaths& paths);
 
 /// Whether the custom storage contains nothing that belongs to a generation.
 bool isEmpty(const GenerationPaths& paths);
+
+/// Remembers anew what the custom definitions hide that are installed again without a change, given by name and files.
+/// Does nothing after an interrupted operation. Returns why the history could not be written, or nothing.
+std::string renewDefaults(const std::map<std::string, InstalledFiles>& definitions);
 
 /// The generation that an operation makes. While it lives, Env names it as the custom storage, so that the library
 /// works on it. Unless it is put in place, it is removed at the end of this object's life.

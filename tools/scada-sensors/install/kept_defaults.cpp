@@ -53,8 +53,9 @@ bool isKeptFor(const std::string& generation, const std::string& name, const std
 std::string keepDefault(const std::string& directory, const std::string& name, const InstalledFiles& installed) {
     const std::string& dir = Env::inst().conf().getDfnDefaultDir();
     std::string document;
-    if (!readRegularFile(definitionFile(dir, name), &document).empty())
-        return "";
+    const std::string file = definitionFile(dir, name);
+    if (!readRegularFile(file, &document).empty())
+        return access(file.c_str(), F_OK) == 0 ? "unknown" : "";
     const std::string root = directory + "/" + hiddenEntry(name, installed);
     makeDirectory(root);
     writeKept(root, definitionFile("", name).substr(1), document);

@@ -11,7 +11,8 @@ namespace Kelvra::SCADA::Tool {
 // default definition has changed. Each function throws std::runtime_error on failure.
 
 /// Keeps the default definition `name`, and its decoder, in a directory of kept ones for the custom definition that is
-/// being installed. Returns the hash of the kept files; nothing if the definition cannot be read.
+/// being installed. Returns the hash of the kept files, "unknown" if the definition cannot be read, and nothing if
+/// there is none.
 std::string keepDefault(const std::string& directory, const std::string& name, const InstalledFiles& installed);
 
 /// Moves the definitions that an operation has kept to those kept before. If an interruption stops this step, the next
