@@ -1,5 +1,5 @@
-// The cost of an operator's queries, in wall-clock time: doctor for one sensor against resolve, and the values of all
-// sensors against the same commands sent by hand.
+// The cost of an operator's queries, in wall-clock time: doctor for one sensor against resolve, without a runner and
+// with one that loads the sensor's decoder, and the values of all sensors against the same commands sent by hand.
 
 #include "RedisServer.h"
 #include "Samples.h"
@@ -11,6 +11,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdio>
+#include <fstream>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -100,6 +101,17 @@ double secondsOfCommands(const std::string& socket) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
+// Gives the last sensor's definition a decoder that loads.
+void addDecoder(const Bench::Samples& samples) {
+    const std::string file =
+        samples / ("default/" + Bench::definitionName((SENSORS_OF_READ - 1) % DEFINITIONS) + ".js");
+    std::ofstream decoder(file, std::ios::binary | std::ios::trunc);
+    decoder << "function decodeUplink(input) { return {data: {property0: input.bytes[0]}}; }\n";
+    decoder.close();
+    if (!decoder.good())
+        throw std::runtime_error("cannot write " + file);
+}
+
 void measure() {
     const Test::RedisServer server;
     fill(server.socket());
@@ -107,7 +119,9 @@ void measure() {
     samples.addStorage("default", DEFINITIONS);
     samples.addList("many.json", SENSORS_OF_DOCTOR, DEFINITIONS);
     samples.addList("list.json", SENSORS_OF_READ, DEFINITIONS);
-    const auto secondsOfTool = [&](const std::string& list, const Words& words) {
+    const std::string last = Bench::sensorId(SENSORS_OF_READ - 1);
+    addDecoder(samples);
+    const auto secondsOfTool = [&](const std::string& list, const Words& words, const char* runner = "") {
         Words line = {SCADA_TOOL,
                       "--default-dir",
                       samples / "default",
@@ -118,11 +132,10 @@ void measure() {
                       "--map",
                       samples / list,
                       "--codec-runner",
-                      ""};
+                      runner};
         line.insert(line.end(), words.begin(), words.end());
         return Bench::secondsOf(line);
     };
-    const std::string last = Bench::sensorId(SENSORS_OF_READ - 1);
     const Bench::Pair one(
         [&] {
             return secondsOfTool("many.json", {"doctor", "lora", last});
@@ -132,6 +145,18 @@ void measure() {
         },
         TURNS);
     std::printf("doctor: %.1f ms, resolve %.1f ms\n", one.first * 1e3, one.second * 1e3);
+#ifdef SCADA_DUKTAPE_RUNNER
+    const Bench::Pair decoded(
+        [&] {
+            return secondsOfTool("many.json", {"doctor", "lora", last}, SCADA_DUKTAPE_RUNNER);
+        },
+        [&] {
+            return secondsOfTool("many.json", {"resolve", "lora", last}, SCADA_DUKTAPE_RUNNER);
+        },
+        TURNS);
+    std::printf("doctor with a runner: %.1f ms, resolve %.1f ms\n", decoded.first * 1e3, decoded.second * 1e3);
+    Bench::printRatio("doctor-with-runner-to-resolve", decoded.first / decoded.second, 2);
+#endif
     const Bench::Pair all(
         [&] {
             return secondsOfTool("list.json", {"read", "--all"});
