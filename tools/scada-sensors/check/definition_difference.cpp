@@ -31,12 +31,15 @@ public:
     }
 
 private:
+    // Most parts are equal, and to see that takes much less time than to go through their names.
     void compare(const Json::Value& from, const Json::Value& to) {
+        if (from == to)
+            return;
         if (from.isObject() && to.isObject())
             compareObjects(from, to);
         else if (isListOfObjects(from) && isListOfObjects(to))
             compareLists(from, to);
-        else if (from != to)
+        else
             changes.push_back({Kind::CHANGED, path, from, to});
     }
 
@@ -107,9 +110,11 @@ std::optional<DecoderDifference> compareDecoders(const std::string& from, const 
 DefinitionDifference differenceBetween(const Definition& from, const Definition& to) {
     const std::string& former = from.verdict.decoderPath;
     const std::string& latter = to.verdict.decoderPath;
+    const std::string& member = DefinitionsStorage::JSON_DECODER_SECTION;
+    if (former.empty() || latter.empty() || from.document[member] == to.document[member])
+        return {Comparison().run(from.document, to.document), compareDecoders(former, latter)};
     Json::Value document = to.document;
-    if (!former.empty() && !latter.empty())
-        document[DefinitionsStorage::JSON_DECODER_SECTION] = from.document[DefinitionsStorage::JSON_DECODER_SECTION];
+    document[member] = from.document[member];
     return {Comparison().run(from.document, document), compareDecoders(former, latter)};
 }
 

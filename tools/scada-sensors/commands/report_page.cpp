@@ -344,7 +344,9 @@ std::vector<ReportedValue> reportedValues(const SensorState& state, const Json::
     std::vector<ReportedValue> values;
     if (state.kind != SensorState::Kind::HASH)
         return values;
-    for (StoredValue& stored : storedValues(state.fields, properties)) {
+    std::vector<StoredValue> found = storedValues(state.fields, properties);
+    values.reserve(found.size());
+    for (StoredValue& stored : found) {
         std::string name = textOf(stored, "name");
         if (name.empty())
             name = std::move(stored.property);
