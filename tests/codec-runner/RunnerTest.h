@@ -1,5 +1,6 @@
 #pragma once
 
+#include "NamedRow.h"
 #include "RunnerProcess.h"
 
 #include <gtest/gtest.h>
@@ -11,8 +12,7 @@ namespace Kelvra::SCADA::Test {
 /// The expected result is JSON as in the contract. Only the named members of an exception are compared; a text that
 /// begins with "~" must be a part of the actual one. "endless" means that no answer comes because the call never ends,
 /// "memory or end" that the runner reports the limit or ends.
-struct ResultRow {
-    const char* name;
+struct ResultRow : NamedRow {
     /// The body of decodeUplink(input), or a whole script if it contains an entry point itself.
     const char* decoder;
     const char* expected;

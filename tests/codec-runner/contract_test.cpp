@@ -1,3 +1,5 @@
+#include "NamedRow.h"
+
 // Requests, answers, and the process itself.
 
 #include "RunnerTest.h"
@@ -23,8 +25,7 @@ INSTANTIATE_TEST_SUITE_P(Contract, RunnerTest, testing::Values(runnerName()),
                          [](const auto& row) { return row.param; });
 
 /// A first line that every runner must refuse.
-struct GarbageRow {
-    const char* name;
+struct GarbageRow : NamedRow {
     const char* line;
 };
 

@@ -1,3 +1,5 @@
+#include "NamedRow.h"
+
 // Loading a decoder, before the first call.
 
 #include "RunnerTest.h"
@@ -9,8 +11,7 @@ namespace Kelvra::SCADA::Test {
 namespace {
 
 /// The first answer, without the engine and the results. Only the named members of an exception are compared.
-struct LoadRow {
-    const char* name;
+struct LoadRow : NamedRow {
     const char* decoder;
     const char* expected;
 };
@@ -56,8 +57,7 @@ const LoadRow LOADS[] = {
 };
 
 /// A piece of syntax that an older engine does not know.
-struct NewerRow {
-    const char* name;
+struct NewerRow : NamedRow {
     const char* decoder;
     const char* newer;
 };
@@ -100,8 +100,7 @@ const NewerRow NEWER[] = {
 };
 
 /// Texts that no engine accepts, with the part that looks newer.
-struct BrokenRow {
-    const char* name;
+struct BrokenRow : NamedRow {
     const char* decoder;
 };
 

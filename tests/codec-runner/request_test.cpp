@@ -1,3 +1,5 @@
+#include "NamedRow.h"
+
 // The requests that the duktape runner reads, and those that it refuses.
 
 #include "duktape/json_reader.h"
@@ -6,23 +8,18 @@
 
 #include <gtest/gtest.h>
 
-#include <ostream>
 #include <string>
 
 namespace {
 
 using namespace Kelvra::SCADA::Codec;
+using Kelvra::SCADA::Test::NamedRow;
 using Kelvra::SCADA::Test::rowName;
 
-struct TextRow {
-    const char* name;
+struct TextRow : NamedRow {
     const char* json; ///< a JSON string
     std::string text;
 };
-
-void PrintTo(const TextRow& row, std::ostream* out) {
-    *out << row.name;
-}
 
 class RequestText : public ::testing::TestWithParam<TextRow> {};
 
@@ -60,14 +57,9 @@ TEST(Request, hasLimitsAndCalls) {
     EXPECT_EQ(request.calls[1].recvTime, -1.0);
 }
 
-struct RefusedRow {
-    const char* name;
+struct RefusedRow : NamedRow {
     std::string line;
 };
-
-void PrintTo(const RefusedRow& row, std::ostream* out) {
-    *out << row.name;
-}
 
 class RefusedRequest : public ::testing::TestWithParam<RefusedRow> {};
 

@@ -1,3 +1,5 @@
+#include "NamedRow.h"
+
 // The system calls that the filter refuses. A decoder cannot show this, because it cannot make any of these calls.
 
 #include "duktape/walls.h"
@@ -30,8 +32,7 @@ constexpr int REFUSED = WENT_ON;
 constexpr int REFUSED = 128 + SIGSYS;
 #endif
 
-struct CallRow {
-    const char* name;
+struct CallRow : NamedRow {
     void (*call)();
     int expected;
 };

@@ -1,6 +1,8 @@
+#include "NamedRow.h"
 #include "TempDir.h"
 #include "files.h"
 #include "host_state.h"
+#include "row_name.h"
 
 #include <kelvra/Logger.h>
 #include <kelvra/System.h>
@@ -8,7 +10,6 @@
 
 #include <functional>
 #include <memory>
-#include <ostream>
 #include <set>
 #include <string>
 #include <thread>
@@ -19,7 +20,9 @@
 namespace {
 
 using Kelvra::SCADA::Test::makeDir;
+using Kelvra::SCADA::Test::NamedRow;
 using Kelvra::SCADA::Test::readFile;
+using Kelvra::SCADA::Test::rowName;
 using Kelvra::SCADA::Test::TempDir;
 using Kelvra::SCADA::Test::treeOf;
 using Kelvra::SCADA::Test::writeFile;
@@ -29,10 +32,6 @@ using Kelvra::System::execute;
 namespace Logger = Kelvra::Logger;
 namespace Text = Kelvra::Text;
 
-template <typename Row> std::string rowName(const testing::TestParamInfo<Row>& row) {
-    return row.param.name;
-}
-
 void onThreads(int count, const std::function<void(int)>& work) {
     std::vector<std::thread> threads;
     for (int index = 0; index < count; ++index)
@@ -41,15 +40,10 @@ void onThreads(int count, const std::function<void(int)>& work) {
         thread.join();
 }
 
-struct TextRow {
-    const char* name;
+struct TextRow : NamedRow {
     const char* input;
     const char* expected;
 };
-
-std::ostream& operator<<(std::ostream& out, const TextRow& row) {
-    return out << row.name;
-}
 
 class Trim : public testing::TestWithParam<TextRow> {};
 
@@ -63,7 +57,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, Trim,
                                          TextRow{"leading", "  a", "a"}, TextRow{"trailing", "a  ", "a"},
                                          TextRow{"both", " a ", "a"}, TextRow{"innerKept", " a  b ", "a  b"},
                                          TextRow{"utf8Kept", " \xc3\xa0 ", "\xc3\xa0"}),
-                         rowName<TextRow>);
+                         rowName);
 
 class ToLowerCase : public testing::TestWithParam<TextRow> {};
 
@@ -76,18 +70,13 @@ INSTANTIATE_TEST_SUITE_P(Rows, ToLowerCase,
                                          TextRow{"upper", "ABCXYZ", "abcxyz"},
                                          TextRow{"identifier", "02A1F00000021F2A", "02a1f00000021f2a"},
                                          TextRow{"othersKept", " @[`{-_.:/0189", " @[`{-_.:/0189"}),
-                         rowName<TextRow>);
+                         rowName);
 
-template <typename Number> struct ParseRow {
-    const char* name;
+template <typename Number> struct ParseRow : NamedRow {
     const char* input;
     bool accepted;
     Number expected;
 };
-
-template <typename Number> std::ostream& operator<<(std::ostream& out, const ParseRow<Number>& row) {
-    return out << row.name;
-}
 
 template <typename Number> void expectParsed(const ParseRow<Number>& row) {
     Number value = 77;
@@ -116,7 +105,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, ParseInt,
                                          IntRow{"farTooLarge", "99999999999999999999999", false, 0},
                                          IntRow{"empty", "", false, 0}, IntRow{"word", "abc", false, 0},
                                          IntRow{"wordAfter", "12abc", false, 0}, IntRow{"fraction", "1.5", false, 0}),
-                         rowName<IntRow>);
+                         rowName);
 
 class ParseUnsigned : public testing::TestWithParam<UnsignedRow> {};
 
@@ -133,7 +122,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, ParseUnsigned,
                                          UnsignedRow{"word", "abc", false, 0},
                                          UnsignedRow{"wordAfter", "12abc", false, 0},
                                          UnsignedRow{"fraction", "1.5", false, 0}),
-                         rowName<UnsignedRow>);
+                         rowName);
 
 TEST(LoggerContract, labelsAreTexts) {
     EXPECT_NE(nullptr, Logger::PrintLevel::ERROR_LABEL);
@@ -167,14 +156,9 @@ TEST(LoggerContract, survivesALongMessage) {
     Logger::printfGeneric(Logger::PrintLevel::TRACE_LEVEL, Logger::PrintLevel::TRACE_LABEL, "[MAP] %s", text.c_str());
 }
 
-struct ArgumentRow {
-    const char* name;
+struct ArgumentRow : NamedRow {
     const char* argument;
 };
-
-std::ostream& operator<<(std::ostream& out, const ArgumentRow& row) {
-    return out << row.name;
-}
 
 class ExecuteArgument : public testing::TestWithParam<ArgumentRow> {};
 
@@ -195,19 +179,14 @@ INSTANTIATE_TEST_SUITE_P(
                     ArgumentRow{"semicolon", "; exit 1 #"}, ArgumentRow{"redirection", "> /dev/full"},
                     ArgumentRow{"leadingDash", "-n"}, ArgumentRow{"tilde", "~"}, ArgumentRow{"percent", "%s%d"},
                     ArgumentRow{"utf8", "\xc3\xa0\xe2\x82\xac"}, ArgumentRow{"notUtf8", "\xff\x80"}),
-    rowName<ArgumentRow>);
+    rowName);
 
 /// The states of a host in which programs must run as usual.
 enum class Host { PLAIN, CHILD_SIGNAL_IGNORED, REAPER, SIGNALS_BLOCKED };
 
-struct HostRow {
-    const char* name;
+struct HostRow : NamedRow {
     Host host;
 };
-
-std::ostream& operator<<(std::ostream& out, const HostRow& row) {
-    return out << row.name;
-}
 
 class Programs : public testing::TestWithParam<HostRow> {
 protected:
@@ -310,6 +289,6 @@ INSTANTIATE_TEST_SUITE_P(Hosts, Programs,
                                          HostRow{"childSignalIgnored", Host::CHILD_SIGNAL_IGNORED},
                                          HostRow{"anotherThreadReapsAll", Host::REAPER},
                                          HostRow{"signalsBlocked", Host::SIGNALS_BLOCKED}),
-                         rowName<HostRow>);
+                         rowName);
 
 } // namespace

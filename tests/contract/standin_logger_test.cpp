@@ -1,10 +1,12 @@
+#include "NamedRow.h"
+#include "row_name.h"
+
 #include <kelvra/Logger.h>
 #include <kelvra/LoggerControl.h>
 
 #include <cerrno>
 #include <climits>
 #include <functional>
-#include <ostream>
 #include <set>
 #include <sstream>
 #include <string>
@@ -18,12 +20,11 @@
 
 namespace {
 
+using Kelvra::SCADA::Test::NamedRow;
+using Kelvra::SCADA::Test::rowName;
+
 namespace Logger = Kelvra::Logger;
 namespace PrintLevel = Kelvra::Logger::PrintLevel;
-
-template <typename Row> std::string rowName(const testing::TestParamInfo<Row>& row) {
-    return row.param.name;
-}
 
 /// Replaces standard error with another descriptor.
 class StandardError {
@@ -75,18 +76,13 @@ TEST(StandinLevel, isWarningAtTheStart) {
     EXPECT_EQ(PrintLevel::WARNING_LEVEL, Logger::getLevel());
 }
 
-struct LevelRow {
-    const char* name;
+struct LevelRow : NamedRow {
     int level;
     bool error;
     bool warning;
     bool debug;
     bool trace;
 };
-
-std::ostream& operator<<(std::ostream& out, const LevelRow& row) {
-    return out << row.name;
-}
 
 class StandinLevels : public testing::TestWithParam<LevelRow> {
 protected:
@@ -131,18 +127,13 @@ INSTANTIATE_TEST_SUITE_P(Rows, StandinLevels,
                                          LevelRow{"debug", 2, true, true, true, false},
                                          LevelRow{"trace", 3, true, true, true, true},
                                          LevelRow{"farAboveTrace", INT_MAX, true, true, true, true}),
-                         rowName<LevelRow>);
+                         rowName);
 
-struct LineRow {
-    const char* name;
+struct LineRow : NamedRow {
     const char* label;
     std::string text;
     std::string expected;
 };
-
-std::ostream& operator<<(std::ostream& out, const LineRow& row) {
-    return out << row.name;
-}
 
 class StandinLine : public testing::TestWithParam<LineRow> {
 protected:
@@ -194,7 +185,7 @@ INSTANTIATE_TEST_SUITE_P(
         LineRow{"besideThemKept", "ERROR", "\u00a0\u061d\u2010\u2027\u202f\u2065\u206a",
                 "ERROR: \u00a0\u061d\u2010\u2027\u202f\u2065\u206a\n"},
         LineRow{"long", "ERROR", std::string(20000, 'x'), "ERROR: " + std::string(20000, 'x') + "\n"}),
-    rowName<LineRow>);
+    rowName);
 
 TEST_F(StandinLogger, formatsItsArguments) {
     EXPECT_EQ(Writes{"DEBUG: [DB ] text -7 1.50 100%\n"}, writesOf([] {

@@ -1,7 +1,9 @@
 #include "AllocationFault.h"
+#include "NamedRow.h"
 #include "TempDir.h"
 #include "files.h"
 #include "host_state.h"
+#include "row_name.h"
 
 #include <kelvra/System.h>
 
@@ -14,7 +16,6 @@
 #include <cstdlib>
 #include <functional>
 #include <new>
-#include <ostream>
 #include <set>
 #include <string>
 #include <thread>
@@ -33,15 +34,13 @@
 namespace {
 
 using Kelvra::SCADA::Test::AllocationFault;
+using Kelvra::SCADA::Test::NamedRow;
 using Kelvra::SCADA::Test::readFile;
+using Kelvra::SCADA::Test::rowName;
 using Kelvra::SCADA::Test::TempDir;
 using Kelvra::SCADA::Test::writeFile;
 using Kelvra::System::cmd;
 using Kelvra::System::execute;
-
-template <typename Row> std::string rowName(const testing::TestParamInfo<Row>& row) {
-    return row.param.name;
-}
 
 std::set<int> openDescriptors() {
     std::set<int> open;
@@ -73,16 +72,11 @@ extern "C" __attribute__((visibility("default"))) int posix_spawnp(pid_t* pid, c
 
 namespace {
 
-struct CommandRow {
-    const char* name;
+struct CommandRow : NamedRow {
     const char* commandLine;
     int result;
     const char* output;
 };
-
-std::ostream& operator<<(std::ostream& out, const CommandRow& row) {
-    return out << row.name;
-}
 
 class StandinCommand : public testing::TestWithParam<CommandRow> {};
 
@@ -112,7 +106,7 @@ INSTANTIATE_TEST_SUITE_P(
                     CommandRow{"waitsForTheOutputsLastHolder", "{ sleep 0.1; printf b; } & printf a", 0, "ab"},
                     CommandRow{"leadingDash", "-x 2>/dev/null || printf a", 0, "a"},
                     CommandRow{"inputIsTheNullDevice", "readlink /proc/$$/fd/0; cat", 0, "/dev/null\n"}),
-    rowName<CommandRow>);
+    rowName);
 
 TEST(StandinSystem, nulInTheOutputIsKept) {
     std::string output;
@@ -129,15 +123,10 @@ TEST(StandinSystem, outputMayBeAnArgument) {
     EXPECT_EQ("", text);
 }
 
-struct StartRow {
-    const char* name;
+struct StartRow : NamedRow {
     std::string program;
     std::vector<std::string> arguments;
 };
-
-std::ostream& operator<<(std::ostream& out, const StartRow& row) {
-    return out << row.name;
-}
 
 class StandinFailedStart : public testing::TestWithParam<StartRow> {
 protected:
@@ -161,7 +150,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, StandinFailedStart,
                                          StartRow{"notExecutable", "/dev/null", {}},
                                          StartRow{"nulInProgram", std::string("true\0", 5), {}},
                                          StartRow{"nulInArgument", "true", {"a", std::string("b\0c", 3)}}),
-                         rowName<StartRow>);
+                         rowName);
 
 TEST(StandinSystem, nulInACommandLineIsAFailure) {
     std::string output = "before";

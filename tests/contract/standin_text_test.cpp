@@ -1,27 +1,23 @@
+#include "NamedRow.h"
+#include "row_name.h"
+
 #include <kelvra/Text.h>
 
-#include <ostream>
 #include <string>
 
 #include <gtest/gtest.h>
 
 namespace {
 
+using Kelvra::SCADA::Test::NamedRow;
+using Kelvra::SCADA::Test::rowName;
+
 namespace Text = Kelvra::Text;
 
-struct TextRow {
-    const char* name;
+struct TextRow : NamedRow {
     std::string input;
     std::string expected;
 };
-
-std::ostream& operator<<(std::ostream& out, const TextRow& row) {
-    return out << row.name;
-}
-
-template <typename Row> std::string rowName(const testing::TestParamInfo<Row>& row) {
-    return row.param.name;
-}
 
 class StandinTrim : public testing::TestWithParam<TextRow> {};
 
@@ -38,7 +34,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, StandinTrim,
                                                  "a",
                                                  "\xc2\xa0"
                                                  "a"}),
-                         rowName<TextRow>);
+                         rowName);
 
 class StandinToLowerCase : public testing::TestWithParam<TextRow> {};
 
@@ -51,18 +47,13 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(TextRow{"everyLetter", "ABCDEFGHIJKLMNOPQRSTUVWXYZ", "abcdefghijklmnopqrstuvwxyz"},
                     TextRow{"utf8Kept", "\xc3\x80Z", "\xc3\x80z"}, TextRow{"latin1Kept", "\xc0\xdd", "\xc0\xdd"},
                     TextRow{"nulPassed", std::string("A\0B", 3), std::string("a\0b", 3)}),
-    rowName<TextRow>);
+    rowName);
 
-template <typename Number> struct ParseRow {
-    const char* name;
+template <typename Number> struct ParseRow : NamedRow {
     std::string input;
     bool accepted;
     Number expected;
 };
-
-template <typename Number> std::ostream& operator<<(std::ostream& out, const ParseRow<Number>& row) {
-    return out << row.name;
-}
 
 using IntRow = ParseRow<int>;
 using UnsignedRow = ParseRow<unsigned int>;
@@ -98,7 +89,7 @@ INSTANTIATE_TEST_SUITE_P(
                     IntRow{"separator", "1,000", false, UNTOUCHED},
                     IntRow{"nulAfter", std::string("1\0", 2), false, UNTOUCHED},
                     IntRow{"arabicDigit", "\xd9\xa1", false, UNTOUCHED}),
-    rowName<IntRow>);
+    rowName);
 
 class StandinParseUnsigned : public testing::TestWithParam<UnsignedRow> {};
 
@@ -123,6 +114,6 @@ INSTANTIATE_TEST_SUITE_P(
                     UnsignedRow{"hexadecimal", "0x1", false, UNTOUCHED},
                     UnsignedRow{"exponent", "1e3", false, UNTOUCHED}, UnsignedRow{"fraction", "1.0", false, UNTOUCHED},
                     UnsignedRow{"nulAfter", std::string("1\0", 2), false, UNTOUCHED}),
-    rowName<UnsignedRow>);
+    rowName);
 
 } // namespace

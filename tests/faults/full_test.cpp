@@ -1,3 +1,5 @@
+#include "NamedRow.h"
+
 // Nothing can be written from some step on, or a single step fails.
 
 #include "FaultTest.h"
@@ -16,18 +18,13 @@ namespace {
 
 using namespace Kelvra::SCADA::Test;
 
-struct Lack {
-    const char* name;
+struct Lack : NamedRow {
     const char* fault;
     std::vector<const char*> reasons; ///< one of them is named
     bool (*matters)(const Step& step);
     Extent stride; ///< every n-th step is tried
     Case row;
 };
-
-void PrintTo(const Lack& row, std::ostream* out) {
-    *out << row.name;
-}
 
 std::vector<Lack> everyLack() {
     // A quota differs from a full disk only in the reason.
@@ -103,7 +100,7 @@ TEST_P(Lacking, leavesOldOrNew) {
     }
     EXPECT_GT(phases["old"], 0);
     for (const auto& [phase, count] : phases)
-        std::printf("%s, %s: %s: %d\n", GetParam().name, nameOf(GetParam().row).c_str(), phase.c_str(), count);
+        std::printf("%s, %s: %s: %d\n", GetParam().name.c_str(), nameOf(GetParam().row).c_str(), phase.c_str(), count);
 }
 
 INSTANTIATE_TEST_SUITE_P(Tool, Lacking, ::testing::ValuesIn(everyLack()),

@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <ostream>
 
 namespace Kelvra::SCADA::Test {
 
@@ -53,10 +52,6 @@ bool mountPrivately(const std::string& place, const std::string& options) {
 bool canMount() {
     const TempDir dir;
     return holdsInChild([&] { return mountPrivately(dir / "place", "size=64k"); });
-}
-
-void PrintTo(const FoldingFileSystem& kind, std::ostream* out) {
-    *out << kind.name;
 }
 
 bool mountFolding(const FoldingFileSystem& kind, const std::string& image, const std::string& place) {

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <iosfwd>
+#include "NamedRow.h"
+
 #include <string>
 #include <vector>
 
@@ -14,14 +15,11 @@ bool mountPrivately(const std::string& place, const std::string& options);
 bool canMount();
 
 /// A file system in an image file, on which a name may reach an entry of another name.
-struct FoldingFileSystem {
-    const char* name;
+struct FoldingFileSystem : NamedRow {
     const char* make;  ///< the shell command that makes it in the file $IMAGE
     const char* mount; ///< the command that mounts it at $PLACE, writable for the user nobody
     const char* mark;  ///< the command that prepares its empty directory $PLACE/names
 };
-
-void PrintTo(const FoldingFileSystem& kind, std::ostream* out);
 
 /// Makes it in the file `image` and mounts it at `place`, where it has the directory "names", visible only to this
 /// process and its children. Unmount it when done: a program that serves it ends only then. Returns whether it

@@ -1,4 +1,5 @@
 #include "AllocationFault.h"
+#include "NamedRow.h"
 #include "StorageBuilder.h"
 #include "TempDir.h"
 #include "files.h"
@@ -90,13 +91,10 @@ void loadMap(Subject& subject) {
 
 void nothing(Subject&) {}
 
-struct Row {
-    const char* name;
+struct Row : NamedRow {
     void (*prepare)(Subject&);
     void (*act)(Subject&);   ///< the operation, each of whose allocations fails in turn
     void (*check)(Subject&); ///< the check of the state afterwards, whether it failed or not
-
-    friend void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
 };
 
 const Row STORAGE_ROWS[] = {

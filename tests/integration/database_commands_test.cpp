@@ -1,3 +1,4 @@
+#include "NamedRow.h"
 #include "ScriptedRedis.h"
 #include "database_helpers.h"
 #include "row_name.h"
@@ -68,8 +69,7 @@ std::ostream& operator<<(std::ostream& out, const Outputs& outputs) {
                << outputs.number;
 }
 
-struct Operation {
-    std::string name;
+struct Operation : NamedRow {
     std::vector<std::string> command;
     std::function<int(Database&, Outputs&)> run;
     std::map<std::string, int> results; ///< by reply; those not named give 255
@@ -273,8 +273,7 @@ protected:
     Database db;
 };
 
-struct FloatRow {
-    const char* name;
+struct FloatRow : NamedRow {
     const char* text;
     int result;
     float number;
@@ -320,8 +319,7 @@ INSTANTIATE_TEST_SUITE_P(
                       FloatRow{"ManyDigits", "0.1000000000000000000000000000000000000001", 0, 0.1F}),
     rowName);
 
-struct BoolRow {
-    const char* name;
+struct BoolRow : NamedRow {
     const char* text;
     int result;
     bool truth;
@@ -359,8 +357,7 @@ INSTANTIATE_TEST_SUITE_P(
                       BoolRow{"Fraction", "1.5", 0, true}, BoolRow{"FractionBelowOne", "0.9", 0, false}),
     rowName);
 
-struct IntegerRow {
-    const char* name;
+struct IntegerRow : NamedRow {
     const char* text;
     int signedResult;
     int number;

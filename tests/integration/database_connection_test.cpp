@@ -1,3 +1,4 @@
+#include "NamedRow.h"
 #include "ScriptedRedis.h"
 #include "TempDir.h"
 #include "connect_call.h"
@@ -98,8 +99,7 @@ TEST_F(DatabaseConnection, FieldsStandInTheirOrder) {
     EXPECT_EQ(offsetIn(&base, base.valueBuffer), offsetIn(&layout, layout.valueBuffer));
 }
 
-struct TableRow {
-    const char* name;
+struct TableRow : NamedRow {
     const char* symbol;
 };
 
@@ -195,8 +195,7 @@ TEST_F(DatabaseConnection, SaysWhenNoContextCanBeAllocatedAndStaysFresh) {
     EXPECT_THAT(logs, ElementsAre(connectedLine()));
 }
 
-struct SelectRow {
-    const char* name;
+struct SelectRow : NamedRow {
     Answer answer;
     int result;
 };
@@ -239,8 +238,7 @@ INSTANTIATE_TEST_SUITE_P(
                       SelectRow{"ClosedInTheMiddle", {"+O", true}, 3}, SelectRow{"Garbage", {"?!\r\n"}, 3}),
     rowName);
 
-struct NumberRow {
-    const char* name;
+struct NumberRow : NamedRow {
     unsigned char number;
 };
 
@@ -259,8 +257,7 @@ INSTANTIATE_TEST_SUITE_P(, SelectNumber,
                                            NumberRow{"Largest", 255}),
                          rowName);
 
-struct PathRow {
-    const char* name;
+struct PathRow : NamedRow {
     std::function<std::string(const TempDir&)> make;
 };
 
@@ -367,8 +364,7 @@ TEST_F(DatabaseConnection, OutlivesItsObject) {
     close(descriptor);
 }
 
-struct AttemptsRow {
-    const char* name;
+struct AttemptsRow : NamedRow {
     std::vector<std::vector<Answer>> script;
     const char* reply;
     std::vector<std::vector<std::string>> commands; // per connection

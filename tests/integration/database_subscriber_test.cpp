@@ -1,3 +1,4 @@
+#include "NamedRow.h"
 #include "ScriptedRedis.h"
 #include "database_helpers.h"
 #include "row_name.h"
@@ -113,8 +114,7 @@ std::string notificationText(const std::string& key, const std::string& event, i
 
 class Subscriber : public SupportTest {};
 
-struct SubscribeRow {
-    const char* name;
+struct SubscribeRow : NamedRow {
     std::vector<std::vector<Answer>> script;
     int result;
     std::vector<std::vector<std::string>> commands;

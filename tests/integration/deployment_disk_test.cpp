@@ -1,3 +1,5 @@
+#include "NamedRow.h"
+
 // Storages without room, and storages that cannot be written.
 
 #include "InstallationTest.h"
@@ -11,7 +13,6 @@
 #include <sys/stat.h>
 
 #include <csignal>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -26,15 +27,12 @@ constexpr const char* NOT_SAVED = "File saving error while importing [lora/acme/
 constexpr const char* NO_DECODER = "File copying error while importing decoder for the [lora/acme/new] definition.";
 
 // A file system of one page or of a few inodes, and the result of an installation into it.
-struct SmallDisk {
-    const char* name;
+struct SmallDisk : NamedRow {
     bool isStaging;
     const char* options;
     std::size_t filler; // bytes in use before
     const char* text;
     Snapshot custom; // if it is the small one; the root takes an inode, the first definition two directories
-
-    friend void PrintTo(const SmallDisk& row, std::ostream* out) { *out << row.name; }
 };
 
 const std::vector<SmallDisk>& smallDisks() {
@@ -134,13 +132,10 @@ TEST_F(FullDisk, decoderCutByAFileSizeLimitIsInstalled) {
 
 // Permissions
 
-struct ReadOnly {
-    const char* name;
+struct ReadOnly : NamedRow {
     std::vector<std::string> made;   // definitions in the custom storage before the installation
     std::vector<std::string> locked; // paths below the temporary directory that cannot be written
     const char* text;                // UNTOUCHED if the installation succeeds nevertheless
-
-    friend void PrintTo(const ReadOnly& row, std::ostream* out) { *out << row.name; }
 };
 
 const std::vector<ReadOnly>& readOnlyRows() {

@@ -1,3 +1,5 @@
+#include "NamedRow.h"
+
 // Every command of an installation fails in turn.
 
 #include "InstallationTest.h"
@@ -7,7 +9,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -101,12 +102,9 @@ const std::vector<Step>& steps() {
     return rows;
 }
 
-struct StepFault {
-    std::string name;
+struct StepFault : NamedRow {
     std::size_t index;
     Fault fault;
-
-    friend void PrintTo(const StepFault& row, std::ostream* out) { *out << row.name; }
 };
 
 std::vector<StepFault> stepFaults() {

@@ -1,3 +1,4 @@
+#include "NamedRow.h"
 #include "row_name.h"
 
 #include "definitions/definition_name.h"
@@ -9,15 +10,13 @@ namespace {
 using Kelvra::SCADA::definitionPath;
 using Kelvra::SCADA::SplitName;
 using Kelvra::SCADA::splitName;
+using Kelvra::SCADA::Test::NamedRow;
 using Kelvra::SCADA::Test::rowName;
 
-struct SplitRow {
-    const char* name;
+struct SplitRow : NamedRow {
     const char* text;
     const char* directory;
     const char* stem;
-
-    friend void PrintTo(const SplitRow& row, std::ostream* out) { *out << row.name; }
 };
 
 const SplitRow SPLIT_ROWS[] = {
@@ -46,13 +45,10 @@ TEST_P(SplitNameRows, cutsAtTheLastSeparator) {
     EXPECT_EQ(split.stem, GetParam().stem);
 }
 
-struct PathRow {
-    const char* name;
+struct PathRow : NamedRow {
     const char* dir;
     const char* definition;
     const char* path;
-
-    friend void PrintTo(const PathRow& row, std::ostream* out) { *out << row.name; }
 };
 
 const PathRow PATH_ROWS[] = {

@@ -1,4 +1,5 @@
 #include "AllocationFault.h"
+#include "NamedRow.h"
 #include "row_name.h"
 
 #include "config/format_message.h"
@@ -12,15 +13,13 @@ namespace {
 
 using Kelvra::SCADA::formatMessage;
 using Kelvra::SCADA::Test::AllocationFault;
+using Kelvra::SCADA::Test::NamedRow;
 using Kelvra::SCADA::Test::rowName;
 
-struct Row {
-    const char* name;
+struct Row : NamedRow {
     std::string before;
     std::function<void(std::string* out)> format;
     std::string text;
-
-    friend void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
 };
 
 std::function<void(std::string*)> ofLength(std::size_t length) {

@@ -1,3 +1,4 @@
+#include "NamedRow.h"
 #include "TempDir.h"
 #include "files.h"
 #include "row_name.h"
@@ -22,11 +23,8 @@ using Kelvra::SCADA::parseJson;
 using Kelvra::SCADA::readFile;
 using namespace Kelvra::SCADA::Test;
 
-struct ReadRow {
-    const char* name;
+struct ReadRow : NamedRow {
     std::string text;
-
-    friend void PrintTo(const ReadRow& row, std::ostream* out) { *out << row.name; }
 };
 
 std::string pattern(std::size_t size) {
@@ -117,14 +115,11 @@ TEST(ReadFileOther, whatNoMemoryCanHoldIsAFailedAllocation) {
     close(file);
 }
 
-struct ParseRow {
-    const char* name;
+struct ParseRow : NamedRow {
     std::string text;
     bool result;
     std::string document; ///< of a parsed text
     std::string errors;   ///< of a refused one
-
-    friend void PrintTo(const ParseRow& row, std::ostream* out) { *out << row.name; }
 };
 
 const char* const NO_VALUE = "* Line 1, Column 1\n  Syntax error: value, object or array expected.\n";

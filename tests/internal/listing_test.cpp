@@ -1,3 +1,4 @@
+#include "NamedRow.h"
 #include "TempDir.h"
 #include "files.h"
 #include "mount_privately.h"
@@ -58,12 +59,9 @@ bool agree(const std::string& dir, const std::vector<std::string>& names) {
 
 // ---- rows ----
 
-struct Row {
-    const char* name;
+struct Row : NamedRow {
     const char* definition;
     bool listed;
-
-    friend void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
 };
 
 const Row ROWS[] = {

@@ -1,4 +1,5 @@
 #include "FakeSupport.h"
+#include "NamedRow.h"
 #include "row_name.h"
 
 #include "config/log.h"
@@ -13,13 +14,10 @@ using LogLine = FakeSupport::LogLine;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-struct Row {
-    const char* name;
+struct Row : NamedRow {
     void (*log)(const char* text);
     int& level;
     const char*& label;
-
-    friend void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
 };
 
 const Row ROWS[] = {

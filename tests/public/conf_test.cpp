@@ -1,3 +1,4 @@
+#include "NamedRow.h"
 #include "row_name.h"
 
 #include <scada/Conf.h>
@@ -12,6 +13,7 @@
 namespace {
 
 using Kelvra::SCADA::Conf;
+using Kelvra::SCADA::Test::NamedRow;
 using Kelvra::SCADA::Test::rowName;
 
 using StringGetter = const std::string& (Conf::*)() const;
@@ -77,14 +79,11 @@ TEST(ConfLayout, keepsTheOrderOfItsFields) {
     EXPECT_EQ(offsetIn(conf, conf.getSensorMapFile()), offsetof(Layout, sensorMapFile));
 }
 
-struct StringField {
-    const char* name;
+struct StringField : NamedRow {
     const std::string& (*constant)();
     const char* text;
     StringGetter get;
     void (*set)(Conf&, const std::string&);
-
-    friend void PrintTo(const StringField& row, std::ostream* out) { *out << row.name; }
 };
 
 const StringField STRING_FIELDS[] = {

@@ -1,4 +1,5 @@
 #include "FakeSupport.h"
+#include "NamedRow.h"
 #include "StorageBuilder.h"
 #include "TempDir.h"
 #include "files.h"
@@ -19,7 +20,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <ostream>
 #include <set>
 #include <string>
 #include <type_traits>
@@ -92,12 +92,9 @@ protected:
 
 // Sources that are refused at once: nothing has changed before the staging directory is emptied
 
-struct SourceCheck {
-    const char* name;
+struct SourceCheck : NamedRow {
     std::string (*prepare)(const Places& places); // returns the source to pass
     const char* text;
-
-    friend void PrintTo(const SourceCheck& row, std::ostream* out) { *out << row.name; }
 };
 
 std::string useStagingDir(const std::string& staging) {
@@ -172,11 +169,8 @@ TEST_P(RefusedSource, nothingIsChanged) {
 
 // Sources with nothing to install, and cases that are not detected
 
-struct EmptySource {
-    const char* name;
+struct EmptySource : NamedRow {
     std::string (*prepare)(const Places& places); // returns the source to pass
-
-    friend void PrintTo(const EmptySource& row, std::ostream* out) { *out << row.name; }
 };
 
 const EmptySource EMPTY_SOURCES[] = {
@@ -243,12 +237,9 @@ TEST_P(NothingToInstall, needsNoText) {
 
 // Sources refused while they are validated
 
-struct BadSource {
-    const char* name;
+struct BadSource : NamedRow {
     void (*prepare)(const Places& places); // the source holds a good lora/v1/m1 already
     const char* text;
-
-    friend void PrintTo(const BadSource& row, std::ostream* out) { *out << row.name; }
 };
 
 constexpr const char* ONLY_LORA = "Only LoRaWAN sensors are currently supported.";
@@ -380,12 +371,9 @@ TEST_F(Deployment, definitionNestedBeyondTheReadersLimitThrowsAndEmptiesStaging)
 
 // Sources that are accepted
 
-struct GoodSource {
-    const char* name;
+struct GoodSource : NamedRow {
     std::string (*prepare)(const Places& places); // returns the source to pass
     std::vector<std::string> installed;
-
-    friend void PrintTo(const GoodSource& row, std::ostream* out) { *out << row.name; }
 };
 
 const std::vector<GoodSource>& goodSources() {
@@ -598,14 +586,11 @@ TEST_F(Deployment, bodyOfAMissingSourceHasNothingToDo) {
 
 // Conflicts
 
-struct Conflict {
-    const char* name;
+struct Conflict : NamedRow {
     std::vector<std::string> readable; // installed definitions
     std::vector<std::string> broken;
     bool result; // without overwriting
     const char* text;
-
-    friend void PrintTo(const Conflict& row, std::ostream* out) { *out << row.name; }
 };
 
 constexpr const char* ONE_CONFLICT =

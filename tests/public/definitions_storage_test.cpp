@@ -1,4 +1,5 @@
 #include "FakeSupport.h"
+#include "NamedRow.h"
 #include "StorageBuilder.h"
 #include "TempDir.h"
 #include "files.h"
@@ -66,12 +67,9 @@ TEST(DefinitionsStorage, holdsTheDirectoryAsGiven) {
 
 // ---- findNames ----
 
-struct NamesRow {
-    const char* name;
+struct NamesRow : NamedRow {
     std::function<void(const std::string& dir)> make;
     std::set<std::string> names;
-
-    friend void PrintTo(const NamesRow& row, std::ostream* out) { *out << row.name; }
 };
 
 std::function<void(const std::string&)> files(const std::vector<std::string>& paths) {
@@ -213,15 +211,12 @@ void makeDecoders(const std::string& storage) {
     writeFile(storage + "/lora/outside", "");
 }
 
-struct SpecRow {
-    const char* name;
+struct SpecRow : NamedRow {
     std::optional<std::string> text; ///< of the definition file; none: there is no such file
     bool result;
     std::string error;
     std::string document;               ///< "null": the document is reset
     std::optional<std::string> decoder; ///< below the definition's directory, with the "/" before it
-
-    friend void PrintTo(const SpecRow& row, std::ostream* out) { *out << row.name; }
 };
 
 SpecRow good(const char* name, const std::string& text, const std::string& document,
@@ -537,14 +532,11 @@ TEST_F(StorageLookup, everyCallReadsAgain) {
     EXPECT_EQ(error, NOT_FOUND);
 }
 
-struct PathRow {
-    const char* name;
+struct PathRow : NamedRow {
     const char* storage;    ///< appended to the temporary directory
     const char* definition; ///< the name looked up
     const char* file;       ///< below the temporary directory, without ".json"
     const char* decoder;    ///< appended to the temporary directory: the path handed out
-
-    friend void PrintTo(const PathRow& row, std::ostream* out) { *out << row.name; }
 };
 
 const PathRow PATH_ROWS[] = {

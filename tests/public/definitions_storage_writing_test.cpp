@@ -1,4 +1,5 @@
 #include "FakeSupport.h"
+#include "NamedRow.h"
 #include "StorageBuilder.h"
 #include "TempDir.h"
 #include "files.h"
@@ -15,7 +16,6 @@
 #include <sys/stat.h>
 
 #include <map>
-#include <ostream>
 #include <set>
 #include <string>
 #include <type_traits>
@@ -70,13 +70,10 @@ protected:
 
 // Names: the place of the file, and whether the storage lists it there
 
-struct ImportName {
-    const char* name;
+struct ImportName : NamedRow {
     const char* definition;
     bool result;
     Tree tree;
-
-    friend void PrintTo(const ImportName& row, std::ostream* out) { *out << row.name; }
 };
 
 const ImportName IMPORT_NAMES[] = {
@@ -158,14 +155,11 @@ TEST_F(StorageWriting, fileNameTooLongForTheDecoder) {
 
 // Documents: the written bytes
 
-struct ImportDocument {
-    const char* name;
+struct ImportDocument : NamedRow {
     const char* document;
     bool hasDecoder;
     bool result;
     const char* text;
-
-    friend void PrintTo(const ImportDocument& row, std::ostream* out) { *out << row.name; }
 };
 
 constexpr const char* INVALID_SYNTAX = "Invalid syntax of the sensor definition [lora/demo/th1].";
@@ -286,11 +280,8 @@ TEST_F(StorageWriting, trailingSlashOfTheDirectoryIsKept) {
 
 // A document that is not an object
 
-struct NoObject {
-    const char* name;
+struct NoObject : NamedRow {
     Json::Value document;
-
-    friend void PrintTo(const NoObject& row, std::ostream* out) { *out << row.name; }
 };
 
 const NoObject NO_OBJECTS[] = {
@@ -348,14 +339,11 @@ TEST_F(StorageWriting, documentNestedBeyondTheReadersLimitIsWrittenAndThrown) {
 
 // Causes of a failure
 
-struct Blocker {
-    const char* name;
+struct Blocker : NamedRow {
     void (*prepare)(const TempDir& dir);
     bool result;
     const char* text;
     std::map<std::string, std::string> changed; // below the temporary directory
-
-    friend void PrintTo(const Blocker& row, std::ostream* out) { *out << row.name; }
 };
 
 const std::string& documentWithDecoder() {
@@ -538,13 +526,10 @@ TEST_F(StorageWriting, importOfAStoragesOwnDefinitionKeepsItsDecoder) {
 
 // An older file that cannot be overwritten
 
-struct OlderFile {
-    const char* name;
+struct OlderFile : NamedRow {
     const char* text;
     bool result;
     const char* error;
-
-    friend void PrintTo(const OlderFile& row, std::ostream* out) { *out << row.name; }
 };
 
 const OlderFile OLDER_FILES[] = {
@@ -573,15 +558,12 @@ TEST_P(ImportOverOlder, goesOnWithTheOlderFile) {
 
 // Removal
 
-struct Removal {
-    const char* name;
+struct Removal : NamedRow {
     void (*prepare)(const TempDir& dir);
     const char* definition;
     bool result;
     const char* text;
     Tree removed; // below the temporary directory
-
-    friend void PrintTo(const Removal& row, std::ostream* out) { *out << row.name; }
 };
 
 constexpr const char* NOT_FOUND = "Sensor definition [lora/demo/th1] not found.";

@@ -1,4 +1,5 @@
 #include "FakeSupport.h"
+#include "NamedRow.h"
 #include "TempDir.h"
 #include "files.h"
 #include "row_name.h"
@@ -123,12 +124,9 @@ DeviceNode makeNode(const TempDir& dir, mode_t type) {
 
 // ---- getMode ----
 
-struct ModeRow {
-    const char* name;
+struct ModeRow : NamedRow {
     std::function<std::string(const TempDir&)> make; ///< returns the path to classify
     FsNode::Mode mode;
-
-    friend void PrintTo(const ModeRow& row, std::ostream* out) { *out << row.name; }
 };
 
 std::function<std::string(const TempDir&)> node(mode_t type) {
@@ -227,12 +225,9 @@ TEST(FsNodeModeFresh, behindAClosedDirectoryNothingIsSeen) {
 
 // ---- realPath ----
 
-struct RealPathRow {
-    const char* name;
+struct RealPathRow : NamedRow {
     const char* path; ///< below the temporary directory, which holds d/file, link -> d and dangling
     const char* resolved;
-
-    friend void PrintTo(const RealPathRow& row, std::ostream* out) { *out << row.name; }
 };
 
 const RealPathRow REAL_PATH_ROWS[] = {
@@ -287,12 +282,9 @@ TEST(FsNodeRealPathRelative, emptyPathDoesNotResolve) {
 
 // ---- list ----
 
-struct KindRow {
-    const char* name;
+struct KindRow : NamedRow {
     mode_t type;
     int needed; ///< the kinds that must all be requested
-
-    friend void PrintTo(const KindRow& row, std::ostream* out) { *out << row.name; }
 };
 
 const KindRow KIND_ROWS[] = {
@@ -322,12 +314,9 @@ TEST_P(FsNodeListKinds, needsAllItsBits) {
     }
 }
 
-struct PatternRow {
-    const char* name;
+struct PatternRow : NamedRow {
     const char* pattern;
     std::vector<std::string> names; ///< out of ALL_NAMES
-
-    friend void PrintTo(const PatternRow& row, std::ostream* out) { *out << row.name; }
 };
 
 const char* const ALL_NAMES[] = {"a",   "b",   "ab",  "A",       "a.json", ".json", ".hidden", ".hidden.json",
@@ -405,11 +394,8 @@ TEST(FsNodeList, linksAreJudgedThemselves) {
     EXPECT_THAT(out, UnorderedElementsAre("linkToDirectory", "linkToFile"));
 }
 
-struct NoListRow {
-    const char* name;
+struct NoListRow : NamedRow {
     const char* path;
-
-    friend void PrintTo(const NoListRow& row, std::ostream* out) { *out << row.name; }
 };
 
 class FsNodeListNothing : public ::testing::TestWithParam<NoListRow> {};

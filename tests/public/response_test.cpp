@@ -1,3 +1,4 @@
+#include "NamedRow.h"
 #include "row_name.h"
 
 #include <scada/Response.h>
@@ -10,6 +11,7 @@
 namespace {
 
 using Kelvra::SCADA::Response;
+using Kelvra::SCADA::Test::NamedRow;
 using Kelvra::SCADA::Test::rowName;
 
 static_assert(std::is_same<decltype(&Response::setSuccess), void (Response::*)()>::value, "");
@@ -31,14 +33,11 @@ std::string toText(const Json::Value& value) {
     return Json::writeString(builder, value);
 }
 
-struct Row {
-    const char* name;
+struct Row : NamedRow {
     void (*steps)(Response&);
     const char* text;
     bool success;
     const char* result;
-
-    friend void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
 };
 
 const char* const NEW_TEXT = R"({"error":"unknown","status":"unknown"})";
@@ -132,13 +131,11 @@ TEST_P(ResponseSteps, envelopeStatusAndResult) {
     EXPECT_EQ(toText(response), GetParam().text) << "reading inserts nothing";
 }
 
-struct OrderRow {
-    const char* name; ///< S, E and R for the setting of success, error and result
+/// Named by the order of the settings: S of the success, E of the error, R of the result.
+struct OrderRow : NamedRow {
     const char* text;
     bool success;
     const char* result;
-
-    friend void PrintTo(const OrderRow& row, std::ostream* out) { *out << row.name; }
 };
 
 const OrderRow ORDERS[] = {

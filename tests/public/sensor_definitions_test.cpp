@@ -1,4 +1,5 @@
 #include "FakeSupport.h"
+#include "NamedRow.h"
 #include "StorageBuilder.h"
 #include "TempDir.h"
 #include "files.h"
@@ -142,15 +143,12 @@ TEST(SensorDefinitions, recordStartsEmptyWithItsMembersInOrder) {
 
 // --- which storage answers
 
-struct Choice {
-    const char* name;
+struct Choice : NamedRow {
     STORAGE_TYPE searched;
     const char* custom;  ///< text of the custom file; null: none
     const char* factory; ///< text of the default file; null: none
     const char* answer;  ///< "custom", "default", or null: not found
     const char* reason;  ///< of the warning; null: no warning
-
-    friend void PrintTo(const Choice& row, std::ostream* out) { *out << row.name; }
 };
 
 const char* const SYNTAX = "[DFN] Invalid syntax of the sensor definition [lora/demo/th1].";
@@ -265,12 +263,9 @@ TEST_P(SensorDefinitionsChoice, errorTextIsOptional) {
 
 // --- names
 
-struct Listing {
-    const char* name;
+struct Listing : NamedRow {
     STORAGE_TYPE searched;
     std::set<std::string> names;
-
-    friend void PrintTo(const Listing& row, std::ostream* out) { *out << row.name; }
 };
 
 class SensorDefinitionsListing : public SensorDefinitionsTest, public ::testing::WithParamInterface<Listing> {
@@ -396,11 +391,8 @@ TEST_F(SensorDefinitionsTest, valueOutsideTheEnumeration) {
     EXPECT_TRUE(registry.loadDefinition("lora/demo/own", nullptr));
 }
 
-struct Unlisted {
-    const char* name;
+struct Unlisted : NamedRow {
     const char* asked;
-
-    friend void PrintTo(const Unlisted& row, std::ostream* out) { *out << row.asked; }
 };
 
 // Each of these names leads to a readable file, but none of them is listed.
@@ -452,11 +444,8 @@ TEST_F(SensorDefinitionsTest, nulInTheNameMakesItAnotherOne) {
     EXPECT_EQ(error, NOT_FOUND);
 }
 
-struct Listed {
-    const char* name;
+struct Listed : NamedRow {
     const char* asked;
-
-    friend void PrintTo(const Listed& row, std::ostream* out) { *out << row.asked; }
 };
 
 const Listed LISTED[] = {
@@ -587,13 +576,10 @@ TEST_F(SensorDefinitionsTest, registriesHaveTheirOwnCaches) {
 
 // --- properties
 
-struct Property {
-    const char* name;
+struct Property : NamedRow {
     std::string asked;
     const char* expected; ///< null: counts as absent
     const char* error;
-
-    friend void PrintTo(const Property& row, std::ostream* out) { *out << row.name; }
 };
 
 const char* const MANY = R"({"decoder": null, "temperature": {"at": "root"}, "properties": {
@@ -654,12 +640,9 @@ TEST_P(SensorDefinitionsProperty, errorTextIsOptional) {
 
 // --- decoders
 
-struct Decoder {
-    const char* name;
+struct Decoder : NamedRow {
     const char* text;
     const char* path; ///< below the custom storage; null: none
-
-    friend void PrintTo(const Decoder& row, std::ostream* out) { *out << row.name; }
 };
 
 const Decoder DECODERS[] = {

@@ -1,3 +1,4 @@
+#include "NamedRow.h"
 #include "json_text.h"
 #include "row_name.h"
 
@@ -12,6 +13,7 @@
 namespace {
 
 using Kelvra::SCADA::SensorMapEntry;
+using Kelvra::SCADA::Test::NamedRow;
 using Kelvra::SCADA::Test::parsed;
 using Kelvra::SCADA::Test::rowName;
 
@@ -54,14 +56,11 @@ const char* const OLD_SENSOR = "old sensor";
 const char* const OLD_SRC = "old src";
 const char* const OLD_ERROR = "old text";
 
-struct Good {
-    const char* name;
+struct Good : NamedRow {
     const char* element;
     const char* id;
     const char* src;
     const char* sensor;
-
-    friend void PrintTo(const Good& row, std::ostream* out) { *out << row.element; }
 };
 
 const Good GOOD[] = {
@@ -101,15 +100,12 @@ TEST_P(SensorMapEntryGood, needsNoErrorText) {
     EXPECT_EQ(entry.id, GetParam().id);
 }
 
-struct Bad {
-    const char* name;
+struct Bad : NamedRow {
     const char* element;
     const char* error;
     const char* id;
     const char* src;
     const char* sensor;
-
-    friend void PrintTo(const Bad& row, std::ostream* out) { *out << row.element; }
 };
 
 const char* const NO_OBJECT = "Corresponding json section is not an object.";

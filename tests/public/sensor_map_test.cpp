@@ -1,4 +1,5 @@
 #include "FakeSupport.h"
+#include "NamedRow.h"
 #include "StorageBuilder.h"
 #include "TempDir.h"
 #include "files.h"
@@ -102,14 +103,11 @@ std::string nameOf(const SensorMap& map, const std::string& src, const std::stri
 
 // --- reading the list
 
-struct List {
-    const char* name;
+struct List : NamedRow {
     std::string text;
     bool loaded;
     std::vector<Message> messages;
     std::map<std::string, std::string> sensors; ///< sensor key to definition name
-
-    friend void PrintTo(const List& row, std::ostream* out) { *out << row.name; }
 };
 
 const char* const NO_ARRAY = "[MAP] Failed to parse the managed sensors list [FILE]: json is not an array object";
@@ -354,14 +352,11 @@ TEST_F(SensorMapTest, nestingUpToTheLimitIsAFaultyElementLikeAnother) {
 
 // --- sensors, by source and identifier
 
-struct Sensor {
-    const char* name;
+struct Sensor : NamedRow {
     std::string src;
     std::string id;
     const char* definition; ///< null: not managed
     const char* error;      ///< of a measurement of a sensor that is not managed
-
-    friend void PrintTo(const Sensor& row, std::ostream* out) { *out << row.src << "@" << row.id; }
 };
 
 class SensorMapSensor : public SensorMapTest, public ::testing::WithParamInterface<Sensor> {

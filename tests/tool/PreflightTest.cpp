@@ -299,10 +299,6 @@ std::vector<Plant> ofOtherFiles() {
 
 } // namespace
 
-void PrintTo(const Plant& row, std::ostream* out) {
-    *out << row.name;
-}
-
 const std::vector<Plant>& refusals() {
     static const std::vector<Plant> ROWS = [] {
         std::vector<Plant> rows = ofTheDirectories();

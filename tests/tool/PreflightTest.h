@@ -1,26 +1,23 @@
 #pragma once
 
+#include "NamedRow.h"
 #include "ToolTest.h"
 
 #include <json/value.h>
 
 #include <functional>
 #include <map>
-#include <ostream>
 #include <string>
 #include <vector>
 
 namespace Kelvra::SCADA::Test {
 
 /// Something planted around the directories of a test, and the rules that it violates, in the order of the findings.
-struct Plant {
-    const char* name;
+struct Plant : NamedRow {
     std::function<void(const std::string& dir)> plant; ///< in the temporary directory of the test
     std::vector<std::string> rules;
     std::vector<std::string> options = {}; ///< of the tool; "$T" stands for that directory
 };
-
-void PrintTo(const Plant& row, std::ostream* out);
 
 /// Returns plants that refuse the installation of PreflightTest's source.
 const std::vector<Plant>& refusals();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "NamedRow.h"
 #include "StorageBuilder.h"
 #include "TempDir.h"
 #include "files.h"
@@ -23,8 +24,7 @@ std::string replaced(std::string text, const std::string& part, const std::strin
 std::string duktapeRunnerIn(const TempDir& directory);
 
 /// A run of one of the commands, and its whole output except the remedies of findings.
-struct RunRow {
-    const char* name;
+struct RunRow : NamedRow {
     std::vector<std::string> arguments;
     int status;
     const char* out;

@@ -1,3 +1,5 @@
+#include "NamedRow.h"
+
 // Archives as the source of an installation: their content is treated like that of a directory.
 
 #include "ToolProcess.h"
@@ -19,7 +21,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -45,19 +46,14 @@ struct Entry {
 using Entries = std::vector<Entry>;
 
 /// The way in which an archive is written.
-struct Format {
-    const char* name;
+struct Format : NamedRow {
     int (*setFormat)(archive*);
     bool compressed;
     bool sized; ///< whether the entries have their sizes before their content
 };
 
-void PrintTo(const Format& format, std::ostream* out) {
-    *out << format.name;
-}
-
-constexpr Format TAR = {"tar", archive_write_set_format_pax_restricted, false, true};
-constexpr Format ZIP = {"zip", archive_write_set_format_zip, false, true};
+const Format TAR = {"tar", archive_write_set_format_pax_restricted, false, true};
+const Format ZIP = {"zip", archive_write_set_format_zip, false, true};
 
 // Writes checksums that do not match the content.
 int setWrongZip(archive* writer) {
@@ -65,7 +61,7 @@ int setWrongZip(archive* writer) {
     return status == ARCHIVE_OK ? archive_write_set_options(writer, "zip:fakecrc32") : status;
 }
 
-constexpr Format ZIP_WRONG = {"zip_wrong", setWrongZip, false, true};
+const Format ZIP_WRONG = {"zip_wrong", setWrongZip, false, true};
 
 struct FreeWriter {
     void operator()(archive* writer) const { archive_write_free(writer); }
@@ -240,8 +236,7 @@ TEST_F(ArchiveTest, passesOverALargeFileThatNoDefinitionNames) {
     }
 }
 
-struct RefusedRow {
-    const char* name;
+struct RefusedRow : NamedRow {
     Entries entries;
     std::vector<std::string> rules;
     const char* text;
@@ -249,10 +244,6 @@ struct RefusedRow {
     std::string password = "";
     std::vector<std::string> options = {};
 };
-
-void PrintTo(const RefusedRow& row, std::ostream* out) {
-    *out << row.name;
-}
 
 class RefusedArchive : public ArchiveTest, public ::testing::WithParamInterface<RefusedRow> {};
 
@@ -326,19 +317,14 @@ std::vector<RefusedRow> refused() {
 INSTANTIATE_TEST_SUITE_P(Tool, RefusedArchive, ::testing::ValuesIn(refused()), rowName);
 
 /// A damage, and the reported reason or a part of it.
-struct BadRow {
-    const char* name;
+struct BadRow : NamedRow {
     Format format;
     std::string (*damage)(std::string content);
     const char* reason;
 };
 
-void PrintTo(const BadRow& row, std::ostream* out) {
-    *out << row.name;
-}
-
 constexpr const char* DAMAGED = "it is damaged or incomplete";
-constexpr Format TAR_GZIP = {"tar_gzip", archive_write_set_format_pax_restricted, true, true};
+const Format TAR_GZIP = {"tar_gzip", archive_write_set_format_pax_restricted, true, true};
 
 class BadArchive : public ArchiveTest, public ::testing::WithParamInterface<BadRow> {};
 

@@ -1,3 +1,4 @@
+#include "NamedRow.h"
 #include "ToolTest.h"
 #include "findings.h"
 #include "json_text.h"
@@ -18,8 +19,7 @@ namespace {
 
 using namespace Kelvra::SCADA::Test;
 
-struct SourceRow {
-    const char* name;
+struct SourceRow : NamedRow {
     std::function<void(const std::string& dir)> plant;
     const char* out;
 };
@@ -123,8 +123,7 @@ INSTANTIATE_TEST_SUITE_P(
                   "1 fault in 1 definition\n"}),
     rowName);
 
-struct PlaceRow {
-    const char* name;
+struct PlaceRow : NamedRow {
     const char* source;
     const char* out;
 };

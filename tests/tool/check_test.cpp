@@ -1,3 +1,4 @@
+#include "NamedRow.h"
 #include "ToolTest.h"
 #include "findings.h"
 #include "json_text.h"
@@ -27,8 +28,7 @@ using ::testing::HasSubstr;
 constexpr const char* GOOD = R"({"properties": {}})";
 
 // Files planted into the custom storage, and the lines that name them.
-struct PlantRow {
-    const char* name;
+struct PlantRow : NamedRow {
     std::function<void(const std::string& dir)> plant;
     std::vector<std::string> faults;
 };
@@ -198,8 +198,7 @@ std::vector<PlantRow> plants() {
     return rows;
 }
 
-struct ElementRow {
-    const char* name;
+struct ElementRow : NamedRow {
     const char* element;
     std::vector<std::string> texts;
 };
@@ -368,8 +367,7 @@ TEST_F(Check, hidesNoFaultBehindAnother) {
     EXPECT_EQ(result.err, "");
 }
 
-struct ListFileRow {
-    const char* name;
+struct ListFileRow : NamedRow {
     std::string text;
     const char* out;
 };
@@ -416,8 +414,7 @@ INSTANTIATE_TEST_SUITE_P(
                     "1 fault in 1 definition and 0 list elements\n"}),
     rowName);
 
-struct PlaceRow {
-    const char* name;
+struct PlaceRow : NamedRow {
     std::vector<std::string> options;
     const char* out;
     int status;

@@ -1,3 +1,5 @@
+#include "NamedRow.h"
+
 // Decoders as check and install run them: faults of the decoders and of the program that runs them.
 
 #include "DecoderTest.h"
@@ -14,7 +16,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <ostream>
 
 namespace {
 
@@ -24,16 +25,11 @@ using ::testing::HasSubstr;
 // --- the program that runs decoders
 
 /// The behaviour of a runner, and the text of the finding; there is none if the text is empty.
-struct RunnerRow {
-    const char* name;
+struct RunnerRow : NamedRow {
     const char* script; ///< "LOADED" stands for the answer to a decoder, "GOOD" for one to a call
     const char* rule;
     const char* text;
 };
-
-void PrintTo(const RunnerRow& row, std::ostream* out) {
-    *out << row.name;
-}
 
 constexpr const char* GOOD_RESULTS = R"({"results": [{"value": {"data": {"t": 1}}}]})";
 constexpr const char* TWO_EXAMPLES = R"([
@@ -251,15 +247,10 @@ TEST_F(Walls, takeTheRightsOfRoot) {
 // --- decoders
 
 /// A decoder, and the only finding on the examples of a source with it.
-struct DecoderRow {
-    const char* name;
+struct DecoderRow : NamedRow {
     const char* script;
     const char* finding; ///< as the tool prints it, up to the engine's own words
 };
-
-void PrintTo(const DecoderRow& row, std::ostream* out) {
-    *out << row.name;
-}
 
 class FaultyDecoder : public DecoderTest, public ::testing::WithParamInterface<DecoderRow> {
 protected:
@@ -416,16 +407,11 @@ TEST_F(DecoderTest, takesNumbersThatDifferByABillionth) {
 // --- examples
 
 /// Examples that cannot be read, and the finding.
-struct ExampleRow {
-    const char* name;
+struct ExampleRow : NamedRow {
     const char* examples;
     const char* place;
     const char* text;
 };
-
-void PrintTo(const ExampleRow& row, std::ostream* out) {
-    *out << row.name;
-}
 
 class BadExample : public DecoderTest, public ::testing::WithParamInterface<ExampleRow> {};
 

@@ -1,3 +1,4 @@
+#include "NamedRow.h"
 #include "RedisServer.h"
 #include "ScriptedRedis.h"
 #include "ToolTest.h"
@@ -33,8 +34,7 @@ protected:
     }
 };
 
-struct ReasonRow {
-    const char* name;
+struct ReasonRow : NamedRow {
     std::function<void(RedisServer&)> arrange;
     const char* message;
 };
@@ -85,8 +85,7 @@ INSTANTIATE_TEST_SUITE_P(
                   "--wait."}),
     rowName);
 
-struct PeerRow {
-    const char* name;
+struct PeerRow : NamedRow {
     std::vector<std::vector<ScriptedRedis::Answer>> answers;
     const char* message;
 };
@@ -126,8 +125,7 @@ INSTANTIATE_TEST_SUITE_P(
                       PeerRow{"silent_at_the_second_attempt", {SOUND, {{"+OK\r\n"}, {"", true}}, {}}, SILENT_COMMAND}),
     rowName);
 
-struct SilentRow {
-    const char* name;
+struct SilentRow : NamedRow {
     Words arguments;
     int shortest; ///< in seconds
 };

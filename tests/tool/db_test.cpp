@@ -1,3 +1,4 @@
+#include "NamedRow.h"
 #include "RedisServer.h"
 #include "ScriptedRedis.h"
 #include "ToolTest.h"
@@ -23,8 +24,7 @@ protected:
     RedisServer server;
 };
 
-struct GetRow {
-    const char* name;
+struct GetRow : NamedRow {
     const char* type;  ///< null: no type is requested
     const char* value; ///< null: the field is missing
     int status;
@@ -130,8 +130,7 @@ TEST_F(Db, getWithoutAFieldKeepsEveryByte) {
     EXPECT_EQ(parsed(db({"get", "k", "--json"}).out)["result"]["fields"], parsed(R"({"a\u0000b": "1\u0000\\xff"})"));
 }
 
-struct NoHashRow {
-    const char* name;
+struct NoHashRow : NamedRow {
     Words arguments;
     int status;
     const char* err;
@@ -154,8 +153,7 @@ INSTANTIATE_TEST_SUITE_P(
         NoHashRow{"a_text", {"get", "text\x1b"}, 1, "scada-sensors: Key [text\\x1b] is not readable as a hash.\n"}),
     rowName);
 
-struct WriteRow {
-    const char* name;
+struct WriteRow : NamedRow {
     Words arguments;
     const char* result; ///< in the JSON answer
     Words question;
@@ -218,8 +216,7 @@ INSTANTIATE_TEST_SUITE_P(Tool, DbWrite,
                                                     "(integer -2)"}),
                          rowName);
 
-struct ExpireRow {
-    const char* name;
+struct ExpireRow : NamedRow {
     Words arguments;
     int seconds;
 };
@@ -265,8 +262,7 @@ TEST_F(Db, databaseNumberCounts) {
     EXPECT_EQ(server.run({"HGET", "hash", "a"}), "(nil)");
 }
 
-struct FailureRow {
-    const char* name;
+struct FailureRow : NamedRow {
     Words arguments;
     int status;
     const char* message;
@@ -305,8 +301,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 using Answers = std::vector<std::vector<ScriptedRedis::Answer>>;
 
-struct AnswersRow {
-    const char* name;
+struct AnswersRow : NamedRow {
     Answers answers;
     int status;
     const char* message;
@@ -362,8 +357,7 @@ TEST_F(ToolTest, dbGetReadsATextOnce) {
     EXPECT_EQ(peer.received(), expected);
 }
 
-struct CommandRow {
-    const char* name;
+struct CommandRow : NamedRow {
     Words arguments;
 };
 
@@ -396,8 +390,7 @@ INSTANTIATE_TEST_SUITE_P(Tool, NoServer,
                                            CommandRow{"pop", {"db", "pop", "k"}}, CommandRow{"watch", {"watch"}}),
                          rowName);
 
-struct UsageRow {
-    const char* name;
+struct UsageRow : NamedRow {
     Words arguments;
     const char* message;
 };

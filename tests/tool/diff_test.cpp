@@ -1,3 +1,4 @@
+#include "NamedRow.h"
 #include "ToolTest.h"
 #include "findings.h"
 #include "json_text.h"
@@ -8,7 +9,6 @@
 #include <sys/stat.h>
 
 #include <functional>
-#include <ostream>
 
 namespace {
 
@@ -22,16 +22,11 @@ constexpr const char* DIFFERENT = "differences in 1 of 1 definition\n";
 
 // --- the members of two documents
 
-struct MembersRow {
-    const char* name;
+struct MembersRow : NamedRow {
     const char* from;
     const char* to;
     const char* lines; ///< each indented; none when the documents do not differ
 };
-
-void PrintTo(const MembersRow& row, std::ostream* out) {
-    *out << row.name;
-}
 
 class DiffMembers : public ToolTest, public ::testing::WithParamInterface<MembersRow> {};
 

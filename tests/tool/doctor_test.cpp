@@ -1,3 +1,5 @@
+#include "NamedRow.h"
+
 // Causes of "no data", planted one by one: doctor names each cause and the next step.
 
 #include "DecoderTest.h"
@@ -70,15 +72,10 @@ public:
     std::string otherSocket;
 };
 
-struct Cause {
-    const char* name;
+struct Cause : NamedRow {
     std::function<void(Doctor& device)> plant;
     const char* line; ///< that names the cause, and what follows below it
 };
-
-void PrintTo(const Cause& cause, std::ostream* out) {
-    *out << cause.name;
-}
 
 class CauseOfNoData : public Doctor, public ::testing::WithParamInterface<Cause> {};
 
@@ -293,16 +290,11 @@ TEST_F(Doctor, knowsNoAgeWithALongerExpiry) {
     EXPECT_THAT(doctor({"aa"}).out, HasSubstr("note age: not known: the key lives longer than is configured\n"));
 }
 
-struct Refusal {
-    const char* name;
+struct Refusal : NamedRow {
     std::vector<ScriptedRedis::Answer> answers;
     const char* line;
     std::string command;
 };
-
-void PrintTo(const Refusal& refusal, std::ostream* out) {
-    *out << refusal.name;
-}
 
 class RefusingServer : public Doctor, public ::testing::WithParamInterface<Refusal> {};
 

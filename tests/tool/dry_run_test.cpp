@@ -1,3 +1,4 @@
+#include "NamedRow.h"
 #include "ToolTest.h"
 #include "findings.h"
 #include "json_text.h"
@@ -13,7 +14,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
-#include <ostream>
 
 namespace {
 
@@ -102,16 +102,11 @@ $T/source/other/f/a.json: error: Only LoRaWAN sensors are currently supported. [
     EXPECT_EQ(result.err, refusal(3));
 }
 
-struct BlockerRow {
-    const char* name;
+struct BlockerRow : NamedRow {
     std::string definition;
     const char* rule;
     const char* text; ///< "$N" stands for the definition
 };
-
-void PrintTo(const BlockerRow& row, std::ostream* out) {
-    *out << row.name;
-}
 
 class Blocker : public DryRun, public ::testing::WithParamInterface<BlockerRow> {};
 
@@ -178,17 +173,12 @@ constexpr const char* REPLACING_REFUSED =
     "lora/demo/th1: refused (replaces the custom definition)\n    used by sensor lora@aa\n1 definition: 1 refused\n";
 constexpr const char* NEW = "lora/demo/th1: new\n    used by sensor lora@aa\n1 definition: 1 new\n";
 
-struct BlockedRow {
-    const char* name;
+struct BlockedRow : NamedRow {
     std::function<void(const std::string& dir)> block; ///< in the temporary directory
     std::vector<std::string> findings;                 ///< "$T" stands for that directory
     bool closesFile = false;                           ///< so that no snapshot can read it
     const char* summary = REFUSED;
 };
-
-void PrintTo(const BlockedRow& row, std::ostream* out) {
-    *out << row.name;
-}
 
 class Blocked : public DryRun, public ::testing::WithParamInterface<BlockedRow> {};
 

@@ -1,10 +1,9 @@
+#include "NamedRow.h"
 #include "ToolTest.h"
 #include "json_text.h"
 #include "row_name.h"
 
 #include <gmock/gmock.h>
-
-#include <ostream>
 
 namespace {
 
@@ -54,17 +53,12 @@ constexpr const char* CELSIUS = R"({"temperature": {"unit": "°C", "type": "floa
 constexpr const char* NORMAL = R"([{"description": "normal report", "input": {"fPort": 1, "bytes": "00D7"},
     "output": {"data": {"temperature": 21.5}}}])";
 
-struct EffectRow {
-    const char* name;
+struct EffectRow : NamedRow {
     const char* properties;
     const char* present; ///< the decoder's result for the bytes 00 d7
     const char* wanted;
     const char* lines; ///< each indented
 };
-
-void PrintTo(const EffectRow& row, std::ostream* out) {
-    *out << row.name;
-}
 
 class EffectOnValues : public Effect, public ::testing::WithParamInterface<EffectRow> {};
 

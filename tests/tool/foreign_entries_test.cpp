@@ -1,3 +1,5 @@
+#include "NamedRow.h"
+
 // A storage of an account into which other users have put files of their own.
 
 #include "ToolTest.h"
@@ -10,7 +12,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
-#include <ostream>
 
 namespace {
 
@@ -72,15 +73,10 @@ TEST_F(ForeignEntries, thatMayBeWrittenStayAsTheyAreInPlace) {
     EXPECT_EQ(status.st_mode & 07777U, 0666U);
 }
 
-struct EntryRow {
-    const char* name;
+struct EntryRow : NamedRow {
     std::function<void(const std::string& path)> plant;
     std::string reason;
 };
-
-void PrintTo(const EntryRow& row, std::ostream* out) {
-    *out << row.name;
-}
 
 std::function<void(const std::string&)> fileOfMode(mode_t mode) {
     return [mode](const std::string& path) {

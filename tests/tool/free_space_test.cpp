@@ -1,3 +1,5 @@
+#include "NamedRow.h"
+
 // The space that an installation needs, on one file system and on two. A dry run reports it and copies nothing.
 
 #include "ToolTest.h"
@@ -10,7 +12,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <ostream>
 
 namespace {
 
@@ -101,15 +102,10 @@ INSTANTIATE_TEST_SUITE_P(Tool, FreeSpaceForStaging,
                          [](const auto& row) { return row.param[0] == '.' ? "hidden" : "visible"; });
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(FreeSpaceForStaging);
 
-struct DirectoryRow {
-    const char* name;
+struct DirectoryRow : NamedRow {
     std::vector<const char*> standing; ///< entries that exist in the custom directory
     std::uintmax_t missing;
 };
-
-void PrintTo(const DirectoryRow& row, std::ostream* out) {
-    *out << row.name;
-}
 
 class FreeSpaceForCustom : public FreeSpaceOfMount, public ::testing::WithParamInterface<DirectoryRow> {
 protected:
@@ -133,16 +129,11 @@ INSTANTIATE_TEST_SUITE_P(
     rowName);
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(FreeSpaceForCustom);
 
-struct ReplacedRow {
-    const char* name;
+struct ReplacedRow : NamedRow {
     std::size_t standing;  ///< bytes of the decoder that is replaced
     std::size_t size;      ///< of the one that replaces it
     std::uintmax_t needed; ///< blocks; 0 if everything fits
 };
-
-void PrintTo(const ReplacedRow& row, std::ostream* out) {
-    *out << row.name;
-}
 
 class FreeSpaceForReplacing : public FreeSpaceOfMount, public ::testing::WithParamInterface<ReplacedRow> {
 protected:

@@ -1,3 +1,5 @@
+#include "NamedRow.h"
+
 // Operations make generations of the custom storage, replace the storage with them, can restore them, and keep a
 // history.
 
@@ -26,14 +28,9 @@ using Snapshot = std::map<std::string, std::string>;
 /// The way in which the next generation replaces the storage.
 enum class Way { EXCHANGED, IN_PLACE, IN_A_MOUNT };
 
-struct WayRow {
-    const char* name;
+struct WayRow : NamedRow {
     Way way;
 };
-
-void PrintTo(const WayRow& row, std::ostream* out) {
-    *out << row.name;
-}
 
 std::vector<WayRow> ways() {
     std::vector<WayRow> rows = {{"exchanged", Way::EXCHANGED}, {"in_place", Way::IN_PLACE}};

@@ -1,3 +1,5 @@
+#include "NamedRow.h"
+
 // What a page is written with.
 
 #include "answer/HtmlPage.h"
@@ -5,7 +7,6 @@
 
 #include <gmock/gmock.h>
 
-#include <ostream>
 #include <string>
 
 namespace {
@@ -14,15 +15,10 @@ using namespace Kelvra::SCADA::Test;
 using namespace Kelvra::SCADA::Tool;
 using ::testing::HasSubstr;
 
-struct EscapeRow {
-    const char* name;
+struct EscapeRow : NamedRow {
     std::string text;
     std::string expected;
 };
-
-void PrintTo(const EscapeRow& row, std::ostream* out) {
-    *out << row.name;
-}
 
 class Escaping : public ::testing::TestWithParam<EscapeRow> {};
 

@@ -1,3 +1,4 @@
+#include "NamedRow.h"
 #include "ToolProcess.h"
 #include "ToolTest.h"
 #include "findings.h"
@@ -225,8 +226,7 @@ TEST_F(SlowCopies, removalOfEverythingAsksOnATerminal) {
 
 // --- signals
 
-struct SignalRow {
-    const char* name;
+struct SignalRow : NamedRow {
     int signal;
     bool typed; ///< with Ctrl-C, which reaches every process in the terminal's foreground
 };

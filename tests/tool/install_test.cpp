@@ -1,3 +1,4 @@
+#include "NamedRow.h"
 #include "ToolTest.h"
 #include "findings.h"
 #include "json_text.h"
@@ -19,7 +20,6 @@
 #include <ctime>
 #include <filesystem>
 #include <map>
-#include <ostream>
 #include <regex>
 #include <vector>
 
@@ -349,15 +349,10 @@ INSTANTIATE_TEST_SUITE_P(Tool, CustomDirectoryWithTwoPaths,
                          [](const auto& row) { return row.param[0] == 'b' ? "mounted" : "original"; });
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(CustomDirectoryWithTwoPaths);
 
-struct UntrustedRow {
-    const char* name;
+struct UntrustedRow : NamedRow {
     const char* directory; ///< in the temporary directory
     mode_t mode;
 };
-
-void PrintTo(const UntrustedRow& row, std::ostream* out) {
-    *out << row.name;
-}
 
 class UntrustedDirectory : public Install, public ::testing::WithParamInterface<UntrustedRow> {};
 
@@ -487,15 +482,10 @@ TEST_F(Install, refusesADirectoryOfAnotherUser) {
     }
 }
 
-struct UnsafeRow {
-    const char* name;
+struct UnsafeRow : NamedRow {
     std::vector<std::string> arguments; ///< "$T" stands for the temporary directory
     std::vector<std::string> texts;
 };
-
-void PrintTo(const UnsafeRow& row, std::ostream* out) {
-    *out << row.name;
-}
 
 // Each text starts with the directory that it describes.
 std::string directoryOf(const std::string& text) {

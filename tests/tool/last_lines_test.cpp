@@ -1,3 +1,5 @@
+#include "NamedRow.h"
+
 // The last messages of commands: if something is broken, missing or already there, and if nobody reads the output.
 
 #include "RedisServer.h"
@@ -216,8 +218,7 @@ TEST_F(Sound, sensorsAreShownBesideFaultyElements) {
 
 // --- sources at another level
 
-struct LevelRow {
-    const char* name;
+struct LevelRow : NamedRow {
     const char* source;
     const char* text;
 };
@@ -391,8 +392,7 @@ TEST_F(Closed, inputIsNotNeeded) {
     EXPECT_EQ(parsed(result.out)["result"][0]["name"], "lora/demo/th1");
 }
 
-struct ClosedRow {
-    const char* name;
+struct ClosedRow : NamedRow {
     const char* redirections;
     const char* err;
 };

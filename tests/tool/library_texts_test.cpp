@@ -1,3 +1,5 @@
+#include "NamedRow.h"
+
 // The texts of the library that the tool says itself: if the library changes one, a test here fails.
 
 #include "FakeSupport.h"
@@ -14,8 +16,6 @@
 #include <scada/DefinitionsStorage.h>
 #include <scada/Env.h>
 #include <scada/SensorMap.h>
-
-#include <ostream>
 
 namespace {
 
@@ -156,15 +156,11 @@ std::string noSensor(const std::string& /*dir*/) {
     return text;
 }
 
-struct TextRow {
-    const char* name; ///< of the tool's constant
+/// Named as the tool's constant.
+struct TextRow : NamedRow {
     std::string (*provoke)(const std::string& dir);
     std::string text; ///< the whole text; "$T" stands for the directory
 };
-
-void PrintTo(const TextRow& row, std::ostream* out) {
-    *out << row.name;
-}
 
 const std::vector<TextRow>& texts() {
     static const std::vector<TextRow> ROWS = {

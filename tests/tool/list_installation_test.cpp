@@ -1,3 +1,5 @@
+#include "NamedRow.h"
+
 // An installation that takes the managed-sensors list of its source, too.
 
 #include "ToolTest.h"
@@ -12,7 +14,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <ostream>
 
 namespace {
 
@@ -186,15 +187,10 @@ TEST_F(ListInstallation, isRefusedWhereTheAccountMayNotWrite) {
     EXPECT_EQ(besideTheList(), std::set<std::string>{});
 }
 
-struct ListRow {
-    const char* name;
+struct ListRow : NamedRow {
     std::string list;
     std::string reason;
 };
-
-void PrintTo(const ListRow& row, std::ostream* out) {
-    *out << row.name;
-}
 
 class IrreplaceableList : public ListInstallation, public ::testing::WithParamInterface<ListRow> {};
 

@@ -1,3 +1,4 @@
+#include "NamedRow.h"
 #include "ToolTest.h"
 #include "json_text.h"
 #include "row_name.h"
@@ -6,8 +7,7 @@ namespace {
 
 using namespace Kelvra::SCADA::Test;
 
-struct ListRow {
-    const char* name;
+struct ListRow : NamedRow {
     std::vector<std::string> arguments;
     const char* out;
 };

@@ -1,3 +1,5 @@
+#include "NamedRow.h"
+
 // The memory that the preflight of a source may take, whatever its content.
 
 #include "ToolTest.h"
@@ -13,7 +15,6 @@
 
 #include <cstdlib>
 #include <functional>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -33,15 +34,10 @@ constexpr long MOST_KILOBYTES = 2 * 64 * 1024;
 constexpr long MOST_KILOBYTES = 64 * 1024;
 #endif
 
-struct HostileRow {
-    const char* name;
+struct HostileRow : NamedRow {
     std::function<void(const std::string& dir)> plant; ///< in the source
     const char* rule;                                  ///< the rule of the finding; empty for none
 };
-
-void PrintTo(const HostileRow& row, std::ostream* out) {
-    *out << row.name;
-}
 
 std::string repeated(const std::string& part, std::size_t bytes) {
     std::string text;

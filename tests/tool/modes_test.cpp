@@ -1,3 +1,5 @@
+#include "NamedRow.h"
+
 // Read and write permissions after an installation.
 
 #include "ToolTest.h"
@@ -36,8 +38,7 @@ private:
     mode_t before;
 };
 
-struct ModeRow {
-    const char* name;
+struct ModeRow : NamedRow {
     mode_t mask;
     mode_t upload;
 };

@@ -1,3 +1,5 @@
+#include "NamedRow.h"
+
 // Counts how often a run opens each file. Each opening is another reading and parsing, and the file may have changed in
 // the meantime.
 
@@ -6,7 +8,6 @@
 #include "row_name.h"
 
 #include <map>
-#include <ostream>
 #include <set>
 
 namespace {
@@ -64,16 +65,11 @@ private:
 };
 
 /// A command that only reads, and the files that it must open exactly once.
-struct ReadingRow {
-    const char* name;
+struct ReadingRow : NamedRow {
     std::vector<std::string> arguments; ///< "$T" stands for the temporary directory
     int status;
     std::vector<std::string> once; ///< relative to the temporary directory
 };
-
-void PrintTo(const ReadingRow& row, std::ostream* out) {
-    *out << row.name;
-}
 
 class Reading : public OpenCountTest, public ::testing::WithParamInterface<ReadingRow> {};
 

@@ -1,3 +1,5 @@
+#include "NamedRow.h"
+
 // The changes of a sensor's values, on a server of the test's own.
 
 #include "RedisServer.h"
@@ -141,8 +143,7 @@ TEST_F(ReadWatch, saysOnePropertyAlone) {
                                   "  temperature  22  °C  Temperature  ok\n");
 }
 
-struct GoneRow {
-    const char* name;
+struct GoneRow : NamedRow {
     Words command;
     const char* line;
 };
@@ -291,8 +292,7 @@ TEST_F(ReadWatch, saysThatTheNotificationsAreTurnedOff) {
     EXPECT_EQ(untimed(ended.out), std::string(INITIAL) + "  count  8  -  -  ok\n");
 }
 
-struct TimeRow {
-    const char* name;
+struct TimeRow : NamedRow {
     std::function<void(RedisServer&)> change;
     int status;
     std::string err;
@@ -345,8 +345,7 @@ TEST_F(ReadWatch, subscribesBeforeItReads) {
     EXPECT_THAT(peer.received()[1], ::testing::HasSubstr("PSUBSCRIBE"));
 }
 
-struct EndRow {
-    const char* name;
+struct EndRow : NamedRow {
     std::function<void(const ToolProcess&)> end;
     const char* typed;
 };

@@ -1,27 +1,21 @@
+#include "NamedRow.h"
 #include "ToolTest.h"
 #include "json_text.h"
 #include "row_name.h"
 
 #include <sys/stat.h>
 
-#include <ostream>
-
 namespace {
 
 using namespace Kelvra::SCADA::Test;
 
-struct RemoveRow {
-    const char* name;
+struct RemoveRow : NamedRow {
     std::vector<std::string> arguments;
     int status;
     const char* out;
     const char* err;
     std::set<std::string> left; ///< of the custom storage
 };
-
-void PrintTo(const RemoveRow& row, std::ostream* out) {
-    *out << row.name;
-}
 
 class Remove : public ToolTest, public ::testing::WithParamInterface<RemoveRow> {};
 
@@ -187,14 +181,9 @@ TEST_F(ToolTest, removeTakesTheDirectoriesThatItEmpties) {
 }
 
 // Nobody lists what is no regular file, and whoever opened a FIFO would wait.
-struct SpecialFileRow {
-    const char* name;
+struct SpecialFileRow : NamedRow {
     void (*plant)(const std::string& path);
 };
-
-void PrintTo(const SpecialFileRow& row, std::ostream* out) {
-    *out << row.name;
-}
 
 class RemoveSpecialFile : public ToolTest, public ::testing::WithParamInterface<SpecialFileRow> {};
 
@@ -221,14 +210,9 @@ INSTANTIATE_TEST_SUITE_P(
                       SpecialFileRow{"dead_link", [](const std::string& path) { makeLink("nowhere", path); }}),
     rowName);
 
-struct OutsideRow {
-    const char* name;
+struct OutsideRow : NamedRow {
     const char* asked;
 };
-
-void PrintTo(const OutsideRow& row, std::ostream* out) {
-    *out << row.name;
-}
 
 class RemoveOutside : public ToolTest, public ::testing::WithParamInterface<OutsideRow> {};
 

@@ -1,3 +1,5 @@
+#include "NamedRow.h"
+
 // With --root the tool works on the files of another device. A link there leads where it leads on that device, and
 // nothing outside is opened.
 
@@ -10,7 +12,6 @@
 
 #include <filesystem>
 #include <functional>
-#include <ostream>
 
 namespace {
 
@@ -153,17 +154,12 @@ TEST_F(Root, saysNothingAboutOperations) {
 // --- links
 
 /// Something in the image that leads elsewhere, and what the tool finds then.
-struct LinkRow {
-    const char* name;
+struct LinkRow : NamedRow {
     std::function<void(const std::string& image, const std::string& outside)> plant;
     std::vector<std::string> arguments;
     int status;
     const char* part; ///< of the answer; of standard error where that is empty
 };
-
-void PrintTo(const LinkRow& row, std::ostream* out) {
-    *out << row.name;
-}
 
 class RootLink : public Root, public ::testing::WithParamInterface<LinkRow> {};
 

@@ -1,3 +1,5 @@
+#include "NamedRow.h"
+
 // Provokes each rule of the tool and checks its severity and remedy, in the text and in JSON.
 
 #include "PreflightTest.h"
@@ -287,8 +289,7 @@ INSTANTIATE_TEST_SUITE_P(Refusals, SourceRule, ::testing::ValuesIn(refusals()), 
 INSTANTIATE_TEST_SUITE_P(Warnings, SourceRule, ::testing::ValuesIn(warnings()), rowName);
 INSTANTIATE_TEST_SUITE_P(Notes, SourceRule, ::testing::ValuesIn(notes()), rowName);
 
-struct FailureRow {
-    const char* name;
+struct FailureRow : NamedRow {
     std::vector<std::string> arguments;
     std::vector<std::string> rules;
 };

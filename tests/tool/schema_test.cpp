@@ -1,3 +1,5 @@
+#include "NamedRow.h"
+
 // Where definitions do not fit their schema, and how little a hostile document costs.
 
 #include "DecoderTest.h"
@@ -32,8 +34,7 @@ Texts faultsOf(const std::string& schema, const std::string& document) {
     return texts;
 }
 
-struct SchemaRow {
-    const char* name;
+struct SchemaRow : NamedRow {
     const char* document;
     Texts faults;
 };
@@ -98,8 +99,7 @@ INSTANTIATE_TEST_SUITE_P(
                   {"\"examples.0.output.errors\" has none of its possible forms. [schema/form]"}}),
     rowName);
 
-struct RefusedRow {
-    const char* name;
+struct RefusedRow : NamedRow {
     const char* schema;
 };
 
@@ -140,8 +140,7 @@ TEST_F(SchemaCheck, hasThePlaceOfEachFault) {
                 HasSubstr("$T/custom/lora/demo/th1.json:4:19: warning: \"properties.b.name\" must be a string"));
 }
 
-struct OnceRow {
-    const char* name;
+struct OnceRow : NamedRow {
     const char* document;
 };
 

@@ -1,3 +1,4 @@
+#include "NamedRow.h"
 #include "ToolTest.h"
 #include "findings.h"
 #include "json_text.h"
@@ -55,8 +56,7 @@ TEST_F(ToolTest, sensorsGoOnAfterADefinitionNestedTooDeep) {
     EXPECT_EQ(result.err, "scada-sensors: 1 definition could not be read: scada-sensors check\n");
 }
 
-struct UselessRow {
-    const char* name;
+struct UselessRow : NamedRow {
     std::string list;
     const char* place; ///< the text after the path
     const char* rule;

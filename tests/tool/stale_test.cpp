@@ -1,3 +1,5 @@
+#include "NamedRow.h"
+
 // A custom definition hides a default one. When another default comes, as with a new firmware, the tool says so.
 
 #include "ToolTest.h"
@@ -8,7 +10,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <ostream>
 
 namespace {
 
@@ -19,14 +20,9 @@ using ::testing::Not;
 constexpr const char* NAME = "lora/demo/th1";
 constexpr const char* RULE = "[storage/default-changed]";
 
-struct WayRow {
-    const char* name;
+struct WayRow : NamedRow {
     bool exchanged;
 };
-
-void PrintTo(const WayRow& row, std::ostream* out) {
-    *out << row.name;
-}
 
 /// A source that overrides the default definition.
 class Stale : public ToolTest, public ::testing::WithParamInterface<WayRow> {
@@ -284,16 +280,11 @@ TEST_P(Stale, isWrittenDownInTheHistory) {
 INSTANTIATE_TEST_SUITE_P(Tool, Stale, ::testing::Values(WayRow{"exchanged", true}, WayRow{"in_place", false}), rowName);
 
 /// A change of the default definition, and whether it is one for readers.
-struct ChangeRow {
-    const char* name;
+struct ChangeRow : NamedRow {
     const char* document;
     const char* decoder;
     bool isChange;
 };
-
-void PrintTo(const ChangeRow& row, std::ostream* out) {
-    *out << row.name;
-}
 
 class ChangedDefault : public ToolTest, public ::testing::WithParamInterface<ChangeRow> {};
 

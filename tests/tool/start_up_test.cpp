@@ -1,3 +1,5 @@
+#include "NamedRow.h"
+
 // The state of the process that the tool's caller gives it, and how the tool corrects it.
 
 #include "ToolTest.h"
@@ -99,8 +101,7 @@ TEST_F(StartUp, aReaderThatHasGoneIsAnError) {
     EXPECT_EQ(readFile(temp / "err"), "scada-sensors: cannot write to standard output: Broken pipe\n");
 }
 
-struct FullRow {
-    const char* name;
+struct FullRow : NamedRow {
     const char* limit;
     const char* output;
     const char* reason;

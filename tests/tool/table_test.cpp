@@ -1,3 +1,5 @@
+#include "NamedRow.h"
+
 // Tables for people: as wide as their texts in a pipe, as wide as the screen on a terminal.
 
 #include "ToolProcess.h"
@@ -39,8 +41,7 @@ Texts linesOf(const std::string& text) {
     return lines;
 }
 
-struct WidthRow {
-    const char* name;
+struct WidthRow : NamedRow {
     std::string text;
     std::size_t width;
 };
@@ -59,8 +60,7 @@ INSTANTIATE_TEST_SUITE_P(Tool, LetterWidth,
                                            WidthRow{"hebrew", "שלום", 4}),
                          rowName);
 
-struct WrapRow {
-    const char* name;
+struct WrapRow : NamedRow {
     std::string text;
     std::size_t width;
     Texts lines;
@@ -181,8 +181,7 @@ TEST_F(OnTerminal, marksHeadingsAndFaults) {
     EXPECT_THAT(screenOf("doctor", COLOURED), HasSubstr("\x1b[31mfault\x1b[0m "));
 }
 
-struct ColourRow {
-    const char* name;
+struct ColourRow : NamedRow {
     Terminal terminal;
 };
 

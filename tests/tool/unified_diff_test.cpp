@@ -1,25 +1,24 @@
+#include "NamedRow.h"
 #include "row_name.h"
 #include "text/unified_diff.h"
 
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <ostream>
 #include <random>
 #include <sstream>
 #include <string>
 
 namespace {
 
+using Kelvra::SCADA::Test::NamedRow;
+using Kelvra::SCADA::Test::rowName;
 using Kelvra::SCADA::Tool::unifiedDiff;
 
-struct DiffRow {
-    const char* name;
+struct DiffRow : NamedRow {
     const char* from;
     const char* to;
     const char* hunks;
-
-    friend void PrintTo(const DiffRow& row, std::ostream* out) { *out << row.name; }
 };
 
 class UnifiedDiff : public ::testing::TestWithParam<DiffRow> {};
@@ -46,7 +45,7 @@ INSTANTIATE_TEST_SUITE_P(
                 "@@ -1,4 +1,3 @@\n-a\n 1\n 2\n 3\n@@ -6,4 +5,4 @@\n 5\n 6\n 7\n-b\n+y\n"},
         DiffRow{"line_moved", "a\nb\nc\n", "b\nc\na\n", "@@ -1,3 +1,3 @@\n-a\n b\n c\n+a\n"},
         DiffRow{"same_lines_between", "a\nx\nb\nx\nc\n", "x\nx\nd\n", "@@ -1,5 +1,3 @@\n-a\n x\n-b\n x\n-c\n+d\n"}),
-    Kelvra::SCADA::Test::rowName);
+    rowName);
 
 // Returns the text before ('-') or after ('+') the changes of a diff that leaves out no lines.
 std::string sideOf(const std::string& hunks, char mark) {

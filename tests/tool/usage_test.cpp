@@ -1,3 +1,4 @@
+#include "NamedRow.h"
 #include "RedisServer.h"
 #include "ToolTest.h"
 #include "findings.h"
@@ -14,8 +15,7 @@ using namespace Kelvra::SCADA::Test;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-struct UsageRow {
-    const char* name;
+struct UsageRow : NamedRow {
     std::vector<std::string> arguments;
     const char* message;
 };
@@ -137,8 +137,7 @@ TEST_F(ToolTest, operandsBehindTwoDashesMayStartWithADash) {
             "$T/list.json:2:1: error: element 0: Sensor definition [lora/x] not found. [list/definition-missing]\n"));
 }
 
-struct FullRow {
-    const char* name;
+struct FullRow : NamedRow {
     std::vector<std::string> arguments;
 };
 
@@ -156,8 +155,7 @@ INSTANTIATE_TEST_SUITE_P(Tool, FullDevice,
                                            FullRow{"text", {"list"}}, FullRow{"json", {"check", "--json"}}),
                          rowName);
 
-struct LevelRow {
-    const char* name;
+struct LevelRow : NamedRow {
     std::vector<std::string> options;
     const char* logged;
 };
@@ -187,8 +185,7 @@ INSTANTIATE_TEST_SUITE_P(Tool, LogLevel,
                                            LevelRow{"level_before_verbose", {"-v", "--log-level", "warning"}, ""}),
                          rowName);
 
-struct QuietRow {
-    const char* name;
+struct QuietRow : NamedRow {
     const char* option;
 };
 
@@ -211,8 +208,7 @@ TEST_P(Quiet, leavesOutNotesAndKeepsFailures) {
 INSTANTIATE_TEST_SUITE_P(Tool, Quiet, ::testing::Values(QuietRow{"short", "-q"}, QuietRow{"in_full", "--quiet"}),
                          rowName);
 
-struct CodeRow {
-    const char* name;
+struct CodeRow : NamedRow {
     std::vector<std::string> arguments;
     int status;
 };

@@ -1,3 +1,4 @@
+#include "NamedRow.h"
 #include "RedisServer.h"
 #include "ScriptedRedis.h"
 #include "ToolProcess.h"
@@ -188,8 +189,7 @@ TEST_F(Watch, tellsProgramsThatTheServerDidNotComeBack) {
     EXPECT_EQ(replaced(result.err, server.socket(), "$S"), std::string(LOST) + NO_CHANGES);
 }
 
-struct TimeRow {
-    const char* name;
+struct TimeRow : NamedRow {
     std::vector<std::string> options;
     std::function<void(RedisServer&)> change; ///< done when the watch is subscribed; null: nothing
     int status;
@@ -286,8 +286,7 @@ TEST_F(Watch, endsInTimeThoughNobodyReads) {
     EXPECT_LT(Clock::now() - start, std::chrono::seconds(10));
 }
 
-struct EndRow {
-    const char* name;
+struct EndRow : NamedRow {
     bool isServerHalted;
     std::function<void(const ToolProcess&)> end;
     const char* typed; ///< how the terminal shows it
