@@ -1,7 +1,6 @@
 #include "Samples.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -41,19 +40,9 @@ void writeText(const std::string& path, const std::string& text) {
 
 } // namespace
 
-Samples::Samples() : root(fs::temp_directory_path() / "scada-bench-XXXXXX") {
-    if (mkdtemp(root.data()) == nullptr)
-        throw std::runtime_error("cannot make " + root);
-}
-
-Samples::~Samples() {
-    std::error_code ignored;
-    fs::remove_all(root, ignored);
-}
-
 void Samples::addStorage(const std::string& dir, int count, int first) const {
     for (int i = first; i < first + count; ++i) {
-        const fs::path file = root + "/" + dir + "/" + definitionName(i) + ".json";
+        const fs::path file = path() + "/" + dir + "/" + definitionName(i) + ".json";
         fs::create_directories(file.parent_path());
         writeText(file, definitionText(i));
         writeText(file.parent_path() / ("model" + std::to_string(i) + ".js"), "// decoder\n");
@@ -66,7 +55,7 @@ void Samples::addList(const std::string& file, int count, int definitions) const
         text << (i == 0 ? "[\n" : ",\n") << "    { \"id\": \"" << sensorId(i) << "\", \"src\": \"lora\", \"sensor\": \""
              << definitionName(i % definitions).substr(sizeof "lora") << "\", \"status\": \"active\" }";
     text << "\n]\n";
-    writeText(root + "/" + file, text.str());
+    writeText(*this / file, text.str());
 }
 
 std::string definitionName(int index) {

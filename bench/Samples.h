@@ -1,28 +1,20 @@
 #pragma once
 
+#include "TempDir.h"
+
 #include <string>
 #include <vector>
 
 namespace Kelvra::SCADA::Bench {
 
-/// A private temporary directory with sample storages and lists. The destructor removes it.
-class Samples {
+/// A private temporary directory with sample storages and lists.
+class Samples : public Test::TempDir {
 public:
-    Samples();
-    ~Samples();
-    Samples(const Samples&) = delete;
-    Samples& operator=(const Samples&) = delete;
-
-    std::string operator/(const std::string& relative) const { return root + "/" + relative; }
-
     /// Makes a storage of `count` definitions, numbered from `first`, each with its decoder, a hundred per directory.
     void addStorage(const std::string& dir, int count, int first = 0) const;
 
     /// Makes a list of `count` sensors that use a storage of `definitions` definitions.
     void addList(const std::string& file, int count, int definitions) const;
-
-private:
-    std::string root;
 };
 
 /// Returns the name of definition number `index`.

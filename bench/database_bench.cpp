@@ -1,6 +1,7 @@
 // The cost of commands and notifications through the library, against bare hiredis on the same server.
 
 #include "RedisServer.h"
+#include "hiredis_pointers.h"
 #include "ratios.h"
 
 #include <benchmark/benchmark.h>
@@ -14,7 +15,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstddef>
-#include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -31,13 +31,8 @@ const Test::RedisServer& server() {
     return instance;
 }
 
-struct FreeContext {
-    void operator()(redisContext* context) const { redisFree(context); }
-};
-using Connection = std::unique_ptr<redisContext, FreeContext>;
-
-Connection connected() {
-    Connection connection(redisConnectUnix(server().socket().c_str()));
+Test::ContextPtr connected() {
+    Test::ContextPtr connection(redisConnectUnix(server().socket().c_str()));
     if (!connection || connection->err != 0)
         throw std::runtime_error("no connection to the server");
     freeReplyObject(redisCommand(connection.get(), "SELECT %d", NUMBER));
@@ -57,7 +52,7 @@ template <typename Command> void throughLibrary(benchmark::State& state, Command
 }
 
 template <typename Command> void throughHiredis(benchmark::State& state, int type, Command command) {
-    const Connection connection = connected();
+    const Test::ContextPtr connection = connected();
     freeReplyObject(redisCommand(connection.get(), "HSET sensor temperature 21.5"));
     for (auto _ : state) {
         auto* reply = static_cast<redisReply*>(command(connection.get()));
@@ -126,7 +121,7 @@ void notifications(benchmark::State& state) {
     DatabaseSubscriber subscriber;
     subscriber.setup(server().socket(), NUMBER);
     std::thread receiver([&subscriber] { subscriber.loop(count, nullptr); });
-    const Connection connection = connected();
+    const Test::ContextPtr connection = connected();
     awaitSubscriber(connection.get());
     for (auto _ : state)
         changeAndWait(connection.get());
@@ -135,7 +130,7 @@ void notifications(benchmark::State& state) {
 }
 
 void notificationsBare(benchmark::State& state) {
-    const Connection subscriber = connected();
+    const Test::ContextPtr subscriber = connected();
     freeReplyObject(redisCommand(subscriber.get(), "CONFIG SET notify-keyspace-events KA"));
     freeReplyObject(redisCommand(subscriber.get(), "PSUBSCRIBE __keyspace@%d__:*", NUMBER));
     redisSetTimeout(subscriber.get(), timeval{1, 0});
@@ -146,7 +141,7 @@ void notificationsBare(benchmark::State& state) {
             freeReplyObject(reply);
         }
     });
-    const Connection connection = connected();
+    const Test::ContextPtr connection = connected();
     awaitSubscriber(connection.get());
     for (auto _ : state)
         changeAndWait(connection.get());

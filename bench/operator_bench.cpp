@@ -3,6 +3,7 @@
 
 #include "RedisServer.h"
 #include "Samples.h"
+#include "hiredis_pointers.h"
 #include "processes.h"
 #include "ratios.h"
 
@@ -12,7 +13,6 @@
 #include <cstddef>
 #include <cstdio>
 #include <fstream>
-#include <memory>
 #include <stdexcept>
 #include <string>
 
@@ -26,14 +26,6 @@ constexpr int SENSORS_OF_DOCTOR = 50000;
 constexpr int SENSORS_OF_READ = 10000;
 constexpr int TURNS = 15;
 constexpr int AT_ONCE = 64; // commands sent before the first answer is read
-
-struct FreeContext {
-    void operator()(redisContext* context) const { redisFree(context); }
-};
-struct FreeReply {
-    void operator()(void* reply) const { freeReplyObject(reply); }
-};
-using Reply = std::unique_ptr<void, FreeReply>;
 
 /// A connection that sends many commands before it reads the answers.
 class Pipeline {
@@ -59,13 +51,13 @@ public:
         void* reply = nullptr;
         if (redisGetReply(context.get(), &reply) != REDIS_OK)
             throw std::runtime_error("no answer");
-        const Reply owner(reply);
-        if (static_cast<redisReply*>(reply)->type == REDIS_REPLY_ERROR)
+        const Test::ReplyPtr owner(static_cast<redisReply*>(reply));
+        if (owner->type == REDIS_REPLY_ERROR)
             throw std::runtime_error("the server refused");
     }
 
 private:
-    std::unique_ptr<redisContext, FreeContext> context;
+    Test::ContextPtr context;
 };
 
 std::string keyOf(int sensor) {

@@ -9,15 +9,7 @@
 
 namespace Kelvra::SCADA::Fuzz {
 
-Workspace::Workspace() : root(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp") {
-    root += "/scada-fuzz-XXXXXX";
-    require(mkdtemp(root.data()) != nullptr, "a private directory");
-}
-
-Workspace::~Workspace() {
-    std::error_code ignored;
-    std::filesystem::remove_all(root, ignored);
-}
+Workspace::Workspace() : TempDir(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp") {}
 
 void writeFile(const std::string& path, const std::uint8_t* bytes, std::size_t size) {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());

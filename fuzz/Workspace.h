@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TempDir.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -7,17 +9,9 @@
 namespace Kelvra::SCADA::Fuzz {
 
 /// A private directory that exists as long as the process, in memory if there is such a file system.
-class Workspace {
+class Workspace : public Test::TempDir {
 public:
     Workspace();
-    ~Workspace();
-    Workspace(const Workspace&) = delete;
-    Workspace& operator=(const Workspace&) = delete;
-
-    std::string operator/(const std::string& relative) const { return root + "/" + relative; }
-
-private:
-    std::string root;
 };
 
 /// Writes the file anew and makes its parent directories.

@@ -6,6 +6,7 @@
 // before.
 
 #include "Workspace.h"
+#include "hiredis_pointers.h"
 
 #include <kelvra/LoggerControl.h>
 #include <scada/Database.h>
@@ -29,11 +30,7 @@ namespace {
 
 using namespace Kelvra::SCADA;
 using Fuzz::require;
-
-struct FreeReply {
-    void operator()(redisReply* reply) const { freeReplyObject(reply); }
-};
-using ReplyPtr = std::unique_ptr<redisReply, FreeReply>;
+using Test::ReplyPtr;
 
 // The server's side. Its answers are ready in each connection before the client sends anything.
 class Peer {

@@ -124,14 +124,6 @@ Definitions readDefinitions(const std::string& directory) {
     return found;
 }
 
-void addDefinition(const std::string& storage, const std::string& name, const std::string& title) {
-    const std::string decoder = name.substr(name.rfind('/') + 1) + ".js";
-    StorageBuilder builder(storage);
-    builder.definition(name, R"({"decoder": ")" + decoder + R"(", "properties": {"temperature": {"name": ")" + title +
-                                 R"("}}})");
-    builder.decoder(name, decoder, "// decodes " + title + "\n");
-}
-
 // --- operations
 
 const std::vector<Operation>& operations() {
@@ -251,9 +243,9 @@ Subreaper::~Subreaper() {
 }
 
 FaultTest::FaultTest() {
-    addDefinition(temp / "source", "lora/demo/new", "New");
-    addDefinition(temp / "source", "lora/demo/old", "Newer");
-    addDefinition(temp / "later", "lora/later/z", "Later");
+    addDefinition(temp / "source", "lora/demo/new", "New", "// decodes New\n");
+    addDefinition(temp / "source", "lora/demo/old", "Newer", "// decodes Newer\n");
+    addDefinition(temp / "later", "lora/later/z", "Later", "// decodes Later\n");
 }
 
 void FaultTest::layStorage() const {
@@ -268,7 +260,7 @@ void FaultTest::prepare(const Operation& wanted, Way wantedWay) {
     operation = wanted;
     way = wantedWay;
     shell("rm -rf " + place + "/*");
-    addDefinition(place + "/default", "lora/demo/old", "Default");
+    addDefinition(place + "/default", "lora/demo/old", "Default", "// decodes Default\n");
     if (operation.hasStorage)
         layStorage();
     if (!operation.before.empty()) {

@@ -40,9 +40,6 @@ using Definitions = std::map<std::string, Definition>;
 
 Definitions readDefinitions(const std::string& directory);
 
-/// Adds a good definition with a decoder next to it.
-void addDefinition(const std::string& storage, const std::string& name, const std::string& title);
-
 /// The way in which the tool brings the storage from one state to the next.
 enum class Way { EXCHANGE, IN_PLACE };
 

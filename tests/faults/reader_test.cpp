@@ -1,6 +1,7 @@
 // A host reads all definitions while installations are made and killed.
 
 #include "FaultTest.h"
+#include "StorageBuilder.h"
 #include "files.h"
 
 #include <sys/wait.h>
@@ -35,7 +36,8 @@ protected:
     void SetUp() override {
         for (const char* title : {"first", "second"}) {
             for (int number = 0; number < DEFINITIONS; ++number)
-                addDefinition(temp / title, "lora/demo/d" + std::to_string(number), title);
+                addDefinition(temp / title, "lora/demo/d" + std::to_string(number), title,
+                              std::string("// decodes ") + title + "\n");
         }
         way = GetParam();
         makeDir(place + "/default");

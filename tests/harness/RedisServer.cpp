@@ -1,5 +1,7 @@
 #include "RedisServer.h"
 
+#include "hiredis_pointers.h"
+
 #include <hiredis/hiredis.h>
 
 #include <fcntl.h>
@@ -20,15 +22,6 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto START_LIMIT = 30s;
-
-struct FreeContext {
-    void operator()(redisContext* context) const { redisFree(context); }
-};
-struct FreeReply {
-    void operator()(redisReply* reply) const { freeReplyObject(reply); }
-};
-using ContextPtr = std::unique_ptr<redisContext, FreeContext>;
-using ReplyPtr = std::unique_ptr<redisReply, FreeReply>;
 
 ContextPtr connectTo(const std::string& socket) {
     ContextPtr context(redisConnectUnix(socket.c_str()));

@@ -19,4 +19,22 @@ StorageBuilder& StorageBuilder::decoder(const std::string& name, const std::stri
     return *this;
 }
 
+std::string documentOf(const std::string& decoder, const std::string& title) {
+    return R"({"decoder": ")" + decoder + R"(", "properties": {"temperature": {"name": ")" + title + R"("}}})";
+}
+
+std::string decoderTextOf(const std::string& name) {
+    return "// decodes " + name + "\n";
+}
+
+void addDefinition(const StorageBuilder& storage, const std::string& name, const std::string& title,
+                   const std::string& decoderText) {
+    const std::string decoder = name.substr(name.rfind('/') + 1) + ".js";
+    StorageBuilder(storage).definition(name, documentOf(decoder, title)).decoder(name, decoder, decoderText);
+}
+
+void addDefinition(const StorageBuilder& storage, const std::string& name, const std::string& title) {
+    addDefinition(storage, name, title, decoderTextOf(name));
+}
+
 } // namespace Kelvra::SCADA::Test

@@ -8,7 +8,7 @@ namespace Kelvra::SCADA::Test {
 /// Creates and fills a storage directory.
 class StorageBuilder {
 public:
-    explicit StorageBuilder(std::string storageDir);
+    StorageBuilder(std::string storageDir); // implicit: a storage is written as its directory
 
     /// Writes the definition file of `name`.
     StorageBuilder& definition(const std::string& name, const std::string& jsonText);
@@ -21,5 +21,16 @@ public:
 private:
     std::string root;
 };
+
+/// Returns a definition as a user writes it, with one property "temperature".
+std::string documentOf(const std::string& decoder, const std::string& title = "Air");
+
+std::string decoderTextOf(const std::string& name);
+
+/// Writes a good definition, documentOf() its decoder, and the decoder STEM.js next to it.
+void addDefinition(const StorageBuilder& storage, const std::string& name, const std::string& title,
+                   const std::string& decoderText);
+/// The same with decoderTextOf(name).
+void addDefinition(const StorageBuilder& storage, const std::string& name, const std::string& title = "Air");
 
 } // namespace Kelvra::SCADA::Test

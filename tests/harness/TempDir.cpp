@@ -50,8 +50,10 @@ std::string temporaryRoot() {
 
 } // namespace
 
-TempDir::TempDir() {
-    std::string pattern = temporaryRoot() + "/scada-XXXXXX";
+TempDir::TempDir() : TempDir(temporaryRoot()) {}
+
+TempDir::TempDir(const std::string& parent) {
+    std::string pattern = parent + "/scada-XXXXXX";
     if (mkdtemp(pattern.data()) == nullptr)
         throw std::runtime_error("cannot make " + pattern);
     const std::unique_ptr<char, decltype(&std::free)> resolved(realpath(pattern.c_str(), nullptr), &std::free);

@@ -4,10 +4,12 @@
 
 namespace Kelvra::SCADA::Test {
 
-/// A private directory for one test, under $TMPDIR or /tmp. Its path contains no symbolic link.
+/// A private directory. Its path contains no symbolic link.
 class TempDir {
 public:
+    /// Makes it under $TMPDIR or /tmp.
     TempDir();
+    explicit TempDir(const std::string& parent);
     /// Removes the whole tree, including directories that cannot be read.
     ~TempDir();
 

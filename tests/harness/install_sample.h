@@ -11,31 +11,16 @@ namespace Kelvra::SCADA::Test {
 
 using Snapshot = std::map<std::string, std::string>;
 
-/// Returns a definition as a user writes it, with the name of its decoder.
-inline std::string documentOf(const std::string& decoder) {
-    return R"({"decoder":")" + decoder + R"(","properties":{"t":{"unit":"C"}}})";
-}
-
 /// Returns the document that an installation makes of documentOf().
 inline std::string writtenDocument(const std::string& decoder) {
     Json::Value document;
     document["decoder"] = decoder;
-    document["properties"]["t"]["unit"] = "C";
+    document["properties"]["temperature"]["name"] = "Air";
     return Json::writeString(Json::StreamWriterBuilder(), document);
 }
 
 inline std::string stemOf(const std::string& name) {
     return name.substr(name.rfind('/') + 1);
-}
-
-inline std::string decoderTextOf(const std::string& name) {
-    return "decoder of " + name;
-}
-
-/// Writes the definition `name` and its decoder STEM.js next to it.
-inline void addDefinition(const std::string& storage, const std::string& name) {
-    const std::string decoder = stemOf(name) + ".js";
-    StorageBuilder(storage).definition(name, documentOf(decoder)).decoder(name, decoder, decoderTextOf(name));
 }
 
 inline void addDirectories(Snapshot* tree, const std::string& name) {

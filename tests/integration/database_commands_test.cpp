@@ -1,6 +1,7 @@
 #include "NamedRow.h"
 #include "ScriptedRedis.h"
 #include "database_helpers.h"
+#include "hiredis_pointers.h"
 #include "row_name.h"
 
 #include <gmock/gmock.h>
@@ -228,7 +229,7 @@ TEST_P(Command, GivesItsCode) {
         lines.push_back(reconnectedLine());
     EXPECT_EQ(FakeSupport::inst().logs, lines);
     if (!failed) {
-        EXPECT_EQ(text(OwnedReply(db.executeCommand("NEXT")).get()), "(integer 7)") << "the connection is in step";
+        EXPECT_EQ(text(ReplyPtr(db.executeCommand("NEXT")).get()), "(integer 7)") << "the connection is in step";
     }
 }
 

@@ -4,6 +4,7 @@
 #include "connect_call.h"
 #include "database_helpers.h"
 #include "files.h"
+#include "hiredis_pointers.h"
 #include "row_name.h"
 
 #include <scada/Conf.h>
@@ -81,7 +82,7 @@ std::string selectBytes(int number = 2) {
 }
 
 std::string command(Base* base, const char* word) {
-    return text(OwnedReply(base->executeCommand(word)).get());
+    return text(ReplyPtr(base->executeCommand(word)).get());
 }
 
 template <typename Field> std::ptrdiff_t offsetIn(const void* object, const Field& field) {
@@ -392,7 +393,7 @@ TEST_P(Attempts, OfAFormattedCommand) {
     ScriptedRedis peer(answers(GetParam().script));
     Base base;
     base.setup(peer.socket(), 2);
-    const OwnedReply reply(base.executeCommand("CMD %s %d %b", "text with blanks", 42, "a\0b", std::size_t{3}));
+    const ReplyPtr reply(base.executeCommand("CMD %s %d %b", "text with blanks", 42, "a\0b", std::size_t{3}));
     EXPECT_EQ(text(reply.get()), GetParam().reply);
     EXPECT_EQ(base.reconnectNeeded, GetParam().broken);
     expectSeen(peer, encoded({"CMD", "text with blanks", "42", std::string("a\0b", 3)}));
@@ -404,7 +405,7 @@ TEST_P(Attempts, OfAnArgumentVector) {
     base.setup(peer.socket(), 2);
     std::array<const char*, 3> arguments{"CMD", "a\0b", "%s %"};
     const std::array<unsigned int, 3> lengths{3, 3, 4};
-    const OwnedReply reply(base.executeCommandArgv(3, arguments.data(), lengths.data()));
+    const ReplyPtr reply(base.executeCommandArgv(3, arguments.data(), lengths.data()));
     EXPECT_EQ(text(reply.get()), GetParam().reply);
     EXPECT_EQ(base.reconnectNeeded, GetParam().broken);
     expectSeen(peer, encoded({"CMD", std::string("a\0b", 3), "%s %"}));
@@ -479,7 +480,7 @@ TEST_F(DatabaseConnection, TakesArgumentsUpToTheirEndWithoutLengths) {
     Base base;
     base.setup(peer.socket(), 2);
     std::array<const char*, 3> arguments{"CMD", "a\0b", ""};
-    const OwnedReply reply(base.executeCommandArgv(3, arguments.data(), nullptr));
+    const ReplyPtr reply(base.executeCommandArgv(3, arguments.data(), nullptr));
     EXPECT_EQ(text(reply.get()), "(status A)");
     EXPECT_THAT(peer.received(), ElementsAre(selectBytes() + encoded({"CMD", "a", ""})));
 }

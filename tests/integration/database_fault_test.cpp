@@ -1,5 +1,6 @@
 #include "ScriptedRedis.h"
 #include "database_helpers.h"
+#include "hiredis_pointers.h"
 
 #include <kelvra/LoggerControl.h>
 
@@ -87,7 +88,7 @@ private:
     }
 
     void echo(const std::string& word) {
-        const OwnedReply reply(db.executeCommand("ECHO %s", word.c_str()));
+        const ReplyPtr reply(db.executeCommand("ECHO %s", word.c_str()));
         count(reply ? 0 : 3, !reply || text(reply.get()) == "\"" + word + "\"");
     }
 
@@ -195,7 +196,7 @@ void expectSurvived(const Answer& faulty, bool mayBeReply) {
     ASSERT_TRUE(second || mayBeReply) << result << " " << out;
     ASSERT_TRUE(result == 0 || out == "untouched");
     // After the second attempt the connection continues normally; it also does after a complete reply.
-    const OwnedReply next(db.executeCommand("NEXT"));
+    const ReplyPtr next(db.executeCommand("NEXT"));
     ASSERT_EQ(text(next.get()), second || !faulty.thenClose ? "\"next\"" : "\"second\"");
     close(db.descriptor());
 }

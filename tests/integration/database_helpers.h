@@ -2,6 +2,7 @@
 
 #include "FakeSupport.h"
 #include "RedisServer.h"
+#include "hiredis_pointers.h"
 
 #include <kelvra/Logger.h>
 #include <scada/Database.h>
@@ -19,11 +20,6 @@
 #include <vector>
 
 namespace Kelvra::SCADA::Test {
-
-struct FreeReply {
-    void operator()(redisReply* reply) const { freeReplyObject(reply); }
-};
-using OwnedReply = std::unique_ptr<redisReply, FreeReply>;
 
 /// Gives access to the protected members of a database object.
 template <typename Object> class Opened : public Object {

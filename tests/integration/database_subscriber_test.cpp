@@ -1,6 +1,7 @@
 #include "NamedRow.h"
 #include "ScriptedRedis.h"
 #include "database_helpers.h"
+#include "hiredis_pointers.h"
 #include "row_name.h"
 
 #include <gmock/gmock.h>
@@ -530,7 +531,7 @@ TEST_F(SubscriberOfAServer, IsNoLongerFitForCommandsAfterwards) {
     watch.start();
     ASSERT_TRUE(makeVisible(watch, "k"));
     EXPECT_EQ(watch.stop(), 0);
-    const OwnedReply reply(watch.subscriber.executeCommand("GET k"));
+    const ReplyPtr reply(watch.subscriber.executeCommand("GET k"));
     EXPECT_NE(text(reply.get()), "\"v\"") << "still in subscription mode";
 }
 

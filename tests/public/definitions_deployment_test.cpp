@@ -428,7 +428,7 @@ const std::vector<GoodSource>& goodSources() {
         {"decoderLinkInside",
          [](const Places& p) {
              StorageBuilder(p.source).definition(M1, documentOf("m1.js"));
-             writeFile(p.source + "/shared/d", "decoder of lora/v1/m1");
+             writeFile(p.source + "/shared/d", decoderTextOf("lora/v1/m1"));
              makeLink("../../shared/d", p.source + "/lora/v1/m1.js");
              return p.source;
          },
@@ -436,7 +436,7 @@ const std::vector<GoodSource>& goodSources() {
         {"decoderInADirectoryWithTheSourcesPrefix",
          [](const Places& p) {
              StorageBuilder(p.source).definition(M1, documentOf("m1.js"));
-             writeFile(p.source + "2/d", "decoder of lora/v1/m1");
+             writeFile(p.source + "2/d", decoderTextOf("lora/v1/m1"));
              makeLink("../../../source2/d", p.source + "/lora/v1/m1.js");
              return p.source;
          },
@@ -444,7 +444,7 @@ const std::vector<GoodSource>& goodSources() {
         {"decoderBelowTheDefinition",
          [](const Places& p) {
              StorageBuilder(p.source).definition(M1, documentOf(" /sub//d.js "));
-             writeFile(p.source + "/lora/v1/sub/d.js", "decoder of lora/v1/m1");
+             writeFile(p.source + "/lora/v1/sub/d.js", decoderTextOf("lora/v1/m1"));
              return p.source;
          },
          {M1}},
@@ -856,7 +856,7 @@ constexpr std::size_t LONGEST_PATH = 4095;
 
 TEST_F(DeepWorkingDirectory, sourceThatCannotBeResolved) {
     descendTo(LONGEST_PATH + 100);
-    addDefinition("source", M1);
+    addDefinition(std::string("source"), M1);
     const Snapshot custom = snapshot(places.custom);
     EXPECT_FALSE(deployFrom("source"));
     EXPECT_EQ(error, "Bad source directory.");
@@ -866,14 +866,14 @@ TEST_F(DeepWorkingDirectory, sourceThatCannotBeResolved) {
 
 TEST_F(DeepWorkingDirectory, familyIsCheckedBeforeTheSourceIsResolved) {
     descendTo(LONGEST_PATH + 100);
-    addDefinition("source", "other/v/x");
+    addDefinition(std::string("source"), "other/v/x");
     EXPECT_FALSE(deployFrom("source"));
     EXPECT_EQ(error, ONLY_LORA);
 }
 
 TEST_F(DeepWorkingDirectory, decoderThatCannotBeResolved) {
     descendTo(LONGEST_PATH - 10);
-    addDefinition("source", M1);
+    addDefinition(std::string("source"), M1);
     const Snapshot custom = snapshot(places.custom);
     EXPECT_FALSE(deployFrom("source"));
     EXPECT_EQ(error, "Invalid sensor definition [lora/v1/m1]: no decoder file found.");
@@ -883,7 +883,7 @@ TEST_F(DeepWorkingDirectory, decoderThatCannotBeResolved) {
 
 TEST_F(DeepWorkingDirectory, relativeSourceIsInstalled) {
     descendTo(1000);
-    addDefinition("source", M1);
+    addDefinition(std::string("source"), M1);
     EXPECT_TRUE(deployFrom("source"));
     EXPECT_EQ(error, UNTOUCHED);
 }

@@ -568,7 +568,7 @@ struct Removal : NamedRow {
 
 constexpr const char* NOT_FOUND = "Sensor definition [lora/demo/th1] not found.";
 
-void addDefinition(const TempDir& dir, const std::string& text = WITH_DECODER) {
+void addDocument(const TempDir& dir, const std::string& text = WITH_DECODER) {
     StorageBuilder(dir / "storage").definition(NAME, text);
 }
 
@@ -577,7 +577,7 @@ void addDecoder(const TempDir& dir, const std::string& file = "th1.js") {
 }
 
 void addBoth(const TempDir& dir) {
-    addDefinition(dir);
+    addDocument(dir);
     addDecoder(dir);
 }
 
@@ -587,7 +587,7 @@ const Removal REMOVALS[] = {
     {"withDecoder", addBoth, NAME, true, UNTOUCHED, {JSON_FILE, SOURCE_DECODER}},
     {"withoutDecoder",
      [](const TempDir& d) {
-         addDefinition(d, PLAIN);
+         addDocument(d, PLAIN);
          addDecoder(d);
      },
      NAME,
@@ -603,10 +603,10 @@ const Removal REMOVALS[] = {
      true,
      UNTOUCHED,
      {JSON_FILE, SOURCE_DECODER}},
-    {"decoderMissing", [](const TempDir& d) { addDefinition(d); }, NAME, true, UNTOUCHED, {JSON_FILE}},
+    {"decoderMissing", [](const TempDir& d) { addDocument(d); }, NAME, true, UNTOUCHED, {JSON_FILE}},
     {"decoderIsADirectory",
      [](const TempDir& d) {
-         addDefinition(d);
+         addDocument(d);
          makeDir(d / SOURCE_DECODER);
      },
      NAME,
@@ -615,7 +615,7 @@ const Removal REMOVALS[] = {
      {JSON_FILE}},
     {"decoderIsALinkOutside",
      [](const TempDir& d) {
-         addDefinition(d);
+         addDocument(d);
          writeFile(d / "else.js", "");
          makeLink("../../../else.js", d / SOURCE_DECODER);
      },
@@ -625,7 +625,7 @@ const Removal REMOVALS[] = {
      {JSON_FILE}},
     {"decoderIsALinkInside",
      [](const TempDir& d) {
-         addDefinition(d);
+         addDocument(d);
          writeFile(d / "storage/shared.js", "");
          makeLink("../../shared.js", d / SOURCE_DECODER);
      },
@@ -635,7 +635,7 @@ const Removal REMOVALS[] = {
      {JSON_FILE, SOURCE_DECODER}},
     {"decoderIsADanglingLink",
      [](const TempDir& d) {
-         addDefinition(d);
+         addDocument(d);
          makeLink("nowhere", d / SOURCE_DECODER);
      },
      NAME,
@@ -644,7 +644,7 @@ const Removal REMOVALS[] = {
      {JSON_FILE}},
     {"decoderInADirectoryWithTheStoragesPrefix",
      [](const TempDir& d) {
-         addDefinition(d);
+         addDocument(d);
          writeFile(d / "storage2/else.js", "");
          makeLink("../../../storage2/else.js", d / SOURCE_DECODER);
      },
@@ -654,7 +654,7 @@ const Removal REMOVALS[] = {
      {JSON_FILE, SOURCE_DECODER}},
     {"decoderClimbs",
      [](const TempDir& d) {
-         addDefinition(d, R"({"decoder":"../demo/th1.js","properties":{}})");
+         addDocument(d, R"({"decoder":"../demo/th1.js","properties":{}})");
          addDecoder(d);
      },
      NAME,
@@ -663,7 +663,7 @@ const Removal REMOVALS[] = {
      {JSON_FILE}},
     {"decoderInASubdirectory",
      [](const TempDir& d) {
-         addDefinition(d, R"({"decoder":" sub/d.js ","properties":{}})");
+         addDocument(d, R"({"decoder":" sub/d.js ","properties":{}})");
          addDecoder(d, "sub/d.js");
      },
      NAME,
@@ -671,24 +671,24 @@ const Removal REMOVALS[] = {
      UNTOUCHED,
      {JSON_FILE, "storage/lora/demo/sub/d.js"}},
     {"decoderIsTheDefinitionItself",
-     [](const TempDir& d) { addDefinition(d, R"({"decoder":"th1.json","properties":{}})"); },
+     [](const TempDir& d) { addDocument(d, R"({"decoder":"th1.json","properties":{}})"); },
      NAME,
      true,
      UNTOUCHED,
      {JSON_FILE}},
     {"brokenDefinition",
      [](const TempDir& d) {
-         addDefinition(d, R"({"decoder":"th1.js",)");
+         addDocument(d, R"({"decoder":"th1.js",)");
          addDecoder(d);
      },
      NAME,
      true,
      UNTOUCHED,
      {JSON_FILE}},
-    {"definitionIsAnArray", [](const TempDir& d) { addDefinition(d, "[]"); }, NAME, true, UNTOUCHED, {JSON_FILE}},
+    {"definitionIsAnArray", [](const TempDir& d) { addDocument(d, "[]"); }, NAME, true, UNTOUCHED, {JSON_FILE}},
     {"withoutProperties",
      [](const TempDir& d) {
-         addDefinition(d, R"({"decoder":"th1.js"})");
+         addDocument(d, R"({"decoder":"th1.js"})");
          addDecoder(d);
      },
      NAME,
@@ -782,7 +782,7 @@ const Removal REMOVALS[] = {
      {SOURCE_DECODER}},
     {"definitionStays",
      [](const TempDir& d) {
-         addDefinition(d, PLAIN);
+         addDocument(d, PLAIN);
          FakeSupport::inst().fault("rm", Fault::Nothing);
      },
      NAME,
@@ -791,7 +791,7 @@ const Removal REMOVALS[] = {
      {}},
     {"definitionStaysBesideAForeignDecoder",
      [](const TempDir& d) {
-         addDefinition(d);
+         addDocument(d);
          writeFile(d / "else.js", "");
          makeLink("../../../else.js", d / SOURCE_DECODER);
          FakeSupport::inst().fault("rm", Fault::Fail);
@@ -865,7 +865,7 @@ TEST_F(StorageWriting, removalTextsAreCut) {
 }
 
 TEST_F(StorageWriting, definitionNestedBeyondTheReadersLimitCannotBeRemoved) {
-    addDefinition(dir, nestedArrays(1001));
+    addDocument(dir, nestedArrays(1001));
     const auto before = snapshot(storage);
     EXPECT_THROW(DefinitionsStorage{storage}.deleteOne(NAME, &error), Json::Exception);
     EXPECT_EQ(error, UNTOUCHED);

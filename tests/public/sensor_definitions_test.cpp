@@ -331,24 +331,11 @@ TEST_F(SensorDefinitionsTest, findNamesNeitherReadsNorFillsTheCache) {
     expectNotFound(registry, "lora/demo/later");
 }
 
-// Two levels below the root directory, wherever the tests' temporary directory is.
-class TopDirectory {
-public:
-    TopDirectory() {
-        if (mkdtemp(path) == nullptr)
-            throw std::runtime_error("cannot make a directory in /tmp");
-    }
-    TopDirectory(const TopDirectory&) = delete;
-    TopDirectory& operator=(const TopDirectory&) = delete;
-    ~TopDirectory() { removeTree(path); }
-
-    char path[sizeof "/tmp/scada-sensors-XXXXXX"] = "/tmp/scada-sensors-XXXXXX";
-};
-
 TEST_F(SensorDefinitionsTest, emptyDirectoryIsSkippedByLoadsButListedFromTheRoot) {
-    const TopDirectory top;
-    writeFile(top.path + std::string("/stem.json"), PLAIN);
-    const std::string name = top.path + 1 + std::string("/stem");
+    // Two levels below the root directory, wherever the tests' temporary directory is.
+    const TempDir top("/tmp");
+    writeFile(top / "stem.json", PLAIN);
+    const std::string name = (top / "stem").substr(1);
     conf().setDfnCustomDir("");
     conf().setDfnDefaultDir("");
     for (const STORAGE_TYPE searched : {STORAGE_DEFAULT, STORAGE_CUSTOM, STORAGE_BOTH}) {

@@ -85,13 +85,6 @@ void ToolTest::expectRun(const std::string& command, const RunRow& row) const {
     EXPECT_EQ(result.err, withRemedies(row.err));
 }
 
-void ToolTest::addDefinition(StorageBuilder& storage, const std::string& name, const std::string& title) {
-    const std::string decoder = name.substr(name.rfind('/') + 1) + ".js";
-    storage.definition(name, R"({"decoder": ")" + decoder + R"(", "properties": {"temperature": {"name": ")" + title +
-                                 R"("}}})");
-    storage.decoder(name, decoder);
-}
-
 void ToolTest::writeList(const std::vector<std::string>& elements) const {
     std::string text;
     for (const std::string& element : elements)

@@ -47,9 +47,6 @@ protected:
 
     void expectRun(const std::string& command, const RunRow& row) const;
 
-    /// Adds a good definition with one property "temperature" and a decoder next to it.
-    static void addDefinition(StorageBuilder& storage, const std::string& name, const std::string& title = "Air");
-
     /// Writes the list with one element per line, the first in line 2.
     void writeList(const std::vector<std::string>& elements) const;
 

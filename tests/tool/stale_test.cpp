@@ -108,7 +108,8 @@ TEST_P(Stale, isShownWithTheDefaultOfThatTime) {
                                     "        property [temperature] changes its name from \"Air\" to \"Water\"\n"
                                     "        --- $T/custom.generations/hidden/"));
     EXPECT_THAT(diff.out, HasSubstr("        +++ $T/default/lora/demo/th1.js\n        @@ -1,1 +1,1 @@\n"
-                                    "        -// decoder\n        +// better\n"));
+                                    "        -" +
+                                    decoderTextOf(NAME) + "        +// better\n"));
     const Json::Value item = parsed(run({"diff", "--json"}).out)["result"]["definitions"][0];
     EXPECT_EQ(item["changes"][0]["from"], "Water");
     EXPECT_EQ(item["hidden_before"]["changes"][0]["from"], "Air");
