@@ -38,30 +38,31 @@ struct CallRow : NamedRow {
 };
 
 const CallRow CALLS[] = {
-    {"Open", [] { open("/dev/null", O_RDONLY | O_CLOEXEC); }, REFUSED},
-    {"Socket", [] { socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0); }, REFUSED},
-    {"Fork", [] { fork(); }, REFUSED},
-    {"Execute",
+    {"open", [] { open("/dev/null", O_RDONLY | O_CLOEXEC); }, REFUSED},
+    {"socket", [] { socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0); }, REFUSED},
+    {"fork", [] { fork(); }, REFUSED},
+    {"execute",
      [] {
          char program[] = "/nowhere/program";
          char* const words[] = {program, nullptr};
          execve(program, words, words + 1);
      },
      REFUSED},
-    {"SignalToAnother", [] { kill(getppid(), 0); }, REFUSED},
-    {"WriteElsewhere", [] { write(STDERR_FILENO + 1, "", 0); }, REFUSED},
-    {"ReadElsewhere", [] { read(STDERR_FILENO + 1, nullptr, 0); }, REFUSED},
-    {"MemoryForCode", [] { mmap(nullptr, 4096, PROT_READ | PROT_EXEC, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0); }, REFUSED},
+    {"signal_to_another", [] { kill(getppid(), 0); }, REFUSED},
+    {"write_elsewhere", [] { write(STDERR_FILENO + 1, "", 0); }, REFUSED},
+    {"read_elsewhere", [] { read(STDERR_FILENO + 1, nullptr, 0); }, REFUSED},
+    {"memory_for_code", [] { mmap(nullptr, 4096, PROT_READ | PROT_EXEC, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0); },
+     REFUSED},
 
-    {"Write", [] { write(STDOUT_FILENO, "", 0); }, WENT_ON},
-    {"Read", [] { read(STDIN_FILENO, nullptr, 0); }, WENT_ON},
-    {"Clock",
+    {"write", [] { write(STDOUT_FILENO, "", 0); }, WENT_ON},
+    {"read", [] { read(STDIN_FILENO, nullptr, 0); }, WENT_ON},
+    {"clock",
      [] {
          timespec now{};
          clock_gettime(CLOCK_REALTIME, &now);
      },
      WENT_ON},
-    {"Memory", [] { mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0); }, WENT_ON},
+    {"memory", [] { mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0); }, WENT_ON},
 };
 
 // Makes a call under the filter, in a separate process.
@@ -84,7 +85,7 @@ INSTANTIATE_TEST_SUITE_P(Calls, WallsTest, testing::ValuesIn(CALLS), [](const au
 
 } // namespace
 
-TEST_P(WallsTest, LetsThroughOnlyWhatTheEngineNeeds) {
+TEST_P(WallsTest, letsThroughOnlyWhatTheEngineNeeds) {
     const int end = endOf(GetParam().call);
 #ifdef SCADA_EMULATED
     // An emulator may not support filters. load() then says so, and nothing refuses a call.

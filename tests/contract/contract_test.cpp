@@ -52,11 +52,11 @@ TEST_P(Trim, removesOuterBlanks) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, Trim,
-                         testing::Values(TextRow{"empty", "", ""}, TextRow{"onlyBlanks", "   ", ""},
-                                         TextRow{"nothingToTrim", "decoder.js", "decoder.js"},
+                         testing::Values(TextRow{"empty", "", ""}, TextRow{"only_blanks", "   ", ""},
+                                         TextRow{"nothing_to_trim", "decoder.js", "decoder.js"},
                                          TextRow{"leading", "  a", "a"}, TextRow{"trailing", "a  ", "a"},
-                                         TextRow{"both", " a ", "a"}, TextRow{"innerKept", " a  b ", "a  b"},
-                                         TextRow{"utf8Kept", " \xc3\xa0 ", "\xc3\xa0"}),
+                                         TextRow{"both", " a ", "a"}, TextRow{"inner_kept", " a  b ", "a  b"},
+                                         TextRow{"utf8_kept", " \xc3\xa0 ", "\xc3\xa0"}),
                          rowName);
 
 class ToLowerCase : public testing::TestWithParam<TextRow> {};
@@ -66,10 +66,10 @@ TEST_P(ToLowerCase, lowersLetters) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, ToLowerCase,
-                         testing::Values(TextRow{"empty", "", ""}, TextRow{"lowerKept", "abc", "abc"},
+                         testing::Values(TextRow{"empty", "", ""}, TextRow{"lower_kept", "abc", "abc"},
                                          TextRow{"upper", "ABCXYZ", "abcxyz"},
                                          TextRow{"identifier", "02A1F00000021F2A", "02a1f00000021f2a"},
-                                         TextRow{"othersKept", " @[`{-_.:/0189", " @[`{-_.:/0189"}),
+                                         TextRow{"others_kept", " @[`{-_.:/0189", " @[`{-_.:/0189"}),
                          rowName);
 
 template <typename Number> struct ParseRow : NamedRow {
@@ -100,11 +100,11 @@ INSTANTIATE_TEST_SUITE_P(Rows, ParseInt,
                                          IntRow{"negative", "-42", true, -42},
                                          IntRow{"largest", "2147483647", true, 2147483647},
                                          IntRow{"smallest", "-2147483648", true, -2147483647 - 1},
-                                         IntRow{"tooLarge", "2147483648", false, 0},
-                                         IntRow{"tooSmall", "-2147483649", false, 0},
-                                         IntRow{"farTooLarge", "99999999999999999999999", false, 0},
+                                         IntRow{"too_large", "2147483648", false, 0},
+                                         IntRow{"too_small", "-2147483649", false, 0},
+                                         IntRow{"far_too_large", "99999999999999999999999", false, 0},
                                          IntRow{"empty", "", false, 0}, IntRow{"word", "abc", false, 0},
-                                         IntRow{"wordAfter", "12abc", false, 0}, IntRow{"fraction", "1.5", false, 0}),
+                                         IntRow{"word_after", "12abc", false, 0}, IntRow{"fraction", "1.5", false, 0}),
                          rowName);
 
 class ParseUnsigned : public testing::TestWithParam<UnsignedRow> {};
@@ -116,11 +116,11 @@ TEST_P(ParseUnsigned, readsTheWholeText) {
 INSTANTIATE_TEST_SUITE_P(Rows, ParseUnsigned,
                          testing::Values(UnsignedRow{"zero", "0", true, 0}, UnsignedRow{"positive", "42", true, 42},
                                          UnsignedRow{"largest", "4294967295", true, 4294967295U},
-                                         UnsignedRow{"tooLarge", "4294967296", false, 0},
-                                         UnsignedRow{"farTooLarge", "99999999999999999999999", false, 0},
+                                         UnsignedRow{"too_large", "4294967296", false, 0},
+                                         UnsignedRow{"far_too_large", "99999999999999999999999", false, 0},
                                          UnsignedRow{"negative", "-42", false, 0}, UnsignedRow{"empty", "", false, 0},
                                          UnsignedRow{"word", "abc", false, 0},
-                                         UnsignedRow{"wordAfter", "12abc", false, 0},
+                                         UnsignedRow{"word_after", "12abc", false, 0},
                                          UnsignedRow{"fraction", "1.5", false, 0}),
                          rowName);
 
@@ -172,13 +172,13 @@ TEST_P(ExecuteArgument, arrivesVerbatim) {
 INSTANTIATE_TEST_SUITE_P(
     Rows, ExecuteArgument,
     testing::Values(ArgumentRow{"plain", "plain"}, ArgumentRow{"empty", ""}, ArgumentRow{"blanks", "  a  b  "},
-                    ArgumentRow{"singleQuote", "it's"}, ArgumentRow{"doubleQuote", "a \"b\""},
-                    ArgumentRow{"asterisk", "/*"}, ArgumentRow{"questionMark", "/?"}, ArgumentRow{"brackets", "[a-z]"},
+                    ArgumentRow{"single_quote", "it's"}, ArgumentRow{"double_quote", "a \"b\""},
+                    ArgumentRow{"asterisk", "/*"}, ArgumentRow{"question_mark", "/?"}, ArgumentRow{"brackets", "[a-z]"},
                     ArgumentRow{"newline", "a\nb\n"}, ArgumentRow{"tab", "\t"}, ArgumentRow{"dollar", "$HOME ${HOME}"},
                     ArgumentRow{"backquotes", "`id` $(id)"}, ArgumentRow{"backslash", "a\\nb\\"},
                     ArgumentRow{"semicolon", "; exit 1 #"}, ArgumentRow{"redirection", "> /dev/full"},
-                    ArgumentRow{"leadingDash", "-n"}, ArgumentRow{"tilde", "~"}, ArgumentRow{"percent", "%s%d"},
-                    ArgumentRow{"utf8", "\xc3\xa0\xe2\x82\xac"}, ArgumentRow{"notUtf8", "\xff\x80"}),
+                    ArgumentRow{"leading_dash", "-n"}, ArgumentRow{"tilde", "~"}, ArgumentRow{"percent", "%s%d"},
+                    ArgumentRow{"utf8", "\xc3\xa0\xe2\x82\xac"}, ArgumentRow{"not_utf8", "\xff\x80"}),
     rowName);
 
 /// The states of a host in which programs must run as usual.
@@ -286,9 +286,9 @@ TEST_P(Programs, thatFailToStartAreSurvived) {
 
 INSTANTIATE_TEST_SUITE_P(Hosts, Programs,
                          testing::Values(HostRow{"plain", Host::PLAIN},
-                                         HostRow{"childSignalIgnored", Host::CHILD_SIGNAL_IGNORED},
-                                         HostRow{"anotherThreadReapsAll", Host::REAPER},
-                                         HostRow{"signalsBlocked", Host::SIGNALS_BLOCKED}),
+                                         HostRow{"child_signal_ignored", Host::CHILD_SIGNAL_IGNORED},
+                                         HostRow{"another_thread_reaps_all", Host::REAPER},
+                                         HostRow{"signals_blocked", Host::SIGNALS_BLOCKED}),
                          rowName);
 
 } // namespace

@@ -96,16 +96,16 @@ INSTANTIATE_TEST_SUITE_P(
     Rows, StandinCommand,
     testing::Values(CommandRow{"nothing", ":", 0, ""}, CommandRow{"status1", "exit 1", 1, ""},
                     CommandRow{"status126", "exit 126", 126, ""}, CommandRow{"status127", "exit 127", -1, ""},
-                    CommandRow{"status127KeepsOutput", "printf a; exit 127", -1, "a"},
+                    CommandRow{"status127_keeps_output", "printf a; exit 127", -1, "a"},
                     CommandRow{"status255", "exit 255", 255, ""},
-                    CommandRow{"statusWithOutput", "printf a; exit 3", 3, "a"},
+                    CommandRow{"status_with_output", "printf a; exit 3", 3, "a"},
                     CommandRow{"terminated", "kill -TERM $$", 143, ""},
                     CommandRow{"killed", "printf a; kill -KILL $$", 137, "a"},
-                    CommandRow{"bothOutputsInOrder", "printf a; printf b >&2; printf c", 0, "abc"},
-                    CommandRow{"newlineKept", "echo a", 0, "a\n"},
-                    CommandRow{"waitsForTheOutputsLastHolder", "{ sleep 0.1; printf b; } & printf a", 0, "ab"},
-                    CommandRow{"leadingDash", "-x 2>/dev/null || printf a", 0, "a"},
-                    CommandRow{"inputIsTheNullDevice", "readlink /proc/$$/fd/0; cat", 0, "/dev/null\n"}),
+                    CommandRow{"both_outputs_in_order", "printf a; printf b >&2; printf c", 0, "abc"},
+                    CommandRow{"newline_kept", "echo a", 0, "a\n"},
+                    CommandRow{"waits_for_the_outputs_last_holder", "{ sleep 0.1; printf b; } & printf a", 0, "ab"},
+                    CommandRow{"leading_dash", "-x 2>/dev/null || printf a", 0, "a"},
+                    CommandRow{"input_is_the_null_device", "readlink /proc/$$/fd/0; cat", 0, "/dev/null\n"}),
     rowName);
 
 TEST(StandinSystem, nulInTheOutputIsKept) {
@@ -144,12 +144,12 @@ TEST_P(StandinFailedStart, isAFailure) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, StandinFailedStart,
-                         testing::Values(StartRow{"noSuchFile", "/no/such/program", {}},
-                                         StartRow{"notOnPath", "no-such-program-anywhere", {"argument"}},
+                         testing::Values(StartRow{"no_such_file", "/no/such/program", {}},
+                                         StartRow{"not_on_path", "no-such-program-anywhere", {"argument"}},
                                          StartRow{"empty", "", {}}, StartRow{"directory", "/tmp", {}},
-                                         StartRow{"notExecutable", "/dev/null", {}},
-                                         StartRow{"nulInProgram", std::string("true\0", 5), {}},
-                                         StartRow{"nulInArgument", "true", {"a", std::string("b\0c", 3)}}),
+                                         StartRow{"not_executable", "/dev/null", {}},
+                                         StartRow{"nul_in_program", std::string("true\0", 5), {}},
+                                         StartRow{"nul_in_argument", "true", {"a", std::string("b\0c", 3)}}),
                          rowName);
 
 TEST(StandinSystem, nulInACommandLineIsAFailure) {
@@ -404,7 +404,8 @@ INSTANTIATE_TEST_SUITE_P(Subsets, StandinClosedDescriptors, testing::Range(0U, 8
                          [](const testing::TestParamInfo<unsigned int>& subset) {
                              std::string name;
                              for (unsigned int fd = 0; fd < 3; ++fd)
-                                 name += (subset.param >> fd & 1U) != 0 ? "Closed" : "Open";
+                                 name += std::string(fd == 0 ? "" : "_") +
+                                         ((subset.param >> fd & 1U) != 0 ? "closed" : "open");
                              return name;
                          });
 

@@ -83,99 +83,102 @@ struct Reply {
 
 using Row = std::pair<Operation, Reply>;
 
-const std::map<std::string, int> INTEGERS{{"Zero", 0}, {"One", 0}, {"Negative", 0}};
-const std::map<std::string, int> OKS{{"StatusOk", 0}, {"StatusOkInLowerCase", 0}};
+const std::map<std::string, int> INTEGERS{{"zero", 0}, {"one", 0}, {"negative", 0}};
+const std::map<std::string, int> OKS{{"status_ok", 0}, {"status_ok_in_lower_case", 0}};
 
 // A read that gives only result codes here: none of the replies' texts is a number.
 std::map<std::string, int> readResults(std::map<std::string, int> strings) {
     for (const char* const other :
-         {"StatusOk", "StatusOkInLowerCase", "OtherStatus", "Error", "Zero", "One", "Negative", "EmptyArray",
-          "ArrayOfOne", "ArrayOfTwo", "ArrayOfThree", "ArrayWithNil", "ArrayWithInteger", "ArrayWithArray"})
+         {"status_ok", "status_ok_in_lower_case", "other_status", "error", "zero", "one", "negative", "empty_array",
+          "array_of_one", "array_of_two", "array_of_three", "array_with_nil", "array_with_integer", "array_with_array"})
         strings[other] = 2;
-    strings["Nil"] = 1;
-    strings["NilArray"] = 1;
+    strings["nil"] = 1;
+    strings["nil_array"] = 1;
     return strings;
 }
 
 std::vector<Operation> readOperations() {
     const std::vector<std::string> command{"HGET", "the key", "a %s field"};
-    const auto noNumber = readResults({{"String", 2}, {"EmptyString", 2}});
-    return {{"Hget", command, [](Database& db, Outputs& out) { return db.hget("the key", "a %s field", &out.text); },
-             readResults({{"String", 0}, {"EmptyString", 0}})},
-            {"HgetNowhere", command, [](Database& db, Outputs&) { return db.hget("the key", "a %s field", nullptr); },
-             readResults({{"String", 0}, {"EmptyString", 0}})},
-            {"HgetFloat", command,
+    const auto noNumber = readResults({{"string", 2}, {"empty_string", 2}});
+    return {{"hget", command, [](Database& db, Outputs& out) { return db.hget("the key", "a %s field", &out.text); },
+             readResults({{"string", 0}, {"empty_string", 0}})},
+            {"hget_nowhere", command, [](Database& db, Outputs&) { return db.hget("the key", "a %s field", nullptr); },
+             readResults({{"string", 0}, {"empty_string", 0}})},
+            {"hget_float", command,
              [](Database& db, Outputs& out) { return db.hgetFloat("the key", "a %s field", &out.real); }, noNumber},
-            {"HgetBool", command,
+            {"hget_bool", command,
              [](Database& db, Outputs& out) { return db.hgetBool("the key", "a %s field", &out.truth); }, noNumber},
-            {"HgetUint32", command,
+            {"hget_uint32", command,
              [](Database& db, Outputs& out) { return db.hgetUint32("the key", "a %s field", &out.positive); },
              noNumber},
-            {"HgetInt32", command,
+            {"hget_int32", command,
              [](Database& db, Outputs& out) { return db.hgetInt32("the key", "a %s field", &out.number); }, noNumber}};
 }
 
 std::vector<Operation> writeOperations() {
-    const std::map<std::string, int> pops{{"ArrayOfTwo", 0}, {"Nil", 4}, {"NilArray", 4}};
+    const std::map<std::string, int> pops{{"array_of_two", 0}, {"nil", 4}, {"nil_array", 4}};
     std::map<std::string, int> popsNowhere = pops;
-    for (const char* const pair : {"ArrayWithNil", "ArrayWithInteger", "ArrayWithArray"})
+    for (const char* const pair : {"array_with_nil", "array_with_integer", "array_with_array"})
         popsNowhere[pair] = 0;
     return {
-        {"Hset",
+        {"hset",
          {"HSET", "k", "f", "v %d w"},
          [](Database& db, Outputs&) { return db.hset("k", "f", "v %d w"); },
          INTEGERS},
-        {"HsetEmpty", {"HSET", "", "", ""}, [](Database& db, Outputs&) { return db.hset("", "", ""); }, INTEGERS},
-        {"ExpireIn",
+        {"hset_empty_texts",
+         {"HSET", "", "", ""},
+         [](Database& db, Outputs&) { return db.hset("", "", ""); },
+         INTEGERS},
+        {"expire_in",
          {"EXPIRE", "k", "4294967295"},
          [](Database& db, Outputs&) { return (db.*EXPIRE_IN)("k", 4294967295U); },
          INTEGERS},
-        {"ExpireAtOnce", {"EXPIRE", "k", "0"}, [](Database& db, Outputs&) { return db.expire("k", 0); }, INTEGERS},
-        {"Expire", {"EXPIRE", "k", "60"}, [](Database& db, Outputs&) { return (db.*EXPIRE)("k"); }, INTEGERS},
-        {"Lpush", {"LPUSH", "k", "v w"}, [](Database& db, Outputs&) { return db.lpush("k", "v w"); }, INTEGERS},
-        {"Brpop", {"BRPOP", "k", "7"}, [](Database& db, Outputs& out) { return db.brpop("k", 7, &out.text); }, pops},
-        {"BrpopNowhere",
+        {"expire_at_once", {"EXPIRE", "k", "0"}, [](Database& db, Outputs&) { return db.expire("k", 0); }, INTEGERS},
+        {"expire", {"EXPIRE", "k", "60"}, [](Database& db, Outputs&) { return (db.*EXPIRE)("k"); }, INTEGERS},
+        {"lpush", {"LPUSH", "k", "v w"}, [](Database& db, Outputs&) { return db.lpush("k", "v w"); }, INTEGERS},
+        {"brpop", {"BRPOP", "k", "7"}, [](Database& db, Outputs& out) { return db.brpop("k", 7, &out.text); }, pops},
+        {"brpop_nowhere",
          {"BRPOP", "k", "4294967295"},
          [](Database& db, Outputs&) { return db.brpop("k", 4294967295U, nullptr); },
          popsNowhere},
-        {"Hmset",
+        {"hmset",
          {"HMSET", "k", "f1", "v1 w", "f2", "", "f1", "%s"},
          [](Database& db, Outputs&) {
              return db.hmset("k", {{"f1", "v1 w"}, {"f2", ""}, {"f1", "%s"}});
          },
          OKS},
-        {"HmsetNothing", {"HMSET", "k"}, [](Database& db, Outputs&) { return db.hmset("k", {}); }, OKS},
-        {"Hdel",
+        {"hmset_nothing", {"HMSET", "k"}, [](Database& db, Outputs&) { return db.hmset("k", {}); }, OKS},
+        {"hdel",
          {"HDEL", "k", "f1", "", "f 2"},
          [](Database& db, Outputs&) {
              return db.hdel("k", {"f1", "", "f 2"});
          },
          INTEGERS},
-        {"HdelNothing", {"HDEL", "k"}, [](Database& db, Outputs&) { return db.hdel("k", {}); }, INTEGERS}};
+        {"hdel_nothing", {"HDEL", "k"}, [](Database& db, Outputs&) { return db.hdel("k", {}); }, INTEGERS}};
 }
 
 std::vector<Reply> replies() {
-    return {{"StatusOk", {OK}},
-            {"StatusOkInLowerCase", {"+ok\r\n"}},
-            {"OtherStatus", {"+QUEUED\r\n"}},
-            {"Error", {"-WRONGTYPE of key\r\n"}},
-            {"Zero", {":0\r\n"}},
-            {"One", {":1\r\n"}},
-            {"Negative", {":-1\r\n"}},
-            {"Nil", {"$-1\r\n"}},
-            {"NilArray", {"*-1\r\n"}},
-            {"String", {"$2\r\nOK\r\n"}},
-            {"EmptyString", {"$0\r\n\r\n"}},
-            {"EmptyArray", {"*0\r\n"}},
-            {"ArrayOfOne", {"*1\r\n$1\r\nk\r\n"}},
-            {"ArrayOfTwo", {"*2\r\n$1\r\nk\r\n$3\r\nv\0w\r\n"s}},
-            {"ArrayOfThree", {"*3\r\n$1\r\nk\r\n$1\r\nv\r\n$1\r\nw\r\n"}},
-            {"ArrayWithNil", {"*2\r\n$1\r\nk\r\n$-1\r\n"}},
-            {"ArrayWithInteger", {"*2\r\n$1\r\nk\r\n:7\r\n"}},
-            {"ArrayWithArray", {"*2\r\n$1\r\nk\r\n*1\r\n$1\r\nv\r\n"}},
-            {"Garbage", {"?\r\n"}},
-            {"ClosedWithoutReply", {"", true}},
-            {"ClosedInTheMiddle", {"*2\r\n$1\r\nk\r\n$3\r\nv", true}}};
+    return {{"status_ok", {OK}},
+            {"status_ok_in_lower_case", {"+ok\r\n"}},
+            {"other_status", {"+QUEUED\r\n"}},
+            {"error", {"-WRONGTYPE of key\r\n"}},
+            {"zero", {":0\r\n"}},
+            {"one", {":1\r\n"}},
+            {"negative", {":-1\r\n"}},
+            {"nil", {"$-1\r\n"}},
+            {"nil_array", {"*-1\r\n"}},
+            {"string", {"$2\r\nOK\r\n"}},
+            {"empty_string", {"$0\r\n\r\n"}},
+            {"empty_array", {"*0\r\n"}},
+            {"array_of_one", {"*1\r\n$1\r\nk\r\n"}},
+            {"array_of_two", {"*2\r\n$1\r\nk\r\n$3\r\nv\0w\r\n"s}},
+            {"array_of_three", {"*3\r\n$1\r\nk\r\n$1\r\nv\r\n$1\r\nw\r\n"}},
+            {"array_with_nil", {"*2\r\n$1\r\nk\r\n$-1\r\n"}},
+            {"array_with_integer", {"*2\r\n$1\r\nk\r\n:7\r\n"}},
+            {"array_with_array", {"*2\r\n$1\r\nk\r\n*1\r\n$1\r\nv\r\n"}},
+            {"garbage", {"?\r\n"}},
+            {"closed_without_reply", {"", true}},
+            {"closed_in_the_middle", {"*2\r\n$1\r\nk\r\n$3\r\nv", true}}};
 }
 
 std::vector<Row> rows() {
@@ -189,7 +192,7 @@ std::vector<Row> rows() {
 
 // These give no reply at all, after two attempts.
 bool fails(const Reply& reply) {
-    return reply.name == "Garbage" || reply.answer.thenClose;
+    return reply.name == "garbage" || reply.answer.thenClose;
 }
 
 int expectedResult(const Row& row) {
@@ -201,18 +204,18 @@ int expectedResult(const Row& row) {
 
 Outputs expectedOutputs(const Row& row) {
     Outputs outputs;
-    if (row.first.name == "Hget" && row.second.name == "String")
+    if (row.first.name == "hget" && row.second.name == "string")
         outputs.text = "OK";
-    if (row.first.name == "Hget" && row.second.name == "EmptyString")
+    if (row.first.name == "hget" && row.second.name == "empty_string")
         outputs.text = "";
-    if (row.first.name == "Brpop" && row.second.name == "ArrayOfTwo")
+    if (row.first.name == "brpop" && row.second.name == "array_of_two")
         outputs.text = "v";
     return outputs;
 }
 
 class Command : public SupportTest, public ::testing::WithParamInterface<Row> {};
 
-TEST_P(Command, GivesItsCode) {
+TEST_P(Command, givesItsCode) {
     ScriptedRedis peer(answers({{{OK}, GetParam().second.answer, {":7\r\n"}}}));
     Opened<Database> db;
     db.setup(peer.socket(), 2, 60);
@@ -241,7 +244,7 @@ INSTANTIATE_TEST_SUITE_P(, Command, ::testing::ValuesIn(rows()), commandName);
 
 struct Operations : SupportTest, ::testing::WithParamInterface<Operation> {};
 
-TEST_P(Operations, GiveThreeWithoutAServer) {
+TEST_P(Operations, giveThreeWithoutAServer) {
     Database db;
     db.setup("/nowhere/at/all", 2);
     Outputs outputs;
@@ -286,7 +289,7 @@ constexpr float UNTOUCHED = -1.5F;
 
 class FloatConversion : public Conversion, public ::testing::WithParamInterface<FloatRow> {};
 
-TEST_P(FloatConversion, ReadsTheBeginning) {
+TEST_P(FloatConversion, readsTheBeginning) {
     value = GetParam().text;
     Outputs outputs;
     Outputs expected;
@@ -300,24 +303,23 @@ TEST_P(FloatConversion, ReadsTheBeginning) {
 
 INSTANTIATE_TEST_SUITE_P(
     , FloatConversion,
-    ::testing::Values(FloatRow{"Plain", "2.5", 0, 2.5F}, FloatRow{"TextBehind", "2.5abc", 0, 2.5F},
-                      FloatRow{"Word", "abc", 2, UNTOUCHED}, FloatRow{"Empty", "", 2, UNTOUCHED},
-                      FloatRow{"Blank", " ", 2, UNTOUCHED}, FloatRow{"Point", ".", 2, UNTOUCHED},
-                      FloatRow{"Sign", "-", 2, UNTOUCHED}, FloatRow{"Comma", "1,5", 0, 1.0F},
-                      FloatRow{"NoExponent", "1e", 0, 1.0F}, FloatRow{"Exponent", "25e-1", 0, 2.5F},
-                      FloatRow{"LeadingBlanks", " \t\n7", 0, 7.0F}, FloatRow{"Plus", "+7", 0, 7.0F},
-                      FloatRow{"MinusZero", "-0", 0, -0.0F}, FloatRow{"Hexadecimal", "0x10", 0, 16.0F},
-                      FloatRow{"HexadecimalExponent", "0x1.8p1", 0, 3.0F}, FloatRow{"HexadecimalPrefix", "0x", 0, 0.0F},
-                      FloatRow{"Infinity", "inf", 0, FLOAT_INF}, FloatRow{"MinusInfinity", "-INFINITY", 0, -FLOAT_INF},
-                      FloatRow{"NotANumber", "nan", 0, FLOAT_NAN},
-                      FloatRow{"NotANumberTagged", "NaN(1)x", 0, FLOAT_NAN},
-                      FloatRow{"Overflow", "1e999", 2, UNTOUCHED}, FloatRow{"OverflowBelow", "-1e999", 2, UNTOUCHED},
-                      FloatRow{"Largest", "3.4028235e38", 0, 3.4028235e38F},
-                      FloatRow{"AboveLargest", "3.5e38", 2, UNTOUCHED}, FloatRow{"Underflow", "1e-999", 2, UNTOUCHED},
-                      FloatRow{"Denormal", "1e-40", 2, UNTOUCHED},
-                      FloatRow{"ExactDenormal", "0x1p-149", 0, std::numeric_limits<float>::denorm_min()},
-                      FloatRow{"SmallestNormal", "0x1p-126", 0, std::numeric_limits<float>::min()},
-                      FloatRow{"ManyDigits", "0.1000000000000000000000000000000000000001", 0, 0.1F}),
+    ::testing::Values(
+        FloatRow{"plain", "2.5", 0, 2.5F}, FloatRow{"text_behind", "2.5abc", 0, 2.5F},
+        FloatRow{"word", "abc", 2, UNTOUCHED}, FloatRow{"empty", "", 2, UNTOUCHED},
+        FloatRow{"blank", " ", 2, UNTOUCHED}, FloatRow{"point", ".", 2, UNTOUCHED}, FloatRow{"sign", "-", 2, UNTOUCHED},
+        FloatRow{"comma", "1,5", 0, 1.0F}, FloatRow{"no_exponent", "1e", 0, 1.0F},
+        FloatRow{"exponent", "25e-1", 0, 2.5F}, FloatRow{"leading_blanks", " \t\n7", 0, 7.0F},
+        FloatRow{"plus", "+7", 0, 7.0F}, FloatRow{"minus_zero", "-0", 0, -0.0F},
+        FloatRow{"hexadecimal", "0x10", 0, 16.0F}, FloatRow{"hexadecimal_exponent", "0x1.8p1", 0, 3.0F},
+        FloatRow{"hexadecimal_prefix", "0x", 0, 0.0F}, FloatRow{"infinity", "inf", 0, FLOAT_INF},
+        FloatRow{"minus_infinity", "-INFINITY", 0, -FLOAT_INF}, FloatRow{"not_a_number", "nan", 0, FLOAT_NAN},
+        FloatRow{"not_a_number_tagged", "NaN(1)x", 0, FLOAT_NAN}, FloatRow{"overflow", "1e999", 2, UNTOUCHED},
+        FloatRow{"overflow_below", "-1e999", 2, UNTOUCHED}, FloatRow{"largest", "3.4028235e38", 0, 3.4028235e38F},
+        FloatRow{"above_largest", "3.5e38", 2, UNTOUCHED}, FloatRow{"underflow", "1e-999", 2, UNTOUCHED},
+        FloatRow{"denormal", "1e-40", 2, UNTOUCHED},
+        FloatRow{"exact_denormal", "0x1p-149", 0, std::numeric_limits<float>::denorm_min()},
+        FloatRow{"smallest_normal", "0x1p-126", 0, std::numeric_limits<float>::min()},
+        FloatRow{"many_digits", "0.1000000000000000000000000000000000000001", 0, 0.1F}),
     rowName);
 
 struct BoolRow : NamedRow {
@@ -328,7 +330,7 @@ struct BoolRow : NamedRow {
 
 class BoolConversion : public Conversion, public ::testing::WithParamInterface<BoolRow> {};
 
-TEST_P(BoolConversion, ReadsTheBeginningWithinThirtyTwoBits) {
+TEST_P(BoolConversion, readsTheBeginningWithinThirtyTwoBits) {
     value = GetParam().text;
     for (const bool before : {false, true}) {
         bool truth = before;
@@ -342,20 +344,20 @@ TEST_P(BoolConversion, ReadsTheBeginningWithinThirtyTwoBits) {
 
 INSTANTIATE_TEST_SUITE_P(
     , BoolConversion,
-    ::testing::Values(BoolRow{"Zero", "0", 0, false}, BoolRow{"One", "1", 0, true}, BoolRow{"Negative", "-3", 0, true},
-                      BoolRow{"MinusZero", "-0", 0, false}, BoolRow{"Word", "true", 2, false},
-                      BoolRow{"OtherWord", "yes", 2, false}, BoolRow{"Empty", "", 2, false},
-                      BoolRow{"Blank", " ", 2, false}, BoolRow{"Sign", "-", 2, false},
-                      BoolRow{"Largest", "2147483647", 0, true}, BoolRow{"AboveLargest", "2147483648", 2, false},
-                      BoolRow{"Smallest", "-2147483648", 0, true}, BoolRow{"BelowSmallest", "-2147483649", 2, false},
-                      BoolRow{"ThirtyTwoBits", "3000000000", 2, false},
-                      BoolRow{"NoBitsOfAnInt", "4294967296", 2, false},
-                      BoolRow{"BeyondALong", "99999999999999999999", 2, false},
-                      BoolRow{"BelowALong", "-99999999999999999999", 2, false},
-                      BoolRow{"Hexadecimal", "0x10", 0, false}, BoolRow{"LeadingZero", "010", 0, true},
-                      BoolRow{"LeadingBlanks", " \t\n1", 0, true}, BoolRow{"Plus", "+1", 0, true},
-                      BoolRow{"TextBehindZero", "0abc", 0, false}, BoolRow{"TextBehind", "7 of 9", 0, true},
-                      BoolRow{"Fraction", "1.5", 0, true}, BoolRow{"FractionBelowOne", "0.9", 0, false}),
+    ::testing::Values(BoolRow{"zero", "0", 0, false}, BoolRow{"one", "1", 0, true}, BoolRow{"negative", "-3", 0, true},
+                      BoolRow{"minus_zero", "-0", 0, false}, BoolRow{"word", "true", 2, false},
+                      BoolRow{"other_word", "yes", 2, false}, BoolRow{"empty", "", 2, false},
+                      BoolRow{"blank", " ", 2, false}, BoolRow{"sign", "-", 2, false},
+                      BoolRow{"largest", "2147483647", 0, true}, BoolRow{"above_largest", "2147483648", 2, false},
+                      BoolRow{"smallest", "-2147483648", 0, true}, BoolRow{"below_smallest", "-2147483649", 2, false},
+                      BoolRow{"thirty_two_bits", "3000000000", 2, false},
+                      BoolRow{"no_bits_of_an_int", "4294967296", 2, false},
+                      BoolRow{"beyond_a_long", "99999999999999999999", 2, false},
+                      BoolRow{"below_a_long", "-99999999999999999999", 2, false},
+                      BoolRow{"hexadecimal", "0x10", 0, false}, BoolRow{"leading_zero", "010", 0, true},
+                      BoolRow{"leading_blanks", " \t\n1", 0, true}, BoolRow{"plus", "+1", 0, true},
+                      BoolRow{"text_behind_zero", "0abc", 0, false}, BoolRow{"text_behind", "7 of 9", 0, true},
+                      BoolRow{"fraction", "1.5", 0, true}, BoolRow{"fraction_below_one", "0.9", 0, false}),
     rowName);
 
 struct IntegerRow : NamedRow {
@@ -368,7 +370,7 @@ struct IntegerRow : NamedRow {
 
 class IntegerConversion : public Conversion, public ::testing::WithParamInterface<IntegerRow> {};
 
-TEST_P(IntegerConversion, IsThatOfTheSupportLibrary) {
+TEST_P(IntegerConversion, isThatOfTheSupportLibrary) {
     const IntegerRow& row = GetParam();
     value = row.text;
     Outputs outputs;
@@ -385,18 +387,18 @@ TEST_P(IntegerConversion, IsThatOfTheSupportLibrary) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, IntegerConversion,
-                         ::testing::Values(IntegerRow{"Zero", "0", 0, 0, 0, 0},
-                                           IntegerRow{"Negative", "-7", 0, -7, 2, 0},
-                                           IntegerRow{"LargestSigned", "2147483647", 0, 2147483647, 0, 2147483647U},
-                                           IntegerRow{"AboveSigned", "2147483648", 2, 0, 0, 2147483648U},
-                                           IntegerRow{"LargestUnsigned", "4294967295", 2, 0, 0, 4294967295U},
-                                           IntegerRow{"AboveUnsigned", "4294967296", 2, 0, 2, 0},
-                                           IntegerRow{"Word", "abc", 2, 0, 2, 0}, IntegerRow{"Empty", "", 2, 0, 2, 0},
-                                           IntegerRow{"TextBehind", "7abc", 2, 0, 2, 0},
-                                           IntegerRow{"Fraction", "7.5", 2, 0, 2, 0}),
+                         ::testing::Values(IntegerRow{"zero", "0", 0, 0, 0, 0},
+                                           IntegerRow{"negative", "-7", 0, -7, 2, 0},
+                                           IntegerRow{"largest_signed", "2147483647", 0, 2147483647, 0, 2147483647U},
+                                           IntegerRow{"above_signed", "2147483648", 2, 0, 0, 2147483648U},
+                                           IntegerRow{"largest_unsigned", "4294967295", 2, 0, 0, 4294967295U},
+                                           IntegerRow{"above_unsigned", "4294967296", 2, 0, 2, 0},
+                                           IntegerRow{"word", "abc", 2, 0, 2, 0}, IntegerRow{"empty", "", 2, 0, 2, 0},
+                                           IntegerRow{"text_behind", "7abc", 2, 0, 2, 0},
+                                           IntegerRow{"fraction", "7.5", 2, 0, 2, 0}),
                          rowName);
 
-TEST_F(Conversion, TextsEndAtTheirFirstZeroByte) {
+TEST_F(Conversion, textsEndAtTheirFirstZeroByte) {
     value = std::string("2\0003", 3);
     Outputs outputs;
     EXPECT_EQ(db.hget("k", "f", &outputs.text), 0);
@@ -417,7 +419,7 @@ protected:
     Outputs outputs;
 };
 
-TEST_F(DatabaseCommands, WriteAndReadHashes) {
+TEST_F(DatabaseCommands, writeAndReadHashes) {
     EXPECT_EQ(db.hget("k", "f", &outputs.text), 1);
     EXPECT_EQ(outputs, Outputs());
     EXPECT_EQ(db.hset("k", "f", "a value with %s and\r\nlines"), 0);
@@ -437,7 +439,7 @@ TEST_F(DatabaseCommands, WriteAndReadHashes) {
     EXPECT_EQ(server.run({"HGETALL", "k"}), R"(["f", "21.5"])");
 }
 
-TEST_F(DatabaseCommands, AreRefusedByTheServer) {
+TEST_F(DatabaseCommands, areRefusedByTheServer) {
     EXPECT_EQ(db.hmset("k", {}), 255);
     EXPECT_EQ(db.hdel("k", {}), 255);
     EXPECT_EQ(db.lpush("list", "v"), 0);
@@ -450,7 +452,7 @@ TEST_F(DatabaseCommands, AreRefusedByTheServer) {
     EXPECT_THAT(FakeSupport::inst().logs, ElementsAre(connectedLine())) << "one connection, not broken by refusals";
 }
 
-TEST_F(DatabaseCommands, PushInFrontAndPopFromBehind) {
+TEST_F(DatabaseCommands, pushInFrontAndPopFromBehind) {
     EXPECT_EQ(db.lpush("k", "first"), 0);
     EXPECT_EQ(db.lpush("k", "second"), 0);
     EXPECT_EQ(db.brpop("k", 1, &outputs.text), 0);
@@ -463,7 +465,7 @@ TEST_F(DatabaseCommands, PushInFrontAndPopFromBehind) {
     EXPECT_EQ(outputs, Outputs());
 }
 
-TEST_F(DatabaseCommands, LetKeysExpire) {
+TEST_F(DatabaseCommands, letKeysExpire) {
     EXPECT_EQ(db.expire("k"), 0) << "no such key";
     EXPECT_EQ(db.hset("k", "f", "v"), 0);
     EXPECT_EQ(db.expire("k"), 0);
@@ -477,7 +479,7 @@ TEST_F(DatabaseCommands, LetKeysExpire) {
     EXPECT_EQ(server.run({"EXISTS", "k"}), "(integer 0)");
 }
 
-TEST_F(DatabaseCommands, CutTextsAtAZeroByte) {
+TEST_F(DatabaseCommands, cutTextsAtAZeroByte) {
     const std::string withZero("ab\0cd", 5);
     EXPECT_EQ(db.hset(withZero, withZero, withZero), 0);
     EXPECT_EQ(db.hmset("m" + withZero, {{withZero, withZero}}), 0);
@@ -487,7 +489,7 @@ TEST_F(DatabaseCommands, CutTextsAtAZeroByte) {
     EXPECT_EQ(server.run({"EXISTS", "mab"}), "(integer 0)");
 }
 
-TEST_F(DatabaseCommands, CarryLargeValuesAndManyFields) {
+TEST_F(DatabaseCommands, carryLargeValuesAndManyFields) {
     const std::string large(3 << 20, 'x');
     EXPECT_EQ(db.hset("large", "f", large), 0);
     EXPECT_EQ(db.hget("large", "f", &outputs.text), 0);
@@ -504,7 +506,7 @@ TEST_F(DatabaseCommands, CarryLargeValuesAndManyFields) {
     EXPECT_EQ(server.run({"EXISTS", "many"}), "(integer 0)");
 }
 
-TEST_F(DatabaseCommands, LiveThroughARestart) {
+TEST_F(DatabaseCommands, liveThroughARestart) {
     EXPECT_EQ(db.hset("k", "f", "v"), 0);
     server.restart();
     EXPECT_EQ(db.hmset("k", {{"f", "w"}}), 0);
@@ -519,7 +521,7 @@ TEST_F(DatabaseCommands, LiveThroughARestart) {
                 ElementsAre(connectedLine(), reconnectedLine(), reconnectedLine(), reconnectedLine()));
 }
 
-TEST_F(DatabaseCommands, LeaveNothingBehindInTheOutputsOfAnUnreadableField) {
+TEST_F(DatabaseCommands, leaveNothingBehindInTheOutputsOfAnUnreadableField) {
     EXPECT_EQ(db.hset("k", "f", "no number"), 0);
     EXPECT_EQ(db.hgetFloat("k", "f", &outputs.real), 2);
     EXPECT_EQ(db.hgetBool("k", "f", &outputs.truth), 2);

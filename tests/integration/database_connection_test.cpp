@@ -89,7 +89,7 @@ template <typename Field> std::ptrdiff_t offsetIn(const void* object, const Fiel
     return reinterpret_cast<const char*>(&field) - static_cast<const char*>(object);
 }
 
-TEST_F(DatabaseConnection, FieldsStandInTheirOrder) {
+TEST_F(DatabaseConnection, fieldsStandInTheirOrder) {
     const Base base;
     const Layout layout{};
     EXPECT_EQ(offsetIn(&base, base.socketPath), offsetIn(&layout, layout.socketPath));
@@ -114,7 +114,7 @@ constexpr std::size_t ZONE = 0;
 #endif
 
 // Two words, then the slots.
-TEST_P(VirtualTable, HasTheTwoDestructorsAndComesFromTheLibrary) {
+TEST_P(VirtualTable, hasTheTwoDestructorsAndComesFromTheLibrary) {
     void* const table = dlsym(RTLD_DEFAULT, GetParam().symbol);
     ASSERT_NE(table, nullptr);
     Dl_info info{};
@@ -125,12 +125,12 @@ TEST_P(VirtualTable, HasTheTwoDestructorsAndComesFromTheLibrary) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, VirtualTable,
-                         ::testing::Values(TableRow{"DatabaseBase", "_ZTVN6Kelvra5SCADA12DatabaseBaseE"},
-                                           TableRow{"Database", "_ZTVN6Kelvra5SCADA8DatabaseE"},
-                                           TableRow{"DatabaseSubscriber", "_ZTVN6Kelvra5SCADA18DatabaseSubscriberE"}),
+                         ::testing::Values(TableRow{"database_base", "_ZTVN6Kelvra5SCADA12DatabaseBaseE"},
+                                           TableRow{"database", "_ZTVN6Kelvra5SCADA8DatabaseE"},
+                                           TableRow{"database_subscriber", "_ZTVN6Kelvra5SCADA18DatabaseSubscriberE"}),
                          rowName);
 
-TEST_F(DatabaseConnection, StartsWithTheConstantsWhateverTheConfigurationSays) {
+TEST_F(DatabaseConnection, startsWithTheConstantsWhateverTheConfigurationSays) {
     Env::inst().conf().setDfnDatabaseSocket("/elsewhere");
     Env::inst().conf().setDfnDatabaseNumber(9);
     Env::inst().conf().setDfnDatabaseKeyTtl(9);
@@ -143,7 +143,7 @@ TEST_F(DatabaseConnection, StartsWithTheConstantsWhateverTheConfigurationSays) {
     EXPECT_EQ(base.valueBuffer, "");
 }
 
-TEST_F(DatabaseConnection, SetupStoresWhatItIsGiven) {
+TEST_F(DatabaseConnection, setupStoresWhatItIsGiven) {
     Base base;
     (base.*SETUP_WITH_TTL)("/a", 3, 60);
     EXPECT_EQ(base.socketPath, "/a");
@@ -156,7 +156,7 @@ TEST_F(DatabaseConnection, SetupStoresWhatItIsGiven) {
     EXPECT_EQ(base.context, nullptr);
 }
 
-TEST_F(DatabaseConnection, ConnectsOnDemandAndSelectsOnce) {
+TEST_F(DatabaseConnection, connectsOnDemandAndSelectsOnce) {
     ScriptedRedis peer(answers({{{OK}}}));
     Base base;
     base.setup(peer.socket(), 2);
@@ -169,7 +169,7 @@ TEST_F(DatabaseConnection, ConnectsOnDemandAndSelectsOnce) {
     EXPECT_EQ(connectCall().microseconds, 500000);
 }
 
-TEST_F(DatabaseConnection, AsksBeforeEachMessageAndWritesNoneThatIsSwitchedOff) {
+TEST_F(DatabaseConnection, asksBeforeEachMessageAndWritesNoneThatIsSwitchedOff) {
     ScriptedRedis peer(answers({{{OK}}}));
     FakeSupport::inst().allPrintable(false);
     Base base;
@@ -179,7 +179,7 @@ TEST_F(DatabaseConnection, AsksBeforeEachMessageAndWritesNoneThatIsSwitchedOff) 
     EXPECT_THAT(FakeSupport::inst().asked, ElementsAre(Kelvra::Logger::PrintLevel::DEBUG_LEVEL));
 }
 
-TEST_F(DatabaseConnection, SaysWhenNoContextCanBeAllocatedAndStaysFresh) {
+TEST_F(DatabaseConnection, saysWhenNoContextCanBeAllocatedAndStaysFresh) {
     ScriptedRedis peer(answers({{{OK}}}));
     Base base;
     base.setup(peer.socket(), 2);
@@ -203,7 +203,7 @@ struct SelectRow : NamedRow {
 
 class SelectReply : public DatabaseConnection, public ::testing::WithParamInterface<SelectRow> {};
 
-TEST_P(SelectReply, Decides) {
+TEST_P(SelectReply, decides) {
     ScriptedRedis peer(answers({{GetParam().answer}, {{OK}}}));
     Base base;
     base.setup(peer.socket(), 2);
@@ -226,17 +226,17 @@ TEST_P(SelectReply, Decides) {
 
 INSTANTIATE_TEST_SUITE_P(
     , SelectReply,
-    ::testing::Values(SelectRow{"UpperCase", {"+OK\r\n"}, 0}, //
-                      SelectRow{"LowerCase", {"+ok\r\n"}, 0}, //
-                      SelectRow{"MixedCase", {"+oK\r\n"}, 0}, SelectRow{"OtherStatus", {"+QUEUED\r\n"}, 3},
-                      SelectRow{"LongerStatus", {"+OKAY\r\n"}, 3}, SelectRow{"ShorterStatus", {"+O\r\n"}, 3},
-                      SelectRow{"EmptyStatus", {"+\r\n"}, 3},
-                      SelectRow{"Error", {"-ERR DB index is out of range\r\n"}, 3},
-                      SelectRow{"ErrorOk", {"-OK\r\n"}, 3},                                            //
-                      SelectRow{"Integer", {":0\r\n"}, 3}, SelectRow{"StringOk", {"$2\r\nOK\r\n"}, 3}, //
-                      SelectRow{"Nil", {"$-1\r\n"}, 3}, SelectRow{"ArrayOfOk", {"*1\r\n+OK\r\n"}, 3},
-                      SelectRow{"EmptyArray", {"*0\r\n"}, 3}, SelectRow{"ClosedWithoutReply", {"", true}, 3},
-                      SelectRow{"ClosedInTheMiddle", {"+O", true}, 3}, SelectRow{"Garbage", {"?!\r\n"}, 3}),
+    ::testing::Values(SelectRow{"upper_case", {"+OK\r\n"}, 0}, //
+                      SelectRow{"lower_case", {"+ok\r\n"}, 0}, //
+                      SelectRow{"mixed_case", {"+oK\r\n"}, 0}, SelectRow{"other_status", {"+QUEUED\r\n"}, 3},
+                      SelectRow{"longer_status", {"+OKAY\r\n"}, 3}, SelectRow{"shorter_status", {"+O\r\n"}, 3},
+                      SelectRow{"empty_status", {"+\r\n"}, 3},
+                      SelectRow{"error", {"-ERR DB index is out of range\r\n"}, 3},
+                      SelectRow{"error_ok", {"-OK\r\n"}, 3},                                            //
+                      SelectRow{"integer", {":0\r\n"}, 3}, SelectRow{"string_ok", {"$2\r\nOK\r\n"}, 3}, //
+                      SelectRow{"nil", {"$-1\r\n"}, 3}, SelectRow{"array_of_ok", {"*1\r\n+OK\r\n"}, 3},
+                      SelectRow{"empty_array", {"*0\r\n"}, 3}, SelectRow{"closed_without_reply", {"", true}, 3},
+                      SelectRow{"closed_in_the_middle", {"+O", true}, 3}, SelectRow{"garbage", {"?!\r\n"}, 3}),
     rowName);
 
 struct NumberRow : NamedRow {
@@ -245,7 +245,7 @@ struct NumberRow : NamedRow {
 
 class SelectNumber : public DatabaseConnection, public ::testing::WithParamInterface<NumberRow> {};
 
-TEST_P(SelectNumber, IsSentInDecimal) {
+TEST_P(SelectNumber, isSentInDecimal) {
     ScriptedRedis peer(answers({{{OK}}}));
     Base base;
     base.setup(peer.socket(), GetParam().number);
@@ -254,8 +254,8 @@ TEST_P(SelectNumber, IsSentInDecimal) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, SelectNumber,
-                         ::testing::Values(NumberRow{"None", 0}, NumberRow{"Usual", 2}, NumberRow{"TwoDigits", 15},
-                                           NumberRow{"Largest", 255}),
+                         ::testing::Values(NumberRow{"none", 0}, NumberRow{"usual", 2}, NumberRow{"two_digits", 15},
+                                           NumberRow{"largest", 255}),
                          rowName);
 
 struct PathRow : NamedRow {
@@ -264,7 +264,7 @@ struct PathRow : NamedRow {
 
 class NoServer : public DatabaseConnection, public ::testing::WithParamInterface<PathRow> {};
 
-TEST_P(NoServer, IsSilentAndTheContextIsKept) {
+TEST_P(NoServer, isSilentAndTheContextIsKept) {
     const TempDir dir;
     Base base;
     base.setup(GetParam().make(dir), 2);
@@ -290,16 +290,16 @@ std::string madeSocket(const TempDir& dir) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, NoServer,
-                         ::testing::Values(PathRow{"MissingSocket", [](const TempDir& dir) { return dir / "none"; }},
-                                           PathRow{"MissingDirectory",
+                         ::testing::Values(PathRow{"missing_socket", [](const TempDir& dir) { return dir / "none"; }},
+                                           PathRow{"missing_directory",
                                                    [](const TempDir& dir) { return dir / "none/none"; }},
-                                           PathRow{"RegularFile", madeFile}, PathRow{"NobodyListens", madeSocket},
-                                           PathRow{"EmptyPath", [](const TempDir&) { return std::string(); }},
-                                           PathRow{"PathLongerThanAnAddress",
+                                           PathRow{"regular_file", madeFile}, PathRow{"nobody_listens", madeSocket},
+                                           PathRow{"empty_path", [](const TempDir&) { return std::string(); }},
+                                           PathRow{"path_longer_than_an_address",
                                                    [](const TempDir& dir) { return dir / std::string(200, 'x'); }}),
                          rowName);
 
-TEST_F(DatabaseConnection, ComesUpOnTheKeptContextOnceThereIsAServer) {
+TEST_F(DatabaseConnection, comesUpOnTheKeptContextOnceThereIsAServer) {
     RedisServer server;
     server.kill();
     Base base;
@@ -312,7 +312,7 @@ TEST_F(DatabaseConnection, ComesUpOnTheKeptContextOnceThereIsAServer) {
     EXPECT_THAT(logs, ElementsAre(reconnectedLine()));
 }
 
-TEST_F(DatabaseConnection, TakesAPathOfTheGreatestLength) {
+TEST_F(DatabaseConnection, takesAPathOfTheGreatestLength) {
     const RedisServer server;
     const TempDir dir;
     const std::string longest = dir / std::string(106 - dir.path().size() - 1, 'x');
@@ -324,7 +324,7 @@ TEST_F(DatabaseConnection, TakesAPathOfTheGreatestLength) {
     EXPECT_EQ(base.ensureConnected(), 0);
 }
 
-TEST_F(DatabaseConnection, SetupLeavesTheConnectionAlone) {
+TEST_F(DatabaseConnection, setupLeavesTheConnectionAlone) {
     ScriptedRedis peer(answers({{{OK}, {"+A\r\n"}, {"+B\r\n", true}}, {{OK}, {"+C\r\n"}}}));
     ScriptedRedis other(answers({{{OK}}}));
     Base base;
@@ -338,7 +338,7 @@ TEST_F(DatabaseConnection, SetupLeavesTheConnectionAlone) {
     EXPECT_EQ(other.connections(), 0U) << "a reconnection keeps the address";
 }
 
-TEST_F(DatabaseConnection, SetupAfterAFailedFirstConnectionKeepsItsAddressToo) {
+TEST_F(DatabaseConnection, setupAfterAFailedFirstConnectionKeepsItsAddressToo) {
     const TempDir dir;
     ScriptedRedis peer(answers({{{OK}}}));
     Base base;
@@ -349,7 +349,7 @@ TEST_F(DatabaseConnection, SetupAfterAFailedFirstConnectionKeepsItsAddressToo) {
     EXPECT_EQ(peer.connections(), 0U);
 }
 
-TEST_F(DatabaseConnection, OutlivesItsObject) {
+TEST_F(DatabaseConnection, outlivesItsObject) {
     ScriptedRedis peer(answers({{{OK}}}));
     int descriptor = -1;
     {
@@ -389,7 +389,7 @@ protected:
     }
 };
 
-TEST_P(Attempts, OfAFormattedCommand) {
+TEST_P(Attempts, ofAFormattedCommand) {
     ScriptedRedis peer(answers(GetParam().script));
     Base base;
     base.setup(peer.socket(), 2);
@@ -399,7 +399,7 @@ TEST_P(Attempts, OfAFormattedCommand) {
     expectSeen(peer, encoded({"CMD", "text with blanks", "42", std::string("a\0b", 3)}));
 }
 
-TEST_P(Attempts, OfAnArgumentVector) {
+TEST_P(Attempts, ofAnArgumentVector) {
     ScriptedRedis peer(answers(GetParam().script));
     Base base;
     base.setup(peer.socket(), 2);
@@ -417,55 +417,55 @@ const std::string MEGABYTE(1 << 20, 'x');
 INSTANTIATE_TEST_SUITE_P(
     , Attempts,
     ::testing::Values(
-        AttemptsRow{"FirstIsAnswered", {{{OK}, {"+A\r\n"}}}, "(status A)", {{"SELECT", "CMD"}}, 0, false},
-        AttemptsRow{"ErrorIsAReply", {{{OK}, {"-ERR no\r\n"}}}, "(error ERR no)", {{"SELECT", "CMD"}}, 0, false},
-        AttemptsRow{"ClosedOnce",
+        AttemptsRow{"first_is_answered", {{{OK}, {"+A\r\n"}}}, "(status A)", {{"SELECT", "CMD"}}, 0, false},
+        AttemptsRow{"error_is_a_reply", {{{OK}, {"-ERR no\r\n"}}}, "(error ERR no)", {{"SELECT", "CMD"}}, 0, false},
+        AttemptsRow{"closed_once",
                     {{{OK}, {"", true}}, {{OK}, {"+B\r\n"}}},
                     "(status B)",
                     {{"SELECT", "CMD"}, {"SELECT", "CMD"}},
                     1,
                     false},
-        AttemptsRow{"ClosedInTheMiddleOnce",
+        AttemptsRow{"closed_in_the_middle_once",
                     {{{OK}, {"$9\r\nhalf", true}}, {{OK}, {"+B\r\n"}}},
                     "(status B)",
                     {{"SELECT", "CMD"}, {"SELECT", "CMD"}},
                     1,
                     false},
-        AttemptsRow{"ClosedAfterSelect",
+        AttemptsRow{"closed_after_select",
                     {{{OK, true}}, {{OK}, {"+B\r\n"}}},
                     "(status B)",
                     {{"SELECT"}, {"SELECT", "CMD"}},
                     1,
                     false},
-        AttemptsRow{"GarbageOnce",
+        AttemptsRow{"garbage_once",
                     {{{OK}, {"HTTP/1.1 400\r\n"}}, {{OK}, {":1\r\n"}}},
                     "(integer 1)",
                     {{"SELECT", "CMD"}, {"SELECT", "CMD"}},
                     1,
                     false},
-        AttemptsRow{"EndlessUntilClosed",
+        AttemptsRow{"endless_until_closed",
                     {{{OK}, {"+" + MEGABYTE, true}}, {{OK}, {"$99999999\r\n" + MEGABYTE, true}}},
                     NONE,
                     {{"SELECT", "CMD"}, {"SELECT", "CMD"}},
                     1,
                     true},
-        AttemptsRow{"ClosedTwice",
+        AttemptsRow{"closed_twice",
                     {{{OK}, {"", true}}, {{OK}, {"", true}}},
                     NONE,
                     {{"SELECT", "CMD"}, {"SELECT", "CMD"}},
                     1,
                     true},
-        AttemptsRow{"GarbageTwice", {{{OK}, {"\r\n"}}}, NONE, {{"SELECT", "CMD"}, {"SELECT", "CMD"}}, 1, true},
-        AttemptsRow{"SecondSelectionRefused",
+        AttemptsRow{"garbage_twice", {{{OK}, {"\r\n"}}}, NONE, {{"SELECT", "CMD"}, {"SELECT", "CMD"}}, 1, true},
+        AttemptsRow{"second_selection_refused",
                     {{{OK}, {"", true}}, {{"-ERR no\r\n"}}},
                     NONE,
                     {{"SELECT", "CMD"}, {"SELECT"}},
                     1,
                     true},
-        AttemptsRow{"FirstSelectionRefused", {{{"-ERR no\r\n"}}}, NONE, {{"SELECT"}}, 0, true}),
+        AttemptsRow{"first_selection_refused", {{{"-ERR no\r\n"}}}, NONE, {{"SELECT"}}, 0, true}),
     rowName);
 
-TEST_F(DatabaseConnection, RecoversAtTheNextCommandAfterTwoFailures) {
+TEST_F(DatabaseConnection, recoversAtTheNextCommandAfterTwoFailures) {
     ScriptedRedis peer(answers({{{OK}, {"", true}}, {{OK}, {"", true}}, {{OK}, {"+C\r\n"}}}));
     Base base;
     base.setup(peer.socket(), 2);
@@ -475,7 +475,7 @@ TEST_F(DatabaseConnection, RecoversAtTheNextCommandAfterTwoFailures) {
     EXPECT_THAT(logs, ElementsAre(connectedLine(), reconnectedLine(), reconnectedLine()));
 }
 
-TEST_F(DatabaseConnection, TakesArgumentsUpToTheirEndWithoutLengths) {
+TEST_F(DatabaseConnection, takesArgumentsUpToTheirEndWithoutLengths) {
     ScriptedRedis peer(answers({{{OK}, {"+A\r\n"}}}));
     Base base;
     base.setup(peer.socket(), 2);
@@ -485,7 +485,7 @@ TEST_F(DatabaseConnection, TakesArgumentsUpToTheirEndWithoutLengths) {
     EXPECT_THAT(peer.received(), ElementsAre(selectBytes() + encoded({"CMD", "a", ""})));
 }
 
-TEST_F(DatabaseConnection, SendsNothingForAFormatThatIsNone) {
+TEST_F(DatabaseConnection, sendsNothingForAFormatThatIsNone) {
     ScriptedRedis peer(answers({{{OK}}}));
     Base base;
     base.setup(peer.socket(), 2);
@@ -494,7 +494,7 @@ TEST_F(DatabaseConnection, SendsNothingForAFormatThatIsNone) {
     EXPECT_THAT(peer.received(), ElementsAre(selectBytes(), selectBytes()));
 }
 
-TEST_F(DatabaseConnection, SelectsAgainAfterARestartBetweenTwoCommands) {
+TEST_F(DatabaseConnection, selectsAgainAfterARestartBetweenTwoCommands) {
     RedisServer server;
     Base base;
     base.setup(server.socket(), 5);
@@ -506,7 +506,7 @@ TEST_F(DatabaseConnection, SelectsAgainAfterARestartBetweenTwoCommands) {
     EXPECT_THAT(logs, ElementsAre(connectedLine(), reconnectedLine()));
 }
 
-TEST_F(DatabaseConnection, GetsNothingFromAServerWithoutThatDatabase) {
+TEST_F(DatabaseConnection, getsNothingFromAServerWithoutThatDatabase) {
     RedisServer server;
     Base base;
     base.setup(server.socket(), 255);

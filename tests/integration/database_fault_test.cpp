@@ -140,7 +140,7 @@ std::chrono::milliseconds timeToNotify(const RedisServer& server, Watch& watch, 
     return since(start);
 }
 
-TEST_F(DatabaseFault, ServerKilledUnderLoad) {
+TEST_F(DatabaseFault, serverKilledUnderLoad) {
     RedisServer server;
     Database db;
     db.setup(server.socket(), 2);
@@ -160,7 +160,7 @@ TEST_F(DatabaseFault, ServerKilledUnderLoad) {
     std::printf("the subscriber was back within %ld ms\n", static_cast<long>(slowest.count()));
 }
 
-TEST_F(DatabaseFault, ServerHaltedUnderLoad) {
+TEST_F(DatabaseFault, serverHaltedUnderLoad) {
     RedisServer server;
     Watch watch(server.socket());
     watch.start();
@@ -274,7 +274,7 @@ int garbage() {
     return NOISES + static_cast<int>(malformed.size());
 }
 
-TEST_F(DatabaseFault, ScriptedReplies) {
+TEST_F(DatabaseFault, scriptedReplies) {
     const int cut = cutEverywhere();
     const int late = lateEverywhere();
     const int others = garbage();
@@ -307,7 +307,7 @@ void expectConstant(const Holdings& before, const char* what, std::size_t count)
                 before.descriptors, after.descriptors, before.bytes, after.bytes);
 }
 
-TEST_F(DatabaseFault, CommandsReconnectWithoutGrowth) {
+TEST_F(DatabaseFault, commandsReconnectWithoutGrowth) {
     // Each connection lives for one selection and one command.
     const ScriptedRedis peer([](std::size_t, std::size_t command) -> Answer { return {OK, command == 1}; }, false);
     Opened<Database> db;
@@ -322,7 +322,7 @@ TEST_F(DatabaseFault, CommandsReconnectWithoutGrowth) {
     expectConstant(before, "reconnections of commands", RECONNECTIONS);
 }
 
-TEST_F(DatabaseFault, FailedReconnectionsDoNotGrow) {
+TEST_F(DatabaseFault, failedReconnectionsDoNotGrow) {
     Database db;
     db.setup("/nowhere/at/all", 2);
     ASSERT_EQ(db.ensureConnected(), 3);
@@ -332,7 +332,7 @@ TEST_F(DatabaseFault, FailedReconnectionsDoNotGrow) {
     expectConstant(before, "failed reconnections", RECONNECTIONS);
 }
 
-TEST_F(DatabaseFault, SubscriberReconnectsWithoutGrowth) {
+TEST_F(DatabaseFault, subscriberReconnectsWithoutGrowth) {
     ScriptedRedis peer(
         [](std::size_t, std::size_t command) -> Answer {
             return command == 2 ? Answer{"*0\r\n", true} : Answer{OK};

@@ -123,7 +123,7 @@ struct SubscribeRow : NamedRow {
 
 class Subscribe : public Subscriber, public ::testing::WithParamInterface<SubscribeRow> {};
 
-TEST_P(Subscribe, GivesItsCode) {
+TEST_P(Subscribe, givesItsCode) {
     ScriptedRedis peer(answers(GetParam().script));
     DatabaseSubscriber subscriber;
     subscriber.setup(peer.socket(), 2);
@@ -148,44 +148,44 @@ const std::vector<std::vector<std::string>> ONLY_CONFIG{{"SELECT", "CONFIG"}};
 
 INSTANTIATE_TEST_SUITE_P(
     , Subscribe,
-    ::testing::Values(SubscribeRow{"Confirmed", {welcome()}, 0, WHOLE},
-                      SubscribeRow{"OkInLowerCase", {{{OK}, {"+ok\r\n"}, {confirmation()}}}, 0, WHOLE},
-                      SubscribeRow{"AnyArray", {welcome({"*0\r\n"})}, 0, WHOLE},
-                      SubscribeRow{"ConfigError", {{{OK}, {"-ERR unknown\r\n"}}}, 255, ONLY_CONFIG},
-                      SubscribeRow{"ConfigOtherStatus", {{{OK}, {"+QUEUED\r\n"}}}, 255, ONLY_CONFIG},
-                      SubscribeRow{"ConfigString", {{{OK}, {"$2\r\nOK\r\n"}}}, 255, ONLY_CONFIG},
-                      SubscribeRow{"ConfigInteger", {{{OK}, {":1\r\n"}}}, 255, ONLY_CONFIG},
-                      SubscribeRow{"ConfigNil", {{{OK}, {"$-1\r\n"}}}, 255, ONLY_CONFIG},
-                      SubscribeRow{"ConfigArray", {{{OK}, {"*1\r\n+OK\r\n"}}}, 255, ONLY_CONFIG},
-                      SubscribeRow{"SubscriptionError", {welcome({"-ERR no\r\n"})}, 255, WHOLE},
-                      SubscribeRow{"SubscriptionStatus", {welcome({OK})}, 255, WHOLE},
-                      SubscribeRow{"SubscriptionInteger", {welcome({":1\r\n"})}, 255, WHOLE},
-                      SubscribeRow{"SubscriptionString", {welcome({"$1\r\nx\r\n"})}, 255, WHOLE},
-                      SubscribeRow{"SubscriptionNil", {welcome({"$-1\r\n"})}, 255, WHOLE},
-                      SubscribeRow{"ConfigClosedOnce",
+    ::testing::Values(SubscribeRow{"confirmed", {welcome()}, 0, WHOLE},
+                      SubscribeRow{"ok_in_lower_case", {{{OK}, {"+ok\r\n"}, {confirmation()}}}, 0, WHOLE},
+                      SubscribeRow{"any_array", {welcome({"*0\r\n"})}, 0, WHOLE},
+                      SubscribeRow{"config_error", {{{OK}, {"-ERR unknown\r\n"}}}, 255, ONLY_CONFIG},
+                      SubscribeRow{"config_other_status", {{{OK}, {"+QUEUED\r\n"}}}, 255, ONLY_CONFIG},
+                      SubscribeRow{"config_string", {{{OK}, {"$2\r\nOK\r\n"}}}, 255, ONLY_CONFIG},
+                      SubscribeRow{"config_integer", {{{OK}, {":1\r\n"}}}, 255, ONLY_CONFIG},
+                      SubscribeRow{"config_nil", {{{OK}, {"$-1\r\n"}}}, 255, ONLY_CONFIG},
+                      SubscribeRow{"config_array", {{{OK}, {"*1\r\n+OK\r\n"}}}, 255, ONLY_CONFIG},
+                      SubscribeRow{"subscription_error", {welcome({"-ERR no\r\n"})}, 255, WHOLE},
+                      SubscribeRow{"subscription_status", {welcome({OK})}, 255, WHOLE},
+                      SubscribeRow{"subscription_integer", {welcome({":1\r\n"})}, 255, WHOLE},
+                      SubscribeRow{"subscription_string", {welcome({"$1\r\nx\r\n"})}, 255, WHOLE},
+                      SubscribeRow{"subscription_nil", {welcome({"$-1\r\n"})}, 255, WHOLE},
+                      SubscribeRow{"config_closed_once",
                                    {{{OK}, {"", true}}, welcome()},
                                    0,
                                    {{"SELECT", "CONFIG"}, {"SELECT", "CONFIG", "PSUBSCRIBE"}}},
                       SubscribeRow{
-                          "ConfigClosedTwice", {{{OK}, {"", true}}}, 3, {{"SELECT", "CONFIG"}, {"SELECT", "CONFIG"}}},
-                      SubscribeRow{"SubscriptionClosedOnce",
+                          "config_closed_twice", {{{OK}, {"", true}}}, 3, {{"SELECT", "CONFIG"}, {"SELECT", "CONFIG"}}},
+                      SubscribeRow{"subscription_closed_once",
                                    {welcome({"*3\r\n$10\r\npsub", true}), {{OK}, {confirmation()}}},
                                    0,
                                    {{"SELECT", "CONFIG", "PSUBSCRIBE"}, {"SELECT", "PSUBSCRIBE"}}},
-                      SubscribeRow{"SubscriptionClosedTwice",
+                      SubscribeRow{"subscription_closed_twice",
                                    {welcome({"", true}), {{OK}, {"", true}}},
                                    3,
                                    {{"SELECT", "CONFIG", "PSUBSCRIBE"}, {"SELECT", "PSUBSCRIBE"}}},
-                      SubscribeRow{"SelectionRefused", {{{"-ERR no\r\n"}}}, 3, {{"SELECT"}}}),
+                      SubscribeRow{"selection_refused", {{{"-ERR no\r\n"}}}, 3, {{"SELECT"}}}),
     rowName);
 
-TEST_F(Subscriber, GivesThreeWithoutAServer) {
+TEST_F(Subscriber, givesThreeWithoutAServer) {
     DatabaseSubscriber subscriber;
     subscriber.setup("/nowhere/at/all", 2);
     EXPECT_EQ(subscriber.subscribe(), 3);
 }
 
-TEST_F(Subscriber, SubscribesToTheLargestDatabase) {
+TEST_F(Subscriber, subscribesToTheLargestDatabase) {
     ScriptedRedis peer(answers({welcome({confirmation(255)})}));
     DatabaseSubscriber subscriber;
     subscriber.setup(peer.socket(), 255);
@@ -193,7 +193,7 @@ TEST_F(Subscriber, SubscribesToTheLargestDatabase) {
     EXPECT_THAT(peer.received(), ElementsAre(handshake(255)));
 }
 
-TEST_F(Subscriber, HandsOutTheMessagesAsTheyArrive) {
+TEST_F(Subscriber, handsOutTheMessagesAsTheyArrive) {
     ScriptedRedis peer(answers({welcome()}));
     Watch watch(peer.socket());
     watch.start();
@@ -207,7 +207,7 @@ TEST_F(Subscriber, HandsOutTheMessagesAsTheyArrive) {
     EXPECT_THAT(FakeSupport::inst().logs, ElementsAre(connectedLine()));
 }
 
-TEST_F(Subscriber, ReceivesWithoutACallback) {
+TEST_F(Subscriber, receivesWithoutACallback) {
     ScriptedRedis peer(answers({welcome()}));
     DatabaseSubscriber subscriber;
     subscriber.setup(peer.socket(), 2);
@@ -222,7 +222,7 @@ TEST_F(Subscriber, ReceivesWithoutACallback) {
     EXPECT_EQ(peer.connections(), 1U);
 }
 
-TEST_F(Subscriber, SubscribesAgainWhenTheConnectionIsLost) {
+TEST_F(Subscriber, subscribesAgainWhenTheConnectionIsLost) {
     ScriptedRedis peer(answers({welcome()}));
     Watch watch(peer.socket());
     std::vector<std::pair<long, long>> timeouts;
@@ -243,7 +243,7 @@ TEST_F(Subscriber, SubscribesAgainWhenTheConnectionIsLost) {
                 ElementsAre(connectedLine(), reconnectedLine(), reconnectedLine(), reconnectedLine()));
 }
 
-TEST_F(Subscriber, SubscribesAgainAfterGarbage) {
+TEST_F(Subscriber, subscribesAgainAfterGarbage) {
     ScriptedRedis peer(answers({welcome({confirmation() + "?garbage\r\n"}), welcome()}));
     Watch watch(peer.socket());
     watch.start();
@@ -255,7 +255,7 @@ TEST_F(Subscriber, SubscribesAgainAfterGarbage) {
 }
 
 // An end of file does not set errno: a value left by a timeout must not look like another timeout.
-TEST_F(Subscriber, TakesAnEndForAnEndAfterATimeout) {
+TEST_F(Subscriber, takesAnEndForAnEndAfterATimeout) {
     ScriptedRedis peer(answers({welcome()}));
     Watch watch(peer.socket());
     watch.start();
@@ -266,7 +266,7 @@ TEST_F(Subscriber, TakesAnEndForAnEndAfterATimeout) {
     EXPECT_EQ(watch.stop(), 0);
 }
 
-TEST_F(Subscriber, TakesAnEndForAnEndWhateverTheCallbackLeavesInErrno) {
+TEST_F(Subscriber, takesAnEndForAnEndWhateverTheCallbackLeavesInErrno) {
     ScriptedRedis peer(answers({welcome({confirmation() + notification("k", "set"), true}), welcome()}));
     Watch watch(peer.socket());
     watch.onMessage = [] { errno = EAGAIN; };
@@ -276,7 +276,7 @@ TEST_F(Subscriber, TakesAnEndForAnEndWhateverTheCallbackLeavesInErrno) {
     EXPECT_EQ(watch.messages().size(), 1U);
 }
 
-TEST_F(Subscriber, KeepsHalfAMessageThroughTheTimeout) {
+TEST_F(Subscriber, keepsHalfAMessageThroughTheTimeout) {
     const std::string message = notification("k", "set");
     ScriptedRedis peer(answers({welcome({confirmation() + message, false, confirmation().size() + 20, 2300ms})}));
     Watch watch(peer.socket());
@@ -287,7 +287,7 @@ TEST_F(Subscriber, KeepsHalfAMessageThroughTheTimeout) {
     EXPECT_EQ(peer.connections(), 1U);
 }
 
-TEST_F(Subscriber, StopBeforeTheLoopContactsNobody) {
+TEST_F(Subscriber, stopBeforeTheLoopContactsNobody) {
     ScriptedRedis peer(answers({welcome()}));
     Watch watch(peer.socket());
     watch.subscriber.stop();
@@ -297,7 +297,7 @@ TEST_F(Subscriber, StopBeforeTheLoopContactsNobody) {
     EXPECT_EQ(watch.subscriber.context, nullptr);
 }
 
-TEST_F(Subscriber, StopLastsForAllLaterLoops) {
+TEST_F(Subscriber, stopLastsForAllLaterLoops) {
     ScriptedRedis peer(answers({welcome()}));
     Watch watch(peer.socket());
     watch.start();
@@ -310,7 +310,7 @@ TEST_F(Subscriber, StopLastsForAllLaterLoops) {
     EXPECT_THAT(peer.received(), ElementsAre(handshake()));
 }
 
-TEST_F(Subscriber, StopFromTheCallbackActsAtOnce) {
+TEST_F(Subscriber, stopFromTheCallbackActsAtOnce) {
     ScriptedRedis peer(answers({welcome({confirmation() + notification("a", "set") + notification("b", "set")})}));
     Watch watch(peer.socket());
     const auto start = std::chrono::steady_clock::now();
@@ -321,7 +321,7 @@ TEST_F(Subscriber, StopFromTheCallbackActsAtOnce) {
     EXPECT_THAT(watch.messages(), ElementsAre(notificationText("a", "set"))) << "the next one is not handed out";
 }
 
-TEST_F(Subscriber, StopFromAnotherThreadActsWithinTheReceiveTimeout) {
+TEST_F(Subscriber, stopFromAnotherThreadActsWithinTheReceiveTimeout) {
     ScriptedRedis peer(answers({welcome()}));
     Watch watch(peer.socket());
     watch.start();
@@ -331,7 +331,7 @@ TEST_F(Subscriber, StopFromAnotherThreadActsWithinTheReceiveTimeout) {
     EXPECT_LT(watch.stopTime(), 1400ms);
 }
 
-TEST_F(Subscriber, StopDuringThePauseActsWithinIt) {
+TEST_F(Subscriber, stopDuringThePauseActsWithinIt) {
     Watch watch("/nowhere/at/all");
     watch.start();
     std::this_thread::sleep_for(100ms);
@@ -340,7 +340,7 @@ TEST_F(Subscriber, StopDuringThePauseActsWithinIt) {
     EXPECT_THAT(FakeSupport::inst().logs, IsEmpty());
 }
 
-TEST_F(Subscriber, StopDuringASubscriptionActsAfterIt) {
+TEST_F(Subscriber, stopDuringASubscriptionActsAfterIt) {
     ScriptedRedis peer(answers({{{OK}, {OK, false, 0, 500ms}, {confirmation()}}}));
     Watch watch(peer.socket());
     watch.start();
@@ -350,7 +350,7 @@ TEST_F(Subscriber, StopDuringASubscriptionActsAfterIt) {
     EXPECT_LT(watch.stopTime(), 900ms);
 }
 
-TEST_F(Subscriber, TriesAgainEveryTwoHundredMilliseconds) {
+TEST_F(Subscriber, triesAgainEveryTwoHundredMilliseconds) {
     ScriptedRedis peer(answers({{{"-ERR no\r\n"}}}));
     Watch watch(peer.socket());
     pauses().asked.clear();
@@ -361,7 +361,7 @@ TEST_F(Subscriber, TriesAgainEveryTwoHundredMilliseconds) {
     EXPECT_THAT(pauses().asked, Each(std::pair<long, long>(0, 200000000)));
 }
 
-TEST_F(Subscriber, TriesAgainOnTheSameConnectionWhenRefused) {
+TEST_F(Subscriber, triesAgainOnTheSameConnectionWhenRefused) {
     ScriptedRedis peer(answers({{{OK}, {"-ERR no\r\n"}, {OK}, {":1\r\n"}, {OK}, {confirmation()}}}));
     Watch watch(peer.socket());
     watch.start();
@@ -402,7 +402,7 @@ private:
 
 std::atomic<int> Signalled::handled{0};
 
-TEST_F(Signalled, PausesGoOnWithWhatIsLeft) {
+TEST_F(Signalled, pausesGoOnWithWhatIsLeft) {
     ScriptedRedis peer(answers({{{"-ERR no\r\n"}}}));
     Watch watch(peer.socket());
     watch.start();
@@ -413,7 +413,7 @@ TEST_F(Signalled, PausesGoOnWithWhatIsLeft) {
     EXPECT_LE(peer.connections(), 6U) << "neither cut short nor begun anew";
 }
 
-TEST_F(Signalled, ReceivingGoesOn) {
+TEST_F(Signalled, receivingGoesOn) {
     ScriptedRedis peer(answers({welcome()}));
     Watch watch(peer.socket());
     watch.start();
@@ -428,7 +428,7 @@ TEST_F(Signalled, ReceivingGoesOn) {
     EXPECT_EQ(peer.connections(), 1U);
 }
 
-TEST_F(Signalled, SubscribingGoesOn) {
+TEST_F(Signalled, subscribingGoesOn) {
     ScriptedRedis peer(answers({{{OK, false, 1, 200ms}, {OK, false, 2, 200ms}, {confirmation(), false, 9, 200ms}}}));
     Watch watch(peer.socket());
     watch.start();
@@ -455,7 +455,7 @@ protected:
     RedisServer server;
 };
 
-TEST_F(SubscriberOfAServer, SeesTheChangesOfItsDatabaseOnly) {
+TEST_F(SubscriberOfAServer, seesTheChangesOfItsDatabaseOnly) {
     Watch watch(server.socket());
     watch.start();
     ASSERT_TRUE(makeVisible(watch, "first"));
@@ -474,7 +474,7 @@ TEST_F(SubscriberOfAServer, SeesTheChangesOfItsDatabaseOnly) {
         << "the setting stays, for the whole server";
 }
 
-TEST_F(SubscriberOfAServer, SeesChangesAfterARestart) {
+TEST_F(SubscriberOfAServer, seesChangesAfterARestart) {
     Watch watch(server.socket());
     watch.start();
     ASSERT_TRUE(makeVisible(watch, "before"));
@@ -488,7 +488,7 @@ TEST_F(SubscriberOfAServer, SeesChangesAfterARestart) {
     EXPECT_EQ(watch.stop(), 0);
 }
 
-TEST_F(SubscriberOfAServer, SeesChangesOnceThereIsAServer) {
+TEST_F(SubscriberOfAServer, seesChangesOnceThereIsAServer) {
     server.kill();
     Watch watch(server.socket());
     watch.start();
@@ -498,7 +498,7 @@ TEST_F(SubscriberOfAServer, SeesChangesOnceThereIsAServer) {
     EXPECT_EQ(watch.stop(), 0);
 }
 
-TEST_F(SubscriberOfAServer, LoopOnASubscribedConnectionHandsOutNothing) {
+TEST_F(SubscriberOfAServer, loopOnASubscribedConnectionHandsOutNothing) {
     Watch watch(server.socket());
     ASSERT_EQ(watch.subscriber.subscribe(), 0);
     watch.start();
@@ -510,7 +510,7 @@ TEST_F(SubscriberOfAServer, LoopOnASubscribedConnectionHandsOutNothing) {
     EXPECT_THAT(watch.messages(), ElementsAre());
 }
 
-TEST_F(SubscriberOfAServer, StaysSubscribedAndUselessWhenTheCallbackThrows) {
+TEST_F(SubscriberOfAServer, staysSubscribedAndUselessWhenTheCallbackThrows) {
     DatabaseSubscriber subscriber;
     subscriber.setup(server.socket(), 2);
     std::atomic<bool> ended{false};
@@ -526,7 +526,7 @@ TEST_F(SubscriberOfAServer, StaysSubscribedAndUselessWhenTheCallbackThrows) {
     EXPECT_EQ(subscriber.subscribe(), 255);
 }
 
-TEST_F(SubscriberOfAServer, IsNoLongerFitForCommandsAfterwards) {
+TEST_F(SubscriberOfAServer, isNoLongerFitForCommandsAfterwards) {
     Watch watch(server.socket());
     watch.start();
     ASSERT_TRUE(makeVisible(watch, "k"));

@@ -112,7 +112,7 @@ struct Broken {
     bool connected = false;
 };
 
-TEST_F(DatabaseSignals, BareClientDiesOfIt) {
+TEST_F(DatabaseSignals, bareClientDiesOfIt) {
     const ScriptedRedis peer(answers({{{"+PONG\r\n", true}}}));
     const int status = runChild([&] {
         setDisposition(SIG_DFL);
@@ -126,7 +126,7 @@ TEST_F(DatabaseSignals, BareClientDiesOfIt) {
     EXPECT_EQ(WTERMSIG(status), SIGPIPE) << "without this the tests below would show nothing";
 }
 
-TEST_F(DatabaseSignals, HostWithTheDefaultDispositionLives) {
+TEST_F(DatabaseSignals, hostWithTheDefaultDispositionLives) {
     EXPECT_EQ(runChild([] {
                   setDisposition(SIG_DFL);
                   Broken broken;
@@ -137,7 +137,7 @@ TEST_F(DatabaseSignals, HostWithTheDefaultDispositionLives) {
               0);
 }
 
-TEST_F(DatabaseSignals, HostWithTheDefaultDispositionLivesWithoutAServer) {
+TEST_F(DatabaseSignals, hostWithTheDefaultDispositionLivesWithoutAServer) {
     EXPECT_EQ(runChild([] {
                   setDisposition(SIG_DFL);
                   Broken broken;
@@ -151,7 +151,7 @@ TEST_F(DatabaseSignals, HostWithTheDefaultDispositionLivesWithoutAServer) {
               0);
 }
 
-TEST_F(DatabaseSignals, HostWithAHandlerSeesNoneOfOurs) {
+TEST_F(DatabaseSignals, hostWithAHandlerSeesNoneOfOurs) {
     EXPECT_EQ(runChild([] {
                   setDisposition(countSignal);
                   Broken broken;
@@ -163,7 +163,7 @@ TEST_F(DatabaseSignals, HostWithAHandlerSeesNoneOfOurs) {
               0);
 }
 
-TEST_F(DatabaseSignals, HostThatIgnoresItGoesOnIgnoring) {
+TEST_F(DatabaseSignals, hostThatIgnoresItGoesOnIgnoring) {
     EXPECT_EQ(runChild([] {
                   setDisposition(SIG_IGN);
                   Broken broken;
@@ -176,7 +176,7 @@ TEST_F(DatabaseSignals, HostThatIgnoresItGoesOnIgnoring) {
               0);
 }
 
-TEST_F(DatabaseSignals, HostThatBlocksItFindsNonePending) {
+TEST_F(DatabaseSignals, hostThatBlocksItFindsNonePending) {
     EXPECT_EQ(runChild([] {
                   setDisposition(SIG_DFL);
                   block(SIG_BLOCK);
@@ -187,7 +187,7 @@ TEST_F(DatabaseSignals, HostThatBlocksItFindsNonePending) {
               0);
 }
 
-TEST_F(DatabaseSignals, HostThatBlocksItKeepsItsOwn) {
+TEST_F(DatabaseSignals, hostThatBlocksItKeepsItsOwn) {
     EXPECT_EQ(runChild([] {
                   setDisposition(countSignal);
                   block(SIG_BLOCK);
@@ -201,7 +201,7 @@ TEST_F(DatabaseSignals, HostThatBlocksItKeepsItsOwn) {
               0);
 }
 
-TEST_F(DatabaseSignals, NobodyAsksForOneAfterAnUndisturbedCommand) {
+TEST_F(DatabaseSignals, nobodyAsksForOneAfterAnUndisturbedCommand) {
     EXPECT_EQ(runChild([] {
                   Broken broken;
                   const int before = pendingQuestions();
@@ -229,7 +229,7 @@ bool handlerSeesOne(Database& db) {
     return held && holds(signalsSeen == 1, "the signal is delivered, once");
 }
 
-TEST_F(DatabaseSignals, HandlerSeesThoseOfOthers) {
+TEST_F(DatabaseSignals, handlerSeesThoseOfOthers) {
     EXPECT_EQ(runChild([] {
                   setDisposition(countSignal);
                   RedisServer server;
@@ -240,7 +240,7 @@ TEST_F(DatabaseSignals, HandlerSeesThoseOfOthers) {
               0);
 }
 
-TEST_F(DatabaseSignals, HandlerSeesThoseOfOthersAmongOurs) {
+TEST_F(DatabaseSignals, handlerSeesThoseOfOthersAmongOurs) {
     EXPECT_EQ(runChild([] {
                   setDisposition(countSignal);
                   Broken broken;
@@ -249,7 +249,7 @@ TEST_F(DatabaseSignals, HandlerSeesThoseOfOthersAmongOurs) {
               0);
 }
 
-TEST_F(DatabaseSignals, MaskAndErrnoAreTheHostsOwnAfterACommand) {
+TEST_F(DatabaseSignals, maskAndErrnoAreTheHostsOwnAfterACommand) {
     EXPECT_EQ(runChild([] {
                   Broken broken;
                   sigset_t mine{};
@@ -269,7 +269,7 @@ TEST_F(DatabaseSignals, MaskAndErrnoAreTheHostsOwnAfterACommand) {
               0);
 }
 
-TEST_F(DatabaseSignals, SubscriberLivesThroughRestartsWithTheDefaultDisposition) {
+TEST_F(DatabaseSignals, subscriberLivesThroughRestartsWithTheDefaultDisposition) {
     EXPECT_EQ(runChild([] {
                   setDisposition(SIG_DFL);
                   RedisServer server;
@@ -374,7 +374,7 @@ private:
     rlimit previous{};
 };
 
-TEST_F(DatabaseDescriptors, NoForeignOneIsClosedByCommands) {
+TEST_F(DatabaseDescriptors, noForeignOneIsClosedByCommands) {
     RedisServer server;
     DescriptorUser user(dir / "file");
     Database db;
@@ -390,7 +390,7 @@ TEST_F(DatabaseDescriptors, NoForeignOneIsClosedByCommands) {
     EXPECT_GT(user.rounds(), 100);
 }
 
-TEST_F(DatabaseDescriptors, NoForeignOneIsClosedByTheLoop) {
+TEST_F(DatabaseDescriptors, noForeignOneIsClosedByTheLoop) {
     ScriptedRedis peer([](std::size_t, std::size_t command) -> ScriptedRedis::Answer {
         return {command == 2 ? "*0\r\n" : OK, command == 2};
     });
@@ -404,7 +404,7 @@ TEST_F(DatabaseDescriptors, NoForeignOneIsClosedByTheLoop) {
 }
 
 // Between the loop's closing of a lost connection and the reconnection, its number may be given to somebody else.
-TEST_F(DatabaseDescriptors, NumberIsForgottenWhenTheLoopLosesItsConnection) {
+TEST_F(DatabaseDescriptors, numberIsForgottenWhenTheLoopLosesItsConnection) {
     ScriptedRedis peer(answers({{{OK}, {OK}, {"*0\r\n", true}}, {{OK}, {OK}, {"*0\r\n"}}}));
     std::vector<int> foreign;
     onCommand() = [&](const redisContext* context) {
@@ -425,7 +425,7 @@ TEST_F(DatabaseDescriptors, NumberIsForgottenWhenTheLoopLosesItsConnection) {
     }
 }
 
-TEST_F(DatabaseDescriptors, NoForeignOneIsClosedWhenTheyRunOut) {
+TEST_F(DatabaseDescriptors, noForeignOneIsClosedWhenTheyRunOut) {
     RedisServer server;
     Database db;
     db.setup(server.socket(), 2);
@@ -444,7 +444,7 @@ TEST_F(DatabaseDescriptors, NoForeignOneIsClosedWhenTheyRunOut) {
 }
 
 // If no new socket can be made, the old one's number may belong to anybody.
-TEST_F(DatabaseDescriptors, NumberIsForgottenWhenAReconnectionGetsNoSocket) {
+TEST_F(DatabaseDescriptors, numberIsForgottenWhenAReconnectionGetsNoSocket) {
     RedisServer server;
     Opened<Database> db;
     db.setup(server.socket(), 2);
@@ -465,7 +465,7 @@ TEST_F(DatabaseDescriptors, NumberIsForgottenWhenAReconnectionGetsNoSocket) {
     close(foreign);
 }
 
-TEST_F(DatabaseDescriptors, FirstConnectionWithoutAnyIsMadeUpForLater) {
+TEST_F(DatabaseDescriptors, firstConnectionWithoutAnyIsMadeUpForLater) {
     RedisServer server;
     Opened<Database> db;
     db.setup(server.socket(), 2);
@@ -483,7 +483,7 @@ TEST_F(DatabaseDescriptors, FirstConnectionWithoutAnyIsMadeUpForLater) {
     EXPECT_EQ(db.hset("k", "f", "v"), 0);
 }
 
-TEST_F(DatabaseDescriptors, SubscriberWithoutAnyAtFirstComesUpLater) {
+TEST_F(DatabaseDescriptors, subscriberWithoutAnyAtFirstComesUpLater) {
     ScriptedRedis peer(answers({{{OK}, {OK}, {"*0\r\n"}}}));
     Watch watch(peer.socket());
     {
@@ -496,7 +496,7 @@ TEST_F(DatabaseDescriptors, SubscriberWithoutAnyAtFirstComesUpLater) {
     EXPECT_EQ(watch.stop(), 0);
 }
 
-TEST_F(DatabaseDescriptors, AreNotInheritedByPrograms) {
+TEST_F(DatabaseDescriptors, areNotInheritedByPrograms) {
     RedisServer server;
     Opened<Database> db;
     db.setup(server.socket(), 2);
@@ -513,7 +513,7 @@ TEST_F(DatabaseDescriptors, AreNotInheritedByPrograms) {
     EXPECT_EQ(fcntl(db.descriptor(), F_GETFD), FD_CLOEXEC);
 }
 
-TEST_F(DatabaseDescriptors, AreSharedWithAForkedChild) {
+TEST_F(DatabaseDescriptors, areSharedWithAForkedChild) {
     RedisServer server;
     Opened<Database> db;
     db.setup(server.socket(), 2);
@@ -527,7 +527,7 @@ TEST_F(DatabaseDescriptors, AreSharedWithAForkedChild) {
     EXPECT_THAT(FakeSupport::inst().logs, ElementsAre(connectedLine()));
 }
 
-TEST_F(DatabaseDescriptors, MayBeTheStandardNumbers) {
+TEST_F(DatabaseDescriptors, mayBeTheStandardNumbers) {
     EXPECT_EQ(runChild([] {
                   RedisServer server;
                   for (const int standard : {0, 1, 2})
@@ -547,7 +547,7 @@ TEST_F(DatabaseDescriptors, MayBeTheStandardNumbers) {
               0);
 }
 
-TEST_F(DatabaseDescriptors, FailedConnectionsLeaveNoneOpen) {
+TEST_F(DatabaseDescriptors, failedConnectionsLeaveNoneOpen) {
     Database db;
     db.setup(dir / "none", 2);
     EXPECT_EQ(db.ensureConnected(), 3);

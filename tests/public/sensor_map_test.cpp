@@ -215,7 +215,7 @@ const std::vector<List> LISTS = {
 class SensorMapList : public SensorMapTest, public ::testing::WithParamInterface<List> {};
 INSTANTIATE_TEST_SUITE_P(Rows, SensorMapList, ::testing::ValuesIn(LISTS), rowName);
 
-TEST_P(SensorMapList, Load) {
+TEST_P(SensorMapList, load) {
     writeList(GetParam().text);
     SensorMap map;
     EXPECT_TRUE(map.isFileExists());
