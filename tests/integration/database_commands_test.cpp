@@ -25,19 +25,6 @@ using Answer = ScriptedRedis::Answer;
 using Text = const std::string&;
 
 static_assert(std::is_base_of<DatabaseBase, Database>::value, "");
-static_assert(std::is_same<decltype(&Database::hget), int (Database::*)(Text, Text, std::string*)>::value, "");
-static_assert(std::is_same<decltype(&Database::hgetFloat), int (Database::*)(Text, Text, float*)>::value, "");
-static_assert(std::is_same<decltype(&Database::hgetBool), int (Database::*)(Text, Text, bool*)>::value, "");
-static_assert(std::is_same<decltype(&Database::hgetUint32), int (Database::*)(Text, Text, unsigned int*)>::value, "");
-static_assert(std::is_same<decltype(&Database::hgetInt32), int (Database::*)(Text, Text, int*)>::value, "");
-static_assert(std::is_same<decltype(&Database::hset), int (Database::*)(Text, Text, Text)>::value, "");
-static_assert(std::is_same<decltype(&Database::lpush), int (Database::*)(Text, Text)>::value, "");
-static_assert(std::is_same<decltype(&Database::brpop), int (Database::*)(Text, unsigned int, std::string*)>::value, "");
-static_assert(std::is_same<decltype(&Database::hmset),
-                           int (Database::*)(Text, const std::vector<std::pair<std::string, std::string>>&)>::value,
-              "");
-static_assert(std::is_same<decltype(&Database::hdel), int (Database::*)(Text, const std::vector<std::string>&)>::value,
-              "");
 constexpr int (Database::*EXPIRE_IN)(Text, unsigned int) = &Database::expire;
 constexpr int (Database::*EXPIRE)(Text) = &Database::expire;
 

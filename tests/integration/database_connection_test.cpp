@@ -38,12 +38,6 @@ static_assert(std::is_default_constructible<DatabaseBase>::value, "");
 static_assert(!std::is_copy_constructible<DatabaseBase>::value && !std::is_copy_assignable<DatabaseBase>::value, "");
 static_assert(!std::is_copy_constructible<Database>::value && !std::is_copy_assignable<Database>::value, "");
 static_assert(!std::is_copy_constructible<DatabaseSubscriber>::value, "");
-static_assert(std::is_same<decltype(&DatabaseBase::ensureConnected), int (DatabaseBase::*)()>::value, "");
-static_assert(
-    std::is_same<decltype(&DatabaseBase::executeCommand), redisReply* (DatabaseBase::*)(const char*, ...)>::value, "");
-static_assert(std::is_same<decltype(&DatabaseBase::executeCommandArgv),
-                           redisReply* (DatabaseBase::*)(int, const char**, const unsigned int*)>::value,
-              "");
 constexpr void (DatabaseBase::*SETUP_WITH_TTL)(const std::string&, unsigned char, unsigned int) = &DatabaseBase::setup;
 constexpr void (DatabaseBase::*SETUP)(const std::string&, unsigned char) = &DatabaseBase::setup;
 static_assert(sizeof(Database) == sizeof(DatabaseBase), "no field of its own");

@@ -58,11 +58,6 @@ using ::testing::IsEmpty;
 using Answer = ScriptedRedis::Answer;
 
 static_assert(std::is_base_of<DatabaseBase, DatabaseSubscriber>::value, "");
-static_assert(std::is_same<decltype(&DatabaseSubscriber::subscribe), int (DatabaseSubscriber::*)()>::value, "");
-static_assert(std::is_same<decltype(&DatabaseSubscriber::loop),
-                           int (DatabaseSubscriber::*)(void (*)(redisReply*, void*), void*)>::value,
-              "");
-static_assert(std::is_same<decltype(&DatabaseSubscriber::stop), void (DatabaseSubscriber::*)()>::value, "");
 
 // One flag after the fields of the base.
 struct Flagged : DatabaseBase {

@@ -17,24 +17,6 @@ using Kelvra::SCADA::Test::NamedRow;
 using Kelvra::SCADA::Test::rowName;
 
 using StringGetter = const std::string& (Conf::*)() const;
-using StringSetter = void (Conf::*)(const std::string&);
-using NumberGetter = unsigned char (Conf::*)() const;
-using TtlGetter = unsigned int (Conf::*)() const;
-
-static_assert(std::is_same<decltype(&Conf::getDfnDatabaseSocket), StringGetter>::value, "");
-static_assert(std::is_same<decltype(&Conf::setDfnDatabaseSocket), StringSetter>::value, "");
-static_assert(std::is_same<decltype(&Conf::getDfnDatabaseNumber), NumberGetter>::value, "");
-static_assert(std::is_same<decltype(&Conf::setDfnDatabaseNumber), void (Conf::*)(unsigned char)>::value, "");
-static_assert(std::is_same<decltype(&Conf::getDfnDatabaseKeyTtl), TtlGetter>::value, "");
-static_assert(std::is_same<decltype(&Conf::setDfnDatabaseKeyTtl), void (Conf::*)(unsigned int)>::value, "");
-static_assert(std::is_same<decltype(&Conf::getDfnDefaultDir), StringGetter>::value, "");
-static_assert(std::is_same<decltype(&Conf::setDfnDefaultDir), StringSetter>::value, "");
-static_assert(std::is_same<decltype(&Conf::getDfnCustomDir), StringGetter>::value, "");
-static_assert(std::is_same<decltype(&Conf::setDfnCustomDir), StringSetter>::value, "");
-static_assert(std::is_same<decltype(&Conf::getDfnStagingDir), StringGetter>::value, "");
-static_assert(std::is_same<decltype(&Conf::setDfnStagingDir), StringSetter>::value, "");
-static_assert(std::is_same<decltype(&Conf::getSensorMapFile), StringGetter>::value, "");
-static_assert(std::is_same<decltype(&Conf::setSensorMapFile), void (Conf::*)(std::string)>::value, "");
 
 static_assert(std::is_same<decltype(Conf::DFN_DATABASE_SOCKET), const std::string>::value, "");
 static_assert(std::is_same<decltype(Conf::DFN_DATABASE_NUMBER), const unsigned int>::value, "");

@@ -39,15 +39,6 @@ using Command = FakeSupport::Command;
 using Fault = FakeSupport::Fault;
 using Tree = std::set<std::string>;
 
-using Installation = bool (DefinitionsDeployment::*)(const std::string&, bool, std::string*) const;
-static_assert(std::is_same<decltype(&DefinitionsDeployment::deploy), Installation>::value, "");
-static_assert(std::is_same<decltype(&DefinitionsDeployment::deploy_impl), Installation>::value, "");
-static_assert(std::is_same<decltype(&DefinitionsDeployment::deleteOne),
-                           bool (DefinitionsDeployment::*)(const std::string&, std::string*) const>::value,
-              "");
-static_assert(std::is_same<decltype(&DefinitionsDeployment::deleteAll),
-                           bool (DefinitionsDeployment::*)(std::string*) const>::value,
-              "");
 static_assert(std::is_default_constructible<DefinitionsDeployment>::value, "");
 static_assert(std::is_empty<DefinitionsDeployment>::value, "");
 

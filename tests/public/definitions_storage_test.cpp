@@ -26,11 +26,6 @@ using Kelvra::SCADA::DefinitionsStorage;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-using FindNames = void (DefinitionsStorage::*)(std::set<std::string>*);
-using GetSpec = bool (DefinitionsStorage::*)(const std::string&, DefinitionSpec*, std::string*);
-
-static_assert(std::is_same<decltype(&DefinitionsStorage::findNames), FindNames>::value, "");
-static_assert(std::is_same<decltype(&DefinitionsStorage::getSpec), GetSpec>::value, "");
 static_assert(std::is_same<decltype(DefinitionsStorage::dir), std::string>::value, "");
 static_assert(std::is_same<decltype(DefinitionsStorage::JSON_DECODER_SECTION), const std::string>::value, "");
 static_assert(std::is_same<decltype(DefinitionsStorage::JSON_PROPERTIES_SECTION), const std::string>::value, "");

@@ -18,7 +18,6 @@
 #include <map>
 #include <set>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 namespace {
@@ -32,15 +31,6 @@ using ::testing::IsEmpty;
 using Fault = FakeSupport::Fault;
 using Command = FakeSupport::Command;
 using Tree = std::set<std::string>;
-
-static_assert(
-    std::is_same<decltype(&DefinitionsStorage::importSpec),
-                 bool (DefinitionsStorage::*)(const std::string&, const DefinitionSpec&, std::string*)>::value,
-    "");
-static_assert(std::is_same<decltype(&DefinitionsStorage::deleteOne),
-                           bool (DefinitionsStorage::*)(const std::string&, std::string*)>::value,
-              "");
-static_assert(std::is_same<decltype(&DefinitionsStorage::deleteAll), bool (DefinitionsStorage::*)()>::value, "");
 
 constexpr const char* UNTOUCHED = "untouched";
 constexpr const char* NAME = "lora/demo/th1";

@@ -12,11 +12,6 @@ using Kelvra::SCADA::Conf;
 using Kelvra::SCADA::Env;
 using Kelvra::SCADA::Test::SupportTest;
 
-static_assert(std::is_same<decltype(&Env::inst), Env& (*)()>::value, "");
-static_assert(std::is_same<decltype(static_cast<Conf& (Env::*)()>(&Env::conf)), Conf& (Env::*)()>::value, "");
-static_assert(
-    std::is_same<decltype(static_cast<const Conf& (Env::*)() const>(&Env::conf)), const Conf& (Env::*)() const>::value,
-    "");
 static_assert(sizeof(Env) == sizeof(Conf), "one record and nothing else");
 static_assert(!std::is_polymorphic<Env>::value, "");
 

@@ -32,15 +32,6 @@ using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;
 
 static_assert(FsNode::MODE_NONE == 0 && FsNode::MODE_DIR == 1 && FsNode::MODE_FILE == 2 && FsNode::MODE_OTHER == 4, "");
-static_assert(std::is_same<decltype(&FsNode::getMode), FsNode::Mode (FsNode::*)()>::value, "");
-static_assert(std::is_same<decltype(&FsNode::realPath), bool (FsNode::*)(std::string*)>::value, "");
-static_assert(std::is_same<decltype(&FsNode::list),
-                           void (FsNode::*)(std::list<std::string>*, const std::string&, FsNode::Mode)>::value,
-              "");
-static_assert(std::is_same<decltype(&FsNode::copyFile), bool (*)(const std::string&, const std::string&)>::value, "");
-static_assert(std::is_same<decltype(&FsNode::ensureDirExists), bool (*)(const std::string&)>::value, "");
-static_assert(std::is_same<decltype(&FsNode::ensureCleanDir), bool (*)(const std::string&)>::value, "");
-static_assert(std::is_same<decltype(&FsNode::rmFile), bool (*)(const std::string&)>::value, "");
 static_assert(std::is_convertible<const std::string&, FsNode>::value, "");
 static_assert(sizeof(FsNode) == sizeof(std::string), "one path and nothing else");
 static_assert(!std::is_polymorphic<FsNode>::value, "");

@@ -14,11 +14,6 @@ using Kelvra::SCADA::Response;
 using Kelvra::SCADA::Test::NamedRow;
 using Kelvra::SCADA::Test::rowName;
 
-static_assert(std::is_same<decltype(&Response::setSuccess), void (Response::*)()>::value, "");
-static_assert(std::is_same<decltype(&Response::isSuccess), bool (Response::*)() const>::value, "");
-static_assert(std::is_same<decltype(&Response::getResult), const Json::Value& (Response::*)() const>::value, "");
-static_assert(std::is_same<decltype(&Response::setError), void (Response::*)(const std::string&)>::value, "");
-static_assert(std::is_same<decltype(&Response::setResult), void (Response::*)(const Json::Value&)>::value, "");
 static_assert(std::is_convertible<Response*, Json::Value*>::value, "the envelope is the JSON value");
 struct Flagged : Json::Value {
     bool failed;

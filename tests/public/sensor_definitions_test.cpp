@@ -30,21 +30,6 @@ using Registry = SensorDefinitions;
 
 static_assert(STORAGE_DEFAULT == 0 && STORAGE_CUSTOM == 1 && STORAGE_BOTH == 2, "");
 static_assert(std::is_convertible<STORAGE_TYPE, Registry>::value, "");
-static_assert(std::is_same<decltype(&Registry::findNames), void (Registry::*)(std::set<std::string>*)>::value, "");
-static_assert(
-    std::is_same<decltype(&Registry::loadDefinition), bool (Registry::*)(const std::string&, std::string*)>::value, "");
-static_assert(
-    std::is_same<decltype(&Registry::getDefinitionInfo), Info* (Registry::*)(const std::string&, std::string*)>::value,
-    "");
-static_assert(std::is_same<decltype(&Registry::getDefinition),
-                           const Json::Value& (Registry::*)(const std::string&, STORAGE_TYPE*, std::string*)>::value,
-              "");
-static_assert(
-    std::is_same<decltype(&Registry::getMeasurement),
-                 const Json::Value& (Registry::*)(const std::string&, const std::string&, std::string*)>::value,
-    "");
-static_assert(
-    std::is_same<decltype(&Registry::getDecoderPath), bool (Registry::*)(const std::string&, std::string*)>::value, "");
 static_assert(std::is_same<decltype(Registry::JSON_PROPERTIES_SECTION), const std::string>::value, "");
 static_assert(std::is_same<decltype(Info::definition), Json::Value>::value, "");
 static_assert(std::is_same<decltype(Info::decoderPath), std::string>::value, "");

@@ -17,9 +17,6 @@ using Kelvra::SCADA::Test::NamedRow;
 using Kelvra::SCADA::Test::parsed;
 using Kelvra::SCADA::Test::rowName;
 
-static_assert(std::is_same<decltype(&SensorMapEntry::LoadJson),
-                           bool (SensorMapEntry::*)(const Json::Value&, std::string*)>::value,
-              "");
 static_assert(std::is_same<decltype(SensorMapEntry::id), std::string>::value, "");
 static_assert(std::is_same<decltype(SensorMapEntry::sensor), std::string>::value, "");
 static_assert(std::is_same<decltype(SensorMapEntry::src), std::string>::value, "");

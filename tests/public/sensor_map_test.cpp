@@ -24,21 +24,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 namespace PrintLevel = Kelvra::Logger::PrintLevel;
 
-using TextQuery = bool (SensorMap::*)(const std::string&, const std::string&, std::string*);
-using ConstTextQuery = bool (SensorMap::*)(const std::string&, const std::string&, std::string*) const;
-
 static_assert(std::is_default_constructible<SensorMap>::value && !std::is_polymorphic<SensorMap>::value, "");
-static_assert(std::is_same<decltype(&SensorMap::Load), bool (SensorMap::*)()>::value, "");
-static_assert(std::is_same<decltype(&SensorMap::isFileExists), bool (SensorMap::*)()>::value, "");
-static_assert(std::is_same<decltype(&SensorMap::isSensorPresent),
-                           bool (SensorMap::*)(const std::string&, const std::string&) const>::value,
-              "");
-static_assert(std::is_same<decltype(&SensorMap::getSensorDefinitionName), ConstTextQuery>::value, "");
-static_assert(std::is_same<decltype(&SensorMap::getMeasurement),
-                           const Json::Value& (SensorMap::*)(const std::string&, const std::string&, const std::string&,
-                                                             std::string*)>::value,
-              "");
-static_assert(std::is_same<decltype(&SensorMap::getDecoderPath), TextQuery>::value, "");
 
 // The layout of the fields that compiled host programs rely on.
 struct Layout {
