@@ -42,17 +42,17 @@ void completeAddress(redisContext* context, const std::string& path) {
     if (context->connection_type == REDIS_CONN_UNIX && context->unix_sock.path != nullptr)
         return;
     context->fd = -1;
-    auto* const address = strdup(path.c_str());
-    auto* const timeout = static_cast<timeval*>(std::malloc(sizeof(timeval)));
-    if (address == nullptr || timeout == nullptr) {
-        std::free(address);
-        std::free(timeout);
+    timeval*& timeout = connectTimeout(context);
+    if (timeout == nullptr) // since version 1 the client library has made it already
+        timeout = static_cast<timeval*>(std::malloc(sizeof(timeval)));
+    if (timeout == nullptr)
         return;
-    }
     *timeout = CONNECT_TIMEOUT;
+    auto* const address = strdup(path.c_str());
+    if (address == nullptr)
+        return;
     context->connection_type = REDIS_CONN_UNIX;
     context->unix_sock.path = address;
-    connectTimeout(context) = timeout;
 }
 
 // The client library creates its sockets without FD_CLOEXEC.

@@ -31,6 +31,14 @@ bool isReceiveTimeout(const redisContext* context, int receiveErrno) {
     return context->err == REDIS_ERR_IO && receiveErrno == EAGAIN;
 }
 
+// Since version 1 the client library would set it for the next connection, too, where a subscription has no time limit.
+void forgetReceiveTimeout([[maybe_unused]] redisContext* context) {
+#if HIREDIS_MAJOR >= 1
+    if (context->command_timeout != nullptr)
+        *context->command_timeout = {};
+#endif
+}
+
 // Receives one message. Returns false when the connection is lost, and closes it. After a timeout returns true without
 // a message.
 bool receive(redisContext* context, ReplyPtr* message) {
@@ -48,6 +56,7 @@ bool receive(redisContext* context, ReplyPtr* message) {
     // The context must forget the number: by the time of the reconnection it may belong to another file.
     close(context->fd);
     context->fd = -1;
+    forgetReceiveTimeout(context);
     return false;
 }
 

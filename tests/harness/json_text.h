@@ -2,7 +2,9 @@
 
 #include <json/reader.h>
 #include <json/value.h>
+#include <json/version.h>
 
+#include <cstddef>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -19,7 +21,13 @@ inline Json::Value parsed(const std::string& text) {
     return value;
 }
 
-/// Returns the text of `levels` nested arrays; the reader accepts 1000 levels and throws for one more.
+/// What depends on the version of the JSON reader, as docs/definition-file.md lists it.
+constexpr bool READS_ANY_SIZE_OF_NUMBERS = JSONCPP_VERSION_HEXA >= 0x01090600;
+constexpr bool REFUSES_CONTROL_CHARACTERS = JSONCPP_VERSION_HEXA >= 0x01090700;
+constexpr bool READS_FRACTIONS_BY_THE_LOCALE = JSONCPP_VERSION_HEXA < 0x01090700;
+constexpr std::size_t NESTING_LIMIT = JSONCPP_VERSION_HEXA >= 0x01090700 ? 256 : 1000;
+
+/// Returns the text of `levels` nested arrays; the reader accepts NESTING_LIMIT levels and throws for one more.
 inline std::string nestedArrays(std::size_t levels) {
     return std::string(levels, '[') + std::string(levels, ']');
 }

@@ -234,12 +234,12 @@ int lateEverywhere() {
     return count;
 }
 
-// No reply begins with such a byte.
+// No reply begins with such a byte, in either version of the protocol.
 std::string noise(std::mt19937& random) {
     std::string bytes(1 + random() % 200, '\0');
     for (char& byte : bytes)
         byte = static_cast<char>(random());
-    while (std::string("+-:$*").find(bytes[0]) != std::string::npos)
+    while (std::string("+-:$*_,#~%>(=|!").find(bytes[0]) != std::string::npos)
         bytes[0] = static_cast<char>(random());
     return bytes;
 }

@@ -49,6 +49,37 @@ extern "C" __attribute__((visibility("default"))) int nanosleep(const timespec* 
 
 namespace {
 
+// The next reception on this descriptor fails as if the system had ended the wait.
+std::atomic<int>& timedOutDescriptor() {
+    static std::atomic<int> descriptor{-1};
+    return descriptor;
+}
+
+bool timesOut(int descriptor) {
+    if (descriptor < 0 || !timedOutDescriptor().compare_exchange_strong(descriptor, -1))
+        return false;
+    errno = ETIMEDOUT;
+    return true;
+}
+
+} // namespace
+
+// The function with which the client library receives. Version 1 has an error of its own for such a wait.
+#ifdef REDIS_ERR_TIMEOUT
+extern "C" __attribute__((visibility("default"))) ssize_t recv(int descriptor, void* bytes, std::size_t size,
+                                                               int flags) {
+    static auto* const real = reinterpret_cast<decltype(&recv)>(dlsym(RTLD_NEXT, "recv"));
+    return timesOut(descriptor) ? -1 : real(descriptor, bytes, size, flags);
+}
+#else
+extern "C" __attribute__((visibility("default"))) ssize_t read(int descriptor, void* bytes, std::size_t size) {
+    static auto* const real = reinterpret_cast<decltype(&read)>(dlsym(RTLD_NEXT, "read"));
+    return timesOut(descriptor) ? -1 : real(descriptor, bytes, size);
+}
+#endif
+
+namespace {
+
 using namespace Kelvra::SCADA;
 using namespace Kelvra::SCADA::Test;
 using namespace std::chrono_literals;
@@ -280,6 +311,42 @@ TEST_F(Subscriber, keepsHalfAMessageThroughTheTimeout) {
     EXPECT_EQ(watch.stop(), 0);
     EXPECT_THAT(watch.messages(), ElementsAre(notificationText("k", "set")));
     EXPECT_EQ(peer.connections(), 1U);
+}
+
+// The client library of version 1 tells it from other errors, and the connection stays; before, the connection is lost.
+TEST_F(Subscriber, goesOnAfterATimeoutOfTheSystem) {
+#ifdef REDIS_ERR_TIMEOUT
+    const std::size_t connections = 1;
+#else
+    const std::size_t connections = 2;
+#endif
+    ScriptedRedis peer(answers({welcome()}));
+    Watch watch(peer.socket());
+    std::size_t calls = 0;
+    watch.onMessage = [&] { timedOutDescriptor() = ++calls == 1 ? watch.subscriber.descriptor() : -1; };
+    watch.start();
+    ASSERT_TRUE(peer.waitForCommands(3));
+    peer.send(notification("k", "set"));
+    ASSERT_TRUE(watch.waitFor(std::size_t{1}));
+    ASSERT_TRUE(peer.waitForCommands(3 * connections));
+    peer.send(notification("l", "set"));
+    EXPECT_TRUE(watch.waitFor(std::size_t{2}));
+    EXPECT_EQ(timedOutDescriptor(), -1) << "a reception has failed";
+    EXPECT_EQ(watch.stop(), 0);
+    EXPECT_EQ(peer.connections(), connections);
+    EXPECT_THAT(watch.messages(), ElementsAre(notificationText("k", "set"), notificationText("l", "set")));
+}
+
+// The time limit of reception is not one of the subscription, on whichever connection.
+TEST_F(Subscriber, waitsForASlowServerOnALaterConnectionToo) {
+    ScriptedRedis peer(answers({welcome(), {{OK, false, 0, 1500ms}, {OK}, {confirmation()}}}));
+    Watch watch(peer.socket());
+    watch.start();
+    ASSERT_TRUE(peer.waitForCommands(3));
+    peer.drop();
+    EXPECT_TRUE(peer.waitForCommands(6));
+    EXPECT_EQ(watch.stop(), 0);
+    EXPECT_EQ(peer.connections(), 2U);
 }
 
 TEST_F(Subscriber, stopBeforeTheLoopContactsNobody) {

@@ -352,7 +352,7 @@ TEST_F(Deployment, otherFamilyIsRefusedBeforeAnythingIsStaged) {
 
 TEST_F(Deployment, definitionNestedBeyondTheReadersLimitThrowsAndEmptiesStaging) {
     addDefinition(places.source, M1);
-    StorageBuilder(places.source).definition(M2, nestedArrays(1001));
+    StorageBuilder(places.source).definition(M2, nestedArrays(NESTING_LIMIT + 1));
     const Snapshot custom = snapshot(places.custom);
     EXPECT_THROW(deploy(), Json::RuntimeError);
     EXPECT_EQ(error, UNTOUCHED);
@@ -915,7 +915,7 @@ TEST_F(Deployment, removalTextsAreTheStorages) {
 }
 
 TEST_F(Deployment, definitionNestedBeyondTheReadersLimitCannotBeRemoved) {
-    StorageBuilder(places.custom).definition(M1, nestedArrays(1001));
+    StorageBuilder(places.custom).definition(M1, nestedArrays(NESTING_LIMIT + 1));
     const Snapshot before = snapshot(places.custom);
     EXPECT_THROW(DefinitionsDeployment().deleteOne(M1, &error), Json::RuntimeError);
     EXPECT_EQ(snapshot(places.custom), before);

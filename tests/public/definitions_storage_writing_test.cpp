@@ -317,7 +317,7 @@ TEST_F(StorageWriting, nullDocumentWithDecoderBecomesAnObject) {
 
 TEST_F(StorageWriting, documentNestedBeyondTheReadersLimitIsWrittenAndThrown) {
     Json::Value document = Json::objectValue;
-    for (int i = 0; i < 1001; ++i) {
+    for (std::size_t i = 0; i <= NESTING_LIMIT; ++i) {
         Json::Value outer;
         outer["properties"].swap(document);
         document.swap(outer);
@@ -855,7 +855,7 @@ TEST_F(StorageWriting, removalTextsAreCut) {
 }
 
 TEST_F(StorageWriting, definitionNestedBeyondTheReadersLimitCannotBeRemoved) {
-    addDocument(dir, nestedArrays(1001));
+    addDocument(dir, nestedArrays(NESTING_LIMIT + 1));
     const auto before = snapshot(storage);
     EXPECT_THROW(DefinitionsStorage{storage}.deleteOne(NAME, &error), Json::Exception);
     EXPECT_EQ(error, UNTOUCHED);

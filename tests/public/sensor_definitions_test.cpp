@@ -747,7 +747,7 @@ TEST_F(SensorDefinitionsTest, runsNoProgram) {
 
 TEST_F(SensorDefinitionsTest, nestingBeyondTheLimitThrowsAndLeavesTheRegistryUsable) {
     addCustom("lora/demo/good", PLAIN);
-    addCustom(NAME, R"({"properties": {"p": )" + nestedArrays(1000) + "}}");
+    addCustom(NAME, R"({"properties": {"p": )" + nestedArrays(NESTING_LIMIT) + "}}");
     addDefault(NAME, PLAIN);
     Registry registry(STORAGE_BOTH);
     const Info* const good = registry.getDefinitionInfo("lora/demo/good", nullptr);

@@ -103,6 +103,8 @@ const char* const PARSE_FAILED = "[MAP] Failed to parse the managed sensors list
 
 const std::string NUL(1, '\0');
 
+const std::string NUL_IN_THE_IDENTIFIER = R"([{"id": "A)" + NUL + R"(b", "src": "s", "sensor": "d"}])";
+
 const std::vector<List> LISTS = {
     {"emptyFile",
      "",
@@ -186,11 +188,18 @@ const std::vector<List> LISTS = {
      true,
      {{Trace, "[MAP] Registered managed sensor: [Net@abc] -> [Net/demo/th1]"}},
      {{"Net@abc", "Net/demo/th1"}}},
-    {"nulInTheIdentifier",
-     R"([{"id": "A)" + NUL + R"(b", "src": "s", "sensor": "d"}])",
-     true,
-     {{Trace, "[MAP] Registered managed sensor: [s@a] -> [s/d]"}},
-     {{"s@a" + NUL + "b", "s/d"}}},
+    REFUSES_CONTROL_CHARACTERS
+        ? List{"nulInTheIdentifier",
+               NUL_IN_THE_IDENTIFIER,
+               false,
+               {{Error, PARSE_FAILED + std::string("* Line 1, Column 9\n  Control character in string\n"
+                                                   "See Line 1, Column 11 for detail.\n")}},
+               {}}
+        : List{"nulInTheIdentifier",
+               NUL_IN_THE_IDENTIFIER,
+               true,
+               {{Trace, "[MAP] Registered managed sensor: [s@a] -> [s/d]"}},
+               {{"s@a" + NUL + "b", "s/d"}}},
     {"formatCharacters",
      R"([{"id": "%s", "src": "%n", "sensor": "%d"}])",
      true,
@@ -320,7 +329,7 @@ TEST_F(SensorMapTest, longEntryTextIsCutInTheLog) {
 TEST_F(SensorMapTest, nestingBeyondTheLimitThrowsAndKeepsTheMap) {
     SensorMap map;
     loadOneSensor(map);
-    writeList(nestedArrays(1001));
+    writeList(nestedArrays(NESTING_LIMIT + 1));
     EXPECT_THROW(map.Load(), Json::Exception);
     EXPECT_THAT(logs(), IsEmpty());
     EXPECT_TRUE(map.isSensorPresent("Net", "abc"));
@@ -330,7 +339,7 @@ TEST_F(SensorMapTest, nestingBeyondTheLimitThrowsAndKeepsTheMap) {
 }
 
 TEST_F(SensorMapTest, nestingUpToTheLimitIsAFaultyElementLikeAnother) {
-    writeList(nestedArrays(1000));
+    writeList(nestedArrays(NESTING_LIMIT));
     SensorMap map;
     EXPECT_TRUE(map.Load());
     expectLogged({{Warning, BAD_ELEMENT + std::string("Corresponding json section is not an object.")}});
@@ -486,7 +495,8 @@ TEST_F(SensorMapTest, brokenCustomDefinitionIsNotReplacedByTheDefaultOne) {
 }
 
 TEST_F(SensorMapTest, nestingInTheDefinitionThrowsAndLeavesTheMapUsable) {
-    StorageBuilder(root / "custom").definition("Net/demo/th1", R"({"properties": )" + nestedArrays(1000) + "}");
+    StorageBuilder(root / "custom")
+        .definition("Net/demo/th1", R"({"properties": )" + nestedArrays(NESTING_LIMIT) + "}");
     SensorMap map;
     loadOneSensor(map);
     EXPECT_THROW(map.getMeasurement("Net", "abc", "t", nullptr), Json::Exception);
