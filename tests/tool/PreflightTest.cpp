@@ -215,7 +215,7 @@ std::vector<Plant> ofTheSource() {
     return {
         {"definition_unreadable", mode("source/lora/demo/th1.json", 0), {"definition/unreadable"}},
         {"syntax_error", document("{\n  \"decoder\": 1\n  \"properties\": {}\n}"), {"definition/syntax"}},
-        {"too_deep", document(nestedArrays(1001)), {"definition/too-deep"}},
+        {"too_deep", document(nestedArrays(NESTING_LIMIT + 1)), {"definition/too-deep"}},
         {"no_object", document("[]"), {"definition/not-an-object"}},
         {"decoder_climbs", document(R"({"decoder": "../th1.js", "properties": {}})"), {"definition/bad-decoder-path"}},
         {"decoder_missing", document(R"({"decoder": "none.js", "properties": {}})"), {"definition/decoder-missing"}},

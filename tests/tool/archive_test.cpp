@@ -324,6 +324,9 @@ struct BadRow : NamedRow {
 };
 
 constexpr const char* DAMAGED = "it is damaged or incomplete";
+// What the tool finds, or the library of archives since the version that finds it itself.
+constexpr const char* TAR_CUT = ARCHIVE_VERSION_NUMBER >= 3008000 ? "Truncated input file" : DAMAGED;
+constexpr const char* ZIP_CUT = ARCHIVE_VERSION_NUMBER >= 3007000 ? "ZIP bad CRC" : "Truncated ZIP";
 const Format TAR_GZIP = {"tar_gzip", archive_write_set_format_pax_restricted, true, true};
 
 class BadArchive : public ArchiveTest, public ::testing::WithParamInterface<BadRow> {};
@@ -345,7 +348,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         BadRow{"empty", TAR, [](std::string) { return std::string(); }, "Unrecognized archive format"},
         BadRow{"no_archive", TAR, [](std::string) { return std::string("{}"); }, "Unrecognized archive format"},
-        BadRow{"cut_in_a_file", TAR, [](std::string content) { return content.substr(0, 600); }, DAMAGED},
+        BadRow{"cut_in_a_file", TAR, [](std::string content) { return content.substr(0, 600); }, TAR_CUT},
         BadRow{"cut_between_two_files", TAR,
                [](std::string content) { return content.substr(0, content.find("lora/demo/th1.js")); }, DAMAGED},
         BadRow{"zeros_between_two_files", TAR,
@@ -365,7 +368,7 @@ INSTANTIATE_TEST_SUITE_P(
         BadRow{"gzip_with_bytes_behind_it", TAR_GZIP, [](std::string content) { return content + "x"; }, DAMAGED},
         BadRow{"zip_with_another_checksum", ZIP_WRONG, [](std::string content) { return content; }, "bad CRC"},
         BadRow{"zip_cut_in_its_directory", ZIP,
-               [](std::string content) { return content.substr(0, content.find("PK\1\2") + 4); }, "Truncated ZIP"},
+               [](std::string content) { return content.substr(0, content.find("PK\1\2") + 4); }, ZIP_CUT},
         BadRow{"zip_with_more_than_its_directory_tells", ZIP,
                [](std::string content) {
                    content[content.rfind("PK\5\6") + 10] = 1;

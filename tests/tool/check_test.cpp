@@ -88,7 +88,7 @@ const std::vector<PlantRow> FAULTY_FILES = {
      {"$C/lora/syn/array.json:2:2: error: Invalid syntax of the sensor definition [lora/syn/array]. "
       "[definition/not-an-object]"}},
     {"nested_too_deep",
-     file("lora/syn/deep.json", nestedArrays(1001)),
+     file("lora/syn/deep.json", nestedArrays(NESTING_LIMIT + 1)),
      {"$C/lora/syn/deep.json: error: Exceeded stackLimit in readValue(). [definition/too-deep]"}},
     {"no_properties",
      file("lora/rule/none.json", "{}"),
@@ -278,7 +278,7 @@ protected:
     // The definitions that the rows of elements() name.
     void plantDefinitions() {
         custom.definition("lora/demo/broken", R"({"properties": {}, "decoder": "../x"})");
-        custom.definition("lora/demo/deep", nestedArrays(1001));
+        custom.definition("lora/demo/deep", nestedArrays(NESTING_LIMIT + 1));
         custom.definition("lora/demo/bare", GOOD);
     }
 };
@@ -408,7 +408,7 @@ INSTANTIATE_TEST_SUITE_P(
                     "used for it. "
                     "[list/duplicate]\n"
                     "2 faults in 1 definition and 2 list elements\n"},
-        ListFileRow{"nested_too_deep", nestedArrays(1001),
+        ListFileRow{"nested_too_deep", nestedArrays(NESTING_LIMIT + 1),
                     "$T/list.json: error: Failed to parse the managed sensors list [$T/list.json]: Exceeded stackLimit "
                     "in readValue(). [list/too-deep]\n"
                     "1 fault in 1 definition and 0 list elements\n"}),

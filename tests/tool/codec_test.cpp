@@ -232,7 +232,8 @@ TEST_F(Walls, leaveNoFileToWrite) {
 }
 
 TEST_F(Walls, giveNoNewPrivileges) {
-    EXPECT_THAT(printedBy("grep NoNewPrivs /proc/self/status"), HasSubstr("1;"));
+    EXPECT_THAT(printedBy("while read -r name value; do echo $name $value; done < /proc/$$/status"),
+                HasSubstr(";NoNewPrivs: 1;"));
 }
 
 TEST_F(Walls, takeTheRightsOfRoot) {

@@ -3,6 +3,7 @@
 #include "ScriptedRedis.h"
 #include "ToolTest.h"
 #include "json_text.h"
+#include "option_texts.h"
 #include "row_name.h"
 
 #include <string>
@@ -265,7 +266,7 @@ TEST_F(Db, databaseNumberCounts) {
 struct FailureRow : NamedRow {
     Words arguments;
     int status;
-    const char* message;
+    std::string message;
 };
 
 class DbFailure : public Db, public ::testing::WithParamInterface<FailureRow> {
@@ -277,7 +278,7 @@ TEST_P(DbFailure, isTold) {
     const ToolRun result = db(GetParam().arguments);
     EXPECT_EQ(result.status, GetParam().status);
     EXPECT_EQ(result.out, "");
-    EXPECT_EQ(replaced(result.err, server.socket(), "$S"), std::string("scada-sensors: ") + GetParam().message + "\n");
+    EXPECT_EQ(replaced(result.err, server.socket(), "$S"), "scada-sensors: " + GetParam().message + "\n");
 }
 
 constexpr const char* REFUSED = "The server refused the command for key [text].";
@@ -304,7 +305,7 @@ using Answers = std::vector<std::vector<ScriptedRedis::Answer>>;
 struct AnswersRow : NamedRow {
     Answers answers;
     int status;
-    const char* message;
+    std::string message;
     std::size_t commands; ///< received by the peer, including the selections of the database
 };
 
@@ -321,7 +322,7 @@ TEST_P(DbGetFromAPeer, saysWhatItKnows) {
     const ToolRun result = run({"--socket", peer.socket(), "db", "get", "k", "f", "--as", "int32"});
     EXPECT_EQ(result.status, GetParam().status);
     EXPECT_EQ(result.out, "");
-    EXPECT_EQ(replaced(result.err, peer.socket(), "$S"), std::string("scada-sensors: ") + GetParam().message + "\n");
+    EXPECT_EQ(replaced(result.err, peer.socket(), "$S"), "scada-sensors: " + GetParam().message + "\n");
     EXPECT_TRUE(peer.waitForCommands(GetParam().commands));
 }
 
@@ -392,7 +393,7 @@ INSTANTIATE_TEST_SUITE_P(Tool, NoServer,
 
 struct UsageRow : NamedRow {
     Words arguments;
-    const char* message;
+    std::string message;
 };
 
 class DbUsage : public ToolTest, public ::testing::WithParamInterface<UsageRow> {};
@@ -401,7 +402,7 @@ TEST_P(DbUsage, isToldOnStderr) {
     const ToolRun result = runTool(GetParam().arguments);
     EXPECT_EQ(result.status, 2);
     EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err, std::string("scada-sensors: ") + GetParam().message + "\nscada-sensors: try --help\n");
+    EXPECT_EQ(result.err, "scada-sensors: " + GetParam().message + "\nscada-sensors: try --help\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -414,9 +415,9 @@ INSTANTIATE_TEST_SUITE_P(
             "unknown_type", {"db", "get", "k", "f", "--as", "double"}, "--as: double not in {float,bool,int32,uint32}"},
         UsageRow{"negative_seconds", {"db", "pop", "k", "--timeout", "-1"}, "Could not convert: --timeout = -1"},
         UsageRow{"seconds_are_a_word", {"db", "expire", "k", "x"}, "Could not convert: SECONDS = x"},
-        UsageRow{"no_wait", {"db", "get", "k", "f", "--wait", "0"}, "--wait: Value 0 not in range 1 to 3600"},
-        UsageRow{"watch_for_no_change", {"watch", "--count", "0"}, "--count: Value 0 not in range 1 to 4294967295"},
-        UsageRow{"watch_for_no_time", {"watch", "--timeout", "0"}, "--timeout: Value 0 not in range 1 to 4294967295"}),
+        UsageRow{"no_wait", {"db", "get", "k", "f", "--wait", "0"}, "--wait: " + notInRange(1, 3600, "0")},
+        UsageRow{"watch_for_no_change", {"watch", "--count", "0"}, "--count: " + notInRange(1, 4294967295, "0")},
+        UsageRow{"watch_for_no_time", {"watch", "--timeout", "0"}, "--timeout: " + notInRange(1, 4294967295, "0")}),
     rowName);
 
 } // namespace

@@ -185,7 +185,7 @@ TEST_F(Install, removesWhatAKilledOneHasLeftInStaging) {
 
 TEST_F(Install, refusesWhatTheLibraryWouldThrowAbout) {
     addDefinition(source, "lora/demo/a");
-    source.definition("lora/demo/deep", nestedArrays(1001));
+    source.definition("lora/demo/deep", nestedArrays(NESTING_LIMIT + 1));
     addDefinition(custom, "lora/demo/th1");
     expectRefusal({}, 1,
                   "$T/source/lora/demo/deep.json: error: Exceeded stackLimit in readValue(). [definition/too-deep]\n");

@@ -97,7 +97,7 @@ TEST_F(ToolTest, listAsJson) {
 }
 
 TEST_F(ToolTest, listGoesOnAfterADefinitionNestedTooDeep) {
-    custom.definition("lora/demo/a", nestedArrays(1001));
+    custom.definition("lora/demo/a", nestedArrays(NESTING_LIMIT + 1));
     addDefinition(custom, "lora/demo/b");
     const ToolRun result = run({"list", "--json"});
     EXPECT_EQ(result.status, 1);

@@ -157,7 +157,7 @@ INSTANTIATE_TEST_SUITE_P(
     rowName);
 
 TEST_F(ToolTest, removeTakesADefinitionThatIsNestedTooDeeply) {
-    custom.definition("lora/demo/deep", nestedArrays(1001)).decoder("lora/demo/deep", "deep-decoder");
+    custom.definition("lora/demo/deep", nestedArrays(NESTING_LIMIT + 1)).decoder("lora/demo/deep", "deep-decoder");
     addDefinition(custom, "lora/demo/a");
     addDefinition(custom, "lora/demo/z");
     const ToolRun result = run({"remove", "lora/demo/a", "lora/demo/deep", "lora/demo/z"});

@@ -13,7 +13,7 @@ protected:
         addDefinition(custom, "lora/demo/th1", "Cellar");
         addDefinition(standard, "lora/demo/z");
         custom.definition("lora/demo/z", R"({"properties": {}, "decoder": "nosuch"})");
-        custom.definition("lora/demo/deep", nestedArrays(1001));
+        custom.definition("lora/demo/deep", nestedArrays(NESTING_LIMIT + 1));
         writeList({"7", GOOD_SENSOR, R"({"id": "aa", "src": "lora", "sensor": "demo/z"})",
                    R"({"id": "z", "src": "lora", "sensor": "demo/z"})",
                    R"({"id": "deep", "src": "lora", "sensor": "demo/deep"})",

@@ -224,7 +224,7 @@ const std::vector<Plant>& plantsOfLists() {
     static const std::vector<Plant> ROWS = {
         {"list_missing", nothing, {"list/unreadable"}, {"--map", "$T/none"}},
         {"list_with_syntax_error", listWith("1 2"), {"list/syntax"}},
-        {"list_nested_too_deep", listWith(nestedArrays(1001)), {"list/too-deep"}},
+        {"list_nested_too_deep", listWith(nestedArrays(NESTING_LIMIT + 1)), {"list/too-deep"}},
         {"list_is_no_array",
          [](const std::string& dir) { writeFile(dir + "/list.json", "{}"); },
          {"list/not-an-array"}},
@@ -298,7 +298,7 @@ struct FailureRow : NamedRow {
 class FailureRule : public ToolTest, public ::testing::WithParamInterface<FailureRow> {
 protected:
     FailureRule() {
-        custom.definition("lora/demo/deep", nestedArrays(1001));
+        custom.definition("lora/demo/deep", nestedArrays(NESTING_LIMIT + 1));
         custom.definition("lora/demo/two", R"({"decoder": "none.js"})");
         writeFile(temp / "broken.json", "[1 2]");
         writeList({R"({"id": "a", "src": "lora", "sensor": "demo/two"})",

@@ -45,7 +45,7 @@ TEST_F(ToolTest, sensorsAsJson) {
 }
 
 TEST_F(ToolTest, sensorsGoOnAfterADefinitionNestedTooDeep) {
-    custom.definition("lora/demo/deep", nestedArrays(1001));
+    custom.definition("lora/demo/deep", nestedArrays(NESTING_LIMIT + 1));
     addDefinition(standard, "lora/demo/th1");
     writeList({R"({"id": "1", "src": "lora", "sensor": "demo/deep"})", GOOD_SENSOR});
     const ToolRun result = run({"sensors"});
@@ -96,7 +96,8 @@ INSTANTIATE_TEST_SUITE_P(Tool, UselessList,
                                            UselessRow{"an_object", "{}", ":1:1", "list/not-an-array",
                                                       "Failed to parse the managed sensors list [$T/list.json]: "
                                                       "json is not an array object"},
-                                           UselessRow{"nested_too_deep", nestedArrays(1001), "", "list/too-deep",
+                                           UselessRow{"nested_too_deep", nestedArrays(NESTING_LIMIT + 1), "",
+                                                      "list/too-deep",
                                                       "Failed to parse the managed sensors list [$T/list.json]: "
                                                       "Exceeded stackLimit in readValue()."}),
                          rowName);

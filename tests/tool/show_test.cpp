@@ -14,7 +14,7 @@ protected:
         custom.definition("lora/demo/th1", R"(// comment
             {"properties": {"temperature": {"unit": "\u00b0C\u009b"}, "word": "x"}})");
         custom.definition("lora/demo/z", "{");
-        custom.definition("lora/demo/deep", nestedArrays(1001));
+        custom.definition("lora/demo/deep", nestedArrays(NESTING_LIMIT + 1));
     }
 };
 

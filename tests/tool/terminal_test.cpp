@@ -28,17 +28,26 @@ std::string hostile() {
     return text + "n";
 }
 
+// The same inside a string of a JSON document, where newer readers refuse control characters.
+std::string hostileInJson() {
+    return replaced(replaced(hostile(), "\x1b", "\\u001b"), "\r", "\\r");
+}
+
 class Hostile : public ToolTest, public ::testing::WithParamInterface<RunRow> {
 protected:
     Hostile() : source(temp / "source") {
         addDefinition(standard, "lora/demo/" + hostile());
-        addDefinition(custom, "lora/demo/" + hostile(), hostile());
-        custom.definition("lora/broken/" + hostile(), "{\"decoder\": \"../" + hostile() + "\"}");
+        addDefinition(custom, "lora/demo/" + hostile());
+        custom.definition("lora/demo/" + hostile(), "{\"decoder\": \"" + hostileInJson() +
+                                                        ".js\", \"properties\": {\"temperature\": {\"name\": \"" +
+                                                        hostileInJson() + "\"}}}");
+        custom.definition("lora/broken/" + hostile(), "{\"decoder\": \"../" + hostileInJson() + "\"}");
         writeFile(temp / ("custom/" + hostile()), "");
         addDefinition(source, "lora/demo/new" + hostile());
         addDefinition(source, "lora/demo/" + hostile());
-        writeList({R"({"id": "aa)" + hostile() + R"(", "src": "lora", "sensor": "demo/)" + hostile() + "\"}",
-                   R"({"id": "x@)" + hostile() + R"(", "src": "lora", "sensor": "demo/th1"})"});
+        writeList(
+            {R"({"id": "aa)" + hostileInJson() + R"(", "src": "lora", "sensor": "demo/)" + hostileInJson() + "\"}",
+             R"({"id": "x@)" + hostileInJson() + R"(", "src": "lora", "sensor": "demo/th1"})"});
     }
 
     StorageBuilder source;

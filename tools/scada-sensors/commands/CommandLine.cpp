@@ -7,6 +7,7 @@
 
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
+#include <CLI/Version.hpp>
 
 #include <algorithm>
 #include <exception>
@@ -76,6 +77,10 @@ CommandLine::CommandLine() : app("Sensor definitions and managed sensors of this
     declareOptions(app, &style);
     app.set_version_flag("--version", "scada-sensors " SCADA_VERSION);
     app.footer(commandHelp);
+#if CLI11_VERSION_MAJOR > 2 || CLI11_VERSION_MINOR >= 6
+    // Otherwise the library makes one paragraph of each list.
+    app.get_formatter()->enable_footer_formatting(false);
+#endif
     app.require_subcommand(1);
     for (const Command& command : commands()) {
         CLI::App* declared = app.add_subcommand(command.name, command.summary)->group("");
