@@ -39,6 +39,12 @@ std::atomic<int>& pendingQuestions() {
     return count;
 }
 
+// The number of times that a wait for a signal is interrupted before it starts.
+std::atomic<int>& interruptions() {
+    static std::atomic<int> count{0};
+    return count;
+}
+
 } // namespace
 
 // Replaces the client library's own function.
@@ -55,6 +61,17 @@ extern "C" __attribute__((visibility("default"))) int sigpending(sigset_t* set) 
     static auto* const real = reinterpret_cast<decltype(&sigpending)>(dlsym(RTLD_NEXT, "sigpending"));
     ++pendingQuestions();
     return real(set);
+}
+
+// Replaces the system's own function.
+extern "C" __attribute__((visibility("default"))) int sigtimedwait(const sigset_t* set, siginfo_t* info,
+                                                                   const timespec* timeout) {
+    static auto* const real = reinterpret_cast<decltype(&sigtimedwait)>(dlsym(RTLD_NEXT, "sigtimedwait"));
+    if (interruptions() == 0)
+        return real(set, info, timeout);
+    --interruptions();
+    errno = EINTR;
+    return -1;
 }
 
 namespace {
@@ -555,6 +572,40 @@ TEST_F(DatabaseDescriptors, failedConnectionsLeaveNoneOpen) {
     for (int i = 0; i < 1000; ++i)
         ASSERT_EQ(db.hset("k", "f", "v"), 3);
     EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_F(DatabaseSignals, interruptedDrainIsRepeated) {
+    EXPECT_EQ(runChild([] {
+                  setDisposition(countSignal);
+                  Broken broken;
+                  interruptions() = 3;
+                  return holds(broken.db.hset("k", "f", "v") == 0, "a command after the restart") &&
+                         holds(interruptions() == 0, "the drain was interrupted") &&
+                         holds(signalsSeen == 0, "the handler has not run") &&
+                         holds(!isPending(), "nothing is pending");
+              }),
+              0);
+}
+
+const timeval* connectTimeout(const redisContext* context) {
+#if HIREDIS_MAJOR >= 1
+    return context->connect_timeout;
+#else
+    return context->timeout;
+#endif
+}
+
+TEST_F(DatabaseDescriptors, firstConnectionWithoutAnyKeepsTheTimeLimit) {
+    Opened<Database> db;
+    db.setup(dir / "none", 2);
+    {
+        const DescriptorLimit none(0);
+        ASSERT_EQ(db.ensureConnected(), 3);
+    }
+    const timeval* const limit = connectTimeout(db.context);
+    ASSERT_NE(limit, nullptr);
+    EXPECT_EQ(limit->tv_sec, 0);
+    EXPECT_EQ(limit->tv_usec, 500000);
 }
 
 } // namespace
