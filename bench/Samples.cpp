@@ -52,8 +52,8 @@ void Samples::addStorage(const std::string& dir, int count, int first) const {
 void Samples::addList(const std::string& file, int count, int definitions) const {
     std::ostringstream text;
     for (int i = 0; i < count; ++i)
-        text << (i == 0 ? "[\n" : ",\n") << "    { \"id\": \"" << sensorId(i) << "\", \"src\": \"lora\", \"sensor\": \""
-             << definitionName(i % definitions).substr(sizeof "lora") << "\", \"status\": \"active\" }";
+        text << (i == 0 ? "[\n" : ",\n") << R"(    { "id": ")" << sensorId(i) << R"(", "src": "lora", "sensor": ")"
+             << definitionName(i % definitions).substr(sizeof "lora") << R"(", "status": "active" })";
     text << "\n]\n";
     writeText(*this / file, text.str());
 }

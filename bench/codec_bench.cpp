@@ -98,6 +98,7 @@ void measure() {
                                     {"resolve", Bench::sensorId(0), "battery"}, TURNS_OF_ONE);
     std::printf("decode: %.1f ms, resolve %.1f ms\n", one.first * 1e3, one.second * 1e3);
     std::vector<double> streams;
+    streams.reserve(TURNS);
     for (int turn = 0; turn < TURNS; ++turn)
         streams.push_back(
             secondsOfTool(samples, {"decode", Bench::sensorId(0), "--port", "1", "-"}, samples / "uplinks"));

@@ -156,7 +156,8 @@ int main(int argc, char** argv) {
         samples().addStorage("source" + std::to_string(count), count);
     Env::inst().conf().setDfnStagingDir(stagingDir());
     Env::inst().conf().setDfnCustomDir(customDir());
-    return Bench::runWithRatios(argc, argv,
-                                {{"install-2000-to-100-per-definition", "install/2000", "install/100", 1.3, MANY / FEW},
-                                 {"install-500-to-bare", "install/500", "bareCommandsAndDocuments", 1.3}});
+    return Bench::runWithRatios(
+        argc, argv,
+        {{"install-2000-to-100-per-definition", "install/2000", "install/100", 1.3, double{MANY} / FEW},
+         {"install-500-to-bare", "install/500", "bareCommandsAndDocuments", 1.3}});
 }

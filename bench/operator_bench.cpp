@@ -104,16 +104,42 @@ void addDecoder(const Bench::Samples& samples) {
         throw std::runtime_error("cannot write " + file);
 }
 
-void measure() {
-    const Test::RedisServer server;
-    fill(server.socket());
-    const Bench::Samples samples;
-    samples.addStorage("default", DEFINITIONS);
-    samples.addList("many.json", SENSORS_OF_DOCTOR, DEFINITIONS);
-    samples.addList("list.json", SENSORS_OF_READ, DEFINITIONS);
-    const std::string last = Bench::sensorId(SENSORS_OF_READ - 1);
-    addDecoder(samples);
-    const auto secondsOfTool = [&](const std::string& list, const Words& words, const char* runner = "") {
+class OperatorBench {
+public:
+    OperatorBench() {
+        fill(server.socket());
+        samples.addStorage("default", DEFINITIONS);
+        samples.addList("many.json", SENSORS_OF_DOCTOR, DEFINITIONS);
+        samples.addList("list.json", SENSORS_OF_READ, DEFINITIONS);
+        addDecoder(samples);
+    }
+
+    void measureDoctor(const std::string& name, const char* runner) const {
+        const std::string last = Bench::sensorId(SENSORS_OF_READ - 1);
+        const Bench::Pair times(
+            [&] {
+                return secondsOfTool("many.json", {"doctor", "lora", last}, runner);
+            },
+            [&] {
+                return secondsOfTool("many.json", {"resolve", "lora", last}, runner);
+            },
+            TURNS);
+        std::printf("%s: %.1f ms, resolve %.1f ms\n", name.c_str(), times.first * 1e3, times.second * 1e3);
+        Bench::printRatio((name + "-to-resolve").c_str(), times.first / times.second, 2);
+    }
+
+    void measureRead() const {
+        const Bench::Pair times(
+            [&] {
+                return secondsOfTool("list.json", {"read", "--all"}, "");
+            },
+            [&] { return secondsOfCommands(server.socket()); }, TURNS);
+        std::printf("read --all: %.1f ms, the commands alone %.1f ms\n", times.first * 1e3, times.second * 1e3);
+        Bench::printRatio("read-all-to-commands", times.first / times.second, 1.2);
+    }
+
+private:
+    double secondsOfTool(const std::string& list, const Words& words, const char* runner) const {
         Words line = {SCADA_TOOL,
                       "--default-dir",
                       samples / "default",
@@ -127,36 +153,19 @@ void measure() {
                       runner};
         line.insert(line.end(), words.begin(), words.end());
         return Bench::secondsOf(line);
-    };
-    const Bench::Pair one(
-        [&] {
-            return secondsOfTool("many.json", {"doctor", "lora", last});
-        },
-        [&] {
-            return secondsOfTool("many.json", {"resolve", "lora", last});
-        },
-        TURNS);
-    std::printf("doctor: %.1f ms, resolve %.1f ms\n", one.first * 1e3, one.second * 1e3);
+    }
+
+    Test::RedisServer server;
+    Bench::Samples samples;
+};
+
+void measure() {
+    const OperatorBench bench;
+    bench.measureDoctor("doctor", "");
 #ifdef SCADA_DUKTAPE_RUNNER
-    const Bench::Pair decoded(
-        [&] {
-            return secondsOfTool("many.json", {"doctor", "lora", last}, SCADA_DUKTAPE_RUNNER);
-        },
-        [&] {
-            return secondsOfTool("many.json", {"resolve", "lora", last}, SCADA_DUKTAPE_RUNNER);
-        },
-        TURNS);
-    std::printf("doctor with a runner: %.1f ms, resolve %.1f ms\n", decoded.first * 1e3, decoded.second * 1e3);
-    Bench::printRatio("doctor-with-runner-to-resolve", decoded.first / decoded.second, 2);
+    bench.measureDoctor("doctor-with-runner", SCADA_DUKTAPE_RUNNER);
 #endif
-    const Bench::Pair all(
-        [&] {
-            return secondsOfTool("list.json", {"read", "--all"});
-        },
-        [&] { return secondsOfCommands(server.socket()); }, TURNS);
-    std::printf("read --all: %.1f ms, the commands alone %.1f ms\n", all.first * 1e3, all.second * 1e3);
-    Bench::printRatio("doctor-to-resolve", one.first / one.second, 2);
-    Bench::printRatio("read-all-to-commands", all.first / all.second, 1.2);
+    bench.measureRead();
 }
 
 } // namespace

@@ -219,6 +219,7 @@ std::vector<Cost> measureInTurns(const std::vector<Words>& programs, int turns) 
         }
     }
     std::vector<Cost> results;
+    results.reserve(costs.size());
     for (const std::vector<Cost>& ofOne : costs)
         results.push_back(medians(ofOne));
     return results;

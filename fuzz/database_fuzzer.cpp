@@ -90,9 +90,9 @@ template <typename Function> Function* next(const char* symbol) {
 // These replace the client library's own.
 
 extern "C" __attribute__((visibility("default"))) redisContext* redisConnectUnixWithTimeout(const char* path,
-                                                                                            const timeval timeout) {
+                                                                                            const timeval tv) {
     static auto* const real = next<redisContext*(const char*, timeval)>("redisConnectUnixWithTimeout");
-    redisContext* const context = real(path, timeout);
+    redisContext* const context = real(path, tv);
     require(context != nullptr && context->err == 0, "a connection");
     peer().welcome();
     return context;
@@ -106,7 +106,7 @@ extern "C" __attribute__((visibility("default"))) int redisReconnect(redisContex
 }
 
 // A subscriber pauses before it tries again; here the pause is left out.
-extern "C" __attribute__((visibility("default"))) int nanosleep(const timespec*, timespec*) {
+extern "C" __attribute__((visibility("default"))) int nanosleep(const timespec* /*time*/, timespec* /*left*/) {
     return 0;
 }
 

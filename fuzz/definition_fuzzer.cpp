@@ -32,7 +32,7 @@ struct Storage {
     const std::string file = dir + "/" + NAME + ".json";
 };
 
-enum class Answer { Valid, Invalid, Exception };
+enum class Answer { VALID, INVALID, EXCEPTION };
 
 void checkValid(const DefinitionSpec& spec) {
     require(spec.json.isObject() && spec.json["properties"].isObject(), "a valid definition has properties");
@@ -53,18 +53,18 @@ Answer readSpec(const Storage& storage, DefinitionSpec* spec) {
     try {
         const bool valid = DefinitionsStorage{storage.dir}.getSpec(NAME, spec, &error);
         valid ? checkValid(*spec) : checkInvalid(*spec, error);
-        return valid ? Answer::Valid : Answer::Invalid;
+        return valid ? Answer::VALID : Answer::INVALID;
     } catch (const Json::Exception&) {
         require(spec->json.isNull() && spec->decoderPath.empty(), "an exception leaves nothing read");
-        return Answer::Exception;
+        return Answer::EXCEPTION;
     }
 }
 
 Answer load(SensorDefinitions* registry) {
     try {
-        return registry->loadDefinition(NAME, nullptr) ? Answer::Valid : Answer::Invalid;
+        return registry->loadDefinition(NAME, nullptr) ? Answer::VALID : Answer::INVALID;
     } catch (const Json::Exception&) {
-        return Answer::Exception;
+        return Answer::EXCEPTION;
     }
 }
 
@@ -103,7 +103,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     DefinitionSpec spec;
     const Answer answer = readSpec(storage, &spec);
     require(load(&registry) == answer, "registry and storage give the same verdict");
-    if (answer == Answer::Valid)
+    if (answer == Answer::VALID)
         checkRegistry(&registry, spec);
     return 0;
 }

@@ -55,7 +55,7 @@ Model modelOf(const Json::Value& list) {
     return model;
 }
 
-enum class Answer { Loaded, Refused, Exception };
+enum class Answer { LOADED, REFUSED, EXCEPTION };
 
 // Returns the result that Load must have; only if that is an array which is loaded does `list` hold it.
 Answer expectedAnswer(const std::uint8_t* data, std::size_t size, Json::Value* list) {
@@ -63,20 +63,20 @@ Answer expectedAnswer(const std::uint8_t* data, std::size_t size, Json::Value* l
     const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
     try {
         if (reader->parse(text.data(), text.data() + text.size(), list, nullptr) && list->isArray())
-            return Answer::Loaded;
+            return Answer::LOADED;
         *list = Json::Value();
-        return Answer::Refused;
+        return Answer::REFUSED;
     } catch (const Json::Exception&) {
         *list = Json::Value();
-        return Answer::Exception;
+        return Answer::EXCEPTION;
     }
 }
 
 Answer load(SensorMap* map) {
     try {
-        return map->Load() ? Answer::Loaded : Answer::Refused;
+        return map->Load() ? Answer::LOADED : Answer::REFUSED;
     } catch (const Json::Exception&) {
-        return Answer::Exception;
+        return Answer::EXCEPTION;
     }
 }
 

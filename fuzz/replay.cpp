@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <vector>
 
+// NOLINTNEXTLINE(readability-redundant-declaration): a unit of clang-tidy holds the definition, too
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace {

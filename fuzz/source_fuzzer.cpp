@@ -65,7 +65,7 @@ public:
     /// Returns at most so many bytes.
     std::string text(std::size_t length) {
         const std::size_t count = std::min(length, left);
-        const std::string taken(reinterpret_cast<const char*>(data), count);
+        std::string taken(reinterpret_cast<const char*>(data), count);
         data += count;
         left -= count;
         return taken;

@@ -114,14 +114,14 @@ void RedisServer::restart() {
     start();
 }
 
-void RedisServer::pause() {
+void RedisServer::pause() const {
     ::kill(process, SIGSTOP);
     int status = 0;
     if (waitpid(process, &status, WUNTRACED) != process || !WIFSTOPPED(status))
         throw std::runtime_error("redis-server does not halt");
 }
 
-void RedisServer::resume() {
+void RedisServer::resume() const {
     ::kill(process, SIGCONT);
 }
 

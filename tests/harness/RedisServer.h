@@ -29,8 +29,8 @@ public:
     /// Kills the server and starts it again, empty.
     void restart();
     /// Halts the server with SIGSTOP, continues it with SIGCONT.
-    void pause();
-    void resume();
+    void pause() const;
+    void resume() const;
 
     const std::string& socket() const { return socketPath; }
     pid_t pid() const { return process; }
