@@ -251,6 +251,36 @@ TEST_F(Doctor, namesTheFaultsOfTheDevice) {
                                       "    scada-sensors recover\n"));
 }
 
+TEST_F(Doctor, namesASensorWithoutADefinition) {
+    writeList({GOOD_SENSOR, R"({"id": "bb", "src": "lora", "sensor": "demo/none"})",
+               R"({"id": "cc", "src": "lora", "sensor": "demo/none"})"});
+    const ToolRun result = doctor({});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.out, HasSubstr("fault managed sensors: 2 sensors without a definition, such as: "));
+    EXPECT_THAT(result.out, HasSubstr("[lora/demo/none]"));
+    EXPECT_THAT(result.out, Not(HasSubstr("ok managed sensors")));
+}
+
+// A definition that may not be read is not missing.
+TEST_F(Doctor, namesAStorageThatMayNotBeRead) {
+    std::filesystem::rename(temp / "default", temp / "custom");
+    makeDir(temp / "default");
+    ASSERT_EQ(chmod((temp / "custom").c_str(), 0), 0);
+    for (const std::vector<std::string>& words : {std::vector<std::string>{}, {"aa"}}) {
+        const ToolRun result = doctor(words);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_THAT(result.out,
+                    HasSubstr("fault definitions: [$T/custom] cannot be read by this user\n    ls -ld $T/custom\n"));
+        EXPECT_THAT(result.out, Not(HasSubstr("not found")));
+    }
+    ASSERT_EQ(chmod((temp / "custom").c_str(), 0700), 0);
+}
+
+TEST_F(Doctor, separatesTheReasonFromTheRemedy) {
+    std::filesystem::remove(temp / "list.json");
+    EXPECT_THAT(doctor({}).out, HasSubstr("No such file or directory. "));
+}
+
 TEST_F(Doctor, namesTheHolderOfTheLock) {
     const int file = open((temp / "custom.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     struct flock whole {};

@@ -70,7 +70,9 @@ Run declareCheck(CLI::App& app) {
                                                 "Accept a source with definitions that are installed already");
     declareNoCodec(app, &request->codec);
     std::vector<CLI::Option*> ofSource = declareLimits(app, &request->limits);
-    ofSource.insert(ofSource.begin(), {overwrite, declareWithList(app, &request->withList)});
+    ofSource.insert(
+        ofSource.begin(),
+        {overwrite, declareWithList(app, "Check the managed-sensors list of the source, too", &request->withList)});
     return [request, source, ofSource](const Answer& answer) {
         if (source->count() != 0 && isImage())
             return answer.badUsage(filled("SRC and --root do not go together"));

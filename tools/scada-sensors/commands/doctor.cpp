@@ -101,7 +101,9 @@ public:
             add(Health::OK, subject, sound, soundCommand);
             return;
         }
-        const std::string text = first->text + " " + first->rule->remedy;
+        // A system's reason ends without a full stop.
+        const char* const space = endsWith(first->text, ".") ? " " : ". ";
+        const std::string text = first->text + space + first->rule->remedy;
         add(faults == 0 ? Health::NOTE : Health::FAULT, subject,
             faults > 1 ? filled("%s, such as: %s", {counted(faults, "fault"), text}) : text, command);
     }
@@ -199,11 +201,17 @@ void addChangedDefaults(const Findings& findings, Diagnosis* diagnosis) {
                        next);
 }
 
-void addDefinitions(Device& device, Diagnosis* diagnosis) {
-    Storages& storages = device.storages();
+// Returns whether every storage can be read. Otherwise a definition may exist and not be found.
+bool addUnreadable(const Storages& storages, Diagnosis* diagnosis) {
     for (const std::string& directory : storages.unreadable())
         diagnosis->add(Health::FAULT, "definitions", filled("[%s] cannot be read by this user", {directory}),
                        "ls -ld " + shellWord(directory));
+    return storages.unreadable().empty();
+}
+
+void addDefinitions(Device& device, Diagnosis* diagnosis) {
+    Storages& storages = device.storages();
+    addUnreadable(storages, diagnosis);
     const Findings findings = checkStorages(storages, [](const Definition& definition, DefinitionPlaces* places) {
         return definition.verdict.valid ? checkSchema(definition, ExamplesJudge::SCHEMA, places) : Findings();
     });
@@ -219,18 +227,43 @@ void addDefinitions(Device& device, Diagnosis* diagnosis) {
     addChangedDefaults(findings, diagnosis);
 }
 
-void addList(const ManagedList& list, Diagnosis* diagnosis) {
+// Returns whether every sensor has a definition, as far as the storages can be read.
+bool addUndefined(const ManagedList& list, Storages& storages, Diagnosis* diagnosis) {
+    if (!storages.unreadable().empty())
+        return true;
+    const ListElement* first = nullptr;
+    std::size_t count = 0;
+    for (const ListElement& element : list.elements()) {
+        if (!element.isInForce() || storages.lists(element.definitionName()))
+            continue;
+        first = first == nullptr ? &element : first;
+        ++count;
+    }
+    if (first != nullptr)
+        diagnosis->add(Health::FAULT, "managed sensors",
+                       filled("%s without a definition, such as: %s",
+                              {counted(count, "sensor"), missingDefinition(list, *first).text}),
+                       own("check"));
+    return first == nullptr;
+}
+
+void addUnusableList(const ManagedList& list, Diagnosis* diagnosis) {
+    diagnosis->add("managed sensors", checkListFile(list), "", own("check"), own("sensors"));
+}
+
+void addList(const ManagedList& list, Storages& storages, Diagnosis* diagnosis) {
     if (!list.isUsable()) {
-        diagnosis->add("managed sensors", checkListFile(list), "", own("check"), own("sensors"));
+        addUnusableList(list, diagnosis);
         return;
     }
+    const bool isDefined = addUndefined(list, storages, diagnosis);
     const std::size_t faulty = faultyElements(list);
     if (faulty != 0)
         diagnosis->add(Health::FAULT, "managed sensors",
                        filled("%s of %s list elements are faulty",
                               {std::to_string(faulty), std::to_string(list.elements().size())}),
                        own("check"));
-    else
+    else if (isDefined)
         diagnosis->add(Health::OK, "managed sensors",
                        filled("%s in [%s]", {counted(list.elements().size(), "sensor"), list.file()}), own("sensors"));
 }
@@ -529,6 +562,8 @@ ExitCode examineSensor(Device& device, const ListElement& element, const DoctorR
                   own("resolve " + wordsOf(element)));
     const std::string name = element.definitionName();
     Storages& storages = device.storages();
+    if (!addUnreadable(storages, &diagnosis) && !storages.lists(name))
+        return diagnosis.answerWith(answer);
     if (!storages.lists(name)) {
         diagnosis.add("definition", {missingDefinition(list, element)}, "", own("list"), own("list"));
         return diagnosis.answerWith(answer);
@@ -551,7 +586,7 @@ std::optional<ExitCode> examineList(const ManagedList& list, const std::vector<s
                                     const Answer& answer) {
     Diagnosis diagnosis;
     if (!list.isUsable()) {
-        addList(list, &diagnosis);
+        addUnusableList(list, &diagnosis);
         return diagnosis.answerWith(answer);
     }
     const AskedSensor asked = readSensor(list, words, FirstWord::SOURCE);
@@ -573,7 +608,7 @@ ExitCode examineDevice(unsigned int wait, const Answer& answer) {
     Diagnosis diagnosis;
     addDirectories(&diagnosis);
     addDefinitions(device, &diagnosis);
-    addList(device.list(), &diagnosis);
+    addList(device.list(), device.storages(), &diagnosis);
     addOperations(&diagnosis);
     addRunner(&diagnosis);
     addDatabase(Inquiry{TimeLimit(wait)}, own("read --all"), &diagnosis);

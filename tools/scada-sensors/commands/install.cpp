@@ -416,7 +416,7 @@ Run declareInstall(CLI::App& app) {
                    "Directory or archive with the definitions to install; - reads an archive from standard input")
         ->required();
     app.add_flag("--allow-overwrite", request->allowOverwrite, "Replace installed definitions of the same names");
-    declareWithList(app, &request->withList);
+    declareWithList(app, "Put the managed-sensors list of the source in place, too", &request->withList);
     const CLI::Option* dry = app.add_flag("--dry-run", "Show what would happen, and change nothing");
     declareIfUnused(app, &request->ifUnused);
     declareNoCodec(app, &request->codec);

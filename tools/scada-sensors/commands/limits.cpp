@@ -45,8 +45,8 @@ std::vector<CLI::Option*> declareLimits(CLI::App& app, IntakeLimits* limits) {
                 ->capture_default_str()};
 }
 
-CLI::Option* declareWithList(CLI::App& app, bool* withList) {
-    return app.add_flag("--with-list", *withList, "Put the managed-sensors list of the source in place, too");
+CLI::Option* declareWithList(CLI::App& app, const std::string& help, bool* withList) {
+    return app.add_flag("--with-list", *withList, help);
 }
 
 void declareNoCodec(CLI::App& app, bool* codec) {
