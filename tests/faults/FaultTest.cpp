@@ -128,10 +128,10 @@ Definitions readDefinitions(const std::string& directory) {
 
 const std::vector<Operation>& operations() {
     static const std::vector<Operation> ROWS{
-        {"firstInstallation", false, {}, {"install", "$T/source"}},
-        {"overwritingInstallation", true, {}, {"install", "$T/source", "--allow-overwrite"}},
+        {"first_installation", false, {}, {"install", "$T/source"}},
+        {"overwriting_installation", true, {}, {"install", "$T/source", "--allow-overwrite"}},
         {"removal", true, {}, {"remove", "lora/demo/old"}},
-        {"removalOfAll", true, {}, {"remove", "--all", "--yes"}},
+        {"removal_of_all", true, {}, {"remove", "--all", "--yes"}},
         {"rollback", true, {"install", "$T/source", "--allow-overwrite"}, {"rollback"}},
     };
     return ROWS;
@@ -155,7 +155,7 @@ std::vector<Case> everyCase() {
 }
 
 std::string nameOf(const Case& row) {
-    return row.operation.name + std::string(row.way == Way::EXCHANGE ? "ByExchange" : "InPlace");
+    return row.operation.name + std::string(row.way == Way::EXCHANGE ? "_by_exchange" : "_in_place");
 }
 
 std::string caseName(const ::testing::TestParamInfo<Case>& info) {

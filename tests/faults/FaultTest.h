@@ -61,7 +61,7 @@ struct Case {
 
 /// Every operation in both ways.
 std::vector<Case> everyCase();
-/// Returns a name such as "overwritingInstallationByExchange".
+/// Returns a name such as "overwriting_installation_by_exchange".
 std::string nameOf(const Case& row);
 std::string caseName(const ::testing::TestParamInfo<Case>& info);
 void PrintTo(const Case& row, std::ostream* out);

@@ -30,7 +30,7 @@ std::vector<Lack> everyLack() {
     // A quota differs from a full disk only in the reason.
     const std::vector<Lack> kinds = {
         {"full", "full", {"No space left on device"}, [](const Step& step) { return step.takesSpace; }, {1, 5, 40}, {}},
-        {"noInodes",
+        {"no_inodes",
          "no-inodes",
          {"No space left on device"},
          [](const Step& step) { return step.takesInode; },

@@ -19,12 +19,12 @@ struct Share {
 };
 
 void PrintTo(const Share& share, std::ostream* out) {
-    *out << nameOf(share.row) << share.number;
+    *out << nameOf(share.row) << "_" << share.number;
 }
 
 std::vector<Share> shares() {
     std::vector<Share> all;
-    for (const char* name : {"overwritingInstallation", "removal"}) {
+    for (const char* name : {"overwriting_installation", "removal"}) {
         for (const Way way : {Way::EXCHANGE, Way::IN_PLACE}) {
             for (int share = 0; share < SHARES; ++share)
                 all.push_back({{operationNamed(name), way}, share});

@@ -87,14 +87,14 @@ bool isReplayed(const Cut& cut) {
 }
 
 std::vector<Cut> cuts() {
-    static const std::vector<Operation> CUT = {operationNamed("firstInstallation"),
-                                               operationNamed("overwritingInstallation"), operationNamed("removal"),
+    static const std::vector<Operation> CUT = {operationNamed("first_installation"),
+                                               operationNamed("overwriting_installation"), operationNamed("removal"),
                                                operationNamed("rollback")};
     std::vector<Cut> rows;
     for (const Disk& disk : disks()) {
         const bool canBeMounted = canMount() && isMountable(disk);
         for (const Operation& operation : CUT)
-            rows.push_back({canBeMounted ? disk : Disk{"noLoopDevice_replayed", "", "", disk.way}, operation});
+            rows.push_back({canBeMounted ? disk : Disk{"no_loop_device_replayed", "", "", disk.way}, operation});
     }
     return rows;
 }

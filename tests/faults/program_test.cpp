@@ -31,7 +31,7 @@ void PrintTo(const BadProgram& bad, std::ostream* out) {
 std::vector<Case> casesWithPrograms() {
     std::vector<Case> cases;
     for (const Case& row : everyCase()) {
-        if (row.operation.name != std::string("rollback") && row.operation.name != std::string("removalOfAll"))
+        if (row.operation.name != std::string("rollback") && row.operation.name != std::string("removal_of_all"))
             cases.push_back(row);
     }
     return cases;

@@ -133,7 +133,7 @@ TEST_P(Reader, findsEveryDefinitionWhole) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Tool, Reader, ::testing::Values(Way::EXCHANGE, Way::IN_PLACE), [](const auto& row) {
-    return row.param == Way::EXCHANGE ? "whileStoragesAreExchanged" : "whileFilesAreReplaced";
+    return row.param == Way::EXCHANGE ? "while_storages_are_exchanged" : "while_files_are_replaced";
 });
 
 } // namespace

@@ -23,7 +23,7 @@ struct RecoveryRow {
 };
 
 void PrintTo(const RecoveryRow& row, std::ostream* out) {
-    *out << nameOf(row.row) << (row.forward ? "Forward" : "");
+    *out << nameOf(row.row) << (row.forward ? "_forward" : "");
 }
 
 std::vector<RecoveryRow> recoveries() {
@@ -166,6 +166,6 @@ TEST_P(KilledExport, leavesNoHalfArchive) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Tool, KilledExport, ::testing::Bool(),
-                         [](const auto& row) { return row.param ? "overAFormerArchive" : "firstArchive"; });
+                         [](const auto& row) { return row.param ? "over_a_former_archive" : "first_archive"; });
 
 } // namespace

@@ -25,7 +25,7 @@ INSTANTIATE_TEST_SUITE_P(Tool, ReplayedCut, ::testing::ValuesIn(everyCase()), ca
 class WithoutSyncs : public ReplayTest, public ::testing::WithParamInterface<Way> {};
 
 TEST_P(WithoutSyncs, theModelLosesTheData) {
-    prepare(operationNamed("overwritingInstallation"), GetParam());
+    prepare(operationNamed("overwriting_installation"), GetParam());
     ModelOfDisk model(temp / "prototype");
     int syncs = 0;
     for (const Change& change : traceOf(operation.arguments)) {
@@ -43,6 +43,6 @@ TEST_P(WithoutSyncs, theModelLosesTheData) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Tool, WithoutSyncs, ::testing::Values(Way::EXCHANGE, Way::IN_PLACE),
-                         [](const auto& row) { return row.param == Way::EXCHANGE ? "byExchange" : "inPlace"; });
+                         [](const auto& row) { return row.param == Way::EXCHANGE ? "by_exchange" : "in_place"; });
 
 } // namespace

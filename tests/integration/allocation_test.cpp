@@ -98,31 +98,31 @@ struct Row : NamedRow {
 };
 
 const Row STORAGE_ROWS[] = {
-    {"getSpec", nothing, [](Subject& s) { s.storage.getSpec(s.good, &s.spec, &s.error); }, expectSpec},
-    {"getSpecIntoAFilledSpec", expectSpec, [](Subject& s) { s.storage.getSpec(s.good, &s.spec, &s.error); },
+    {"get_spec", nothing, [](Subject& s) { s.storage.getSpec(s.good, &s.spec, &s.error); }, expectSpec},
+    {"get_spec_into_a_filled_spec", expectSpec, [](Subject& s) { s.storage.getSpec(s.good, &s.spec, &s.error); },
      expectSpec},
-    {"getSpecLarge", nothing, [](Subject& s) { s.storage.getSpec(s.large, &s.spec, &s.error); },
+    {"get_spec_large", nothing, [](Subject& s) { s.storage.getSpec(s.large, &s.spec, &s.error); },
      [](Subject& s) { EXPECT_TRUE(s.storage.getSpec(s.large, &s.spec, &s.error)); }},
-    {"getSpecUnknown", nothing, [](Subject& s) { s.storage.getSpec(s.unknown, &s.spec, &s.error); },
+    {"get_spec_unknown", nothing, [](Subject& s) { s.storage.getSpec(s.unknown, &s.spec, &s.error); },
      [](Subject& s) {
          expectRefused(s, s.unknown, "Sensor definition [lora/demo/unknown-sensor-model] not found.");
          expectSpec(s);
      }},
-    {"getSpecSyntaxFault", nothing, [](Subject& s) { s.storage.getSpec(s.syntaxFault, &s.spec, &s.error); },
+    {"get_spec_syntax_fault", nothing, [](Subject& s) { s.storage.getSpec(s.syntaxFault, &s.spec, &s.error); },
      [](Subject& s) {
          expectRefused(s, s.syntaxFault, "Invalid syntax of the sensor definition [lora/demo/syntax-fault-sensor].");
      }},
-    {"getSpecBadDecoder", nothing, [](Subject& s) { s.storage.getSpec(s.badDecoder, &s.spec, &s.error); },
+    {"get_spec_bad_decoder", nothing, [](Subject& s) { s.storage.getSpec(s.badDecoder, &s.spec, &s.error); },
      [](Subject& s) {
          expectRefused(s, s.badDecoder,
                        "Invalid sensor definition [lora/demo/bad-decoder-sensor]: bad decoder path [../d].");
      }},
-    {"getSpecNoDecoder", nothing, [](Subject& s) { s.storage.getSpec(s.noDecoder, &s.spec, &s.error); },
+    {"get_spec_no_decoder", nothing, [](Subject& s) { s.storage.getSpec(s.noDecoder, &s.spec, &s.error); },
      [](Subject& s) {
          expectRefused(s, s.noDecoder,
                        "Invalid sensor definition [lora/demo/no-decoder-sensor]: no decoder file found.");
      }},
-    {"getSpecNoSection", nothing, [](Subject& s) { s.storage.getSpec(s.noSection, &s.spec, &s.error); },
+    {"get_spec_no_section", nothing, [](Subject& s) { s.storage.getSpec(s.noSection, &s.spec, &s.error); },
      [](Subject& s) {
          expectRefused(s, s.noSection,
                        "Invalid syntax of the sensor definition [lora/demo/no-section-sensor]: "
@@ -132,31 +132,31 @@ const Row STORAGE_ROWS[] = {
 };
 
 const Row REGISTRY_ROWS[] = {
-    {"getMeasurementCold", nothing, [](Subject& s) { s.registry.getMeasurement(s.good, s.property, &s.error); },
+    {"get_measurement_cold", nothing, [](Subject& s) { s.registry.getMeasurement(s.good, s.property, &s.error); },
      expectProperty},
-    {"getMeasurementAbsent", expectProperty,
+    {"get_measurement_absent", expectProperty,
      [](Subject& s) { s.registry.getMeasurement(s.good, s.otherProperty, &s.error); }, expectProperty},
-    {"getMeasurementUnknown", nothing, [](Subject& s) { s.registry.getMeasurement(s.unknown, s.property, &s.error); },
+    {"get_measurement_unknown", nothing, [](Subject& s) { s.registry.getMeasurement(s.unknown, s.property, &s.error); },
      expectProperty},
-    {"getMeasurementBroken", nothing,
+    {"get_measurement_broken", nothing,
      [](Subject& s) { s.registry.getMeasurement(s.syntaxFault, s.property, &s.error); }, expectProperty},
-    {"getMeasurementOfTheMapCold", loadMap, [](Subject& s) { s.map.getMeasurement(s.src, s.id, s.property, &s.error); },
-     expectMap},
-    {"getMeasurementOfTheMapCached", expectMap,
+    {"get_measurement_of_the_map_cold", loadMap,
      [](Subject& s) { s.map.getMeasurement(s.src, s.id, s.property, &s.error); }, expectMap},
-    {"getMeasurementOfTheMapUnmanaged", loadMap,
+    {"get_measurement_of_the_map_cached", expectMap,
+     [](Subject& s) { s.map.getMeasurement(s.src, s.id, s.property, &s.error); }, expectMap},
+    {"get_measurement_of_the_map_unmanaged", loadMap,
      [](Subject& s) { s.map.getMeasurement(s.src, s.unknown, s.property, &s.error); }, expectMap},
 };
 
 const Row LIST_ROWS[] = {
-    {"Load", nothing, [](Subject& s) { s.map.Load(); }, expectMap},
-    {"LoadAgain", expectMap, [](Subject& s) { s.map.Load(); }, expectMap},
-    {"LoadMissing", [](Subject& s) { Env::inst().conf().setSensorMapFile(s.storage.dir + "/there is no such list"); },
+    {"load", nothing, [](Subject& s) { s.map.Load(); }, expectMap},
+    {"load_again", expectMap, [](Subject& s) { s.map.Load(); }, expectMap},
+    {"load_missing", [](Subject& s) { Env::inst().conf().setSensorMapFile(s.storage.dir + "/there is no such list"); },
      [](Subject& s) { s.map.Load(); }, expectListRefused},
-    {"LoadSyntaxFault",
+    {"load_syntax_fault",
      [](Subject& s) { Env::inst().conf().setSensorMapFile(s.storage.dir + "/lora/demo/syntax-fault-sensor.json"); },
      [](Subject& s) { s.map.Load(); }, expectListRefused},
-    {"LoadNoArray",
+    {"load_no_array",
      [](Subject& s) { Env::inst().conf().setSensorMapFile(s.storage.dir + "/lora/demo/no-section-sensor.json"); },
      [](Subject& s) { s.map.Load(); }, expectListRefused},
 };

@@ -44,23 +44,23 @@ const std::vector<SmallDisk>& smallDisks() {
     static const std::string WRITTEN = writtenDocument("new-decoder");
     static const std::string TEXT = decoderTextOf(ACME_NEW);
     static const std::vector<SmallDisk> rows{
-        {"noInode", false, "nr_inodes=1", 0, NO_DIRECTORY, {}},
-        {"inodeForOneDirectory", false, "nr_inodes=2", 0, NO_DIRECTORY, {{"lora", ""}}},
-        {"noInodeForTheDefinition", false, "nr_inodes=3", 0, NOT_SAVED, DIRECTORIES},
-        {"noInodeForTheDecoder", false, "nr_inodes=4", 0, NO_DECODER, with({{"lora/acme/new.json", WRITTEN}})},
-        {"noInodeForTheSecond", false, "nr_inodes=5", 0,
+        {"no_inode", false, "nr_inodes=1", 0, NO_DIRECTORY, {}},
+        {"inode_for_one_directory", false, "nr_inodes=2", 0, NO_DIRECTORY, {{"lora", ""}}},
+        {"no_inode_for_the_definition", false, "nr_inodes=3", 0, NOT_SAVED, DIRECTORIES},
+        {"no_inode_for_the_decoder", false, "nr_inodes=4", 0, NO_DECODER, with({{"lora/acme/new.json", WRITTEN}})},
+        {"no_inode_for_the_second", false, "nr_inodes=5", 0,
          "File saving error while importing [lora/acme/old] definition.",
          with({{"lora/acme/new.json", WRITTEN}, {"lora/acme/new-decoder", TEXT}})},
-        {"noByte", false, "size=4k", 4096, BROKEN_NEW,
+        {"no_byte", false, "size=4k", 4096, BROKEN_NEW,
          with({{"lora/acme/new.json", ""}, {"lora/acme/new-decoder", ""}})},
-        {"onePage", false, "size=4k", 0, BROKEN_OLD,
+        {"one_page", false, "size=4k", 0, BROKEN_OLD,
          with({{"lora/acme/new.json", WRITTEN},
                {"lora/acme/new-decoder", ""},
                {"lora/acme/old.json", ""},
                {"lora/acme/old-decoder", ""}})},
-        {"stagingWithoutInode", true, "nr_inodes=1", 0, NO_DIRECTORY, {}},
-        {"stagingWithoutInodeForTheDefinition", true, "nr_inodes=3", 0, NOT_SAVED, {}},
-        {"stagingWithoutByte", true, "size=4k", 4096, BROKEN_NEW, {}},
+        {"staging_without_inode", true, "nr_inodes=1", 0, NO_DIRECTORY, {}},
+        {"staging_without_inode_for_the_definition", true, "nr_inodes=3", 0, NOT_SAVED, {}},
+        {"staging_without_byte", true, "size=4k", 4096, BROKEN_NEW, {}},
     };
     return rows;
 }
@@ -140,16 +140,16 @@ struct ReadOnly : NamedRow {
 
 const std::vector<ReadOnly>& readOnlyRows() {
     static const std::vector<ReadOnly> rows{
-        {"customStorage", {}, {"custom"}, NO_DIRECTORY},
-        {"familyDirectory", {"lora/other/x"}, {"custom/lora"}, NO_DIRECTORY},
-        {"nameDirectory", {"lora/acme/x"}, {"custom/lora/acme"}, NOT_SAVED},
-        {"everyOlderFile",
+        {"custom_storage", {}, {"custom"}, NO_DIRECTORY},
+        {"family_directory", {"lora/other/x"}, {"custom/lora"}, NO_DIRECTORY},
+        {"name_directory", {"lora/acme/x"}, {"custom/lora/acme"}, NOT_SAVED},
+        {"every_older_file",
          {ACME_NEW, ACME_OLD, ZETA_NEW},
          {"custom/lora/acme", "custom/lora/zeta", "custom/lora/acme/new.json", "custom/lora/acme/new-decoder",
           "custom/lora/acme/old.json", "custom/lora/acme/old-decoder", "custom/lora/zeta/new.json",
           "custom/lora/zeta/new-decoder"},
          UNTOUCHED},
-        {"stagingDirectory", {}, {"run/staging"}, NO_DIRECTORY},
+        {"staging_directory", {}, {"run/staging"}, NO_DIRECTORY},
     };
     return rows;
 }

@@ -51,53 +51,53 @@ constexpr const char* NO_COPY_3 = "File copying error while importing decoder fo
 
 const std::vector<Step>& steps() {
     static const std::vector<Step> rows{
-        {"makeStaging", "mkdir", {"-p", "STAGING"}, NO_STAGING, {}, Staging::ABSENT},
-        {"emptyStagingFirst", "sh -c", {"rm -rf STAGING/*"}, UNTOUCHED, ALL, Staging::EMPTY},
-        {"stageDirectory", "mkdir", {"-p", "STAGING/lora/acme"}, NO_ACME, {}, Staging::EMPTY},
-        {"stageFirst",
+        {"make_staging", "mkdir", {"-p", "STAGING"}, NO_STAGING, {}, Staging::ABSENT},
+        {"empty_staging_first", "sh -c", {"rm -rf STAGING/*"}, UNTOUCHED, ALL, Staging::EMPTY},
+        {"stage_directory", "mkdir", {"-p", "STAGING/lora/acme"}, NO_ACME, {}, Staging::EMPTY},
+        {"stage_first",
          "cp",
          {"-f", "SOURCE/lora/acme/new.js", "STAGING/lora/acme/new-decoder"},
          NO_COPY_1,
          {},
          Staging::EMPTY},
-        {"stageSecond",
+        {"stage_second",
          "cp",
          {"-f", "SOURCE/lora/acme/old.js", "STAGING/lora/acme/old-decoder"},
          NO_COPY_2,
          {},
          Staging::EMPTY},
-        {"stageOtherDirectory", "mkdir", {"-p", "STAGING/lora/zeta"}, NO_ZETA, {}, Staging::EMPTY},
-        {"stageThird",
+        {"stage_other_directory", "mkdir", {"-p", "STAGING/lora/zeta"}, NO_ZETA, {}, Staging::EMPTY},
+        {"stage_third",
          "cp",
          {"-f", "SOURCE/lora/zeta/new.js", "STAGING/lora/zeta/new-decoder"},
          NO_COPY_3,
          {},
          Staging::EMPTY},
-        {"importFirst",
+        {"import_first",
          "cp",
          {"-f", "STAGING/lora/acme/new-decoder", "CUSTOM/lora/acme/new-decoder"},
          NO_COPY_1,
          {{ACME_NEW, Decoder::MISSING}},
          Staging::EMPTY},
-        {"importOverOlder",
+        {"import_over_older",
          "cp",
          {"-f", "STAGING/lora/acme/old-decoder", "CUSTOM/lora/acme/old-decoder"},
          UNTOUCHED,
          {{ACME_NEW, Decoder::WHOLE}, {ACME_OLD, Decoder::OLDER}, {ZETA_NEW, Decoder::WHOLE}},
          Staging::EMPTY},
-        {"importDirectory",
+        {"import_directory",
          "mkdir",
          {"-p", "CUSTOM/lora/zeta"},
          NO_ZETA,
          {{ACME_NEW, Decoder::WHOLE}, {ACME_OLD, Decoder::WHOLE}},
          Staging::EMPTY},
-        {"importThird",
+        {"import_third",
          "cp",
          {"-f", "STAGING/lora/zeta/new-decoder", "CUSTOM/lora/zeta/new-decoder"},
          NO_COPY_3,
          {{ACME_NEW, Decoder::WHOLE}, {ACME_OLD, Decoder::WHOLE}, {ZETA_NEW, Decoder::MISSING}},
          Staging::EMPTY},
-        {"emptyStagingLast", "sh -c", {"rm -rf STAGING/*"}, UNTOUCHED, ALL, Staging::FILLED},
+        {"empty_staging_last", "sh -c", {"rm -rf STAGING/*"}, UNTOUCHED, ALL, Staging::FILLED},
     };
     return rows;
 }
@@ -111,10 +111,10 @@ std::vector<StepFault> stepFaults() {
     std::vector<StepFault> rows;
     for (std::size_t index = 0; index < steps().size(); ++index) {
         const std::string name = steps()[index].name;
-        rows.push_back({name + "DoesNothing", index, Fault::Nothing});
-        rows.push_back({name + "Fails", index, Fault::Fail});
+        rows.push_back({name + "_does_nothing", index, Fault::Nothing});
+        rows.push_back({name + "_fails", index, Fault::Fail});
         if (std::string(steps()[index].program) == "cp")
-            rows.push_back({name + "LeavesHalf", index, Fault::HalfFile});
+            rows.push_back({name + "_leaves_half", index, Fault::HalfFile});
     }
     return rows;
 }

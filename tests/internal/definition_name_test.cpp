@@ -20,19 +20,19 @@ struct SplitRow : NamedRow {
 };
 
 const SplitRow SPLIT_ROWS[] = {
-    {"threeComponents", "lora/demo/th1", "lora/demo", "th1"},
-    {"absolutePath", "/data/defs/lora/demo/th1.json", "/data/defs/lora/demo", "th1.json"},
+    {"three_components", "lora/demo/th1", "lora/demo", "th1"},
+    {"absolute_path", "/data/defs/lora/demo/th1.json", "/data/defs/lora/demo", "th1.json"},
     {"backslash", "lora\\demo\\th1", "lora\\demo", "th1"},
-    {"backslashLast", "lora/demo\\th1", "lora/demo", "th1"},
-    {"slashLast", "lora\\demo/th1", "lora\\demo", "th1"},
-    {"emptyStem", "lora/demo/", "lora/demo", ""},
-    {"emptyDirectory", "/th1", "", "th1"},
-    {"separatorOnly", "/", "", ""},
-    {"backslashOnly", "\\", "", ""},
-    {"doubledSeparator", "a//b", "a/", "b"},
-    {"mixedDoubled", "a/\\b", "a/", "b"},
-    {"dotsAreNoSeparators", "a.b/c.d", "a.b", "c.d"},
-    {"noSeparator", "th1", "th1", "th1"},
+    {"backslash_last", "lora/demo\\th1", "lora/demo", "th1"},
+    {"slash_last", "lora\\demo/th1", "lora\\demo", "th1"},
+    {"empty_stem", "lora/demo/", "lora/demo", ""},
+    {"empty_directory", "/th1", "", "th1"},
+    {"separator_only", "/", "", ""},
+    {"backslash_only", "\\", "", ""},
+    {"doubled_separator", "a//b", "a/", "b"},
+    {"mixed_doubled", "a/\\b", "a/", "b"},
+    {"dots_are_no_separators", "a.b/c.d", "a.b", "c.d"},
+    {"no_separator", "th1", "th1", "th1"},
     {"empty", "", "", ""},
 };
 
@@ -53,11 +53,11 @@ struct PathRow : NamedRow {
 
 const PathRow PATH_ROWS[] = {
     {"plain", "/data/defs", "lora/demo/th1", "/data/defs/lora/demo/th1.json"},
-    {"trailingSlash", "/data/defs/", "lora/demo/th1", "/data/defs//lora/demo/th1.json"},
+    {"trailing_slash", "/data/defs/", "lora/demo/th1", "/data/defs//lora/demo/th1.json"},
     {"climbing", "/data", "../x", "/data/../x.json"},
-    {"suffixIsAlwaysAdded", "/data", "a.json", "/data/a.json.json"},
-    {"emptyName", "/data", "", "/data/.json"},
-    {"emptyDirectory", "", "a", "/a.json"},
+    {"suffix_is_always_added", "/data", "a.json", "/data/a.json.json"},
+    {"empty_name", "/data", "", "/data/.json"},
+    {"empty_directory", "", "a", "/a.json"},
 };
 
 class DefinitionPathRows : public ::testing::TestWithParam<PathRow> {};

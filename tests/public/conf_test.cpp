@@ -69,17 +69,17 @@ struct StringField : NamedRow {
 };
 
 const StringField STRING_FIELDS[] = {
-    {"databaseSocket", []() -> const std::string& { return Conf::DFN_DATABASE_SOCKET; },
+    {"database_socket", []() -> const std::string& { return Conf::DFN_DATABASE_SOCKET; },
      "/var/run/redis/redis-server.sock", &Conf::getDfnDatabaseSocket,
      [](Conf& conf, const std::string& value) { conf.setDfnDatabaseSocket(value); }},
-    {"defaultDir", []() -> const std::string& { return Conf::DFN_STORAGE_DEFAULT_DIR; }, "/etc/scada/sensors",
+    {"default_dir", []() -> const std::string& { return Conf::DFN_STORAGE_DEFAULT_DIR; }, "/etc/scada/sensors",
      &Conf::getDfnDefaultDir, [](Conf& conf, const std::string& value) { conf.setDfnDefaultDir(value); }},
-    {"customDir", []() -> const std::string& { return Conf::DFN_STORAGE_CUSTOM_DIR; }, "/var/config/scada/sensors",
+    {"custom_dir", []() -> const std::string& { return Conf::DFN_STORAGE_CUSTOM_DIR; }, "/var/config/scada/sensors",
      &Conf::getDfnCustomDir, [](Conf& conf, const std::string& value) { conf.setDfnCustomDir(value); }},
-    {"stagingDir", []() -> const std::string& { return Conf::DFN_STORAGE_STAGING_DIR; },
+    {"staging_dir", []() -> const std::string& { return Conf::DFN_STORAGE_STAGING_DIR; },
      "/var/run/scada/sensors/staging", &Conf::getDfnStagingDir,
      [](Conf& conf, const std::string& value) { conf.setDfnStagingDir(value); }},
-    {"sensorMapFile", []() -> const std::string& { return Conf::SENSOR_MAP_FILE; },
+    {"sensor_map_file", []() -> const std::string& { return Conf::SENSOR_MAP_FILE; },
      "/var/config/scada/sensors_map.json", &Conf::getSensorMapFile,
      [](Conf& conf, const std::string& value) { conf.setSensorMapFile(value); }},
 };

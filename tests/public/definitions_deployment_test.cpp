@@ -98,25 +98,25 @@ constexpr const char* NO_FILES = "No definition files provided.";
 constexpr const char* NO_DIRECTORY = "Source directory is not provided.";
 
 const SourceCheck SOURCE_CHECKS[] = {
-    {"stagingItself", [](const Places& p) { return p.staging; }, SAME},
-    {"stagingWithSlash",
+    {"staging_itself", [](const Places& p) { return p.staging; }, SAME},
+    {"staging_with_slash",
      [](const Places& p) {
          useStagingDir(p.staging + "/");
          return p.staging;
      },
      SAME},
-    {"bothWithSlash", [](const Places& p) { return useStagingDir(p.staging + "/"); }, SAME},
-    {"missingStagingItself", [](const Places& p) { return useStagingDir(p.elsewhere); }, SAME},
-    {"bothEmpty", [](const Places&) { return useStagingDir(""); }, SAME},
+    {"both_with_slash", [](const Places& p) { return useStagingDir(p.staging + "/"); }, SAME},
+    {"missing_staging_itself", [](const Places& p) { return useStagingDir(p.elsewhere); }, SAME},
+    {"both_empty", [](const Places&) { return useStagingDir(""); }, SAME},
     {"empty", [](const Places&) { return std::string(); }, NO_FILES},
     {"missing", [](const Places& p) { return p.elsewhere; }, NO_FILES},
-    {"danglingLink",
+    {"dangling_link",
      [](const Places& p) {
          makeLink("nowhere", p.elsewhere);
          return p.elsewhere;
      },
      NO_FILES},
-    {"belowAFile",
+    {"below_a_file",
      [](const Places& p) {
          writeFile(p.elsewhere, "");
          return p.elsewhere + "/source";
@@ -128,7 +128,7 @@ const SourceCheck SOURCE_CHECKS[] = {
          return p.elsewhere;
      },
      NO_DIRECTORY},
-    {"linkToAFile",
+    {"link_to_a_file",
      [](const Places& p) {
          writeFile(p.source + "/file", "");
          makeLink("source/file", p.elsewhere);
@@ -141,7 +141,7 @@ const SourceCheck SOURCE_CHECKS[] = {
          return p.elsewhere;
      },
      NO_DIRECTORY},
-    {"characterDevice", [](const Places&) { return std::string("/dev/null"); }, NO_DIRECTORY},
+    {"character_device", [](const Places&) { return std::string("/dev/null"); }, NO_DIRECTORY},
 };
 
 class RefusedSource : public Deployment, public ::testing::WithParamInterface<SourceCheck> {};
@@ -171,12 +171,12 @@ const EmptySource EMPTY_SOURCES[] = {
          makeSocket(p.elsewhere);
          return p.elsewhere;
      }},
-    {"otherDepths",
+    {"other_depths",
      [](const Places& p) {
          StorageBuilder(p.source).definition("top", "{").definition("lora/m", "{").definition("other/a/b/c", "{");
          return p.source;
      }},
-    {"linkedDefinitions",
+    {"linked_definitions",
      [](const Places& p) {
          addDefinition(p.elsewhere, M1);
          makeLink("../../../elsewhere/lora/v1/m1.json", p.source + "/lora/v1/m1.json");
@@ -184,23 +184,23 @@ const EmptySource EMPTY_SOURCES[] = {
          makeLink("../elsewhere/lora", p.source + "/other");
          return p.source;
      }},
-    {"otherSuffixes",
+    {"other_suffixes",
      [](const Places& p) {
          writeFile(p.source + "/other/v1/m1.JSON", "{");
          writeFile(p.source + "/other/v1/m1.json.bak", "{");
          return p.source;
      }},
-    {"stagingGivenWithASlash",
+    {"staging_given_with_a_slash",
      [](const Places& p) {
          addDefinition(p.staging, M1);
          return p.staging + "/";
      }},
-    {"belowStaging",
+    {"below_staging",
      [](const Places& p) {
          addDefinition(p.staging + "/upload", M1);
          return p.staging + "/upload";
      }},
-    {"linkToStaging",
+    {"link_to_staging",
      [](const Places& p) {
          addDefinition(p.staging, M1);
          makeLink(p.staging, p.elsewhere);
@@ -244,66 +244,66 @@ void addSecond(const Places& places, const std::string& text = documentOf("m2.js
 }
 
 const BadSource BAD_SOURCES[] = {
-    {"otherFamily", [](const Places& p) { addDefinition(p.source, "other/v/x"); }, ONLY_LORA},
-    {"otherFamilyFirst", [](const Places& p) { addDefinition(p.source, "a/v/x"); }, ONLY_LORA},
-    {"familyInUpperCase", [](const Places& p) { addDefinition(p.source, "LORA/v/x"); }, ONLY_LORA},
-    {"familyWithMoreLetters", [](const Places& p) { addDefinition(p.source, "lora2/v/x"); }, ONLY_LORA},
-    {"familyOneLevelDown", [](const Places& p) { addDefinition(p.source, "x/lora/y"); }, ONLY_LORA},
-    {"hiddenFamily", [](const Places& p) { addDefinition(p.source, ".git/v/x"); }, ONLY_LORA},
-    {"familyBeforeBrokenDefinition",
+    {"other_family", [](const Places& p) { addDefinition(p.source, "other/v/x"); }, ONLY_LORA},
+    {"other_family_first", [](const Places& p) { addDefinition(p.source, "a/v/x"); }, ONLY_LORA},
+    {"family_in_upper_case", [](const Places& p) { addDefinition(p.source, "LORA/v/x"); }, ONLY_LORA},
+    {"family_with_more_letters", [](const Places& p) { addDefinition(p.source, "lora2/v/x"); }, ONLY_LORA},
+    {"family_one_level_down", [](const Places& p) { addDefinition(p.source, "x/lora/y"); }, ONLY_LORA},
+    {"hidden_family", [](const Places& p) { addDefinition(p.source, ".git/v/x"); }, ONLY_LORA},
+    {"family_before_broken_definition",
      [](const Places& p) {
          addSecond(p, "{");
          StorageBuilder(p.source).definition("other/v/x", "{");
      },
      ONLY_LORA},
     {"broken", [](const Places& p) { addSecond(p, "{"); }, INVALID_SYNTAX},
-    {"emptyFile", [](const Places& p) { addSecond(p, ""); }, INVALID_SYNTAX},
+    {"empty_file", [](const Places& p) { addSecond(p, ""); }, INVALID_SYNTAX},
     {"array", [](const Places& p) { addSecond(p, "[]"); }, INVALID_SYNTAX},
-    {"firstFaultInOrderOfNames",
+    {"first_fault_in_order_of_names",
      [](const Places& p) {
          addSecond(p, "{");
          StorageBuilder(p.source).definition(M3, "[]").definition("lora/v1/m3", "{}");
      },
      INVALID_SYNTAX},
-    {"propertiesMissing",
+    {"properties_missing",
      [](const Places& p) {
          addSecond(p, R"({"decoder":"m2.js"})");
          writeFile(p.source + "/lora/v1/m2.js", "");
      },
      "Invalid syntax of the sensor definition [lora/v1/m2]: no [properties] section defined."},
-    {"decoderClimbs", [](const Places& p) { addSecond(p, documentOf("../v1/m1.js")); },
+    {"decoder_climbs", [](const Places& p) { addSecond(p, documentOf("../v1/m1.js")); },
      "Invalid sensor definition [lora/v1/m2]: bad decoder path [../v1/m1.js]."},
-    {"decoderMissing", [](const Places& p) { addSecond(p); }, NO_DECODER_FILE},
-    {"decoderIsADirectory",
+    {"decoder_missing", [](const Places& p) { addSecond(p); }, NO_DECODER_FILE},
+    {"decoder_is_a_directory",
      [](const Places& p) {
          addSecond(p);
          makeDir(p.source + "/lora/v1/m2.js");
      },
      NO_DECODER_FILE},
-    {"decoderIsADanglingLink",
+    {"decoder_is_a_dangling_link",
      [](const Places& p) {
          addSecond(p);
          makeLink("nowhere", p.source + "/lora/v1/m2.js");
      },
      NO_DECODER_FILE},
-    {"noDecoder", [](const Places& p) { addSecond(p, INSTALLED); }, NO_DECODER},
-    {"blankDecoder", [](const Places& p) { addSecond(p, documentOf("   ")); }, NO_DECODER},
-    {"decoderNumber", [](const Places& p) { addSecond(p, R"({"decoder":5,"properties":{}})"); }, NO_DECODER},
-    {"decoderLinkOutside",
+    {"no_decoder", [](const Places& p) { addSecond(p, INSTALLED); }, NO_DECODER},
+    {"blank_decoder", [](const Places& p) { addSecond(p, documentOf("   ")); }, NO_DECODER},
+    {"decoder_number", [](const Places& p) { addSecond(p, R"({"decoder":5,"properties":{}})"); }, NO_DECODER},
+    {"decoder_link_outside",
      [](const Places& p) {
          addSecond(p);
          writeFile(p.elsewhere, "");
          makeLink("../../../elsewhere", p.source + "/lora/v1/m2.js");
      },
      BAD_LOCATION},
-    {"decoderBehindALinkOutside",
+    {"decoder_behind_a_link_outside",
      [](const Places& p) {
          addSecond(p, documentOf("sub/m2.js"));
          writeFile(p.elsewhere + "/m2.js", "");
          makeLink(p.elsewhere, p.source + "/lora/v1/sub");
      },
      BAD_LOCATION},
-    {"decoderBehindDotsThroughALink",
+    {"decoder_behind_dots_through_a_link",
      [](const Places& p) {
          addSecond(p, documentOf("sub/m2.js"));
          writeFile(p.dir / "m2.js", "");
@@ -388,7 +388,7 @@ const std::vector<GoodSource>& goodSources() {
              return p.source;
          },
          {"lora/.v/.m"}},
-        {"otherFilesAreLeft",
+        {"other_files_are_left",
          [](const Places& p) {
              addDefinition(p.source, M1);
              writeFile(p.source + "/readme.txt", "");
@@ -397,7 +397,7 @@ const std::vector<GoodSource>& goodSources() {
              return p.source;
          },
          {M1}},
-        {"trailingSlash",
+        {"trailing_slash",
          [](const Places& p) {
              addDefinition(p.source, M1);
              return p.source + "/";
@@ -409,14 +409,14 @@ const std::vector<GoodSource>& goodSources() {
              return p.source + "/lora/../lora/v1/../../.";
          },
          {M1}},
-        {"linkToTheSource",
+        {"link_to_the_source",
          [](const Places& p) {
              addDefinition(p.source, M1);
              makeLink("source", p.elsewhere);
              return p.elsewhere;
          },
          {M1}},
-        {"decoderLinkInside",
+        {"decoder_link_inside",
          [](const Places& p) {
              StorageBuilder(p.source).definition(M1, documentOf("m1.js"));
              writeFile(p.source + "/shared/d", decoderTextOf("lora/v1/m1"));
@@ -424,7 +424,7 @@ const std::vector<GoodSource>& goodSources() {
              return p.source;
          },
          {M1}},
-        {"decoderInADirectoryWithTheSourcesPrefix",
+        {"decoder_in_a_directory_with_the_sources_prefix",
          [](const Places& p) {
              StorageBuilder(p.source).definition(M1, documentOf("m1.js"));
              writeFile(p.source + "2/d", decoderTextOf("lora/v1/m1"));
@@ -432,7 +432,7 @@ const std::vector<GoodSource>& goodSources() {
              return p.source;
          },
          {M1}},
-        {"decoderBelowTheDefinition",
+        {"decoder_below_the_definition",
          [](const Places& p) {
              StorageBuilder(p.source).definition(M1, documentOf(" /sub//d.js "));
              writeFile(p.source + "/lora/v1/sub/d.js", decoderTextOf("lora/v1/m1"));
@@ -597,12 +597,12 @@ const std::vector<Conflict>& conflicts() {
         {"none", {"lora/v1/m0", "lora/v2/m1"}, {"lora/v3/m1"}, true, UNTOUCHED},
         {"one", {M2}, {}, false, ONE_CONFLICT},
         {"two", {M1, M2}, {}, false, FIRST_TWO},
-        {"twoApart", {M1, M3}, {}, false, OUTER_TWO},
+        {"two_apart", {M1, M3}, {}, false, OUTER_TWO},
         {"three", {M1, M2, M3}, {}, false, FIRST_TWO},
-        {"oneUnreadable", {}, {M2}, true, "Invalid syntax of the sensor definition [lora/v1/m2]."},
-        {"lastUnreadableStays", {}, {M1, M3}, true, "Invalid syntax of the sensor definition [lora/v2/m3]."},
-        {"oneBesideUnreadable", {M2}, {M1, M3}, false, ONE_CONFLICT},
-        {"twoAroundUnreadable", {M1, M3}, {M2}, false, OUTER_TWO},
+        {"one_unreadable", {}, {M2}, true, "Invalid syntax of the sensor definition [lora/v1/m2]."},
+        {"last_unreadable_stays", {}, {M1, M3}, true, "Invalid syntax of the sensor definition [lora/v2/m3]."},
+        {"one_beside_unreadable", {M2}, {M1, M3}, false, ONE_CONFLICT},
+        {"two_around_unreadable", {M1, M3}, {M2}, false, OUTER_TWO},
     };
     return rows;
 }

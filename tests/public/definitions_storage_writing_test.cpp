@@ -67,28 +67,28 @@ struct ImportName : NamedRow {
 };
 
 const ImportName IMPORT_NAMES[] = {
-    {"threeComponents", "lora/demo/th1", true, {"lora", "lora/demo", "lora/demo/th1.json"}},
-    {"otherFamily", "wired/demo/th1", true, {"wired", "wired/demo", "wired/demo/th1.json"}},
-    {"suffixInStem", "lora/demo/th1.json", true, {"lora", "lora/demo", "lora/demo/th1.json.json"}},
-    {"hiddenComponents", ".lora/.demo/.th1", true, {".lora", ".lora/.demo", ".lora/.demo/.th1.json"}},
+    {"three_components", "lora/demo/th1", true, {"lora", "lora/demo", "lora/demo/th1.json"}},
+    {"other_family", "wired/demo/th1", true, {"wired", "wired/demo", "wired/demo/th1.json"}},
+    {"suffix_in_stem", "lora/demo/th1.json", true, {"lora", "lora/demo", "lora/demo/th1.json.json"}},
+    {"hidden_components", ".lora/.demo/.th1", true, {".lora", ".lora/.demo", ".lora/.demo/.th1.json"}},
     {"blanks", "lora/my demo/th 1", true, {"lora", "lora/my demo", "lora/my demo/th 1.json"}},
-    {"formatCharacters", "lora/%s/%n", true, {"lora", "lora/%s", "lora/%s/%n.json"}},
-    {"emptyStem", "lora/demo/", true, {"lora", "lora/demo", "lora/demo/.json"}},
-    {"backslashBeforeTheLastSlash", "lora/de\\mo/th1", true, {"lora", "lora/de\\mo", "lora/de\\mo/th1.json"}},
+    {"format_characters", "lora/%s/%n", true, {"lora", "lora/%s", "lora/%s/%n.json"}},
+    {"empty_stem", "lora/demo/", true, {"lora", "lora/demo", "lora/demo/.json"}},
+    {"backslash_before_the_last_slash", "lora/de\\mo/th1", true, {"lora", "lora/de\\mo", "lora/de\\mo/th1.json"}},
     {"empty", "", false, {".json"}},
-    {"noSeparator", "th1", false, {"th1", "th1/th1.json"}},
-    {"oneSeparator", "lora/th1", false, {"lora", "lora/th1.json"}},
-    {"fourComponents", "lora/a/b/th1", false, {"lora", "lora/a", "lora/a/b", "lora/a/b/th1.json"}},
-    {"emptyMiddle", "lora//th1", false, {"lora", "lora/th1.json"}},
-    {"leadingSlash", "/demo/th1", false, {"demo", "demo/th1.json"}},
-    {"onlyBackslashes", "lora\\demo\\th1", false, {"lora\\demo", "lora\\demo/th1.json"}},
-    {"backslashBeforeTheStem", "lora/demo\\th1", false, {"lora", "lora/demo", "lora/demo/th1.json"}},
-    {"backslashBelowThreeLevels", "lora/a/b\\th1", false, {"lora", "lora/a", "lora/a/b", "lora/a/b/th1.json"}},
-    {"slashAfterBackslash", "lora\\demo/th1", false, {"lora\\demo", "lora\\demo/th1.json"}},
-    {"climbingInside", "lora/../th1", false, {"lora", "th1.json"}},
-    {"climbingBack", "lora/demo/../th1", false, {"lora", "lora/demo", "lora/th1.json"}},
-    {"dotComponent", "lora/./th1", false, {"lora", "lora/th1.json"}},
-    {"formatCharactersRefused", "%s%n%d", false, {"%s%n%d", "%s%n%d/%s%n%d.json"}},
+    {"no_separator", "th1", false, {"th1", "th1/th1.json"}},
+    {"one_separator", "lora/th1", false, {"lora", "lora/th1.json"}},
+    {"four_components", "lora/a/b/th1", false, {"lora", "lora/a", "lora/a/b", "lora/a/b/th1.json"}},
+    {"empty_middle", "lora//th1", false, {"lora", "lora/th1.json"}},
+    {"leading_slash", "/demo/th1", false, {"demo", "demo/th1.json"}},
+    {"only_backslashes", "lora\\demo\\th1", false, {"lora\\demo", "lora\\demo/th1.json"}},
+    {"backslash_before_the_stem", "lora/demo\\th1", false, {"lora", "lora/demo", "lora/demo/th1.json"}},
+    {"backslash_below_three_levels", "lora/a/b\\th1", false, {"lora", "lora/a", "lora/a/b", "lora/a/b/th1.json"}},
+    {"slash_after_backslash", "lora\\demo/th1", false, {"lora\\demo", "lora\\demo/th1.json"}},
+    {"climbing_inside", "lora/../th1", false, {"lora", "th1.json"}},
+    {"climbing_back", "lora/demo/../th1", false, {"lora", "lora/demo", "lora/th1.json"}},
+    {"dot_component", "lora/./th1", false, {"lora", "lora/th1.json"}},
+    {"format_characters_refused", "%s%n%d", false, {"%s%n%d", "%s%n%d/%s%n%d.json"}},
 };
 
 class ImportUnderName : public StorageWriting, public ::testing::WithParamInterface<ImportName> {
@@ -158,24 +158,24 @@ constexpr const char* NO_SECTION =
 
 const ImportDocument IMPORT_DOCUMENTS[] = {
     {"plain", PLAIN, false, true, UNTOUCHED},
-    {"decoderAdded", PLAIN, true, true, UNTOUCHED},
-    {"decoderRenamed", WITH_DECODER, true, true, UNTOUCHED},
-    {"decoderRemoved", WITH_DECODER, false, true, UNTOUCHED},
-    {"decoderNumberReplaced", R"({"decoder":5,"properties":{}})", true, true, UNTOUCHED},
-    {"decoderNumberRemoved", R"({"decoder":5,"properties":{}})", false, true, UNTOUCHED},
-    {"decoderObjectReplaced", R"({"decoder":{"a":1},"properties":{}})", true, true, UNTOUCHED},
-    {"decoderNullRemoved", R"({"decoder":null,"properties":{}})", false, true, UNTOUCHED},
-    {"decoderClimbingRemoved", R"({"decoder":"../x","properties":{}})", false, true, UNTOUCHED},
-    {"otherMembers", R"({"properties":{},"vendor":"v","list":[1,2.5,-3,true,null,"x"],"Decoder":"kept"})", true, true,
+    {"decoder_added", PLAIN, true, true, UNTOUCHED},
+    {"decoder_renamed", WITH_DECODER, true, true, UNTOUCHED},
+    {"decoder_removed", WITH_DECODER, false, true, UNTOUCHED},
+    {"decoder_number_replaced", R"({"decoder":5,"properties":{}})", true, true, UNTOUCHED},
+    {"decoder_number_removed", R"({"decoder":5,"properties":{}})", false, true, UNTOUCHED},
+    {"decoder_object_replaced", R"({"decoder":{"a":1},"properties":{}})", true, true, UNTOUCHED},
+    {"decoder_null_removed", R"({"decoder":null,"properties":{}})", false, true, UNTOUCHED},
+    {"decoder_climbing_removed", R"({"decoder":"../x","properties":{}})", false, true, UNTOUCHED},
+    {"other_members", R"({"properties":{},"vendor":"v","list":[1,2.5,-3,true,null,"x"],"Decoder":"kept"})", true, true,
      UNTOUCHED},
     {"comments",
      "// before\n{ // behind the brace\n  \"properties\": {} /* aside */, // tail\n \"z\": 1\n}\n// after\n", true,
      true, UNTOUCHED},
-    {"beyondAscii", "{\"properties\":{\"\xc3\xa9\":{\"unit\":\"\xc2\xb0\x43\",\"nul\":\"a\\u0000b\"}}}", false, true,
+    {"beyond_ascii", "{\"properties\":{\"\xc3\xa9\":{\"unit\":\"\xc2\xb0\x43\",\"nul\":\"a\\u0000b\"}}}", false, true,
      UNTOUCHED},
-    {"propertiesMissing", R"({"vendor":"v"})", false, false, NO_SECTION},
-    {"propertiesMissingWithDecoder", R"({"vendor":"v"})", true, false, NO_SECTION},
-    {"propertiesArray", R"({"properties":[]})", true, false, NO_SECTION},
+    {"properties_missing", R"({"vendor":"v"})", false, false, NO_SECTION},
+    {"properties_missing_with_decoder", R"({"vendor":"v"})", true, false, NO_SECTION},
+    {"properties_array", R"({"properties":[]})", true, false, NO_SECTION},
 };
 
 class ImportOfDocument : public StorageWriting, public ::testing::WithParamInterface<ImportDocument> {
@@ -276,7 +276,7 @@ struct NoObject : NamedRow {
 
 const NoObject NO_OBJECTS[] = {
     {"array", Json::Value(Json::arrayValue)},
-    {"emptyText", Json::Value("")},
+    {"empty_text", Json::Value("")},
     {"text", Json::Value("decoder")},
     {"number", Json::Value(5)},
     {"real", Json::Value(2.5)},
@@ -359,12 +359,16 @@ void failCp(Fault fault) {
 
 const std::vector<Blocker>& blockers() {
     static const std::vector<Blocker> rows{
-        {"storageIsAFile", [](const TempDir& d) { writeFile(d / "storage", "file"); }, false, NO_DIRECTORY, {}},
-        {"familyIsAFile", [](const TempDir& d) { writeFile(d / "storage/lora", "file"); }, false, NO_DIRECTORY, {}},
-        {"nameDirectoryIsAFifo", [](const TempDir& d) { makeFifo(d / "storage/lora/demo"); }, false, NO_DIRECTORY, {}},
-        {"mkdirDoesNothing", [](const TempDir&) { failMkdir(Fault::Nothing); }, false, NO_DIRECTORY, {}},
-        {"mkdirFails", [](const TempDir&) { failMkdir(Fault::Fail); }, false, NO_DIRECTORY, {}},
-        {"mkdirNotNeeded",
+        {"storage_is_a_file", [](const TempDir& d) { writeFile(d / "storage", "file"); }, false, NO_DIRECTORY, {}},
+        {"family_is_a_file", [](const TempDir& d) { writeFile(d / "storage/lora", "file"); }, false, NO_DIRECTORY, {}},
+        {"name_directory_is_a_fifo",
+         [](const TempDir& d) { makeFifo(d / "storage/lora/demo"); },
+         false,
+         NO_DIRECTORY,
+         {}},
+        {"mkdir_does_nothing", [](const TempDir&) { failMkdir(Fault::Nothing); }, false, NO_DIRECTORY, {}},
+        {"mkdir_fails", [](const TempDir&) { failMkdir(Fault::Fail); }, false, NO_DIRECTORY, {}},
+        {"mkdir_not_needed",
          [](const TempDir& d) {
              makeDir(d / "storage/lora/demo");
              failMkdir(Fault::Fail);
@@ -372,19 +376,19 @@ const std::vector<Blocker>& blockers() {
          true,
          UNTOUCHED,
          {{JSON_FILE, documentWithDecoder()}, {DECODER_FILE, "decoder text"}}},
-        {"definitionIsADirectory", [](const TempDir& d) { makeDir(d / JSON_FILE); }, false, NOT_SAVED, {}},
-        {"definitionIsASocket", [](const TempDir& d) { makeSocket(d / JSON_FILE); }, false, NOT_SAVED, {}},
-        {"definitionIsALinkToADevice",
+        {"definition_is_a_directory", [](const TempDir& d) { makeDir(d / JSON_FILE); }, false, NOT_SAVED, {}},
+        {"definition_is_a_socket", [](const TempDir& d) { makeSocket(d / JSON_FILE); }, false, NOT_SAVED, {}},
+        {"definition_is_a_link_to_a_device",
          [](const TempDir& d) { makeLink("/dev/null", d / JSON_FILE); },
          false,
          NOT_SAVED,
          {}},
-        {"definitionIsADanglingLink",
+        {"definition_is_a_dangling_link",
          [](const TempDir& d) { makeLink("../../../else", d / JSON_FILE); },
          false,
          NOT_LISTED,
          {{"else", documentWithDecoder()}}},
-        {"definitionIsALinkToAFile",
+        {"definition_is_a_link_to_a_file",
          [](const TempDir& d) {
              writeFile(d / "else", "other");
              makeLink("../../../else", d / JSON_FILE);
@@ -392,7 +396,7 @@ const std::vector<Blocker>& blockers() {
          false,
          NOT_LISTED,
          {{"else", documentWithDecoder()}}},
-        {"nameDirectoryIsALink",
+        {"name_directory_is_a_link",
          [](const TempDir& d) {
              makeDir(d / "else");
              makeLink("../../else", d / "storage/lora/demo");
@@ -400,7 +404,7 @@ const std::vector<Blocker>& blockers() {
          false,
          NOT_LISTED,
          {{"else/th1.json", documentWithDecoder()}}},
-        {"storageIsALink",
+        {"storage_is_a_link",
          [](const TempDir& d) {
              makeDir(d / "else/lora/demo");
              makeLink("else", d / "storage");
@@ -408,12 +412,12 @@ const std::vector<Blocker>& blockers() {
          true,
          UNTOUCHED,
          {{"else/lora/demo/th1.json", documentWithDecoder()}, {"else/lora/demo/th1-decoder", "decoder text"}}},
-        {"decoderSourceMissing",
+        {"decoder_source_missing",
          [](const TempDir& d) { removeTree(d / "source.js"); },
          false,
          NOT_COPIED,
          {{"storage", ""}, {"storage/lora", ""}, {"storage/lora/demo", ""}, {JSON_FILE, documentWithDecoder()}}},
-        {"decoderSourceIsADirectory",
+        {"decoder_source_is_a_directory",
          [](const TempDir& d) {
              removeTree(d / "source.js");
              makeDir(d / "source.js");
@@ -422,7 +426,7 @@ const std::vector<Blocker>& blockers() {
          false,
          NOT_COPIED,
          {{JSON_FILE, documentWithDecoder()}}},
-        {"decoderSourceIsAFifo",
+        {"decoder_source_is_a_fifo",
          [](const TempDir& d) {
              removeTree(d / "source.js");
              makeFifo(d / "source.js");
@@ -431,12 +435,12 @@ const std::vector<Blocker>& blockers() {
          false,
          NOT_COPIED,
          {{JSON_FILE, documentWithDecoder()}}},
-        {"decoderIsADirectory",
+        {"decoder_is_a_directory",
          [](const TempDir& d) { makeDir(d / DECODER_FILE); },
          false,
          NOT_COPIED,
          {{JSON_FILE, documentWithDecoder()}, {"storage/lora/demo/th1-decoder/source.js", "decoder text"}}},
-        {"decoderIsALinkToAFile",
+        {"decoder_is_a_link_to_a_file",
          [](const TempDir& d) {
              writeFile(d / "else", "other");
              makeLink("../../../else", d / DECODER_FILE);
@@ -444,7 +448,7 @@ const std::vector<Blocker>& blockers() {
          true,
          UNTOUCHED,
          {{JSON_FILE, documentWithDecoder()}, {"else", "decoder text"}}},
-        {"cpDoesNothing",
+        {"cp_does_nothing",
          [](const TempDir& d) {
              makeDir(d / "storage/lora/demo");
              failCp(Fault::Nothing);
@@ -452,7 +456,7 @@ const std::vector<Blocker>& blockers() {
          false,
          NOT_COPIED,
          {{JSON_FILE, documentWithDecoder()}}},
-        {"cpFails",
+        {"cp_fails",
          [](const TempDir& d) {
              makeDir(d / "storage/lora/demo");
              failCp(Fault::Fail);
@@ -460,7 +464,7 @@ const std::vector<Blocker>& blockers() {
          false,
          NOT_COPIED,
          {{JSON_FILE, documentWithDecoder()}}},
-        {"cpLeavesHalfAFile",
+        {"cp_leaves_half_a_file",
          [](const TempDir& d) {
              makeDir(d / "storage/lora/demo");
              failCp(Fault::HalfFile);
@@ -468,7 +472,7 @@ const std::vector<Blocker>& blockers() {
          true,
          UNTOUCHED,
          {{JSON_FILE, documentWithDecoder()}, {DECODER_FILE, "decode"}}},
-        {"cpFailsOverAnOlderDecoder",
+        {"cp_fails_over_an_older_decoder",
          [](const TempDir& d) {
              writeFile(d / DECODER_FILE, "older");
              failCp(Fault::Fail);
@@ -525,8 +529,8 @@ struct OlderFile : NamedRow {
 const OlderFile OLDER_FILES[] = {
     {"valid", R"({"properties":{"old":{}}})", true, UNTOUCHED},
     {"broken", "{", false, INVALID_SYNTAX},
-    {"withoutProperties", "{}", false, NO_SECTION},
-    {"decoderGone", R"({"decoder":"gone.js","properties":{}})", false,
+    {"without_properties", "{}", false, NO_SECTION},
+    {"decoder_gone", R"({"decoder":"gone.js","properties":{}})", false,
      "Invalid sensor definition [lora/demo/th1]: no decoder file found."},
 };
 
@@ -574,8 +578,8 @@ void addBoth(const TempDir& dir) {
 constexpr const char* SOURCE_DECODER = "storage/lora/demo/th1.js";
 
 const Removal REMOVALS[] = {
-    {"withDecoder", addBoth, NAME, true, UNTOUCHED, {JSON_FILE, SOURCE_DECODER}},
-    {"withoutDecoder",
+    {"with_decoder", addBoth, NAME, true, UNTOUCHED, {JSON_FILE, SOURCE_DECODER}},
+    {"without_decoder",
      [](const TempDir& d) {
          addDocument(d, PLAIN);
          addDecoder(d);
@@ -584,7 +588,7 @@ const Removal REMOVALS[] = {
      true,
      UNTOUCHED,
      {JSON_FILE}},
-    {"neighboursStay",
+    {"neighbours_stay",
      [](const TempDir& d) {
          addBoth(d);
          StorageBuilder(d / "storage").definition("lora/demo/th2", PLAIN).definition("lora/else/th1", PLAIN);
@@ -593,8 +597,8 @@ const Removal REMOVALS[] = {
      true,
      UNTOUCHED,
      {JSON_FILE, SOURCE_DECODER}},
-    {"decoderMissing", [](const TempDir& d) { addDocument(d); }, NAME, true, UNTOUCHED, {JSON_FILE}},
-    {"decoderIsADirectory",
+    {"decoder_missing", [](const TempDir& d) { addDocument(d); }, NAME, true, UNTOUCHED, {JSON_FILE}},
+    {"decoder_is_a_directory",
      [](const TempDir& d) {
          addDocument(d);
          makeDir(d / SOURCE_DECODER);
@@ -603,7 +607,7 @@ const Removal REMOVALS[] = {
      true,
      UNTOUCHED,
      {JSON_FILE}},
-    {"decoderIsALinkOutside",
+    {"decoder_is_a_link_outside",
      [](const TempDir& d) {
          addDocument(d);
          writeFile(d / "else.js", "");
@@ -613,7 +617,7 @@ const Removal REMOVALS[] = {
      true,
      UNTOUCHED,
      {JSON_FILE}},
-    {"decoderIsALinkInside",
+    {"decoder_is_a_link_inside",
      [](const TempDir& d) {
          addDocument(d);
          writeFile(d / "storage/shared.js", "");
@@ -623,7 +627,7 @@ const Removal REMOVALS[] = {
      true,
      UNTOUCHED,
      {JSON_FILE, SOURCE_DECODER}},
-    {"decoderIsADanglingLink",
+    {"decoder_is_a_dangling_link",
      [](const TempDir& d) {
          addDocument(d);
          makeLink("nowhere", d / SOURCE_DECODER);
@@ -632,7 +636,7 @@ const Removal REMOVALS[] = {
      true,
      UNTOUCHED,
      {JSON_FILE}},
-    {"decoderInADirectoryWithTheStoragesPrefix",
+    {"decoder_in_a_directory_with_the_storages_prefix",
      [](const TempDir& d) {
          addDocument(d);
          writeFile(d / "storage2/else.js", "");
@@ -642,7 +646,7 @@ const Removal REMOVALS[] = {
      true,
      UNTOUCHED,
      {JSON_FILE, SOURCE_DECODER}},
-    {"decoderClimbs",
+    {"decoder_climbs",
      [](const TempDir& d) {
          addDocument(d, R"({"decoder":"../demo/th1.js","properties":{}})");
          addDecoder(d);
@@ -651,7 +655,7 @@ const Removal REMOVALS[] = {
      true,
      UNTOUCHED,
      {JSON_FILE}},
-    {"decoderInASubdirectory",
+    {"decoder_in_a_subdirectory",
      [](const TempDir& d) {
          addDocument(d, R"({"decoder":" sub/d.js ","properties":{}})");
          addDecoder(d, "sub/d.js");
@@ -660,13 +664,13 @@ const Removal REMOVALS[] = {
      true,
      UNTOUCHED,
      {JSON_FILE, "storage/lora/demo/sub/d.js"}},
-    {"decoderIsTheDefinitionItself",
+    {"decoder_is_the_definition_itself",
      [](const TempDir& d) { addDocument(d, R"({"decoder":"th1.json","properties":{}})"); },
      NAME,
      true,
      UNTOUCHED,
      {JSON_FILE}},
-    {"brokenDefinition",
+    {"broken_definition",
      [](const TempDir& d) {
          addDocument(d, R"({"decoder":"th1.js",)");
          addDecoder(d);
@@ -675,8 +679,8 @@ const Removal REMOVALS[] = {
      true,
      UNTOUCHED,
      {JSON_FILE}},
-    {"definitionIsAnArray", [](const TempDir& d) { addDocument(d, "[]"); }, NAME, true, UNTOUCHED, {JSON_FILE}},
-    {"withoutProperties",
+    {"definition_is_an_array", [](const TempDir& d) { addDocument(d, "[]"); }, NAME, true, UNTOUCHED, {JSON_FILE}},
+    {"without_properties",
      [](const TempDir& d) {
          addDocument(d, R"({"decoder":"th1.js"})");
          addDecoder(d);
@@ -685,7 +689,7 @@ const Removal REMOVALS[] = {
      true,
      UNTOUCHED,
      {JSON_FILE, SOURCE_DECODER}},
-    {"storageIsALink",
+    {"storage_is_a_link",
      [](const TempDir& d) {
          StorageBuilder(d / "else").definition(NAME, WITH_DECODER).decoder(NAME, "th1.js");
          makeLink("else", d / "storage");
@@ -694,20 +698,20 @@ const Removal REMOVALS[] = {
      true,
      UNTOUCHED,
      {"else/lora/demo/th1.json", "else/lora/demo/th1.js"}},
-    {"emptyStem",
+    {"empty_stem",
      [](const TempDir& d) { StorageBuilder(d / "storage").definition("lora/demo/", PLAIN); },
      "lora/demo/",
      true,
      UNTOUCHED,
      {"storage/lora/demo/.json"}},
-    {"storageMissing", [](const TempDir&) {}, NAME, false, NOT_FOUND, {}},
-    {"otherName",
+    {"storage_missing", [](const TempDir&) {}, NAME, false, NOT_FOUND, {}},
+    {"other_name",
      [](const TempDir& d) { StorageBuilder(d / "storage").definition("lora/demo/th2", PLAIN); },
      NAME,
      false,
      NOT_FOUND,
      {}},
-    {"definitionIsALink",
+    {"definition_is_a_link",
      [](const TempDir& d) {
          writeFile(d / "else.json", PLAIN);
          makeLink("../../../else.json", d / JSON_FILE);
@@ -716,7 +720,7 @@ const Removal REMOVALS[] = {
      false,
      NOT_FOUND,
      {}},
-    {"nameDirectoryIsALink",
+    {"name_directory_is_a_link",
      [](const TempDir& d) {
          writeFile(d / "else/th1.json", PLAIN);
          makeLink("../../else", d / "storage/lora/demo");
@@ -725,15 +729,15 @@ const Removal REMOVALS[] = {
      false,
      NOT_FOUND,
      {}},
-    {"definitionIsADirectory", [](const TempDir& d) { makeDir(d / JSON_FILE); }, NAME, false, NOT_FOUND, {}},
-    {"emptyName", addBoth, "", false, "Sensor definition [] not found.", {}},
-    {"tooFewComponents",
+    {"definition_is_a_directory", [](const TempDir& d) { makeDir(d / JSON_FILE); }, NAME, false, NOT_FOUND, {}},
+    {"empty_name", addBoth, "", false, "Sensor definition [] not found.", {}},
+    {"too_few_components",
      [](const TempDir& d) { StorageBuilder(d / "storage").definition("lora/th1", PLAIN); },
      "lora/th1",
      false,
      "Sensor definition [lora/th1] not found.",
      {}},
-    {"tooManyComponents",
+    {"too_many_components",
      [](const TempDir& d) { StorageBuilder(d / "storage").definition("lora/a/b/th1", PLAIN); },
      "lora/a/b/th1",
      false,
@@ -741,7 +745,7 @@ const Removal REMOVALS[] = {
      {}},
     {"backslashes", addBoth, "lora\\demo\\th1", false, "Sensor definition [lora\\demo\\th1] not found.", {}},
     {"climbing", addBoth, "lora/demo/../demo/th1", false, "Sensor definition [lora/demo/../demo/th1] not found.", {}},
-    {"climbingOut",
+    {"climbing_out",
      [](const TempDir& d) {
          addBoth(d);
          writeFile(d / "else/th1.json", PLAIN);
@@ -750,9 +754,9 @@ const Removal REMOVALS[] = {
      false,
      "Sensor definition [../else/th1] not found.",
      {}},
-    {"doubledSeparator", addBoth, "lora//demo/th1", false, "Sensor definition [lora//demo/th1] not found.", {}},
-    {"withSuffix", addBoth, "lora/demo/th1.json", false, "Sensor definition [lora/demo/th1.json] not found.", {}},
-    {"decoderStays",
+    {"doubled_separator", addBoth, "lora//demo/th1", false, "Sensor definition [lora//demo/th1] not found.", {}},
+    {"with_suffix", addBoth, "lora/demo/th1.json", false, "Sensor definition [lora/demo/th1.json] not found.", {}},
+    {"decoder_stays",
      [](const TempDir& d) {
          addBoth(d);
          FakeSupport::inst().fault("rm", Fault::Nothing, 1);
@@ -761,7 +765,7 @@ const Removal REMOVALS[] = {
      false,
      "Failed to remove decoder file for the [lora/demo/th1] sensor definition.",
      {}},
-    {"decoderGoneAndDefinitionStays",
+    {"decoder_gone_and_definition_stays",
      [](const TempDir& d) {
          addBoth(d);
          FakeSupport::inst().fault("rm", Fault::Nothing, 2);
@@ -770,7 +774,7 @@ const Removal REMOVALS[] = {
      false,
      "Decoder file has been removed. An error has occurred while deleting [lora/demo/th1] sensor definition file.",
      {SOURCE_DECODER}},
-    {"definitionStays",
+    {"definition_stays",
      [](const TempDir& d) {
          addDocument(d, PLAIN);
          FakeSupport::inst().fault("rm", Fault::Nothing);
@@ -779,7 +783,7 @@ const Removal REMOVALS[] = {
      false,
      "Failed to delete sensor definition [lora/demo/th1] file.",
      {}},
-    {"definitionStaysBesideAForeignDecoder",
+    {"definition_stays_beside_a_foreign_decoder",
      [](const TempDir& d) {
          addDocument(d);
          writeFile(d / "else.js", "");

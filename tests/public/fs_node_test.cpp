@@ -147,29 +147,29 @@ std::function<std::string(const TempDir&)> below(const std::string& relative) {
 }
 
 const ModeRow MODE_ROWS[] = {
-    {"emptyPath", path(""), FsNode::MODE_NONE},
+    {"empty_path", path(""), FsNode::MODE_NONE},
     {"root", path("/"), FsNode::MODE_DIR},
-    {"devNull", path("/dev/null"), FsNode::MODE_OTHER},
+    {"dev_null", path("/dev/null"), FsNode::MODE_OTHER},
     {"missing", below("missing"), FsNode::MODE_NONE},
-    {"belowAFile", below("file/x"), FsNode::MODE_NONE},
-    {"fileWithTrailingSlash", below("file/"), FsNode::MODE_NONE},
-    {"directoryWithTrailingSlashes", below("//"), FsNode::MODE_DIR},
-    {"dotDot", below("../"), FsNode::MODE_DIR},
-    {"nameTooLong", below(std::string(256, 'x')), FsNode::MODE_NONE},
+    {"below_a_file", below("file/x"), FsNode::MODE_NONE},
+    {"file_with_trailing_slash", below("file/"), FsNode::MODE_NONE},
+    {"directory_with_trailing_slashes", below("//"), FsNode::MODE_DIR},
+    {"dot_dot", below("../"), FsNode::MODE_DIR},
+    {"name_too_long", below(std::string(256, 'x')), FsNode::MODE_NONE},
     {"directory", node(S_IFDIR), FsNode::MODE_DIR},
-    {"regularFile", node(S_IFREG), FsNode::MODE_FILE},
+    {"regular_file", node(S_IFREG), FsNode::MODE_FILE},
     {"fifo", node(S_IFIFO), FsNode::MODE_OTHER},
-    {"characterDevice", node(S_IFCHR), FsNode::MODE_OTHER},
-    {"blockDevice", node(S_IFBLK), FsNode::MODE_DIR},
+    {"character_device", node(S_IFCHR), FsNode::MODE_OTHER},
+    {"block_device", node(S_IFBLK), FsNode::MODE_DIR},
     {"socket", node(S_IFSOCK), FsNode::MODE_DIR},
-    {"danglingLink", node(S_IFLNK), FsNode::MODE_NONE},
-    {"linkToDirectory", linkTo(S_IFDIR), FsNode::MODE_DIR},
-    {"linkToRegularFile", linkTo(S_IFREG), FsNode::MODE_FILE},
-    {"linkToFifo", linkTo(S_IFIFO), FsNode::MODE_OTHER},
-    {"linkToCharacterDevice", linkTo(S_IFCHR), FsNode::MODE_OTHER},
-    {"linkToBlockDevice", linkTo(S_IFBLK), FsNode::MODE_DIR},
-    {"linkToSocket", linkTo(S_IFSOCK), FsNode::MODE_DIR},
-    {"linkToItself",
+    {"dangling_link", node(S_IFLNK), FsNode::MODE_NONE},
+    {"link_to_directory", linkTo(S_IFDIR), FsNode::MODE_DIR},
+    {"link_to_regular_file", linkTo(S_IFREG), FsNode::MODE_FILE},
+    {"link_to_fifo", linkTo(S_IFIFO), FsNode::MODE_OTHER},
+    {"link_to_character_device", linkTo(S_IFCHR), FsNode::MODE_OTHER},
+    {"link_to_block_device", linkTo(S_IFBLK), FsNode::MODE_DIR},
+    {"link_to_socket", linkTo(S_IFSOCK), FsNode::MODE_DIR},
+    {"link_to_itself",
      [](const TempDir& dir) {
          makeLink("loop", dir / "loop");
          return dir / "loop";
@@ -222,17 +222,17 @@ struct RealPathRow : NamedRow {
 };
 
 const RealPathRow REAL_PATH_ROWS[] = {
-    {"plainFile", "/d/file", "/d/file"},
+    {"plain_file", "/d/file", "/d/file"},
     {"directory", "/d", "/d"},
-    {"trailingSlash", "/d/", "/d"},
-    {"dotsAndSlashes", "//d/.././d//file", "/d/file"},
-    {"throughALink", "/link/file", "/d/file"},
-    {"linkItself", "/link", "/d"},
+    {"trailing_slash", "/d/", "/d"},
+    {"dots_and_slashes", "//d/.././d//file", "/d/file"},
+    {"through_a_link", "/link/file", "/d/file"},
+    {"link_itself", "/link", "/d"},
     {"missing", "/missing", nullptr},
-    {"missingParent", "/missing/../d", nullptr},
-    {"belowAFile", "/d/file/x", nullptr},
-    {"danglingLink", "/dangling", nullptr},
-    {"linkToItself", "/loop", nullptr},
+    {"missing_parent", "/missing/../d", nullptr},
+    {"below_a_file", "/d/file/x", nullptr},
+    {"dangling_link", "/dangling", nullptr},
+    {"link_to_itself", "/loop", nullptr},
 };
 
 class FsNodeRealPath : public ::testing::TestWithParam<RealPathRow> {
@@ -280,11 +280,11 @@ struct KindRow : NamedRow {
 
 const KindRow KIND_ROWS[] = {
     {"directory", S_IFDIR, FsNode::MODE_DIR},
-    {"regularFile", S_IFREG, FsNode::MODE_FILE},
+    {"regular_file", S_IFREG, FsNode::MODE_FILE},
     {"fifo", S_IFIFO, FsNode::MODE_OTHER},
-    {"characterDevice", S_IFCHR, FsNode::MODE_OTHER},
-    {"blockDevice", S_IFBLK, FsNode::MODE_DIR | FsNode::MODE_OTHER},
-    {"symbolicLink", S_IFLNK, FsNode::MODE_FILE | FsNode::MODE_OTHER},
+    {"character_device", S_IFCHR, FsNode::MODE_OTHER},
+    {"block_device", S_IFBLK, FsNode::MODE_DIR | FsNode::MODE_OTHER},
+    {"symbolic_link", S_IFLNK, FsNode::MODE_FILE | FsNode::MODE_OTHER},
     {"socket", S_IFSOCK, FsNode::MODE_DIR | FsNode::MODE_FILE},
 };
 
@@ -317,18 +317,18 @@ const char* const ALL_NAMES[] = {"a",   "b",   "ab",  "A",       "a.json", ".jso
 const PatternRow PATTERN_ROWS[] = {
     {"everything", "*", {std::begin(ALL_NAMES), std::end(ALL_NAMES)}},
     {"suffix", "*.json", {"a.json", ".json", ".hidden.json"}},
-    {"oneCharacter", "?", {"a", "b", "A", "*"}},
-    {"leadingDotIsAnyCharacter", "?json", {".json"}},
+    {"one_character", "?", {"a", "b", "A", "*"}},
+    {"leading_dot_is_any_character", "?json", {".json"}},
     {"bracket", "[ab]", {"a", "b"}},
-    {"negatedBracket", "[!ab]", {"A", "*"}},
-    {"exactName", "a", {"a"}},
-    {"escapedStar", "\\*", {"*"}},
-    {"escapedBackslash", "a\\\\b", {"a\\b"}},
-    {"dotsOnly", ".*", {".json", ".hidden", ".hidden.json", "...", "..x"}},
-    {"emptyPattern", "", {}},
-    {"nothingMatches", "zzz", {}},
-    {"dotIsNeverListed", ".", {}},
-    {"dotDotIsNeverListed", "..", {}},
+    {"negated_bracket", "[!ab]", {"A", "*"}},
+    {"exact_name", "a", {"a"}},
+    {"escaped_star", "\\*", {"*"}},
+    {"escaped_backslash", "a\\\\b", {"a\\b"}},
+    {"dots_only", ".*", {".json", ".hidden", ".hidden.json", "...", "..x"}},
+    {"empty_pattern", "", {}},
+    {"nothing_matches", "zzz", {}},
+    {"dot_is_never_listed", ".", {}},
+    {"dot_dot_is_never_listed", "..", {}},
 };
 
 class FsNodeListPattern : public ::testing::TestWithParam<PatternRow> {};
@@ -392,7 +392,7 @@ struct NoListRow : NamedRow {
 class FsNodeListNothing : public ::testing::TestWithParam<NoListRow> {};
 INSTANTIATE_TEST_SUITE_P(Rows, FsNodeListNothing,
                          ::testing::Values(NoListRow{"missing", "/missing"}, NoListRow{"file", "/file"},
-                                           NoListRow{"emptyDirectory", "/empty"}, NoListRow{"dangling", "/dangling"},
+                                           NoListRow{"empty_directory", "/empty"}, NoListRow{"dangling", "/dangling"},
                                            NoListRow{"fifo", "/fifo"}),
                          rowName);
 
@@ -551,9 +551,9 @@ class FsNodeExistingDir : public FsNodeChange, public ::testing::WithParamInterf
 INSTANTIATE_TEST_SUITE_P(Rows, FsNodeExistingDir,
                          ::testing::Values(ModeRow{"root", path("/"), FsNode::MODE_DIR},
                                            ModeRow{"directory", node(S_IFDIR), FsNode::MODE_DIR},
-                                           ModeRow{"linkToDirectory", linkTo(S_IFDIR), FsNode::MODE_DIR},
+                                           ModeRow{"link_to_directory", linkTo(S_IFDIR), FsNode::MODE_DIR},
                                            ModeRow{"socket", node(S_IFSOCK), FsNode::MODE_DIR},
-                                           ModeRow{"blockDevice", node(S_IFBLK), FsNode::MODE_DIR}),
+                                           ModeRow{"block_device", node(S_IFBLK), FsNode::MODE_DIR}),
                          rowName);
 
 TEST_P(FsNodeExistingDir, runsNothing) {

@@ -41,71 +41,71 @@ const Row ROWS[] = {
     {"fresh", [](Response&) {}, NEW_TEXT, false, "null"},
     {"success", [](Response& r) { r.setSuccess(); }, R"({"status":"success"})", true, "null"},
     {"error", [](Response& r) { r.setError("x"); }, R"({"error":"x","status":"fail"})", false, "null"},
-    {"errorWithEmptyText", [](Response& r) { r.setError(""); }, R"({"error":"","status":"fail"})", false, "null"},
-    {"resultAlone", [](Response& r) { r.setResult(5); }, R"({"error":"unknown","result":5,"status":"unknown"})", false,
+    {"error_with_empty_text", [](Response& r) { r.setError(""); }, R"({"error":"","status":"fail"})", false, "null"},
+    {"result_alone", [](Response& r) { r.setResult(5); }, R"({"error":"unknown","result":5,"status":"unknown"})", false,
      "5"},
-    {"resultThenSuccess",
+    {"result_then_success",
      [](Response& r) {
          r.setResult("v");
          r.setSuccess();
      },
      R"({"result":"v","status":"success"})", true, "\"v\""},
-    {"successThenResult",
+    {"success_then_result",
      [](Response& r) {
          r.setSuccess();
          r.setResult(Json::arrayValue);
      },
      R"({"result":[],"status":"success"})", true, "[]"},
-    {"resultThenError",
+    {"result_then_error",
      [](Response& r) {
          r.setResult("v");
          r.setError("x");
      },
      R"({"error":"x","status":"fail"})", false, "null"},
-    {"errorThenResult",
+    {"error_then_result",
      [](Response& r) {
          r.setError("x");
          r.setResult(true);
      },
      R"({"error":"x","result":true,"status":"fail"})", false, "true"},
-    {"errorThenSuccess",
+    {"error_then_success",
      [](Response& r) {
          r.setError("x");
          r.setSuccess();
      },
      R"({"status":"success"})", true, "null"},
-    {"successThenError",
+    {"success_then_error",
      [](Response& r) {
          r.setSuccess();
          r.setError("x");
      },
      R"({"error":"x","status":"fail"})", false, "null"},
-    {"lastErrorCounts",
+    {"last_error_counts",
      [](Response& r) {
          r.setError("first");
          r.setError("second");
      },
      R"({"error":"second","status":"fail"})", false, "null"},
-    {"lastResultCounts",
+    {"last_result_counts",
      [](Response& r) {
          r.setResult(1);
          r.setResult(2);
          r.setSuccess();
      },
      R"({"result":2,"status":"success"})", true, "2"},
-    {"nullResult",
+    {"null_result",
      [](Response& r) {
          r.setResult(Json::Value());
          r.setSuccess();
      },
      R"({"result":null,"status":"success"})", true, "null"},
-    {"successTwice",
+    {"success_twice",
      [](Response& r) {
          r.setSuccess();
          r.setSuccess();
      },
      R"({"status":"success"})", true, "null"},
-    {"memberOfTheHostStays",
+    {"member_of_the_host_stays",
      [](Response& r) {
          r["id"] = 7;
          r.setError("x");
@@ -126,7 +126,7 @@ TEST_P(ResponseSteps, envelopeStatusAndResult) {
     EXPECT_EQ(toText(response), GetParam().text) << "reading inserts nothing";
 }
 
-/// Named by the order of the settings: S of the success, E of the error, R of the result.
+/// Named by the order of the settings: s for the success, e for the error, r for the result.
 struct OrderRow : NamedRow {
     const char* text;
     bool success;
@@ -134,12 +134,12 @@ struct OrderRow : NamedRow {
 };
 
 const OrderRow ORDERS[] = {
-    {"SER", R"({"error":"x","result":1,"status":"fail"})", false, "1"},
-    {"SRE", R"({"error":"x","status":"fail"})", false, "null"},
-    {"ESR", R"({"result":1,"status":"success"})", true, "1"},
-    {"ERS", R"({"result":1,"status":"success"})", true, "1"},
-    {"RSE", R"({"error":"x","status":"fail"})", false, "null"},
-    {"RES", R"({"status":"success"})", true, "null"},
+    {"ser", R"({"error":"x","result":1,"status":"fail"})", false, "1"},
+    {"sre", R"({"error":"x","status":"fail"})", false, "null"},
+    {"esr", R"({"result":1,"status":"success"})", true, "1"},
+    {"ers", R"({"result":1,"status":"success"})", true, "1"},
+    {"rse", R"({"error":"x","status":"fail"})", false, "null"},
+    {"res", R"({"status":"success"})", true, "null"},
 };
 
 class ResponseOrder : public ::testing::TestWithParam<OrderRow> {};
@@ -152,10 +152,10 @@ TEST_P(ResponseOrder, readingAfterAnyStepChangesNothing) {
             if (step == readAfter)
                 response.getResult();
             switch (GetParam().name[step]) {
-            case 'S':
+            case 's':
                 response.setSuccess();
                 break;
-            case 'E':
+            case 'e':
                 response.setError("x");
                 break;
             default:

@@ -143,29 +143,30 @@ const char* const BAD_DECODER = "[DFN] Invalid sensor definition [lora/demo/th1]
 const char* const NO_DECODER = "[DFN] Invalid sensor definition [lora/demo/th1]: no decoder file found.";
 
 const Choice CHOICES[] = {
-    {"bothInBoth", STORAGE_BOTH, PLAIN, PLAIN, "custom", nullptr},
-    {"bothInDefault", STORAGE_DEFAULT, PLAIN, PLAIN, "default", nullptr},
-    {"bothInCustom", STORAGE_CUSTOM, PLAIN, PLAIN, "custom", nullptr},
-    {"defaultInBoth", STORAGE_BOTH, nullptr, PLAIN, "default", nullptr},
-    {"defaultInDefault", STORAGE_DEFAULT, nullptr, PLAIN, "default", nullptr},
-    {"defaultInCustom", STORAGE_CUSTOM, nullptr, PLAIN, nullptr, nullptr},
-    {"customInBoth", STORAGE_BOTH, PLAIN, nullptr, "custom", nullptr},
-    {"customInDefault", STORAGE_DEFAULT, PLAIN, nullptr, nullptr, nullptr},
-    {"customInCustom", STORAGE_CUSTOM, PLAIN, nullptr, "custom", nullptr},
-    {"nowhereInBoth", STORAGE_BOTH, nullptr, nullptr, nullptr, nullptr},
-    {"nowhereInDefault", STORAGE_DEFAULT, nullptr, nullptr, nullptr, nullptr},
-    {"nowhereInCustom", STORAGE_CUSTOM, nullptr, nullptr, nullptr, nullptr},
-    {"customEmptyFile", STORAGE_BOTH, "", PLAIN, nullptr, SYNTAX},
-    {"customMalformed", STORAGE_BOTH, "{", PLAIN, nullptr, SYNTAX},
-    {"customRootIsArray", STORAGE_BOTH, "[]", PLAIN, nullptr, SYNTAX},
-    {"customWithoutProperties", STORAGE_BOTH, "{}", PLAIN, nullptr, NO_SECTION},
-    {"customWithBadDecoder", STORAGE_BOTH, R"({"properties": {}, "decoder": " ../x "})", PLAIN, nullptr, BAD_DECODER},
-    {"customWithoutItsDecoder", STORAGE_BOTH, R"({"properties": {}, "decoder": "x"})", PLAIN, nullptr, NO_DECODER},
-    {"customMalformedInCustom", STORAGE_CUSTOM, "{", PLAIN, nullptr, SYNTAX},
-    {"customMalformedInDefault", STORAGE_DEFAULT, "{", PLAIN, "default", nullptr},
-    {"defaultMalformedInBoth", STORAGE_BOTH, nullptr, "{", nullptr, SYNTAX},
-    {"defaultMalformedInDefault", STORAGE_DEFAULT, nullptr, "{", nullptr, SYNTAX},
-    {"defaultMalformedBehindCustom", STORAGE_BOTH, PLAIN, "{", "custom", nullptr},
+    {"both_in_both", STORAGE_BOTH, PLAIN, PLAIN, "custom", nullptr},
+    {"both_in_default", STORAGE_DEFAULT, PLAIN, PLAIN, "default", nullptr},
+    {"both_in_custom", STORAGE_CUSTOM, PLAIN, PLAIN, "custom", nullptr},
+    {"default_in_both", STORAGE_BOTH, nullptr, PLAIN, "default", nullptr},
+    {"default_in_default", STORAGE_DEFAULT, nullptr, PLAIN, "default", nullptr},
+    {"default_in_custom", STORAGE_CUSTOM, nullptr, PLAIN, nullptr, nullptr},
+    {"custom_in_both", STORAGE_BOTH, PLAIN, nullptr, "custom", nullptr},
+    {"custom_in_default", STORAGE_DEFAULT, PLAIN, nullptr, nullptr, nullptr},
+    {"custom_in_custom", STORAGE_CUSTOM, PLAIN, nullptr, "custom", nullptr},
+    {"nowhere_in_both", STORAGE_BOTH, nullptr, nullptr, nullptr, nullptr},
+    {"nowhere_in_default", STORAGE_DEFAULT, nullptr, nullptr, nullptr, nullptr},
+    {"nowhere_in_custom", STORAGE_CUSTOM, nullptr, nullptr, nullptr, nullptr},
+    {"custom_empty_file", STORAGE_BOTH, "", PLAIN, nullptr, SYNTAX},
+    {"custom_malformed", STORAGE_BOTH, "{", PLAIN, nullptr, SYNTAX},
+    {"custom_root_is_array", STORAGE_BOTH, "[]", PLAIN, nullptr, SYNTAX},
+    {"custom_without_properties", STORAGE_BOTH, "{}", PLAIN, nullptr, NO_SECTION},
+    {"custom_with_bad_decoder", STORAGE_BOTH, R"({"properties": {}, "decoder": " ../x "})", PLAIN, nullptr,
+     BAD_DECODER},
+    {"custom_without_its_decoder", STORAGE_BOTH, R"({"properties": {}, "decoder": "x"})", PLAIN, nullptr, NO_DECODER},
+    {"custom_malformed_in_custom", STORAGE_CUSTOM, "{", PLAIN, nullptr, SYNTAX},
+    {"custom_malformed_in_default", STORAGE_DEFAULT, "{", PLAIN, "default", nullptr},
+    {"default_malformed_in_both", STORAGE_BOTH, nullptr, "{", nullptr, SYNTAX},
+    {"default_malformed_in_default", STORAGE_DEFAULT, nullptr, "{", nullptr, SYNTAX},
+    {"default_malformed_behind_custom", STORAGE_BOTH, PLAIN, "{", "custom", nullptr},
 };
 
 class SensorDefinitionsChoice : public SensorDefinitionsTest, public ::testing::WithParamInterface<Choice> {
@@ -267,8 +268,8 @@ protected:
 };
 INSTANTIATE_TEST_SUITE_P(Rows, SensorDefinitionsListing,
                          ::testing::Values(Listing{"both", STORAGE_BOTH, {NAME, "lora/demo/own", "lora/demo/factory"}},
-                                           Listing{"onlyDefault", STORAGE_DEFAULT, {NAME, "lora/demo/factory"}},
-                                           Listing{"onlyCustom", STORAGE_CUSTOM, {NAME, "lora/demo/own"}}),
+                                           Listing{"only_default", STORAGE_DEFAULT, {NAME, "lora/demo/factory"}},
+                                           Listing{"only_custom", STORAGE_CUSTOM, {NAME, "lora/demo/own"}}),
                          rowName);
 
 TEST_P(SensorDefinitionsListing, findNames) {
@@ -369,25 +370,25 @@ struct Unlisted : NamedRow {
 
 // Each of these names leads to a readable file, but none of them is listed.
 const Unlisted UNLISTED[] = {
-    {"oneLevel", "lora/shallow"},
-    {"threeLevels", "lora/demo/x/deep"},
-    {"noLevel", "top"},
+    {"one_level", "lora/shallow"},
+    {"three_levels", "lora/demo/x/deep"},
+    {"no_level", "top"},
     {"empty", ""},
-    {"leadingSlash", "/lora/demo/th1"},
-    {"doubledSlash", "lora//demo/th1"},
-    {"emptyFirstComponent", "/lora/shallow"},
-    {"emptySecondComponent", "lora//shallow"},
-    {"dotComponent", "lora/./shallow"},
-    {"dotInFront", "./lora/shallow"},
-    {"dotsBack", "lora/demo/../demo/th1"},
-    {"dotsOut", "lora/../top"},
-    {"linkToFile", "lora/demo/filelink"},
-    {"linkToDirectory", "lora/dirlink/th1"},
-    {"linkToSource", "sourcelink/demo/th1"},
+    {"leading_slash", "/lora/demo/th1"},
+    {"doubled_slash", "lora//demo/th1"},
+    {"empty_first_component", "/lora/shallow"},
+    {"empty_second_component", "lora//shallow"},
+    {"dot_component", "lora/./shallow"},
+    {"dot_in_front", "./lora/shallow"},
+    {"dots_back", "lora/demo/../demo/th1"},
+    {"dots_out", "lora/../top"},
+    {"link_to_file", "lora/demo/filelink"},
+    {"link_to_directory", "lora/dirlink/th1"},
+    {"link_to_source", "sourcelink/demo/th1"},
     {"directory", "lora/demo/folder"},
     {"fifo", "lora/demo/fifo"},
-    {"otherCase", "lora/demo/TH1"},
-    {"suffixGiven", "lora/demo/th1.json"},
+    {"other_case", "lora/demo/TH1"},
+    {"suffix_given", "lora/demo/th1.json"},
 };
 
 class SensorDefinitionsUnlisted : public SensorDefinitionsTest, public ::testing::WithParamInterface<Unlisted> {};
@@ -421,9 +422,9 @@ struct Listed : NamedRow {
 };
 
 const Listed LISTED[] = {
-    {"emptyStem", "lora/demo/"}, {"hiddenDirectory", "lora/.old/th1"}, {"hiddenFile", "lora/demo/.th1"},
-    {"blanks", " a / b / c "},   {"backslash", "lora/a\\b/c\\d"},      {"bracketsAndStars", "lora/[a]*/th?1"},
-    {"percent", "lora/%s%n/%d"}, {"threeDots", "lora/.../..."},
+    {"empty_stem", "lora/demo/"}, {"hidden_directory", "lora/.old/th1"}, {"hidden_file", "lora/demo/.th1"},
+    {"blanks", " a / b / c "},    {"backslash", "lora/a\\b/c\\d"},       {"brackets_and_stars", "lora/[a]*/th?1"},
+    {"percent", "lora/%s%n/%d"},  {"three_dots", "lora/.../..."},
 };
 
 class SensorDefinitionsListed : public SensorDefinitionsTest, public ::testing::WithParamInterface<Listed> {};
@@ -562,25 +563,25 @@ class SensorDefinitionsProperty : public SensorDefinitionsTest, public ::testing
 INSTANTIATE_TEST_SUITE_P(
     Rows, SensorDefinitionsProperty,
     ::testing::Values(
-        Property{"object", "object", R"({"unit": "C"})", OLD_TEXT}, Property{"emptyObject", "empty", "{}", OLD_TEXT},
-        Property{"emptyName", "", R"({"name": "no name"})", OLD_TEXT},
+        Property{"object", "object", R"({"unit": "C"})", OLD_TEXT}, Property{"empty_object", "empty", "{}", OLD_TEXT},
+        Property{"empty_name", "", R"({"name": "no name"})", OLD_TEXT},
         Property{"dot", "a.b", R"({"dotted": true})", OLD_TEXT},
         Property{"nul", std::string("a\0b", 3), R"({"nul": true})", OLD_TEXT},
-        Property{"upToTheNul", "a", nullptr, "Sensor definition [lora/demo/th1] does not contain [a] property."},
+        Property{"up_to_the_nul", "a", nullptr, "Sensor definition [lora/demo/th1] does not contain [a] property."},
         Property{"missing", "humidity", nullptr,
                  "Sensor definition [lora/demo/th1] does not contain [humidity] property."},
-        Property{"otherCase", "Object", nullptr,
+        Property{"other_case", "Object", nullptr,
                  "Sensor definition [lora/demo/th1] does not contain [Object] property."},
         Property{"string", "string", nullptr, "Sensor definition [lora/demo/th1] does not contain [string] property."},
         Property{"number", "number", nullptr, "Sensor definition [lora/demo/th1] does not contain [number] property."},
         Property{"array", "array", nullptr, "Sensor definition [lora/demo/th1] does not contain [array] property."},
         Property{"boolean", "true", nullptr, "Sensor definition [lora/demo/th1] does not contain [true] property."},
         Property{"null", "null", nullptr, "Sensor definition [lora/demo/th1] does not contain [null] property."},
-        Property{"insideAnother", "deeper", nullptr,
+        Property{"inside_another", "deeper", nullptr,
                  "Sensor definition [lora/demo/th1] does not contain [deeper] property."},
-        Property{"memberOfTheRoot", "temperature", nullptr,
+        Property{"member_of_the_root", "temperature", nullptr,
                  "Sensor definition [lora/demo/th1] does not contain [temperature] property."},
-        Property{"formatCharacters", "%s%n", nullptr,
+        Property{"format_characters", "%s%n", nullptr,
                  "Sensor definition [lora/demo/th1] does not contain [%s%n] property."}),
     rowName);
 
@@ -619,15 +620,15 @@ struct Decoder : NamedRow {
 
 const Decoder DECODERS[] = {
     {"plain", R"({"properties": {}, "decoder": "th1.js"})", "/lora/demo/th1.js"},
-    {"inBlanks", R"({"properties": {}, "decoder": " th1.js "})", "/lora/demo/th1.js"},
-    {"leadingSlash", R"({"properties": {}, "decoder": "/th1.js"})", "/lora/demo//th1.js"},
-    {"inSubdirectory", R"({"properties": {}, "decoder": "sub/th1.js"})", "/lora/demo/sub/th1.js"},
+    {"in_blanks", R"({"properties": {}, "decoder": " th1.js "})", "/lora/demo/th1.js"},
+    {"leading_slash", R"({"properties": {}, "decoder": "/th1.js"})", "/lora/demo//th1.js"},
+    {"in_subdirectory", R"({"properties": {}, "decoder": "sub/th1.js"})", "/lora/demo/sub/th1.js"},
     {"link", R"({"properties": {}, "decoder": "link.js"})", "/lora/demo/link.js"},
     {"none", R"({"properties": {}})", nullptr},
     {"number", R"({"properties": {}, "decoder": 5})", nullptr},
     {"null", R"({"properties": {}, "decoder": null})", nullptr},
     {"blank", R"({"properties": {}, "decoder": "   "})", nullptr},
-    {"missingFile", R"({"properties": {}, "decoder": "nothing.js"})", nullptr},
+    {"missing_file", R"({"properties": {}, "decoder": "nothing.js"})", nullptr},
     {"directory", R"({"properties": {}, "decoder": "sub"})", nullptr},
     {"parent", R"({"properties": {}, "decoder": "sub/../th1.js"})", nullptr},
 };

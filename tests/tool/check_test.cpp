@@ -595,7 +595,7 @@ TEST_P(CheckInAMount, leavesWhatARepairFoundAlone) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Tool, CheckInAMount, ::testing::ValuesIn(whereMountable<const char*>({"lost+found"})),
-                         [](const auto& /*row*/) { return "lostAndFound"; });
+                         [](const auto& /*row*/) { return "lost_and_found"; });
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(CheckInAMount);
 
 } // namespace

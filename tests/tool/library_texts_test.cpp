@@ -17,6 +17,11 @@
 #include <scada/Env.h>
 #include <scada/SensorMap.h>
 
+#include <cctype>
+#include <set>
+#include <string>
+#include <vector>
+
 namespace {
 
 using namespace Kelvra::SCADA;
@@ -156,7 +161,7 @@ std::string noSensor(const std::string& /*dir*/) {
     return text;
 }
 
-/// Named as the tool's constant.
+/// Named as the tool's constant, in lower case.
 struct TextRow : NamedRow {
     std::string (*provoke)(const std::string& dir);
     std::string text; ///< the whole text; "$T" stands for the directory
@@ -164,29 +169,29 @@ struct TextRow : NamedRow {
 
 const std::vector<TextRow>& texts() {
     static const std::vector<TextRow> ROWS = {
-        {"DEFINITION_NOT_FOUND", noDefinition, filled(LibraryText::DEFINITION_NOT_FOUND, {NAME})},
-        {"NO_SECTION", noSection, filled(LibraryText::NO_SECTION, {NAME, "properties"})},
-        {"NO_DECODER_FILE", noDecoderFile, filled(LibraryText::NO_DECODER_FILE, {NAME})},
-        {"PROPERTY_NOT_FOUND", noProperty, filled(LibraryText::PROPERTY_NOT_FOUND, {NAME, "gone"})},
-        {"SOURCE_MISSING", textOfDeployment, filled(LibraryText::SOURCE_MISSING)},
-        {"SOURCE_NOT_A_DIRECTORY", sourceIsAFile, filled(LibraryText::SOURCE_NOT_A_DIRECTORY)},
-        {"LORAWAN_ONLY", anotherFamily, filled(LibraryText::LORAWAN_ONLY)},
-        {"DECODER_NOT_DEFINED", noDecoder, filled(LibraryText::DECODER_NOT_DEFINED, {NAME})},
-        {"DECODER_OUTSIDE_SOURCE", decoderOutside, filled(LibraryText::DECODER_OUTSIDE_SOURCE, {NAME})},
-        {"ALREADY_INSTALLED", installedAlready, filled(LibraryText::ALREADY_INSTALLED, {NAME})},
-        {"DIRECTORY_NOT_MADE", fileInPlaceOfDirectory, filled(LibraryText::DIRECTORY_NOT_MADE, {NAME})},
-        {"FILE_NOT_SAVED", directoryInPlaceOfFile, filled(LibraryText::FILE_NOT_SAVED, {NAME})},
-        {"FILE_NOT_COPIED", linkInPlaceOfDirectory, filled(LibraryText::FILE_NOT_COPIED, {NAME})},
-        {"DECODER_NOT_COPIED", directoryInPlaceOfDecoder, filled(LibraryText::DECODER_NOT_COPIED, {NAME})},
-        {"LIST_NOT_OPENED", noList, "[MAP] " + filled(LibraryText::LIST_NOT_OPENED, {"$T/list.json"})},
-        {"LIST_NOT_PARSED", listWithSyntaxError,
+        {"definition_not_found", noDefinition, filled(LibraryText::DEFINITION_NOT_FOUND, {NAME})},
+        {"no_section", noSection, filled(LibraryText::NO_SECTION, {NAME, "properties"})},
+        {"no_decoder_file", noDecoderFile, filled(LibraryText::NO_DECODER_FILE, {NAME})},
+        {"property_not_found", noProperty, filled(LibraryText::PROPERTY_NOT_FOUND, {NAME, "gone"})},
+        {"source_missing", textOfDeployment, filled(LibraryText::SOURCE_MISSING)},
+        {"source_not_a_directory", sourceIsAFile, filled(LibraryText::SOURCE_NOT_A_DIRECTORY)},
+        {"lorawan_only", anotherFamily, filled(LibraryText::LORAWAN_ONLY)},
+        {"decoder_not_defined", noDecoder, filled(LibraryText::DECODER_NOT_DEFINED, {NAME})},
+        {"decoder_outside_source", decoderOutside, filled(LibraryText::DECODER_OUTSIDE_SOURCE, {NAME})},
+        {"already_installed", installedAlready, filled(LibraryText::ALREADY_INSTALLED, {NAME})},
+        {"directory_not_made", fileInPlaceOfDirectory, filled(LibraryText::DIRECTORY_NOT_MADE, {NAME})},
+        {"file_not_saved", directoryInPlaceOfFile, filled(LibraryText::FILE_NOT_SAVED, {NAME})},
+        {"file_not_copied", linkInPlaceOfDirectory, filled(LibraryText::FILE_NOT_COPIED, {NAME})},
+        {"decoder_not_copied", directoryInPlaceOfDecoder, filled(LibraryText::DECODER_NOT_COPIED, {NAME})},
+        {"list_not_opened", noList, "[MAP] " + filled(LibraryText::LIST_NOT_OPENED, {"$T/list.json"})},
+        {"list_not_parsed", listWithSyntaxError,
          "[MAP] " + filled(LibraryText::LIST_NOT_PARSED,
                            {"$T/list.json", "* Line 1, Column 4\n  Missing ',' or ']' in array declaration\n"})},
-        {"LIST_NOT_AN_ARRAY", listThatIsNoArray,
+        {"list_not_an_array", listThatIsNoArray,
          "[MAP] " + filled(LibraryText::LIST_NOT_PARSED, {"$T/list.json", LibraryText::LIST_NOT_AN_ARRAY})},
-        {"DUPLICATE_KEY", sensorTwice,
+        {"duplicate_key", sensorTwice,
          "[MAP] Incorrect entry in the  [$T/list.json]: " + filled(LibraryText::DUPLICATE_KEY, {"aa", "lora"})},
-        {"SENSOR_NOT_MANAGED", noSensor, filled(LibraryText::SENSOR_NOT_MANAGED, {"lora", "aa"})},
+        {"sensor_not_managed", noSensor, filled(LibraryText::SENSOR_NOT_MANAGED, {"lora", "aa"})},
     };
     return ROWS;
 }
@@ -210,11 +215,20 @@ TEST_P(LibraryTexts, areTheToolsOwn) {
 
 INSTANTIATE_TEST_SUITE_P(Tool, LibraryTexts, ::testing::ValuesIn(texts()), rowName);
 
+std::string inLowerCase(std::string text) {
+    for (char& c : text)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return text;
+}
+
 TEST(LibraryTextTable, hasEveryTextOfTheTool) {
-    std::set<std::string> names;
+    std::set<std::string> rows;
     for (const TextRow& row : texts())
-        names.insert(row.name);
-    EXPECT_EQ(names, namesInSource("text/library_texts.h", R"(constexpr const char\* (\w+) =)"));
+        rows.insert(row.name);
+    std::set<std::string> constants;
+    for (const std::string& name : namesInSource("text/library_texts.h", R"(constexpr const char\* (\w+) =)"))
+        constants.insert(inLowerCase(name));
+    EXPECT_EQ(rows, constants);
 }
 
 } // namespace
