@@ -49,58 +49,55 @@ constexpr const char* NO_COPY_1 = "File copying error while importing decoder fo
 constexpr const char* NO_COPY_2 = "File copying error while importing decoder for the [lora/acme/old] definition.";
 constexpr const char* NO_COPY_3 = "File copying error while importing decoder for the [lora/zeta/new] definition.";
 
-const std::vector<Step>& steps() {
-    static const std::vector<Step> rows{
-        {"make_staging", "mkdir", {"-p", "STAGING"}, NO_STAGING, {}, Staging::ABSENT},
-        {"empty_staging_first", "sh -c", {"rm -rf STAGING/*"}, UNTOUCHED, ALL, Staging::EMPTY},
-        {"stage_directory", "mkdir", {"-p", "STAGING/lora/acme"}, NO_ACME, {}, Staging::EMPTY},
-        {"stage_first",
-         "cp",
-         {"-f", "SOURCE/lora/acme/new.js", "STAGING/lora/acme/new-decoder"},
-         NO_COPY_1,
-         {},
-         Staging::EMPTY},
-        {"stage_second",
-         "cp",
-         {"-f", "SOURCE/lora/acme/old.js", "STAGING/lora/acme/old-decoder"},
-         NO_COPY_2,
-         {},
-         Staging::EMPTY},
-        {"stage_other_directory", "mkdir", {"-p", "STAGING/lora/zeta"}, NO_ZETA, {}, Staging::EMPTY},
-        {"stage_third",
-         "cp",
-         {"-f", "SOURCE/lora/zeta/new.js", "STAGING/lora/zeta/new-decoder"},
-         NO_COPY_3,
-         {},
-         Staging::EMPTY},
-        {"import_first",
-         "cp",
-         {"-f", "STAGING/lora/acme/new-decoder", "CUSTOM/lora/acme/new-decoder"},
-         NO_COPY_1,
-         {{ACME_NEW, Decoder::MISSING}},
-         Staging::EMPTY},
-        {"import_over_older",
-         "cp",
-         {"-f", "STAGING/lora/acme/old-decoder", "CUSTOM/lora/acme/old-decoder"},
-         UNTOUCHED,
-         {{ACME_NEW, Decoder::WHOLE}, {ACME_OLD, Decoder::OLDER}, {ZETA_NEW, Decoder::WHOLE}},
-         Staging::EMPTY},
-        {"import_directory",
-         "mkdir",
-         {"-p", "CUSTOM/lora/zeta"},
-         NO_ZETA,
-         {{ACME_NEW, Decoder::WHOLE}, {ACME_OLD, Decoder::WHOLE}},
-         Staging::EMPTY},
-        {"import_third",
-         "cp",
-         {"-f", "STAGING/lora/zeta/new-decoder", "CUSTOM/lora/zeta/new-decoder"},
-         NO_COPY_3,
-         {{ACME_NEW, Decoder::WHOLE}, {ACME_OLD, Decoder::WHOLE}, {ZETA_NEW, Decoder::MISSING}},
-         Staging::EMPTY},
-        {"empty_staging_last", "sh -c", {"rm -rf STAGING/*"}, UNTOUCHED, ALL, Staging::FILLED},
-    };
-    return rows;
-}
+const std::vector<Step> STEPS{
+    {"make_staging", "mkdir", {"-p", "STAGING"}, NO_STAGING, {}, Staging::ABSENT},
+    {"empty_staging_first", "sh -c", {"rm -rf STAGING/*"}, UNTOUCHED, ALL, Staging::EMPTY},
+    {"stage_directory", "mkdir", {"-p", "STAGING/lora/acme"}, NO_ACME, {}, Staging::EMPTY},
+    {"stage_first",
+     "cp",
+     {"-f", "SOURCE/lora/acme/new.js", "STAGING/lora/acme/new-decoder"},
+     NO_COPY_1,
+     {},
+     Staging::EMPTY},
+    {"stage_second",
+     "cp",
+     {"-f", "SOURCE/lora/acme/old.js", "STAGING/lora/acme/old-decoder"},
+     NO_COPY_2,
+     {},
+     Staging::EMPTY},
+    {"stage_other_directory", "mkdir", {"-p", "STAGING/lora/zeta"}, NO_ZETA, {}, Staging::EMPTY},
+    {"stage_third",
+     "cp",
+     {"-f", "SOURCE/lora/zeta/new.js", "STAGING/lora/zeta/new-decoder"},
+     NO_COPY_3,
+     {},
+     Staging::EMPTY},
+    {"import_first",
+     "cp",
+     {"-f", "STAGING/lora/acme/new-decoder", "CUSTOM/lora/acme/new-decoder"},
+     NO_COPY_1,
+     {{ACME_NEW, Decoder::MISSING}},
+     Staging::EMPTY},
+    {"import_over_older",
+     "cp",
+     {"-f", "STAGING/lora/acme/old-decoder", "CUSTOM/lora/acme/old-decoder"},
+     UNTOUCHED,
+     {{ACME_NEW, Decoder::WHOLE}, {ACME_OLD, Decoder::OLDER}, {ZETA_NEW, Decoder::WHOLE}},
+     Staging::EMPTY},
+    {"import_directory",
+     "mkdir",
+     {"-p", "CUSTOM/lora/zeta"},
+     NO_ZETA,
+     {{ACME_NEW, Decoder::WHOLE}, {ACME_OLD, Decoder::WHOLE}},
+     Staging::EMPTY},
+    {"import_third",
+     "cp",
+     {"-f", "STAGING/lora/zeta/new-decoder", "CUSTOM/lora/zeta/new-decoder"},
+     NO_COPY_3,
+     {{ACME_NEW, Decoder::WHOLE}, {ACME_OLD, Decoder::WHOLE}, {ZETA_NEW, Decoder::MISSING}},
+     Staging::EMPTY},
+    {"empty_staging_last", "sh -c", {"rm -rf STAGING/*"}, UNTOUCHED, ALL, Staging::FILLED},
+};
 
 struct StepFault : NamedRow {
     std::size_t index;
@@ -109,11 +106,11 @@ struct StepFault : NamedRow {
 
 std::vector<StepFault> stepFaults() {
     std::vector<StepFault> rows;
-    for (std::size_t index = 0; index < steps().size(); ++index) {
-        const std::string name = steps()[index].name;
+    for (std::size_t index = 0; index < STEPS.size(); ++index) {
+        const std::string name = STEPS[index].name;
         rows.push_back({name + "_does_nothing", index, Fault::Nothing});
         rows.push_back({name + "_fails", index, Fault::Fail});
-        if (std::string(steps()[index].program) == "cp")
+        if (std::string(STEPS[index].program) == "cp")
             rows.push_back({name + "_leaves_half", index, Fault::HalfFile});
     }
     return rows;
@@ -123,12 +120,12 @@ std::vector<StepFault> stepFaults() {
 int runOf(std::size_t index) {
     int run = 0;
     for (std::size_t i = 0; i <= index; ++i)
-        run += std::string(steps()[i].program) == steps()[index].program ? 1 : 0;
+        run += std::string(STEPS[i].program) == STEPS[index].program ? 1 : 0;
     return run;
 }
 
 InstalledList installedAfter(const StepFault& row) {
-    const Step& step = steps()[row.index];
+    const Step& step = STEPS[row.index];
     if (row.fault != Fault::HalfFile)
         return step.installed;
     InstalledList all = ALL;
@@ -154,7 +151,7 @@ protected:
 
     std::vector<Command> expectedCommands() const {
         std::vector<Command> commands;
-        for (const Step& step : steps()) {
+        for (const Step& step : STEPS) {
             commands.push_back({step.program, {}});
             for (const std::string& argument : step.arguments)
                 commands.back().arguments.push_back(replaced(argument));
@@ -197,7 +194,7 @@ class OneCommandFault : public CommandFault, public ::testing::WithParamInterfac
 INSTANTIATE_TEST_SUITE_P(Steps, OneCommandFault, ::testing::ValuesIn(stepFaults()), rowName);
 
 TEST_P(OneCommandFault, leavesItsStateAndTheNextInstallationSucceeds) {
-    const Step& step = steps()[GetParam().index];
+    const Step& step = STEPS[GetParam().index];
     const std::string program = step.program;
     FakeSupport::inst().fault(program == "sh -c" ? "sh" : program, GetParam().fault, runOf(GetParam().index));
     const std::string text = GetParam().fault == Fault::HalfFile ? UNTOUCHED : step.text;

@@ -397,6 +397,12 @@ const std::vector<GoodSource>& goodSources() {
              return p.source;
          },
          {M1}},
+    };
+    return rows;
+}
+
+const std::vector<GoodSource>& otherPathsOfSources() {
+    static const std::vector<GoodSource> rows{
         {"trailing_slash",
          [](const Places& p) {
              addDefinition(p.source, M1);
@@ -416,6 +422,12 @@ const std::vector<GoodSource>& goodSources() {
              return p.elsewhere;
          },
          {M1}},
+    };
+    return rows;
+}
+
+const std::vector<GoodSource>& otherPathsOfDecoders() {
+    static const std::vector<GoodSource> rows{
         {"decoder_link_inside",
          [](const Places& p) {
              StorageBuilder(p.source).definition(M1, documentOf("m1.js"));
@@ -445,6 +457,8 @@ const std::vector<GoodSource>& goodSources() {
 
 class AcceptedSource : public Deployment, public ::testing::WithParamInterface<GoodSource> {};
 INSTANTIATE_TEST_SUITE_P(Sources, AcceptedSource, ::testing::ValuesIn(goodSources()), rowName);
+INSTANTIATE_TEST_SUITE_P(Paths, AcceptedSource, ::testing::ValuesIn(otherPathsOfSources()), rowName);
+INSTANTIATE_TEST_SUITE_P(Decoders, AcceptedSource, ::testing::ValuesIn(otherPathsOfDecoders()), rowName);
 
 TEST_P(AcceptedSource, isInstalled) {
     const std::string given = GetParam().prepare(places);

@@ -357,7 +357,7 @@ void failCp(Fault fault) {
     FakeSupport::inst().fault("cp", fault);
 }
 
-const std::vector<Blocker>& blockers() {
+const std::vector<Blocker>& blockedDirectories() {
     static const std::vector<Blocker> rows{
         {"storage_is_a_file", [](const TempDir& d) { writeFile(d / "storage", "file"); }, false, NO_DIRECTORY, {}},
         {"family_is_a_file", [](const TempDir& d) { writeFile(d / "storage/lora", "file"); }, false, NO_DIRECTORY, {}},
@@ -376,6 +376,28 @@ const std::vector<Blocker>& blockers() {
          true,
          UNTOUCHED,
          {{JSON_FILE, documentWithDecoder()}, {DECODER_FILE, "decoder text"}}},
+        {"name_directory_is_a_link",
+         [](const TempDir& d) {
+             makeDir(d / "else");
+             makeLink("../../else", d / "storage/lora/demo");
+         },
+         false,
+         NOT_LISTED,
+         {{"else/th1.json", documentWithDecoder()}}},
+        {"storage_is_a_link",
+         [](const TempDir& d) {
+             makeDir(d / "else/lora/demo");
+             makeLink("else", d / "storage");
+         },
+         true,
+         UNTOUCHED,
+         {{"else/lora/demo/th1.json", documentWithDecoder()}, {"else/lora/demo/th1-decoder", "decoder text"}}},
+    };
+    return rows;
+}
+
+const std::vector<Blocker>& blockedDefinitions() {
+    static const std::vector<Blocker> rows{
         {"definition_is_a_directory", [](const TempDir& d) { makeDir(d / JSON_FILE); }, false, NOT_SAVED, {}},
         {"definition_is_a_socket", [](const TempDir& d) { makeSocket(d / JSON_FILE); }, false, NOT_SAVED, {}},
         {"definition_is_a_link_to_a_device",
@@ -396,22 +418,12 @@ const std::vector<Blocker>& blockers() {
          false,
          NOT_LISTED,
          {{"else", documentWithDecoder()}}},
-        {"name_directory_is_a_link",
-         [](const TempDir& d) {
-             makeDir(d / "else");
-             makeLink("../../else", d / "storage/lora/demo");
-         },
-         false,
-         NOT_LISTED,
-         {{"else/th1.json", documentWithDecoder()}}},
-        {"storage_is_a_link",
-         [](const TempDir& d) {
-             makeDir(d / "else/lora/demo");
-             makeLink("else", d / "storage");
-         },
-         true,
-         UNTOUCHED,
-         {{"else/lora/demo/th1.json", documentWithDecoder()}, {"else/lora/demo/th1-decoder", "decoder text"}}},
+    };
+    return rows;
+}
+
+const std::vector<Blocker>& blockedDecoders() {
+    static const std::vector<Blocker> rows{
         {"decoder_source_missing",
          [](const TempDir& d) { removeTree(d / "source.js"); },
          false,
@@ -448,6 +460,12 @@ const std::vector<Blocker>& blockers() {
          true,
          UNTOUCHED,
          {{JSON_FILE, documentWithDecoder()}, {"else", "decoder text"}}},
+    };
+    return rows;
+}
+
+const std::vector<Blocker>& failingCopies() {
+    static const std::vector<Blocker> rows{
         {"cp_does_nothing",
          [](const TempDir& d) {
              makeDir(d / "storage/lora/demo");
@@ -497,7 +515,10 @@ protected:
 
     std::map<std::string, std::string> expected;
 };
-INSTANTIATE_TEST_SUITE_P(Blockers, ImportAgainst, ::testing::ValuesIn(blockers()), rowName);
+INSTANTIATE_TEST_SUITE_P(Directories, ImportAgainst, ::testing::ValuesIn(blockedDirectories()), rowName);
+INSTANTIATE_TEST_SUITE_P(Definitions, ImportAgainst, ::testing::ValuesIn(blockedDefinitions()), rowName);
+INSTANTIATE_TEST_SUITE_P(Decoders, ImportAgainst, ::testing::ValuesIn(blockedDecoders()), rowName);
+INSTANTIATE_TEST_SUITE_P(Copies, ImportAgainst, ::testing::ValuesIn(failingCopies()), rowName);
 
 TEST_P(ImportAgainst, leavesWhatItHadDone) {
     EXPECT_EQ(import(NAME, {parsed(PLAIN), dir / "source.js"}), GetParam().result);

@@ -123,6 +123,24 @@ std::vector<Plant> ofTheDirectories() {
         {"source_of_another_level",
          all({removal("source/lora"), file("source/pack/lora/demo/th1.json", GOOD)}),
          {"source/wrong-level"}},
+        {"file_unreadable", all({file("source/readme.txt", ""), mode("source/readme.txt", 0)}), {"source/unreadable"}},
+        {"decoder_in_a_sibling_of_like_name",
+         all({file("source2/x.js", ""), removal("source/lora/demo/th1.js"),
+              [](const std::string& dir) { makeLink(dir + "/source2/x.js", dir + "/source/lora/demo/th1.js"); }}),
+         {"source/decoder-outside"}},
+        {"operation_interrupted", file("custom.generations/interrupted", "{}"), {"storage/interrupted"}},
+        {"no_space", growDecoder, {"install/no-space"}, WITHOUT_LIMITS},
+        {"custom_directory_unreadable",
+         all({directory("custom/lora/shut"), mode("custom/lora/shut", 0)}),
+         {"install/cannot-copy"}},
+        {"staging_is_a_file", all({removal("staging"), file("staging", "")}), {"install/staging-unwritable"}},
+        {"staging_closed", mode("staging", 0555), {"install/staging-unwritable"}},
+        {"staging_open_to_others", mode("staging", 0777), {"install/untrusted-directory"}},
+    };
+}
+
+std::vector<Plant> ofTheList() {
+    return {
         {"no_list", nothing, {"source/no-list"}, {"--with-list"}},
         {"list_is_a_link",
          all({file("source/list", "[]"), link("source/managed-sensors-list", "list")}),
@@ -149,6 +167,11 @@ std::vector<Plant> ofTheDirectories() {
          all({file("source/managed-sensors-list", "[ ]"), file("open/list", "[]"), mode("open", 0777)}),
          {"install/untrusted-directory"},
          {"--with-list", "--map", "$T/open/list"}},
+    };
+}
+
+std::vector<Plant> ofTheSizes() {
+    return {
         {"definition_too_large",
          [](const std::string& dir) { fs::resize_file(dir + "/source/lora/demo/th1.json", 1024 * 1024 + 1); },
          {"source/too-large"}},
@@ -165,7 +188,6 @@ std::vector<Plant> ofTheDirectories() {
                   makeLink("../../th1.js", dir + "/source/lora/demo/th1.js");
               }}),
          {"source/too-large"}},
-        {"links_too_long", plantLongLinks, {"source/too-many"}},
         {"definition_with_too_many_values",
          file("source/lora/demo/th1.json", "{\"properties\": {}, \"list\": [1" + repeated(",1", 50000) + "]}"),
          {"source/too-large"}},
@@ -176,12 +198,18 @@ std::vector<Plant> ofTheDirectories() {
          file("source/lora/demo/th1.json", "{\"properties\": {}, \"list\": " + repeated("[", 900) +
                                                repeated("[],", 5000) + repeated("]", 900) + "}"),
          {"source/too-large"}},
-        {"too_many_findings", plantManyFaults, findingsUpToTheLimit("definition/syntax")},
-        {"too_many_stray_files", plantManyStrayFiles, findingsUpToTheLimit("tree/wrong-suffix")},
         {"source_too_large",
          file("source/lora/demo/other.js", std::string(1000, 'x')),
          {"source/too-large"},
          {"--max-source", "1000"}},
+    };
+}
+
+std::vector<Plant> ofTheNumbers() {
+    return {
+        {"links_too_long", plantLongLinks, {"source/too-many"}},
+        {"too_many_findings", plantManyFaults, findingsUpToTheLimit("definition/syntax")},
+        {"too_many_stray_files", plantManyStrayFiles, findingsUpToTheLimit("tree/wrong-suffix")},
         {"too_many_definitions",
          all({file("source/lora/demo/th2.json", GOOD), file("source/lora/demo/th3.json", GOOD)}),
          {"source/too-many"},
@@ -195,19 +223,6 @@ std::vector<Plant> ofTheDirectories() {
              makeDir(path);
          },
          {"source/too-many"}},
-        {"file_unreadable", all({file("source/readme.txt", ""), mode("source/readme.txt", 0)}), {"source/unreadable"}},
-        {"decoder_in_a_sibling_of_like_name",
-         all({file("source2/x.js", ""), removal("source/lora/demo/th1.js"),
-              [](const std::string& dir) { makeLink(dir + "/source2/x.js", dir + "/source/lora/demo/th1.js"); }}),
-         {"source/decoder-outside"}},
-        {"operation_interrupted", file("custom.generations/interrupted", "{}"), {"storage/interrupted"}},
-        {"no_space", growDecoder, {"install/no-space"}, WITHOUT_LIMITS},
-        {"custom_directory_unreadable",
-         all({directory("custom/lora/shut"), mode("custom/lora/shut", 0)}),
-         {"install/cannot-copy"}},
-        {"staging_is_a_file", all({removal("staging"), file("staging", "")}), {"install/staging-unwritable"}},
-        {"staging_closed", mode("staging", 0555), {"install/staging-unwritable"}},
-        {"staging_open_to_others", mode("staging", 0777), {"install/untrusted-directory"}},
     };
 }
 
@@ -302,7 +317,8 @@ std::vector<Plant> ofOtherFiles() {
 const std::vector<Plant>& refusals() {
     static const std::vector<Plant> ROWS = [] {
         std::vector<Plant> rows = ofTheDirectories();
-        for (const std::vector<Plant>& more : {ofTheSource(), ofTheCustomStorage(), faultyDecoders("source")})
+        for (const std::vector<Plant>& more :
+             {ofTheList(), ofTheSizes(), ofTheNumbers(), ofTheSource(), ofTheCustomStorage(), faultyDecoders("source")})
             rows.insert(rows.end(), more.begin(), more.end());
         return rows;
     }();

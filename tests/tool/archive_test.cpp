@@ -261,12 +261,9 @@ TEST_P(RefusedArchive, changesNothing) {
     EXPECT_EQ(snapshot(temp.path()), before);
 }
 
+const Entry DEFINITION = {"lora/demo/th1.json", GOOD};
+
 std::vector<RefusedRow> refused() {
-    const Entry definition = {"lora/demo/th1.json", GOOD};
-    const auto zeros = [](const std::string& path) { return Entry{path, "", AE_IFREG, "", 65 * MEGABYTE}; };
-    Entries many;
-    for (int number = 0; number < 1010; ++number)
-        many.push_back({"lora/d" + std::to_string(number), "", AE_IFDIR});
     return {
         {"climbing", {{"../lora/x", "x"}}, {"source/bad-archive"}, "leads out of it"},
         {"climbing_inside", {{"lora/../../x", "x"}}, {"source/bad-archive"}, "leads out of it"},
@@ -276,28 +273,37 @@ std::vector<RefusedRow> refused() {
          {"source/unreadable"},
          "up.archive/lora/demo/th1.json: error: The entry cannot be read: Not a directory"},
         {"link_over_a_directory",
-         {definition, {"lora/demo", "", AE_IFLNK, "/tmp"}},
+         {DEFINITION, {"lora/demo", "", AE_IFLNK, "/tmp"}},
          {"source/unreadable"},
          "up.archive/lora/demo: error: The entry cannot be read: File exists"},
         {"decoder_outside",
-         {definition, {"lora/demo/th1.js", "", AE_IFLNK, "/etc/passwd"}},
+         {DEFINITION, {"lora/demo/th1.js", "", AE_IFLNK, "/etc/passwd"}},
          {"source/decoder-outside"},
          "up.archive/lora/demo/th1.json:1:13: error: "},
         {"hard_link_outside",
-         {definition, {"lora/demo/th1.js", "", AE_IFREG, "/etc/passwd"}},
+         {DEFINITION, {"lora/demo/th1.js", "", AE_IFREG, "/etc/passwd"}},
          {"source/unreadable"},
          "up.archive/lora/demo/th1.js: error: The entry cannot be read: No such file or directory"},
         {"special",
          {{"lora/demo/th1.json", "", AE_IFIFO}},
          {"source/wrong-level"},
          "[$T/up.archive/lora/demo/th1.json] looks like one."},
-        {"encrypted", {definition}, {"source/bad-archive"}, "The archive is encrypted.", ZIP, "secret"},
+        {"encrypted", {DEFINITION}, {"source/bad-archive"}, "The archive is encrypted.", ZIP, "secret"},
+    };
+}
+
+std::vector<RefusedRow> tooLarge() {
+    const auto zeros = [](const std::string& path) { return Entry{path, "", AE_IFREG, "", 65 * MEGABYTE}; };
+    Entries many;
+    for (int number = 0; number < 1010; ++number)
+        many.push_back({"lora/d" + std::to_string(number), "", AE_IFDIR});
+    return {
         {"definition_too_large",
          {{"lora/demo/th1.json", "", AE_IFREG, "", MEGABYTE + 1}},
          {"source/too-large"},
          "up.archive/lora/demo/th1.json: error: The definition has 1048577 bytes; the limit is 1048576."},
         {"decoder_too_large",
-         {definition, {"lora/demo/th1.js", "", AE_IFREG, "", 4 * MEGABYTE + 1}},
+         {DEFINITION, {"lora/demo/th1.js", "", AE_IFREG, "", 4 * MEGABYTE + 1}},
          {"source/too-large"},
          "up.archive/lora/demo/th1.js: error: The decoder has 4194305 bytes; the limit is 4194304."},
         {"zeros",
@@ -315,6 +321,7 @@ std::vector<RefusedRow> refused() {
 }
 
 INSTANTIATE_TEST_SUITE_P(Tool, RefusedArchive, ::testing::ValuesIn(refused()), rowName);
+INSTANTIATE_TEST_SUITE_P(TooLarge, RefusedArchive, ::testing::ValuesIn(tooLarge()), rowName);
 
 /// A damage, and the reported reason or a part of it.
 struct BadRow : NamedRow {

@@ -168,6 +168,26 @@ const std::vector<Plant>& plantsOfStorages() {
          {"storage/unreachable"},
          {"--custom-dir", "$T/shut/custom"}},
         {"storage_is_a_file", nothing, {"storage/not-a-directory"}, {"--custom-dir", "$T/list.json"}},
+        {"operation_interrupted",
+         [](const std::string& dir) { writeFile(dir + "/custom.generations/interrupted", "{}"); },
+         {"storage/interrupted"}},
+        {"operation_unfinished",
+         [](const std::string& dir) { writeFile(dir + "/custom/.new-generation", "{}"); },
+         {"storage/unfinished"}},
+        {"cannot_be_exchanged", nothing, {"storage/in-place"}, {"--custom-dir", "/proc/sys/kernel/random"}},
+        {"every_fault_of_a_storage",
+         [](const std::string& dir) {
+             customDefinition(R"({"decoder": "none.js", "properties": {"a": 1}})")(dir);
+             writeFile(dir + "/custom/stray.json", "{}");
+         },
+         {"definition/decoder-missing", "definition/property-not-an-object", "tree/wrong-level",
+          "storage/hides-default", "list/definition-broken"}},
+    };
+    return ROWS;
+}
+
+const std::vector<Plant>& plantsOfDefaults() {
+    static const std::vector<Plant> ROWS = {
         {"hides_default",
          [](const std::string& dir) {
              writeFile(dir + "/custom/lora/demo/th1.js", "");
@@ -202,20 +222,6 @@ const std::vector<Plant>& plantsOfStorages() {
                            contentHash(installedFiles(dir + "/custom", name)) + "\"}]}\n");
          },
          {"storage/hides-default", "storage/default-new"}},
-        {"operation_interrupted",
-         [](const std::string& dir) { writeFile(dir + "/custom.generations/interrupted", "{}"); },
-         {"storage/interrupted"}},
-        {"operation_unfinished",
-         [](const std::string& dir) { writeFile(dir + "/custom/.new-generation", "{}"); },
-         {"storage/unfinished"}},
-        {"cannot_be_exchanged", nothing, {"storage/in-place"}, {"--custom-dir", "/proc/sys/kernel/random"}},
-        {"every_fault_of_a_storage",
-         [](const std::string& dir) {
-             customDefinition(R"({"decoder": "none.js", "properties": {"a": 1}})")(dir);
-             writeFile(dir + "/custom/stray.json", "{}");
-         },
-         {"definition/decoder-missing", "definition/property-not-an-object", "tree/wrong-level",
-          "storage/hides-default", "list/definition-broken"}},
     };
     return ROWS;
 }
@@ -266,6 +272,7 @@ TEST_P(DeviceRule, isSaidToPeopleAndPrograms) {
 }
 
 INSTANTIATE_TEST_SUITE_P(OfStorages, DeviceRule, ::testing::ValuesIn(plantsOfStorages()), rowName);
+INSTANTIATE_TEST_SUITE_P(OfDefaults, DeviceRule, ::testing::ValuesIn(plantsOfDefaults()), rowName);
 INSTANTIATE_TEST_SUITE_P(OfLists, DeviceRule, ::testing::ValuesIn(plantsOfLists()), rowName);
 INSTANTIATE_TEST_SUITE_P(OfFaultyDecoders, DeviceRule, ::testing::ValuesIn(faultyDecoders("default")), rowName);
 INSTANTIATE_TEST_SUITE_P(OfOtherDecoders, DeviceRule, ::testing::ValuesIn(notedDecoders("default")), rowName);
@@ -340,7 +347,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 std::set<std::string> rulesOfRows() {
     std::set<std::string> rules;
-    for (const std::vector<Plant>* rows : {&plantsOfStorages(), &plantsOfLists(), &refusals(), &warnings(), &notes()}) {
+    for (const std::vector<Plant>* rows :
+         {&plantsOfStorages(), &plantsOfDefaults(), &plantsOfLists(), &refusals(), &warnings(), &notes()}) {
         for (const Plant& row : *rows)
             rules.insert(row.rules.begin(), row.rules.end());
     }
