@@ -28,7 +28,7 @@ std::string refusalOfWrites(const Inquiry& server) {
     ReplyPtr reply;
     if (!server.ask({"SETRANGE", "scada-sensors", "0", ""}, &reply).empty())
         return "";
-    const std::string error = errorOf(reply);
+    std::string error = errorOf(reply);
     for (const char* code : {"OOM ", "READONLY ", "MISCONF ", "NOREPLICAS "}) {
         if (startsWith(error, code))
             return error;
