@@ -389,7 +389,8 @@ bool FaultTest::isInterrupted() const {
 
 void FaultTest::expectNextInstallation() const {
     const State before = stateOfCustom();
-    const bool keeps = isNew() && operation.arguments.front() == "install";
+    const bool keeps =
+        isNew() && operation.arguments.front() == "install" && fs::exists(place + "/default/lora/demo/old.json");
     const ToolRun next = run({"install", "$T/later"});
     EXPECT_EQ(next.status, 0) << next.out << next.err;
     State after = stateOfCustom();

@@ -17,7 +17,7 @@ struct GenerationPaths {
         : custom(customDir), mark(inImage(customDir + MARK)), base(inImage(customDir + ".generations")),
           next(base + "/next"), previous(base + "/previous"), saved(base + "/saved"), superseded(base + "/superseded"),
           discarded(base + "/discarded"), journal(inImage(base + "/interrupted")), history(inImage(base + "/history")),
-          hidden(inImage(base + "/hidden")), hiddenNext(base + "/hidden-next") {}
+          hidden(inImage(base + "/hidden")), hiddenNext(base + "/hidden-next"), hiddenFormer(base + "/hidden-former") {}
 
     /// The paths for the storage that Env names.
     static GenerationPaths ofDevice();
@@ -35,8 +35,9 @@ struct GenerationPaths {
     std::string discarded;  ///< followed by a number: entries that could not be removed
     std::string journal;    ///< exists while an operation writes in place
     std::string history;
-    std::string hidden;     ///< the default definitions that custom ones hid when they were installed
-    std::string hiddenNext; ///< the same for an operation that has not finished
+    std::string hidden;       ///< the default definitions that custom ones hid when they were installed
+    std::string hiddenNext;   ///< the same for an operation that has not finished
+    std::string hiddenFormer; ///< one of them that is being removed
 };
 
 /// Whether neither a custom storage nor a generation of one exists.

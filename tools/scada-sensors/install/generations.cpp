@@ -203,7 +203,7 @@ Leftovers settle(const GenerationPaths& paths) {
         return Leftovers::FINISHED;
     }
     bool removed = false;
-    for (const std::string& entry : {paths.next, paths.saved, paths.hiddenNext})
+    for (const std::string& entry : {paths.next, paths.saved, paths.hiddenNext, paths.hiddenFormer})
         removed = discard(paths, entry) || removed;
     for (const std::string& entry : leftoversIn(paths.base, WORK_PREFIX))
         removed = removeTree(entry) == 0 || removed;
@@ -246,12 +246,18 @@ std::string renewDefaults(const std::map<std::string, InstalledFiles>& definitio
     std::vector<HistoryChange> changes;
     for (const auto& [name, files] : definitions) {
         const std::string hides = Tool::keepDefault(paths.hiddenNext, name, files);
-        if (hides.empty())
-            removeFile(paths.hidden + "/" + hiddenEntry(name, files));
         changes.push_back({"installed", name, contentHash(files), hides});
     }
+    // A power cut could leave empty files instead.
+    syncFileSystem(paths.hiddenNext);
     takeOverDefaults(paths);
-    return writeHistory(paths, historyEntryOf("install", changes));
+    std::string note = writeHistory(paths, historyEntryOf("install", changes));
+    // An interruption before this step leaves the definition as gone, so that the next installation notes it again.
+    for (const HistoryChange& change : changes) {
+        if (change.hides.empty())
+            forgetDefault(paths, hiddenEntry(change.name, definitions.at(change.name)));
+    }
+    return note;
 }
 
 NextGeneration::NextGeneration(Start start) : NextGeneration(GenerationPaths::ofDevice().custom, start) {}

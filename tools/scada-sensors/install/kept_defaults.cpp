@@ -76,12 +76,23 @@ void takeOverDefaults(const GenerationPaths& paths) {
     if (!entries.empty())
         makeDirectory(paths.hidden);
     for (const DirectoryEntry& entry : entries) {
-        removeKept(paths.hidden + "/" + entry.name);
+        forgetDefault(paths, entry.name);
         moveEntry(paths.hiddenNext + "/" + entry.name, paths.hidden + "/" + entry.name);
     }
     if (!entries.empty())
         syncDirectory(paths.hidden);
     removeKept(paths.hiddenNext);
+    removeKept(paths.hiddenFormer);
+}
+
+void forgetDefault(const GenerationPaths& paths, const std::string& entry) {
+    removeKept(paths.hiddenFormer);
+    const std::string kept = paths.hidden + "/" + entry;
+    struct stat status {};
+    if (lstat(kept.c_str(), &status) != 0)
+        return;
+    moveEntry(kept, paths.hiddenFormer);
+    removeKept(paths.hiddenFormer);
 }
 
 void forgetDefaults(const GenerationPaths& paths) {

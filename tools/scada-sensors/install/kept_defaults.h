@@ -19,6 +19,9 @@ std::string keepDefault(const std::string& directory, const std::string& name, c
 /// attempt continues it.
 void takeOverDefaults(const GenerationPaths& paths);
 
+/// Removes an entry of the kept definitions, if it exists, so that no reader finds a part of it.
+void forgetDefault(const GenerationPaths& paths, const std::string& entry);
+
 /// Removes the definitions that neither the present nor the previous generation needs.
 void forgetDefaults(const GenerationPaths& paths);
 
