@@ -1,16 +1,22 @@
 // The bytes are a managed-sensors list. Afterwards the map must contain exactly its valid elements, checked one by one.
+// If the host tool reads the list without the JSON reader, it must find the same elements.
 
 #include "Workspace.h"
+
+#include "device/plain_list.h"
 
 #include <json/reader.h>
 #include <kelvra/LoggerControl.h>
 #include <kelvra/Text.h>
 #include <scada/Env.h>
 #include <scada/SensorMap.h>
+#include <scada/SensorMapEntry.h>
 
 #include <map>
 #include <memory>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -93,6 +99,22 @@ void checkSensor(SensorMap* map, const Sensor& sensor, const std::string& defini
             "only the installed definition answers");
 }
 
+void checkPlain(const std::vector<Tool::PlainElement>& elements, const Json::Value& list) {
+    require(list.isArray() && list.size() == elements.size(), "the plain reader finds as many elements");
+    Json::ArrayIndex index = 0;
+    for (const Tool::PlainElement& element : elements) {
+        const Json::Value& value = list[index++];
+        SensorMapEntry entry;
+        require(entry.LoadJson(value, nullptr), "the library takes each plain element");
+        require(entry.id == Kelvra::Text::toLowerCase(std::string(element.id)) && entry.src == element.src &&
+                    entry.sensor == element.sensor,
+                "a plain element has the library's values");
+        require(static_cast<std::size_t>(value.getOffsetStart()) == element.start &&
+                    static_cast<std::size_t>(value.getOffsetLimit()) == element.end,
+                "a plain element is in its place");
+    }
+}
+
 void checkUnknown(SensorMap* map, const std::uint8_t* data, std::size_t size) {
     const std::string word(reinterpret_cast<const char*>(data), size);
     std::string error;
@@ -114,5 +136,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (const auto& [sensor, definition] : modelOf(list))
         checkSensor(&map, sensor, definition);
     checkUnknown(&map, data, size);
+    if (const auto plain = Tool::readPlainList({reinterpret_cast<const char*>(data), size}))
+        checkPlain(*plain, list);
     return 0;
 }
