@@ -102,9 +102,14 @@ TEST_F(ToolTest, helpListsEveryCommand) {
 }
 
 TEST_F(ToolTest, helpOfACommandNamesItsOperands) {
-    const ToolRun result = runTool({"resolve", "--help"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_THAT(result.out, HasSubstr("scada-sensors resolve [OPTIONS] [SRC] [ID] [PROPERTY]\n"));
+    for (const char* usage :
+         {"resolve [OPTIONS] [SRC] ID [PROPERTY]", "doctor [OPTIONS] [[SRC] ID]",
+          "read [OPTIONS] [[SRC] ID [PROPERTY]]", "decode [OPTIONS] [SRC] ID BYTES|-", "remove [OPTIONS] [NAME...]"}) {
+        const std::string line = usage;
+        const ToolRun result = runTool({line.substr(0, line.find(' ')), "--help"});
+        EXPECT_EQ(result.status, 0);
+        EXPECT_THAT(result.out, HasSubstr("scada-sensors " + line + "\n"));
+    }
 }
 
 TEST_F(ToolTest, optionsStandBeforeOrBehindTheCommand) {

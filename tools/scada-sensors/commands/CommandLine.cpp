@@ -11,12 +11,25 @@
 
 #include <algorithm>
 #include <exception>
+#include <memory>
 #include <new>
 #include <optional>
 
 namespace Kelvra::SCADA::Tool {
 
 namespace {
+
+/// Shows operands in the first line of a command's help as a user types them.
+class UsageFormatter : public CLI::Formatter {
+public:
+    std::string make_option_usage(const CLI::Option* option) const override {
+        const std::string name = option->get_name(true);
+        // It is required: only the source before it may be left out, which the library cannot tell.
+        if (name == "ID")
+            return name;
+        return name == "WORDS" ? option->get_type_name() : CLI::Formatter::make_option_usage(option);
+    }
+};
 
 std::string exitCodeHelp() {
     std::string help = "Exit status:";
@@ -74,6 +87,7 @@ std::optional<ExitCode> parse(CLI::App& app, int argc, const char* const* argv) 
 
 CommandLine::CommandLine() : app("Sensor definitions and managed sensors of this device.", "scada-sensors") {
     app.fallthrough();
+    app.formatter(std::make_shared<UsageFormatter>());
     declareOptions(app, &style);
     app.set_version_flag("--version", "scada-sensors " SCADA_VERSION);
     app.footer(commandHelp);

@@ -619,7 +619,7 @@ ExitCode examineDevice(unsigned int wait, const Answer& answer) {
 
 Run declareDoctor(CLI::App& app) {
     const auto request = std::make_shared<DoctorRequest>();
-    app.add_option("WORDS", request->words, "Sensor, as for resolve; without one: the device")->type_name("[SRC] ID");
+    app.add_option("WORDS", request->words, "Sensor, as for resolve; without one: the device")->type_name("[[SRC] ID]");
     app.add_option("--wait", request->wait, "Seconds to wait for a new value of the sensor, and for the server")
         ->transform(wholeNumber(1U, LONGEST_WAIT))
         ->type_name("S");

@@ -174,7 +174,7 @@ ExitCode readAll(const ReadRequest& request, const Answer& answer) {
 Run declareRead(CLI::App& app) {
     const auto request = std::make_shared<ReadRequest>();
     app.add_option("WORDS", request->words, "Sensor, as for resolve, and perhaps one of its properties")
-        ->type_name("[SRC] ID [PROPERTY]");
+        ->type_name("[[SRC] ID [PROPERTY]]");
     CLI::Option* all = app.add_flag("--all", request->all, "One line for each managed sensor");
     CLI::Option* watch = app.add_flag("--watch", request->watch, "Then print each change of the values")->excludes(all);
     request->time.declare(app)->needs(watch);
