@@ -4,7 +4,7 @@ namespace Kelvra::SCADA::Tool {
 
 enum class Severity {
     ERROR,   ///< a definition, a sensor or an installation does not work; refuses an installation
-    WARNING, ///< something is ignored
+    WARNING, ///< something is ignored, or a definition differs from its JSON schema
     NOTE,    ///< worth knowing, and not wrong
 };
 
