@@ -36,7 +36,7 @@ struct GetRow : NamedRow {
 
 class DbGet : public Db, public ::testing::WithParamInterface<GetRow> {
 protected:
-    Words arguments() const {
+    static Words arguments() {
         Words words = {"get", "lora@aa", "field"};
         if (GetParam().type != nullptr)
             words.insert(words.end(), {"--as", GetParam().type});

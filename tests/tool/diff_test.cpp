@@ -16,7 +16,6 @@ using namespace Kelvra::SCADA::Test;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-constexpr const char* NAME = "lora/demo/th1";
 constexpr const char* HIDES = "lora/demo/th1: hides the default definition\n";
 constexpr const char* DIFFERENT = "differences in 1 of 1 definition\n";
 

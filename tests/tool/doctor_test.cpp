@@ -29,7 +29,6 @@ using namespace Kelvra::SCADA::Test;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-constexpr const char* KEY = "lora@aa";
 constexpr const char* EXAMPLE = R"([{"description": "normal", "input": {"fPort": 1, "bytes": "d7 32"},
     "output": {"data": {"t": 21.5, "b": 50}}}])";
 
@@ -47,7 +46,7 @@ protected:
     // Below each line is the command that leads on.
     ToolRun doctor(std::vector<std::string> words, const std::string& socket) const {
         words.insert(words.begin(), {"doctor", "--socket", socket});
-        const ToolRun result = runWith(words);
+        ToolRun result = runWith(words);
         std::istringstream lines(result.out);
         std::string command;
         for (std::string line; std::getline(lines, line);) {

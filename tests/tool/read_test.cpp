@@ -14,7 +14,6 @@ using ::testing::HasSubstr;
 constexpr const char* PROPERTIES = R"({"decoder": "th1.js", "properties": {
     "temperature": {"name": "Temperature", "unit": "°C", "type": "float", "min": -40, "max": 85},
     "count": {"type": "uint32"}, "on": {"type": "bool"}, "text": {}, "silent": {"type": "float"}, "none": 7}})";
-constexpr const char* KEY = "lora@aa";
 
 class Read : public ToolTest {
 protected:

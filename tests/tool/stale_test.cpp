@@ -17,15 +17,14 @@ using namespace Kelvra::SCADA::Test;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-constexpr const char* NAME = "lora/demo/th1";
 constexpr const char* RULE = "[storage/default-changed]";
 
-struct WayRow : NamedRow {
+struct StaleWayRow : NamedRow {
     bool exchanged;
 };
 
 /// A source that overrides the default definition.
-class Stale : public ToolTest, public ::testing::WithParamInterface<WayRow> {
+class Stale : public ToolTest, public ::testing::WithParamInterface<StaleWayRow> {
 protected:
     Stale() : source(temp / "source") {
         writeList({GOOD_SENSOR});
@@ -278,7 +277,8 @@ TEST_P(Stale, isWrittenDownInTheHistory) {
     EXPECT_NE(second[1U]["hides"], first["hides"]);
 }
 
-INSTANTIATE_TEST_SUITE_P(Tool, Stale, ::testing::Values(WayRow{"exchanged", true}, WayRow{"in_place", false}), rowName);
+INSTANTIATE_TEST_SUITE_P(Tool, Stale, ::testing::Values(StaleWayRow{"exchanged", true}, StaleWayRow{"in_place", false}),
+                         rowName);
 
 /// A change of the default definition, and whether it is one for readers.
 struct ChangeRow : NamedRow {
