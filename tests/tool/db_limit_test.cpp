@@ -79,7 +79,8 @@ INSTANTIATE_TEST_SUITE_P(
                   [](RedisServer& server) {
                       server.run({"CONFIG", "SET", "requirepass", "secret"});
                   },
-                  "The server at [$S] wants a password, and the library has none. Let it serve its socket without."},
+                  "The server at [$S] wants a password, and the library has none. Remove requirepass from its "
+                  "configuration."},
         ReasonRow{"halted", [](RedisServer& server) { server.pause(); },
                   "The server at [$S] did not answer within 1 second. It may be halted or busy: look at it, or raise "
                   "--wait."}),

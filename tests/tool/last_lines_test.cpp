@@ -81,7 +81,8 @@ INSTANTIATE_TEST_SUITE_P(
                {"show", "lora/demo/none"},
                4,
                "",
-               "scada-sensors: Sensor definition [lora/demo/none] not found.\n"},
+               "scada-sensors: Sensor definition [lora/demo/none] not found.\n"
+               "scada-sensors: \"scada-sensors list\" shows the definitions\n"},
         RunRow{"broken_definition_of_a_sensor",
                {"resolve", "gg", "temperature"},
                1,
@@ -146,7 +147,8 @@ INSTANTIATE_TEST_SUITE_P(
                4,
                "",
                "scada-sensors: 3 of 7 list elements are faulty: scada-sensors check\n"
-               "scada-sensors: No managed sensor has the identifier [none].\n"},
+               "scada-sensors: No managed sensor has the identifier [none].\n"
+               "scada-sensors: \"scada-sensors sensors\" shows the managed sensors\n"},
         RunRow{"unknown_sensor",
                {"resolve", "wire", "aa", "-q"},
                4,

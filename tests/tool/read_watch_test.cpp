@@ -164,7 +164,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(GoneRow{"expired", {"PEXPIRE", KEY, "800"}, "  lora@aa  the key has expired\n"},
                       GoneRow{"removed", {"DEL", KEY}, "  lora@aa  the key was removed (del)\n"},
                       GoneRow{"renamed", {"RENAME", KEY, "k"}, "  lora@aa  the key was removed (rename_from)\n"},
-                      GoneRow{"overwritten", {"SET", KEY, "1"}, "  lora@aa  the key is no hash\n"}),
+                      GoneRow{"overwritten", {"SET", KEY, "1"}, "  lora@aa  the key is not a hash\n"}),
     rowName);
 
 TEST_F(ReadWatch, waitsForAKey) {
