@@ -24,7 +24,7 @@ struct ResultRow : NamedRow {
 bool matches(const Json::Value& expected, const Json::Value& actual);
 
 /// Returns the names of rows for the runner under test.
-constexpr auto rowAndRunner = [](const auto& info) { return std::string(info.param.name) + "_" + runnerName(); };
+constexpr auto rowAndRunnerName = [](const auto& info) { return std::string(info.param.name) + "_" + runnerName(); };
 
 class ResultTest : public testing::TestWithParam<ResultRow> {
 protected:

@@ -51,7 +51,7 @@ const GarbageRow GARBAGE[] = {
 };
 
 class GarbageTest : public testing::TestWithParam<GarbageRow> {};
-INSTANTIATE_TEST_SUITE_P(Garbage, GarbageTest, testing::ValuesIn(GARBAGE), rowAndRunner);
+INSTANTIATE_TEST_SUITE_P(Garbage, GarbageTest, testing::ValuesIn(GARBAGE), rowAndRunnerName);
 
 // Returns a number that the kernel reports about a process, or -1.
 int numberOf(const std::string& process, const std::string& name) {

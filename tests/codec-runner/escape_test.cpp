@@ -137,7 +137,7 @@ const ResultRow TRICKS[] = {
      R"({"value": "none"})"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Tricks, ResultTest, testing::ValuesIn(TRICKS), rowAndRunner);
+INSTANTIATE_TEST_SUITE_P(Tricks, ResultTest, testing::ValuesIn(TRICKS), rowAndRunnerName);
 
 } // namespace
 

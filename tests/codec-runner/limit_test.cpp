@@ -66,7 +66,7 @@ const ResultRow LIMITS[] = {
      R"({"limit": "depth"})"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Limits, ResultTest, testing::ValuesIn(LIMITS), rowAndRunner);
+INSTANTIATE_TEST_SUITE_P(Limits, ResultTest, testing::ValuesIn(LIMITS), rowAndRunnerName);
 
 } // namespace
 

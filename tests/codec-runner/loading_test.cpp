@@ -133,9 +133,9 @@ class LoadTest : public testing::TestWithParam<LoadRow> {};
 class NewerTest : public testing::TestWithParam<NewerRow> {};
 class BrokenTest : public testing::TestWithParam<BrokenRow> {};
 
-INSTANTIATE_TEST_SUITE_P(Loads, LoadTest, testing::ValuesIn(LOADS), rowAndRunner);
-INSTANTIATE_TEST_SUITE_P(Newer, NewerTest, testing::ValuesIn(NEWER), rowAndRunner);
-INSTANTIATE_TEST_SUITE_P(Broken, BrokenTest, testing::ValuesIn(BROKEN), rowAndRunner);
+INSTANTIATE_TEST_SUITE_P(Loads, LoadTest, testing::ValuesIn(LOADS), rowAndRunnerName);
+INSTANTIATE_TEST_SUITE_P(Newer, NewerTest, testing::ValuesIn(NEWER), rowAndRunnerName);
+INSTANTIATE_TEST_SUITE_P(Broken, BrokenTest, testing::ValuesIn(BROKEN), rowAndRunnerName);
 
 } // namespace
 
@@ -147,7 +147,8 @@ TEST_P(LoadTest, isAsExpected) {
         EXPECT_EQ(expected[member], answer[member]) << lineOf(answer);
     EXPECT_EQ(Json::Value(Json::arrayValue), answer["results"]);
     ASSERT_EQ(expected.isMember("exception"), answer.isMember("exception")) << lineOf(answer);
-    Json::Value wanted, exception;
+    Json::Value wanted;
+    Json::Value exception;
     wanted["exception"] = expected["exception"];
     exception["exception"] = answer["exception"];
     EXPECT_TRUE(!expected.isMember("exception") || matches(wanted, exception)) << lineOf(answer);

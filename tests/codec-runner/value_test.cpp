@@ -105,7 +105,7 @@ const ResultRow VALUES[] = {
      R"({"value": 1577836800000})"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Values, ResultTest, testing::ValuesIn(VALUES), rowAndRunner);
+INSTANTIATE_TEST_SUITE_P(Values, ResultTest, testing::ValuesIn(VALUES), rowAndRunnerName);
 
 } // namespace
 

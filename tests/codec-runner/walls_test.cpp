@@ -51,7 +51,8 @@ const CallRow CALLS[] = {
     {"signal_to_another", [] { kill(getppid(), 0); }, REFUSED},
     {"write_elsewhere", [] { write(STDERR_FILENO + 1, "", 0); }, REFUSED},
     {"read_elsewhere", [] { read(STDERR_FILENO + 1, nullptr, 0); }, REFUSED},
-    {"memory_for_code", [] { mmap(nullptr, 4096, PROT_READ | PROT_EXEC, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0); },
+    {"memory_for_code",
+     [] { static_cast<void>(mmap(nullptr, 4096, PROT_READ | PROT_EXEC, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)); },
      REFUSED},
 
     {"write", [] { write(STDOUT_FILENO, "", 0); }, WENT_ON},
@@ -62,7 +63,9 @@ const CallRow CALLS[] = {
          clock_gettime(CLOCK_REALTIME, &now);
      },
      WENT_ON},
-    {"memory", [] { mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0); }, WENT_ON},
+    {"memory",
+     [] { static_cast<void>(mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)); },
+     WENT_ON},
 };
 
 // Makes a call under the filter, in a separate process.

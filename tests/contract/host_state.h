@@ -3,10 +3,10 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <ctime>
 #include <thread>
 
 #include <sys/wait.h>
-#include <time.h>
 
 /// States that a host program may be in when it calls the support library. Each ends with its object.
 

@@ -113,7 +113,7 @@ def store_sample(device):
 def check_words(page, kind):
     text = page.text()
     for words in ("Cold-store temperature", "2.15 °C", "3288 mV", "61.5 %", "1 d 12 h", "1 bad value", "undeclared",
-                  "which is no uint32.", "no definition", "no values", "missing: Door open, ", "no declared value", "lora/demo/th1", "list/duplicate",
+                  "which is not of the type uint32.", "no definition", "no values", "missing: Door open, ", "no declared value", "lora/demo/th1", "list/duplicate",
                   "Remove one of the two elements", "installed lora/acme/gas7", "removed lora/acme/gas7"):
         expect(words in text, kind, "does not show", words)
     expect(page.evaluate("document.title").startswith("Sensors of "), kind, "has another title")

@@ -127,14 +127,14 @@ Definitions readDefinitions(const std::string& directory) {
 // --- operations
 
 const std::vector<Operation>& operations() {
-    static const std::vector<Operation> ROWS{
+    static const std::vector<Operation> rows{
         {"first_installation", false, {}, {"install", "$T/source"}},
         {"overwriting_installation", true, {}, {"install", "$T/source", "--allow-overwrite"}},
         {"removal", true, {}, {"remove", "lora/demo/old"}},
         {"removal_of_all", true, {}, {"remove", "--all", "--yes"}},
         {"rollback", true, {"install", "$T/source", "--allow-overwrite"}, {"rollback"}},
     };
-    return ROWS;
+    return rows;
 }
 
 const Operation& operationNamed(const std::string& name) {
@@ -476,7 +476,7 @@ std::string FaultTest::expectNothingTorn(const ToolRun& failed) const {
     if (isInterrupted() || isMarked()) {
         EXPECT_NE(failed.err.find("scada-sensors recover"), std::string::npos);
     }
-    const std::string found = stateAfterRecovery();
+    std::string found = stateAfterRecovery();
     EXPECT_TRUE(found != "new" && found != "neither") << found;
     return found;
 }
@@ -501,7 +501,7 @@ std::string FaultTest::expectAfterCut(bool mustBeNew) const {
         expectMended(true);
         return "old when recovered, new when recovered forward";
     }
-    const std::string found = stateAfterRecovery();
+    std::string found = stateAfterRecovery();
     const bool isOneOfTheTwo = found == "new" || found == "new when recovered" || (found == "old" && !mustBeNew);
     EXPECT_TRUE(isOneOfTheTwo) << found << (mustBeNew ? ", although it was said to be new" : "");
     expectNextInstallation();

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstddef>
 #include <iosfwd>
 #include <map>
@@ -24,6 +25,11 @@ struct Extent {
     long slow;
 };
 long chosen(const Extent& extent);
+
+/// The exit status of a run that was killed.
+constexpr int KILLED = 128 + SIGKILL;
+/// For the cases that choose at random.
+constexpr unsigned int SEED = 20261122;
 
 /// The path of everything below a directory, and of the directory itself as "", with mode and bytes.
 using State = std::map<std::string, std::string>;

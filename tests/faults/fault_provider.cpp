@@ -87,7 +87,7 @@ struct Settings {
 
     static long number(const char* variable) {
         const char* const text = std::getenv(variable);
-        return text == nullptr ? 0 : std::atol(text);
+        return text == nullptr ? 0 : std::strtol(text, nullptr, 10);
     }
 
     Fault fault = Fault::NONE;
@@ -103,8 +103,8 @@ struct Settings {
 };
 
 const Settings& settings() {
-    static const Settings SETTINGS;
-    return SETTINGS;
+    static const Settings given;
+    return given;
 }
 
 // Reads the settings before the tool has another process.
@@ -411,7 +411,7 @@ constexpr const char* HALF_OF_THE_WORK = "program=$1\n"
                                          "esac\n"
                                          "exit 1\n";
 
-constexpr const char* EMPTY_COPY = "[ \"$1\" != cp ] || : >\"$4\"; exit 1";
+constexpr const char* EMPTY_COPY = R"([ "$1" != cp ] || : >"$4"; exit 1)";
 
 Words wordsOf(char* const* arguments) {
     Words words;

@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <ostream>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -47,6 +48,12 @@ std::vector<Lack> everyLack() {
     return rows;
 }
 
+// Returns whether one of the words is in the text.
+bool hasOneOf(const std::vector<const char*>& words, const std::string& text) {
+    return std::any_of(words.begin(), words.end(),
+                       [&text](const char* word) { return text.find(word) != std::string::npos; });
+}
+
 class Lacking : public FaultTest, public ::testing::WithParamInterface<Lack> {
 protected:
     void SetUp() override { prepare(GetParam().row.operation, GetParam().row.way); }
@@ -63,20 +70,11 @@ protected:
     // The library reports which operation failed, but not why, and the tool cannot change its texts. The library
     // silently skips a staged copy that does not read back, so the tool cannot know more.
     static bool isLibrarysOwn(const std::string& text) {
-        for (const char* own : {" while importing ", "Invalid syntax of the sensor definition [",
-                                "scada-sensors: some definitions could not be installed\n"}) {
-            if (text.find(own) != std::string::npos)
-                return true;
-        }
-        return false;
+        static const std::vector<const char*> own = {" while importing ", "Invalid syntax of the sensor definition [",
+                                                     "scada-sensors: some definitions could not be installed\n"};
+        return hasOneOf(own, text);
     }
-    bool namesReason(const ToolRun& result) const {
-        for (const char* reason : GetParam().reasons) {
-            if (result.err.find(reason) != std::string::npos)
-                return true;
-        }
-        return false;
-    }
+    static bool namesReason(const ToolRun& result) { return hasOneOf(GetParam().reasons, result.err); }
 };
 
 TEST_P(Lacking, leavesOldOrNew) {

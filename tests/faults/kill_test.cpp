@@ -13,8 +13,6 @@ namespace {
 
 using namespace Kelvra::SCADA::Test;
 
-constexpr int KILLED = 128 + SIGKILL;
-
 // The steps that determine the state of a storage are always tried: renames, and removals of an operation's marks. Of
 // the steps that follow them most are tried, and all removals.
 bool isTried(const Step& step, std::size_t steps, long* followed) {
@@ -58,9 +56,8 @@ TEST_P(KilledAtAStep, leavesOldOrNew) {
 
 INSTANTIATE_TEST_SUITE_P(Tool, KilledAtAStep, ::testing::ValuesIn(everyCase()), caseName);
 
-constexpr unsigned int SEED = 20261122;
-constexpr int SHARES = 10;   // so that the shares can run in parallel
-constexpr int ATTEMPTS = 20; // per kill
+constexpr int SHARES = 10;        // so that the shares can run in parallel
+constexpr int KILL_ATTEMPTS = 20; // per kill
 class KilledAtRandom : public FaultTest, public ::testing::WithParamInterface<int> {
 protected:
     using Clock = std::chrono::steady_clock;
@@ -106,7 +103,7 @@ TEST_P(KilledAtRandom, leavesOldOrNew) {
     Phases phases;
     const long wanted = chosen({300, 20, 10}) / SHARES;
     long kills = 0;
-    for (long attempts = 0; kills < wanted && attempts < ATTEMPTS * wanted; ++attempts) {
+    for (long attempts = 0; kills < wanted && attempts < KILL_ATTEMPTS * wanted; ++attempts) {
         // The files are changed late in the run.
         const Microseconds moment(std::max(random() % time, random() % time));
         SCOPED_TRACE("killed after " + std::to_string(moment.count()) + " us");

@@ -61,11 +61,11 @@ bool makeDisk(const Disk& disk, const std::string& image, const std::string& pla
 }
 
 const std::vector<Disk>& disks() {
-    static const std::vector<Disk> ROWS = {
+    static const std::vector<Disk> rows = {
         {"ext4", "mkfs.ext4 -q $IMAGE", "mount -t ext4 -o loop $IMAGE $PLACE", Way::EXCHANGE},
         {"ext4", "mkfs.ext4 -q $IMAGE", "mount -t ext4 -o loop $IMAGE $PLACE", Way::IN_PLACE},
     };
-    return ROWS;
+    return rows;
 }
 
 // Runs in its own mount namespace. Returns whether the kernel has the file system and a loop device.
@@ -87,13 +87,13 @@ bool isReplayed(const Cut& cut) {
 }
 
 std::vector<Cut> cuts() {
-    static const std::vector<Operation> CUT = {operationNamed("first_installation"),
-                                               operationNamed("overwriting_installation"), operationNamed("removal"),
-                                               operationNamed("rollback")};
+    static const std::vector<Operation> cutOperations = {operationNamed("first_installation"),
+                                                         operationNamed("overwriting_installation"),
+                                                         operationNamed("removal"), operationNamed("rollback")};
     std::vector<Cut> rows;
     for (const Disk& disk : disks()) {
         const bool canBeMounted = canMount() && isMountable(disk);
-        for (const Operation& operation : CUT)
+        for (const Operation& operation : cutOperations)
             rows.push_back({canBeMounted ? disk : Disk{"no_loop_device_replayed", "", "", disk.way}, operation});
     }
     return rows;
@@ -144,12 +144,12 @@ protected:
 
     // Leaves out empty blocks, which are most of them.
     void writeCopy(const std::string& bytes) const {
-        static const std::string NOTHING(BLOCK, '\0');
+        static const std::string emptyBlock(BLOCK, '\0');
         const int file =
             open((temp / "disk/copy").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR);
         ASSERT_EQ(ftruncate(file, static_cast<off_t>(bytes.size())), 0);
         for (std::size_t at = 0; at < bytes.size(); at += BLOCK) {
-            if (bytes.compare(at, BLOCK, NOTHING) != 0) {
+            if (bytes.compare(at, BLOCK, emptyBlock) != 0) {
                 ASSERT_EQ(pwrite(file, bytes.data() + at, BLOCK, static_cast<off_t>(at)), static_cast<ssize_t>(BLOCK));
             }
         }
@@ -179,7 +179,7 @@ protected:
         }
         std::array<char, 4096> line{};
         EXPECT_GT(read(ends[0], line.data(), line.size() - 1), 0);
-        return std::atol(line.data());
+        return std::strtol(line.data(), nullptr, 10);
     }
 
     void letGoOn() const { EXPECT_EQ(write(ends[0], "!", 1), 1); }

@@ -57,7 +57,7 @@ class Program : public FaultTest, public ::testing::WithParamInterface<BadProgra
 protected:
     void SetUp() override { prepare(GetParam().row.operation, GetParam().row.way); }
 
-    void print(const Phases& phases) const {
+    static void print(const Phases& phases) {
         for (const auto& [phase, count] : phases)
             std::printf("%s, %s: %s: %d\n", GetParam().fault, nameOf(GetParam().row).c_str(), phase.c_str(), count);
     }

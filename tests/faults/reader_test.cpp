@@ -18,12 +18,10 @@ namespace {
 
 using namespace Kelvra::SCADA::Test;
 
-constexpr unsigned int SEED = 20261122;
 constexpr int DEFINITIONS = 4;
-constexpr int KILLED = 128 + SIGKILL;
-constexpr int ATTEMPTS = 4; // per kill
+constexpr int READER_ATTEMPTS = 4; // per kill
 
-class Reader : public FaultTest, public ::testing::WithParamInterface<Way> {
+class ReaderMeanwhile : public FaultTest, public ::testing::WithParamInterface<Way> {
 protected:
     struct Counts {
         long reads = 0;
@@ -76,7 +74,7 @@ protected:
         std::mt19937 random(SEED);
         long kills = 0;
         long made = 0;
-        for (; kills < wanted && made < ATTEMPTS * wanted && !HasFailure(); ++made)
+        for (; kills < wanted && made < READER_ATTEMPTS * wanted && !HasFailure(); ++made)
             kills += killInstallation(isSecond() ? "first" : "second", &random) ? 1 : 0;
         EXPECT_EQ(kills, wanted) << "of " << made << " installations";
         writeFile(temp / "kills", std::to_string(kills) + " of " + std::to_string(made));
@@ -118,7 +116,7 @@ protected:
     }
 };
 
-TEST_P(Reader, findsEveryDefinitionWhole) {
+TEST_P(ReaderMeanwhile, findsEveryDefinitionWhole) {
     Counts counts;
     const pid_t killer = startKilling();
     int status = 0;
@@ -132,7 +130,7 @@ TEST_P(Reader, findsEveryDefinitionWhole) {
                 readFile(temp / "kills").c_str(), counts.reads, counts.torn, counts.mixed);
 }
 
-INSTANTIATE_TEST_SUITE_P(Tool, Reader, ::testing::Values(Way::EXCHANGE, Way::IN_PLACE), [](const auto& row) {
+INSTANTIATE_TEST_SUITE_P(Tool, ReaderMeanwhile, ::testing::Values(Way::EXCHANGE, Way::IN_PLACE), [](const auto& row) {
     return row.param == Way::EXCHANGE ? "while_storages_are_exchanged" : "while_files_are_replaced";
 });
 

@@ -15,8 +15,6 @@ namespace {
 
 using namespace Kelvra::SCADA::Test;
 
-constexpr int KILLED = 128 + SIGKILL;
-
 struct RecoveryRow {
     Case row;
     bool forward;
@@ -66,7 +64,7 @@ protected:
         expectNextInstallation();
     }
 
-    void print(const char* fault, const Phases& phases) const {
+    static void print(const char* fault, const Phases& phases) {
         for (const auto& [phase, count] : phases)
             std::printf("%s, %s: %s: %d\n", fault, ::testing::PrintToString(GetParam()).c_str(), phase.c_str(), count);
     }

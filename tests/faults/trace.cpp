@@ -71,6 +71,7 @@ std::string remaining(const std::string& content, Unsynced unsynced) {
     case Unsynced::HALF:
         return content.substr(0, content.size() / 2);
     case Unsynced::ZEROED:
+        // NOLINTNEXTLINE(modernize-return-braced-init-list): it would hold two letters
         return std::string(content.size(), '\0');
     case Unsynced::LOST:
         break;
@@ -99,7 +100,7 @@ ModelOfDisk::NodePointer ModelOfDisk::read(const std::string& path, std::map<ino
     if (node != nullptr)
         return node;
     node = std::make_shared<Node>();
-    const NodePointer made = node;
+    NodePointer made = node;
     made->mode = status.st_mode;
     made->owner = status.st_uid;
     made->group = status.st_gid;

@@ -39,7 +39,7 @@ public:
     explicit ModelOfDisk(const std::string& directory);
 
     /// Throws std::runtime_error if the change is impossible.
-    void apply(const Change& change);
+    void apply(const Change& one);
 
     /// Gives the directory the content found after a power cut at this point.
     void layAfterCut(const std::string& directory, Unsynced unsynced) const;

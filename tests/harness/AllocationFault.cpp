@@ -28,6 +28,7 @@ AllocationFault::~AllocationFault() {
     untilFailure = OFF;
 }
 
+// NOLINTBEGIN(readability-convert-member-functions-to-static): the object stands for the fault of its thread
 bool AllocationFault::hit() const {
     return failedOnce;
 }
@@ -35,6 +36,7 @@ bool AllocationFault::hit() const {
 bool AllocationFault::inSystem() const {
     return failedInSystem;
 }
+// NOLINTEND(readability-convert-member-functions-to-static)
 
 bool AllocationFault::isDue(const void* caller) {
     if (untilFailure == OFF || --untilFailure != OFF)

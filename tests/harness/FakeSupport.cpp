@@ -58,9 +58,9 @@ void copyHalf(const std::string& src, std::string dst) {
 }
 
 int runFaulty(const FakeSupport::Command& command, FakeSupport::Fault fault) {
-    if (fault == FakeSupport::Fault::HalfFile && command.arguments.size() == 3)
+    if (fault == FakeSupport::Fault::HALF_FILE && command.arguments.size() == 3)
         copyHalf(command.arguments[1], command.arguments[2]);
-    return fault == FakeSupport::Fault::Nothing ? 0 : 1;
+    return fault == FakeSupport::Fault::NOTHING ? 0 : 1;
 }
 
 // Returns the next definition of a contract function, after the one in this file.
@@ -188,6 +188,7 @@ bool isPrintable(int level) {
     return SCADA::Test::FakeSupport::inst().isPrintable(level);
 }
 
+// NOLINTNEXTLINE(cert-dcl50-cpp): the signature is given
 void printfGeneric(int level, const char* label, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);

@@ -30,9 +30,9 @@ public:
     };
 
     enum class Fault {
-        Nothing, ///< reports success and does nothing
-        Fail,    ///< reports failure and does nothing
-        HalfFile ///< cp copies the first half of the file
+        NOTHING,  ///< reports success and does nothing
+        FAILURE,  ///< reports failure and does nothing
+        HALF_FILE ///< cp copies the first half of the file
     };
 
     static FakeSupport& inst();

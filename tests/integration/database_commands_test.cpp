@@ -24,16 +24,9 @@ using ::testing::IsEmpty;
 using Answer = ScriptedRedis::Answer;
 using Text = const std::string&;
 
-static_assert(std::is_base_of<DatabaseBase, Database>::value, "");
+static_assert(std::is_base_of<DatabaseBase, Database>::value);
 constexpr int (Database::*EXPIRE_IN)(Text, unsigned int) = &Database::expire;
 constexpr int (Database::*EXPIRE)(Text) = &Database::expire;
-
-const char* const OK = "+OK\r\n";
-
-// Shows a row by its name.
-template <typename Row> auto operator<<(std::ostream& out, const Row& row) -> decltype(out << row.name) {
-    return out << row.name;
-}
 
 // The out-parameters of the operations, with values that must stay untouched.
 struct Outputs {
@@ -63,8 +56,7 @@ struct Operation : NamedRow {
     std::map<std::string, int> results; ///< by reply; those not named give 255
 };
 
-struct Reply {
-    std::string name;
+struct Reply : NamedRow {
     Answer answer;
 };
 

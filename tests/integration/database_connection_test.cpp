@@ -30,14 +30,14 @@ using ::testing::IsEmpty;
 using Answer = ScriptedRedis::Answer;
 using Base = Opened<DatabaseBase>;
 
-static_assert(DatabaseBase::RESULT_OK == 0 && DatabaseBase::RESULT_NOT_FOUND == 1, "");
-static_assert(DatabaseBase::RESULT_BAD_VALUE == 2 && DatabaseBase::RESULT_NO_REPLY == 3, "");
-static_assert(DatabaseBase::RESULT_TIMEOUT == 4 && DatabaseBase::RESULT_UNEXPECTED == 255, "");
-static_assert(std::has_virtual_destructor<DatabaseBase>::value, "");
-static_assert(std::is_default_constructible<DatabaseBase>::value, "");
-static_assert(!std::is_copy_constructible<DatabaseBase>::value && !std::is_copy_assignable<DatabaseBase>::value, "");
-static_assert(!std::is_copy_constructible<Database>::value && !std::is_copy_assignable<Database>::value, "");
-static_assert(!std::is_copy_constructible<DatabaseSubscriber>::value, "");
+static_assert(DatabaseBase::RESULT_OK == 0 && DatabaseBase::RESULT_NOT_FOUND == 1);
+static_assert(DatabaseBase::RESULT_BAD_VALUE == 2 && DatabaseBase::RESULT_NO_REPLY == 3);
+static_assert(DatabaseBase::RESULT_TIMEOUT == 4 && DatabaseBase::RESULT_UNEXPECTED == 255);
+static_assert(std::has_virtual_destructor<DatabaseBase>::value);
+static_assert(std::is_default_constructible<DatabaseBase>::value);
+static_assert(!std::is_copy_constructible<DatabaseBase>::value && !std::is_copy_assignable<DatabaseBase>::value);
+static_assert(!std::is_copy_constructible<Database>::value && !std::is_copy_assignable<Database>::value);
+static_assert(!std::is_copy_constructible<DatabaseSubscriber>::value);
 constexpr void (DatabaseBase::*SETUP_WITH_TTL)(const std::string&, unsigned char, unsigned int) = &DatabaseBase::setup;
 constexpr void (DatabaseBase::*SETUP)(const std::string&, unsigned char) = &DatabaseBase::setup;
 static_assert(sizeof(Database) == sizeof(DatabaseBase), "no field of its own");
@@ -52,9 +52,7 @@ struct Layout {
     bool reconnectNeeded;
     std::string valueBuffer;
 };
-static_assert(sizeof(DatabaseBase) == sizeof(Layout), "");
-
-const char* const OK = "+OK\r\n";
+static_assert(sizeof(DatabaseBase) == sizeof(Layout));
 
 class DatabaseConnection : public SupportTest {
 protected:
@@ -65,11 +63,6 @@ protected:
 
     std::vector<FakeSupport::LogLine>& logs = FakeSupport::inst().logs;
 };
-
-// Shows a row by its name.
-template <typename Row> auto operator<<(std::ostream& out, const Row& row) -> decltype(out << row.name) {
-    return out << row.name;
-}
 
 std::string selectBytes(int number = 2) {
     return encoded({"SELECT", std::to_string(number)});

@@ -52,8 +52,6 @@ protected:
     }
 };
 
-const char* const OK = "+OK\r\n";
-
 /// Sends commands continuously and compares each reply, if there is one, with the expected one.
 class Load {
 public:

@@ -34,15 +34,18 @@ public:
     int descriptor() const { return this->context->fd; }
 };
 
+/// The answer with which a server accepts a command.
+constexpr const char* OK = "+OK\r\n";
+
 inline FakeSupport::LogLine debugLine(const std::string& text) {
     return {Logger::PrintLevel::DEBUG_LEVEL, Logger::PrintLevel::DEBUG_LABEL, text};
 }
 
-inline const FakeSupport::LogLine connectedLine() {
+inline FakeSupport::LogLine connectedLine() {
     return debugLine("[DB ] Connected to the database");
 }
 
-inline const FakeSupport::LogLine reconnectedLine() {
+inline FakeSupport::LogLine reconnectedLine() {
     return debugLine("[DB ] Reconnected to the database");
 }
 

@@ -88,20 +88,13 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Answer = ScriptedRedis::Answer;
 
-static_assert(std::is_base_of<DatabaseBase, DatabaseSubscriber>::value, "");
+static_assert(std::is_base_of<DatabaseBase, DatabaseSubscriber>::value);
 
 // One flag after the fields of the base.
 struct Flagged : DatabaseBase {
     std::atomic<bool> flag;
 };
-static_assert(sizeof(DatabaseSubscriber) == sizeof(Flagged), "");
-
-const char* const OK = "+OK\r\n";
-
-// Shows a row by its name.
-template <typename Row> auto operator<<(std::ostream& out, const Row& row) -> decltype(out << row.name) {
-    return out << row.name;
-}
+static_assert(sizeof(DatabaseSubscriber) == sizeof(Flagged));
 
 std::string subscription(int number = 2) {
     return "__keyspace@" + std::to_string(number) + "__:*";
@@ -135,8 +128,8 @@ std::string notification(const std::string& key, const std::string& event) {
 }
 
 std::string notificationText(const std::string& key, const std::string& event, int number = 2) {
-    return "[\"pmessage\", \"" + subscription(number) + "\", \"__keyspace@" + std::to_string(number) + "__:" + key +
-           "\", \"" + event + "\"]";
+    return R"(["pmessage", ")" + subscription(number) + R"(", "__keyspace@)" + std::to_string(number) + "__:" + key +
+           R"(", ")" + event + R"("])";
 }
 
 class Subscriber : public SupportTest {};

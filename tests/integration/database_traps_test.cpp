@@ -76,8 +76,6 @@ extern "C" __attribute__((visibility("default"))) int sigtimedwait(const sigset_
 
 namespace {
 
-const char* const OK = "+OK\r\n";
-
 class DatabaseSignals : public SupportTest {};
 
 std::atomic<int> signalsSeen{0};
@@ -307,7 +305,7 @@ TEST_F(DatabaseSignals, subscriberLivesThroughRestartsWithTheDefaultDisposition)
 // Opens and closes descriptors continuously, and detects if somebody else has closed or taken one of them.
 class DescriptorUser {
 public:
-    explicit DescriptorUser(const std::string& path) : file(path) {
+    explicit DescriptorUser(std::string path) : file(std::move(path)) {
         writeFile(file, "");
         struct stat status {};
         stat(file.c_str(), &status);

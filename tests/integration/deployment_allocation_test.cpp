@@ -18,7 +18,7 @@ using Kelvra::SCADA::DefinitionsDeployment;
 
 enum class Result { INSTALLED, THREW, HID_THE_FAILURE, SYSTEM_FAILED };
 
-constexpr int SHARES = 8;
+constexpr int ALLOCATION_SHARES = 8;
 
 // Each case takes every eighth allocation, so that the cases can run in parallel.
 class AllocationFailure : public InstallationTest, public ::testing::WithParamInterface<int> {
@@ -63,11 +63,11 @@ protected:
 
     Snapshot otherDefinitions;
 };
-INSTANTIATE_TEST_SUITE_P(Shares, AllocationFailure, ::testing::Range(0, SHARES));
+INSTANTIATE_TEST_SUITE_P(Shares, AllocationFailure, ::testing::Range(0, ALLOCATION_SHARES));
 
 TEST_P(AllocationFailure, comesOutAndLeaksNothing) {
     long failures = 0;
-    for (long nth = 1 + GetParam();; nth += SHARES) {
+    for (long nth = 1 + GetParam();; nth += ALLOCATION_SHARES) {
         SCOPED_TRACE(nth);
         removeInstalled();
         const long balance = liveAllocations();

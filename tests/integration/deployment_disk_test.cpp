@@ -36,25 +36,25 @@ struct SmallDisk : NamedRow {
 };
 
 const std::vector<SmallDisk>& smallDisks() {
-    static const Snapshot DIRECTORIES{{"lora", ""}, {"lora/acme", ""}};
+    static const Snapshot directories{{"lora", ""}, {"lora/acme", ""}};
     const auto with = [](Snapshot files) {
-        files.insert(DIRECTORIES.begin(), DIRECTORIES.end());
+        files.insert(directories.begin(), directories.end());
         return files;
     };
-    static const std::string WRITTEN = writtenDocument("new-decoder");
-    static const std::string TEXT = decoderTextOf(ACME_NEW);
+    static const std::string document = writtenDocument("new-decoder");
+    static const std::string decoder = decoderTextOf(ACME_NEW);
     static const std::vector<SmallDisk> rows{
         {"no_inode", false, "nr_inodes=1", 0, NO_DIRECTORY, {}},
         {"inode_for_one_directory", false, "nr_inodes=2", 0, NO_DIRECTORY, {{"lora", ""}}},
-        {"no_inode_for_the_definition", false, "nr_inodes=3", 0, NOT_SAVED, DIRECTORIES},
-        {"no_inode_for_the_decoder", false, "nr_inodes=4", 0, NO_DECODER, with({{"lora/acme/new.json", WRITTEN}})},
+        {"no_inode_for_the_definition", false, "nr_inodes=3", 0, NOT_SAVED, directories},
+        {"no_inode_for_the_decoder", false, "nr_inodes=4", 0, NO_DECODER, with({{"lora/acme/new.json", document}})},
         {"no_inode_for_the_second", false, "nr_inodes=5", 0,
          "File saving error while importing [lora/acme/old] definition.",
-         with({{"lora/acme/new.json", WRITTEN}, {"lora/acme/new-decoder", TEXT}})},
+         with({{"lora/acme/new.json", document}, {"lora/acme/new-decoder", decoder}})},
         {"no_byte", false, "size=4k", 4096, BROKEN_NEW,
          with({{"lora/acme/new.json", ""}, {"lora/acme/new-decoder", ""}})},
         {"one_page", false, "size=4k", 0, BROKEN_OLD,
-         with({{"lora/acme/new.json", WRITTEN},
+         with({{"lora/acme/new.json", document},
                {"lora/acme/new-decoder", ""},
                {"lora/acme/old.json", ""},
                {"lora/acme/old-decoder", ""}})},

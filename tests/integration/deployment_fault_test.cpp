@@ -108,10 +108,10 @@ std::vector<StepFault> stepFaults() {
     std::vector<StepFault> rows;
     for (std::size_t index = 0; index < STEPS.size(); ++index) {
         const std::string name = STEPS[index].name;
-        rows.push_back({name + "_does_nothing", index, Fault::Nothing});
-        rows.push_back({name + "_fails", index, Fault::Fail});
+        rows.push_back({name + "_does_nothing", index, Fault::NOTHING});
+        rows.push_back({name + "_fails", index, Fault::FAILURE});
         if (std::string(STEPS[index].program) == "cp")
-            rows.push_back({name + "_leaves_half", index, Fault::HalfFile});
+            rows.push_back({name + "_leaves_half", index, Fault::HALF_FILE});
     }
     return rows;
 }
@@ -126,7 +126,7 @@ int runOf(std::size_t index) {
 
 InstalledList installedAfter(const StepFault& row) {
     const Step& step = STEPS[row.index];
-    if (row.fault != Fault::HalfFile)
+    if (row.fault != Fault::HALF_FILE)
         return step.installed;
     InstalledList all = ALL;
     for (Installed& one : all) {
@@ -197,7 +197,7 @@ TEST_P(OneCommandFault, leavesItsStateAndTheNextInstallationSucceeds) {
     const Step& step = STEPS[GetParam().index];
     const std::string program = step.program;
     FakeSupport::inst().fault(program == "sh -c" ? "sh" : program, GetParam().fault, runOf(GetParam().index));
-    const std::string text = GetParam().fault == Fault::HalfFile ? UNTOUCHED : step.text;
+    const std::string text = GetParam().fault == Fault::HALF_FILE ? UNTOUCHED : step.text;
     EXPECT_EQ(deploy(), text == UNTOUCHED);
     EXPECT_EQ(error, text);
     EXPECT_EQ(snapshot(custom), customWith(installedAfter(GetParam())));
@@ -214,7 +214,7 @@ TEST_F(CommandFault, everyCommandHasItsStep) {
 
 TEST_F(CommandFault, leftoversOfAStagingDirectoryThatIsNotEmptiedAreInstalled) {
     addDefinition(staging, "lora/left/over");
-    FakeSupport::inst().fault("sh", Fault::Fail, 1);
+    FakeSupport::inst().fault("sh", Fault::FAILURE, 1);
     addInstalled(&installed, "lora/left/over");
     EXPECT_TRUE(deploy());
     EXPECT_EQ(error, UNTOUCHED);

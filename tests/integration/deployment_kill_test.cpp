@@ -24,8 +24,8 @@ using Clock = std::chrono::steady_clock;
 using Microseconds = std::chrono::microseconds;
 
 constexpr unsigned int SEED = 20240229;
-constexpr int SHARES = 4; // so that the shares can run in parallel
-constexpr int KILLS = 100 / SHARES;
+constexpr int KILL_SHARES = 4; // so that the shares can run in parallel
+constexpr int KILLS = 100 / KILL_SHARES;
 constexpr int ATTEMPTS = 20 * KILLS;
 constexpr int TIMED_RUNS = 5;
 
@@ -125,7 +125,7 @@ TEST_F(KilledInstallation, beforeAndAfterEachCommand) {
 }
 
 class KilledAtRandom : public KilledInstallation, public ::testing::WithParamInterface<unsigned int> {};
-INSTANTIATE_TEST_SUITE_P(Seeds, KilledAtRandom, ::testing::Range(SEED, SEED + SHARES));
+INSTANTIATE_TEST_SUITE_P(Seeds, KilledAtRandom, ::testing::Range(SEED, SEED + KILL_SHARES));
 
 TEST_P(KilledAtRandom, nextInstallationSucceeds) {
     const auto time = static_cast<unsigned long>(undisturbedTime().count());

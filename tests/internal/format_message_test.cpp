@@ -16,7 +16,7 @@ using Kelvra::SCADA::Test::AllocationFault;
 using Kelvra::SCADA::Test::NamedRow;
 using Kelvra::SCADA::Test::rowName;
 
-struct Row : NamedRow {
+struct MessageRow : NamedRow {
     std::string before;
     std::function<void(std::string* out)> format;
     std::string text;
@@ -26,7 +26,7 @@ std::function<void(std::string*)> ofLength(std::size_t length) {
     return [length](std::string* out) { formatMessage(out, "%s", std::string(length, 'x').c_str()); };
 }
 
-const Row ROWS[] = {
+const MessageRow MESSAGE_ROWS[] = {
     {"arguments", "", [](std::string* out) { formatMessage(out, "[%s] %d of %u%%", "a", -1, 2U); }, "[a] -1 of 2%"},
     {"no_arguments", "", [](std::string* out) { formatMessage(out, "text"); }, "text"},
     {"replaces_a_shorter_text", "x", [](std::string* out) { formatMessage(out, "text"); }, "text"},
@@ -49,8 +49,8 @@ const Row ROWS[] = {
     {"argument_is_the_old_text", "old", [](std::string* out) { formatMessage(out, "<%s>", out->c_str()); }, "<old>"},
 };
 
-class FormatMessage : public ::testing::TestWithParam<Row> {};
-INSTANTIATE_TEST_SUITE_P(Rows, FormatMessage, ::testing::ValuesIn(ROWS), rowName);
+class FormatMessage : public ::testing::TestWithParam<MessageRow> {};
+INSTANTIATE_TEST_SUITE_P(Rows, FormatMessage, ::testing::ValuesIn(MESSAGE_ROWS), rowName);
 
 TEST_P(FormatMessage, replacesTheText) {
     std::string out = GetParam().before;

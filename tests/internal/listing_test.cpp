@@ -59,17 +59,17 @@ bool agree(const std::string& dir, const std::vector<std::string>& names) {
 
 // ---- rows ----
 
-struct Row : NamedRow {
+struct ListingRow : NamedRow {
     const char* definition;
     bool listed;
 };
 
-const Row ROWS[] = {
+const ListingRow LISTING_ROWS[] = {
     {"plain", "lora/demo/th1", true},
     {"hidden_directories", ".a/.b/x", true},
     {"empty_stem", "lora/demo/", true},
     {"dotted_stem", "lora/demo/..", true},
-    {"backslashes", "a\\b/c\\d/e\\f", true},
+    {"backslashes", R"(a\b/c\d/e\f)", true},
     {"pattern_characters", "*/?/[", true},
     {"missing", "lora/demo/missing", false},
     {"one_level", "lora/th2", false},
@@ -99,10 +99,10 @@ const Row ROWS[] = {
     {"file_as_directory", "lora/th2.json/x", false},
 };
 
-class Listing : public ::testing::TestWithParam<Row> {
+class Listing : public ::testing::TestWithParam<ListingRow> {
 protected:
     Listing() : storage(dir / "storage") {
-        for (const char* path : {"lora/demo/th1", ".a/.b/x", "lora/demo/", "lora/demo/..", "a\\b/c\\d/e\\f", "*/?/[",
+        for (const char* path : {"lora/demo/th1", ".a/.b/x", "lora/demo/", "lora/demo/..", R"(a\b/c\d/e\f)", "*/?/[",
                                  "lora/th2", "top", "lora/demo/deep/th1"})
             writeFile(storage + "/" + path + ".json", "");
         makeLink("lora", storage + "/linked");
@@ -116,7 +116,7 @@ protected:
     TempDir dir;
     std::string storage;
 };
-INSTANTIATE_TEST_SUITE_P(Rows, Listing, ::testing::ValuesIn(ROWS), rowName);
+INSTANTIATE_TEST_SUITE_P(Rows, Listing, ::testing::ValuesIn(LISTING_ROWS), rowName);
 
 TEST_P(Listing, bothAnswersAreTheSame) {
     makeLink("storage", dir / "link");
@@ -254,7 +254,7 @@ public:
         const std::string storage = root + "/storage";
         fill(storage, "", 0);
         symlink("storage", (root + "/link").c_str());
-        const std::string dir = pick<std::string>({storage, storage + "/", storage + "///", root + "/link"});
+        const auto dir = pick<std::string>({storage, storage + "/", storage + "///", root + "/link"});
         const std::set<std::string> listed = namesOf(dir);
         listedNames += listed.size();
         std::vector<std::string> names(listed.begin(), listed.end());
@@ -386,7 +386,8 @@ GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(ListingFolded);
 TEST_P(ListingFolded, onlyTheStoredNameIsListed) {
     writeFile(names + "/storage/lora/demo/th1.json", "");
     writeFile(names + "/storage/lora/demo/th2.JSON", "");
-    ASSERT_EQ(readFile(names + "/Storage/LORA/Demo/Th1.JSON"), "") << "letter cases are not folded here";
+    ASSERT_EQ(Kelvra::SCADA::Test::readFile(names + "/Storage/LORA/Demo/Th1.JSON"), "")
+        << "letter cases are not folded here";
     for (const std::string& storage : {names + "/storage", names + "/STORAGE/"}) {
         EXPECT_TRUE(isListed(storage, "lora/demo/th1")) << storage;
         for (const char* name : {"Lora/demo/th1", "lora/DEMO/th1", "lora/demo/tH1", "lora/demo/th2"})

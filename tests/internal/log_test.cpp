@@ -14,13 +14,13 @@ using LogLine = FakeSupport::LogLine;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-struct Row : NamedRow {
+struct LevelRow : NamedRow {
     void (*log)(const char* text);
     int& level;
     const char*& label;
 };
 
-const Row ROWS[] = {
+const LevelRow LEVEL_ROWS[] = {
     {"error", [](const char* text) { SCADA_LOG(ERROR, "[TAG] %s", text); }, PrintLevel::ERROR_LEVEL,
      PrintLevel::ERROR_LABEL},
     {"warning", [](const char* text) { SCADA_LOG(WARNING, "[TAG] %s", text); }, PrintLevel::WARNING_LEVEL,
@@ -31,13 +31,13 @@ const Row ROWS[] = {
      PrintLevel::TRACE_LABEL},
 };
 
-class Log : public SupportTest, public ::testing::WithParamInterface<Row> {
+class Log : public SupportTest, public ::testing::WithParamInterface<LevelRow> {
 protected:
     FakeSupport& fake = FakeSupport::inst();
     const int level = GetParam().level;
     const std::string label = GetParam().label;
 };
-INSTANTIATE_TEST_SUITE_P(Levels, Log, ::testing::ValuesIn(ROWS), rowName);
+INSTANTIATE_TEST_SUITE_P(Levels, Log, ::testing::ValuesIn(LEVEL_ROWS), rowName);
 
 TEST_P(Log, asksOnceAndPrints) {
     GetParam().log("text");

@@ -18,16 +18,16 @@ using Kelvra::SCADA::Test::rowName;
 
 using StringGetter = const std::string& (Conf::*)() const;
 
-static_assert(std::is_same<decltype(Conf::DFN_DATABASE_SOCKET), const std::string>::value, "");
-static_assert(std::is_same<decltype(Conf::DFN_DATABASE_NUMBER), const unsigned int>::value, "");
-static_assert(std::is_same<decltype(Conf::DFN_DATABASE_KEY_TTL), const unsigned int>::value, "");
-static_assert(sizeof(Conf::DFN_DATABASE_NUMBER) == 4 && sizeof(Conf::DFN_DATABASE_KEY_TTL) == 4, "");
+static_assert(std::is_same<decltype(Conf::DFN_DATABASE_SOCKET), const std::string>::value);
+static_assert(std::is_same<decltype(Conf::DFN_DATABASE_NUMBER), const unsigned int>::value);
+static_assert(std::is_same<decltype(Conf::DFN_DATABASE_KEY_TTL), const unsigned int>::value);
+static_assert(sizeof(Conf::DFN_DATABASE_NUMBER) == 4 && sizeof(Conf::DFN_DATABASE_KEY_TTL) == 4);
 
-static_assert(std::is_copy_constructible<Conf>::value && std::is_copy_assignable<Conf>::value, "");
-static_assert(!std::is_polymorphic<Conf>::value, "");
+static_assert(std::is_copy_constructible<Conf>::value && std::is_copy_assignable<Conf>::value);
+static_assert(!std::is_polymorphic<Conf>::value);
 
 // The layout of the fields that compiled host programs rely on.
-struct Layout {
+struct ConfLayout {
     std::string databaseSocket;
     unsigned char databaseNumber;
     unsigned int databaseKeyTtl;
@@ -36,7 +36,7 @@ struct Layout {
     std::string stagingDir;
     std::string sensorMapFile;
 };
-static_assert(sizeof(Conf) == sizeof(Layout) && alignof(Conf) == alignof(Layout), "");
+static_assert(sizeof(Conf) == sizeof(ConfLayout) && alignof(Conf) == alignof(ConfLayout));
 
 std::size_t offsetIn(const Conf& conf, const std::string& field) {
     return static_cast<std::size_t>(reinterpret_cast<const char*>(&field) - reinterpret_cast<const char*>(&conf));
@@ -52,13 +52,13 @@ TEST(ConfLayout, keepsTheOrderOfItsFields) {
     Conf conf;
     conf.setDfnDatabaseNumber(201);
     conf.setDfnDatabaseKeyTtl(4000000001U);
-    EXPECT_EQ(offsetIn(conf, conf.getDfnDatabaseSocket()), offsetof(Layout, databaseSocket));
-    EXPECT_EQ(numberIn<unsigned char>(conf, offsetof(Layout, databaseNumber)), 201);
-    EXPECT_EQ(numberIn<unsigned int>(conf, offsetof(Layout, databaseKeyTtl)), 4000000001U);
-    EXPECT_EQ(offsetIn(conf, conf.getDfnDefaultDir()), offsetof(Layout, defaultDir));
-    EXPECT_EQ(offsetIn(conf, conf.getDfnCustomDir()), offsetof(Layout, customDir));
-    EXPECT_EQ(offsetIn(conf, conf.getDfnStagingDir()), offsetof(Layout, stagingDir));
-    EXPECT_EQ(offsetIn(conf, conf.getSensorMapFile()), offsetof(Layout, sensorMapFile));
+    EXPECT_EQ(offsetIn(conf, conf.getDfnDatabaseSocket()), offsetof(ConfLayout, databaseSocket));
+    EXPECT_EQ(numberIn<unsigned char>(conf, offsetof(ConfLayout, databaseNumber)), 201);
+    EXPECT_EQ(numberIn<unsigned int>(conf, offsetof(ConfLayout, databaseKeyTtl)), 4000000001U);
+    EXPECT_EQ(offsetIn(conf, conf.getDfnDefaultDir()), offsetof(ConfLayout, defaultDir));
+    EXPECT_EQ(offsetIn(conf, conf.getDfnCustomDir()), offsetof(ConfLayout, customDir));
+    EXPECT_EQ(offsetIn(conf, conf.getDfnStagingDir()), offsetof(ConfLayout, stagingDir));
+    EXPECT_EQ(offsetIn(conf, conf.getSensorMapFile()), offsetof(ConfLayout, sensorMapFile));
 }
 
 struct StringField : NamedRow {

@@ -10,22 +10,22 @@ namespace {
 
 using Kelvra::SCADA::DefinitionSpec;
 
-static_assert(std::is_same<decltype(DefinitionSpec::json), Json::Value>::value, "");
-static_assert(std::is_same<decltype(DefinitionSpec::decoderPath), std::string>::value, "");
-static_assert(std::is_constructible<DefinitionSpec, const Json::Value&, const std::string&>::value, "");
-static_assert(std::is_default_constructible<DefinitionSpec>::value, "");
-static_assert(std::is_copy_constructible<DefinitionSpec>::value && std::is_copy_assignable<DefinitionSpec>::value, "");
-static_assert(std::is_move_constructible<DefinitionSpec>::value && std::is_move_assignable<DefinitionSpec>::value, "");
-static_assert(!std::is_polymorphic<DefinitionSpec>::value, "");
+static_assert(std::is_same<decltype(DefinitionSpec::json), Json::Value>::value);
+static_assert(std::is_same<decltype(DefinitionSpec::decoderPath), std::string>::value);
+static_assert(std::is_constructible<DefinitionSpec, const Json::Value&, const std::string&>::value);
+static_assert(std::is_default_constructible<DefinitionSpec>::value);
+static_assert(std::is_copy_constructible<DefinitionSpec>::value && std::is_copy_assignable<DefinitionSpec>::value);
+static_assert(std::is_move_constructible<DefinitionSpec>::value && std::is_move_assignable<DefinitionSpec>::value);
+static_assert(!std::is_polymorphic<DefinitionSpec>::value);
 
 // The layout of the fields that compiled host programs rely on.
-struct Layout {
+struct SpecLayout {
     Json::Value json;
     std::string decoderPath;
 };
-static_assert(sizeof(DefinitionSpec) == sizeof(Layout), "");
-static_assert(offsetof(DefinitionSpec, json) == offsetof(Layout, json), "");
-static_assert(offsetof(DefinitionSpec, decoderPath) == offsetof(Layout, decoderPath), "");
+static_assert(sizeof(DefinitionSpec) == sizeof(SpecLayout));
+static_assert(offsetof(DefinitionSpec, json) == offsetof(SpecLayout, json));
+static_assert(offsetof(DefinitionSpec, decoderPath) == offsetof(SpecLayout, decoderPath));
 
 Json::Value document() {
     Json::Value json;

@@ -2,6 +2,7 @@
 #include "NamedRow.h"
 #include "StorageBuilder.h"
 #include "TempDir.h"
+#include "demo_sensor.h"
 #include "files.h"
 #include "install_sample.h"
 #include "json_text.h"
@@ -39,10 +40,9 @@ using Command = FakeSupport::Command;
 using Fault = FakeSupport::Fault;
 using Tree = std::set<std::string>;
 
-static_assert(std::is_default_constructible<DefinitionsDeployment>::value, "");
-static_assert(std::is_empty<DefinitionsDeployment>::value, "");
+static_assert(std::is_default_constructible<DefinitionsDeployment>::value);
+static_assert(std::is_empty<DefinitionsDeployment>::value);
 
-constexpr const char* UNTOUCHED = "untouched";
 constexpr const char* M1 = "lora/v1/m1";
 constexpr const char* M2 = "lora/v1/m2";
 constexpr const char* M3 = "lora/v2/m3";
@@ -75,7 +75,7 @@ protected:
         return DefinitionsDeployment().deploy(source, allowOverwrite, &error);
     }
 
-    const std::vector<Command>& commands() const { return FakeSupport::inst().commands; }
+    static const std::vector<Command>& commands() { return FakeSupport::inst().commands; }
 
     Places places;
     std::string error = UNTOUCHED;
@@ -234,10 +234,10 @@ struct BadSource : NamedRow {
 };
 
 constexpr const char* ONLY_LORA = "Only LoRaWAN sensors are currently supported.";
-constexpr const char* NO_DECODER = "LoRaWAN decoder is not defined for [lora/v1/m2] sensor definition.";
+constexpr const char* DECODER_UNDEFINED = "LoRaWAN decoder is not defined for [lora/v1/m2] sensor definition.";
 constexpr const char* NO_DECODER_FILE = "Invalid sensor definition [lora/v1/m2]: no decoder file found.";
 constexpr const char* BAD_LOCATION = "Invalid sensor definition [lora/v1/m2]: bad decoder file location.";
-constexpr const char* INVALID_SYNTAX = "Invalid syntax of the sensor definition [lora/v1/m2].";
+constexpr const char* INVALID_SYNTAX_OF_M2 = "Invalid syntax of the sensor definition [lora/v1/m2].";
 
 void addSecond(const Places& places, const std::string& text = documentOf("m2.js")) {
     StorageBuilder(places.source).definition(M2, text);
@@ -256,15 +256,15 @@ const BadSource BAD_SOURCES[] = {
          StorageBuilder(p.source).definition("other/v/x", "{");
      },
      ONLY_LORA},
-    {"broken", [](const Places& p) { addSecond(p, "{"); }, INVALID_SYNTAX},
-    {"empty_file", [](const Places& p) { addSecond(p, ""); }, INVALID_SYNTAX},
-    {"array", [](const Places& p) { addSecond(p, "[]"); }, INVALID_SYNTAX},
+    {"broken", [](const Places& p) { addSecond(p, "{"); }, INVALID_SYNTAX_OF_M2},
+    {"empty_file", [](const Places& p) { addSecond(p, ""); }, INVALID_SYNTAX_OF_M2},
+    {"array", [](const Places& p) { addSecond(p, "[]"); }, INVALID_SYNTAX_OF_M2},
     {"first_fault_in_order_of_names",
      [](const Places& p) {
          addSecond(p, "{");
          StorageBuilder(p.source).definition(M3, "[]").definition("lora/v1/m3", "{}");
      },
-     INVALID_SYNTAX},
+     INVALID_SYNTAX_OF_M2},
     {"properties_missing",
      [](const Places& p) {
          addSecond(p, R"({"decoder":"m2.js"})");
@@ -286,9 +286,9 @@ const BadSource BAD_SOURCES[] = {
          makeLink("nowhere", p.source + "/lora/v1/m2.js");
      },
      NO_DECODER_FILE},
-    {"no_decoder", [](const Places& p) { addSecond(p, INSTALLED); }, NO_DECODER},
-    {"blank_decoder", [](const Places& p) { addSecond(p, documentOf("   ")); }, NO_DECODER},
-    {"decoder_number", [](const Places& p) { addSecond(p, R"({"decoder":5,"properties":{}})"); }, NO_DECODER},
+    {"no_decoder", [](const Places& p) { addSecond(p, INSTALLED); }, DECODER_UNDEFINED},
+    {"blank_decoder", [](const Places& p) { addSecond(p, documentOf("   ")); }, DECODER_UNDEFINED},
+    {"decoder_number", [](const Places& p) { addSecond(p, R"({"decoder":5,"properties":{}})"); }, DECODER_UNDEFINED},
     {"decoder_link_outside",
      [](const Places& p) {
          addSecond(p);
@@ -916,14 +916,14 @@ TEST_F(Deployment, removalNeverReachesTheDefaultStorage) {
 
 TEST_F(Deployment, removalTextsAreTheStorages) {
     addDefinition(places.custom, M1);
-    FakeSupport::inst().fault("rm", Fault::Fail);
+    FakeSupport::inst().fault("rm", Fault::FAILURE);
     EXPECT_FALSE(DefinitionsDeployment().deleteOne(M1, &error));
     EXPECT_EQ(error, "Failed to remove decoder file for the [lora/v1/m1] sensor definition.");
-    FakeSupport::inst().fault("rm", Fault::Nothing, 2);
+    FakeSupport::inst().fault("rm", Fault::NOTHING, 2);
     EXPECT_FALSE(DefinitionsDeployment().deleteOne(M1, &error));
     EXPECT_EQ(error, "Decoder file has been removed. An error has occurred while deleting [lora/v1/m1] sensor "
                      "definition file.");
-    FakeSupport::inst().fault("rm", Fault::Nothing);
+    FakeSupport::inst().fault("rm", Fault::NOTHING);
     EXPECT_FALSE(DefinitionsDeployment().deleteOne(M1, &error));
     EXPECT_EQ(error, "Failed to delete sensor definition [lora/v1/m1] file.");
 }

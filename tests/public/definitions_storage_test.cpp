@@ -2,6 +2,7 @@
 #include "NamedRow.h"
 #include "StorageBuilder.h"
 #include "TempDir.h"
+#include "demo_sensor.h"
 #include "files.h"
 #include "json_text.h"
 #include "row_name.h"
@@ -27,12 +28,12 @@ using Kelvra::SCADA::DefinitionsStorage;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-static_assert(std::is_same<decltype(DefinitionsStorage::dir), std::string>::value, "");
-static_assert(std::is_same<decltype(DefinitionsStorage::JSON_DECODER_SECTION), const std::string>::value, "");
-static_assert(std::is_same<decltype(DefinitionsStorage::JSON_PROPERTIES_SECTION), const std::string>::value, "");
+static_assert(std::is_same<decltype(DefinitionsStorage::dir), std::string>::value);
+static_assert(std::is_same<decltype(DefinitionsStorage::JSON_DECODER_SECTION), const std::string>::value);
+static_assert(std::is_same<decltype(DefinitionsStorage::JSON_PROPERTIES_SECTION), const std::string>::value);
 static_assert(std::is_aggregate<DefinitionsStorage>::value, "callers brace-initialise it");
 static_assert(sizeof(DefinitionsStorage) == sizeof(std::string), "the directory is the only member");
-static_assert(!std::is_polymorphic<DefinitionsStorage>::value, "");
+static_assert(!std::is_polymorphic<DefinitionsStorage>::value);
 
 std::string toText(const Json::Value& value) {
     Json::StreamWriterBuilder builder;
@@ -180,11 +181,6 @@ TEST(StorageNamesNowhere, unreadableDirectoriesContributeNothing) {
 
 // ---- getSpec ----
 
-constexpr const char* NAME = "lora/demo/th1";
-constexpr const char* NOT_FOUND = "Sensor definition [lora/demo/th1] not found.";
-constexpr const char* BAD_SYNTAX = "Invalid syntax of the sensor definition [lora/demo/th1].";
-constexpr const char* NO_SECTION =
-    "Invalid syntax of the sensor definition [lora/demo/th1]: no [properties] section defined.";
 constexpr const char* NO_DECODER = "Invalid sensor definition [lora/demo/th1]: no decoder file found.";
 
 std::string badDecoder(const std::string& value) {
@@ -230,7 +226,7 @@ SpecRow refused(const char* name, const std::optional<std::string>& text, const 
 
 // Depends on the version of the reader.
 SpecRow goodIf(bool accepted, const char* name, const std::string& text, const std::string& document) {
-    return accepted ? good(name, text, document) : refused(name, text, BAD_SYNTAX);
+    return accepted ? good(name, text, document) : refused(name, text, INVALID_SYNTAX);
 }
 
 SpecRow sectionMissing(const char* name, const std::string& text,
@@ -267,66 +263,66 @@ std::string nestedObjects(std::size_t depth) {
     return text + "1" + std::string(depth + 1, '}');
 }
 
-const std::string PLAIN = R"({"properties":{}})";
+const std::string EMPTY = R"({"properties":{}})";
 
 const SpecRow SPEC_ROWS[] = {
     refused("missing_file", std::nullopt, NOT_FOUND),
-    good("empty_properties", PLAIN),
+    good("empty_properties", EMPTY),
     good("other_members_are_kept", R"({"a":[1,null],"properties":{"t":{"unit":"C"}},"z":{"decoder":"../x"}})"),
     good("properties_of_any_kind", R"({"properties":{"a":5,"b":null,"c":[]}})"),
 
-    refused("empty_file", "", BAD_SYNTAX),
-    refused("blank_file", " \t\r\n", BAD_SYNTAX),
-    refused("array", "[]", BAD_SYNTAX),
-    refused("array_of_objects", "[" + PLAIN + "]", BAD_SYNTAX),
-    refused("number", "5", BAD_SYNTAX),
-    refused("string", "\"properties\"", BAD_SYNTAX),
-    refused("boolean", "true", BAD_SYNTAX),
-    refused("null_root", "null", BAD_SYNTAX),
-    refused("no_json", "properties", BAD_SYNTAX),
-    refused("brace_missing", R"({"properties":{})", BAD_SYNTAX),
-    refused("comma_missing", R"({"a":1 "properties":{}})", BAD_SYNTAX),
-    refused("syntax_before_decoder", R"({"decoder":"../x")", BAD_SYNTAX),
-    refused("single_quotes", "{'properties':{}}", BAD_SYNTAX),
-    refused("bare_key", "{properties:{}}", BAD_SYNTAX),
-    refused("not_a_number", R"({"properties":{},"a":NaN})", BAD_SYNTAX),
-    refused("infinity", R"({"properties":{},"a":Infinity})", BAD_SYNTAX),
+    refused("empty_file", "", INVALID_SYNTAX),
+    refused("blank_file", " \t\r\n", INVALID_SYNTAX),
+    refused("array", "[]", INVALID_SYNTAX),
+    refused("array_of_objects", "[" + EMPTY + "]", INVALID_SYNTAX),
+    refused("number", "5", INVALID_SYNTAX),
+    refused("string", "\"properties\"", INVALID_SYNTAX),
+    refused("boolean", "true", INVALID_SYNTAX),
+    refused("null_root", "null", INVALID_SYNTAX),
+    refused("no_json", "properties", INVALID_SYNTAX),
+    refused("brace_missing", R"({"properties":{})", INVALID_SYNTAX),
+    refused("comma_missing", R"({"a":1 "properties":{}})", INVALID_SYNTAX),
+    refused("syntax_before_decoder", R"({"decoder":"../x")", INVALID_SYNTAX),
+    refused("single_quotes", "{'properties':{}}", INVALID_SYNTAX),
+    refused("bare_key", "{properties:{}}", INVALID_SYNTAX),
+    refused("not_a_number", R"({"properties":{},"a":NaN})", INVALID_SYNTAX),
+    refused("infinity", R"({"properties":{},"a":Infinity})", INVALID_SYNTAX),
     goodIf(READS_ANY_SIZE_OF_NUMBERS, "number_out_of_range", R"({"properties":{},"a":1e999})",
            R"({"a":1e+9999,"properties":{}})"),
-    refused("bad_escape", R"({"properties":{},"a":"\x"})", BAD_SYNTAX),
-    refused("lone_surrogate", R"({"properties":{},"a":"\ud800"})", BAD_SYNTAX),
-    refused("hash_comment", "# c\n" + PLAIN, BAD_SYNTAX),
-    refused("open_comment", "/* " + PLAIN, BAD_SYNTAX),
-    refused("comment_only", "// c", BAD_SYNTAX),
-    refused("comment_before_colon", R"({"properties"/* c */:{}})", BAD_SYNTAX),
-    good("comments_around", "// a\n/* b */" + PLAIN + "// c\n", PLAIN),
-    good("comments_inside", "{\n// a\n\"properties\":/* b */{}/* c */}", PLAIN),
+    refused("bad_escape", R"({"properties":{},"a":"\x"})", INVALID_SYNTAX),
+    refused("lone_surrogate", R"({"properties":{},"a":"\ud800"})", INVALID_SYNTAX),
+    refused("hash_comment", "# c\n" + EMPTY, INVALID_SYNTAX),
+    refused("open_comment", "/* " + EMPTY, INVALID_SYNTAX),
+    refused("comment_only", "// c", INVALID_SYNTAX),
+    refused("comment_before_colon", R"({"properties"/* c */:{}})", INVALID_SYNTAX),
+    good("comments_around", "// a\n/* b */" + EMPTY + "// c\n", EMPTY),
+    good("comments_inside", "{\n// a\n\"properties\":/* b */{}/* c */}", EMPTY),
 
-    good("byte_order_mark", "\xef\xbb\xbf" + PLAIN, PLAIN),
-    refused("two_byte_order_marks", "\xef\xbb\xbf\xef\xbb\xbf" + PLAIN, BAD_SYNTAX),
-    refused("byte_order_mark_only", "\xef\xbb\xbf", BAD_SYNTAX),
-    refused("utf16", std::string("\xff\xfe{\0}\0", 6), BAD_SYNTAX),
-    good("text_after_the_value", PLAIN + " trailing", PLAIN),
-    good("second_value", PLAIN + "{}", PLAIN),
-    good("one_brace_too_many", PLAIN + "}", PLAIN),
-    refused("text_before_the_value", "x " + PLAIN, BAD_SYNTAX),
-    refused("nul_before", nul() + PLAIN, BAD_SYNTAX),
-    refused("nul_between_members", R"({"properties":{})" + nul() + "}", BAD_SYNTAX),
-    good("nul_after", PLAIN + nul(), PLAIN),
-    good("nul_and_text_after", PLAIN + nul() + "x", PLAIN),
+    good("byte_order_mark", "\xef\xbb\xbf" + EMPTY, EMPTY),
+    refused("two_byte_order_marks", "\xef\xbb\xbf\xef\xbb\xbf" + EMPTY, INVALID_SYNTAX),
+    refused("byte_order_mark_only", "\xef\xbb\xbf", INVALID_SYNTAX),
+    refused("utf16", std::string("\xff\xfe{\0}\0", 6), INVALID_SYNTAX),
+    good("text_after_the_value", EMPTY + " trailing", EMPTY),
+    good("second_value", EMPTY + "{}", EMPTY),
+    good("one_brace_too_many", EMPTY + "}", EMPTY),
+    refused("text_before_the_value", "x " + EMPTY, INVALID_SYNTAX),
+    refused("nul_before", nul() + EMPTY, INVALID_SYNTAX),
+    refused("nul_between_members", R"({"properties":{})" + nul() + "}", INVALID_SYNTAX),
+    good("nul_after", EMPTY + nul(), EMPTY),
+    good("nul_and_text_after", EMPTY + nul() + "x", EMPTY),
     goodIf(!REFUSES_CONTROL_CHARACTERS, "nul_in_a_string", R"({"a":"x)" + nul() + R"(y","properties":{}})",
            R"({"a":"x\u0000y","properties":{}})"),
     good("escaped_nul", R"({"a":"x\u0000y","properties":{}})"),
     {"nul_in_the_key",
      R"({"properties)" + nul() + R"(":{}})",
      false,
-     REFUSES_CONTROL_CHARACTERS ? BAD_SYNTAX : NO_SECTION,
+     REFUSES_CONTROL_CHARACTERS ? INVALID_SYNTAX : NO_SECTION,
      REFUSES_CONTROL_CHARACTERS ? "null" : R"({"properties\u0000":{}})",
      {}},
     goodIf(!REFUSES_CONTROL_CHARACTERS, "control_character_in_a_string", "{\"a\":\"\t\",\"properties\":{}}",
            R"({"a":"\t","properties":{}})"),
-    good("trailing_comma", R"({"properties":{},})", PLAIN),
-    good("last_of_two_members_counts", R"({"properties":5,"properties":{}})", PLAIN),
+    good("trailing_comma", R"({"properties":{},})", EMPTY),
+    good("last_of_two_members_counts", R"({"properties":5,"properties":{}})", EMPTY),
     {"last_of_two_members_is_bad", R"({"properties":{},"properties":5})", false, NO_SECTION, R"({"properties":5})", {}},
     good("last_of_two_decoders_counts", R"({"decoder":"../x","decoder":"th1-decoder","properties":{}})",
          withDecoder("\"th1-decoder\""), "/th1-decoder"),
@@ -474,7 +470,7 @@ TEST_F(StorageLookup, fileThatMayNotBeReadIsNotFound) {
 TEST_F(StorageLookup, directoryInPlaceOfTheFileIsBadSyntax) {
     makeDir(dir / NAME + ".json");
     EXPECT_FALSE(get(NAME));
-    EXPECT_EQ(error, BAD_SYNTAX);
+    EXPECT_EQ(error, INVALID_SYNTAX);
     EXPECT_TRUE(isReset());
 }
 

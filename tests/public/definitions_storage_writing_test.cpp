@@ -2,6 +2,7 @@
 #include "NamedRow.h"
 #include "StorageBuilder.h"
 #include "TempDir.h"
+#include "demo_sensor.h"
 #include "files.h"
 #include "json_text.h"
 #include "row_name.h"
@@ -32,8 +33,6 @@ using Fault = FakeSupport::Fault;
 using Command = FakeSupport::Command;
 using Tree = std::set<std::string>;
 
-constexpr const char* UNTOUCHED = "untouched";
-constexpr const char* NAME = "lora/demo/th1";
 constexpr const char* PLAIN = R"({"properties":{"t":{"unit":"C"}}})";
 constexpr const char* WITH_DECODER = R"({"decoder":"th1.js","properties":{"t":{"unit":"C"}}})";
 constexpr const char* PLAIN_WRITTEN =
@@ -51,7 +50,7 @@ protected:
         return DefinitionsStorage{storage}.importSpec(name, spec, &error);
     }
 
-    const std::vector<Command>& commands() const { return FakeSupport::inst().commands; }
+    static const std::vector<Command>& commands() { return FakeSupport::inst().commands; }
 
     TempDir dir;
     const std::string storage = dir / "storage";
@@ -93,7 +92,7 @@ const ImportName IMPORT_NAMES[] = {
 
 class ImportUnderName : public StorageWriting, public ::testing::WithParamInterface<ImportName> {
 protected:
-    std::string expectedText() const {
+    static std::string expectedText() {
         if (GetParam().result)
             return UNTOUCHED;
         return std::string("File copying error while importing [") + GetParam().definition + "] definition.";
@@ -151,10 +150,6 @@ struct ImportDocument : NamedRow {
     bool result;
     const char* text;
 };
-
-constexpr const char* INVALID_SYNTAX = "Invalid syntax of the sensor definition [lora/demo/th1].";
-constexpr const char* NO_SECTION =
-    "Invalid syntax of the sensor definition [lora/demo/th1]: no [properties] section defined.";
 
 const ImportDocument IMPORT_DOCUMENTS[] = {
     {"plain", PLAIN, false, true, UNTOUCHED},
@@ -341,7 +336,7 @@ const std::string& documentWithDecoder() {
     return text;
 }
 
-constexpr const char* NO_DIRECTORY = "Failed to create a directory while importing [lora/demo/th1] definition.";
+constexpr const char* NOT_MADE = "Failed to create a directory while importing [lora/demo/th1] definition.";
 constexpr const char* NOT_SAVED = "File saving error while importing [lora/demo/th1] definition.";
 constexpr const char* NOT_LISTED = "File copying error while importing [lora/demo/th1] definition.";
 constexpr const char* NOT_COPIED = "File copying error while importing decoder for the [lora/demo/th1] definition.";
@@ -359,19 +354,15 @@ void failCp(Fault fault) {
 
 const std::vector<Blocker>& blockedDirectories() {
     static const std::vector<Blocker> rows{
-        {"storage_is_a_file", [](const TempDir& d) { writeFile(d / "storage", "file"); }, false, NO_DIRECTORY, {}},
-        {"family_is_a_file", [](const TempDir& d) { writeFile(d / "storage/lora", "file"); }, false, NO_DIRECTORY, {}},
-        {"name_directory_is_a_fifo",
-         [](const TempDir& d) { makeFifo(d / "storage/lora/demo"); },
-         false,
-         NO_DIRECTORY,
-         {}},
-        {"mkdir_does_nothing", [](const TempDir&) { failMkdir(Fault::Nothing); }, false, NO_DIRECTORY, {}},
-        {"mkdir_fails", [](const TempDir&) { failMkdir(Fault::Fail); }, false, NO_DIRECTORY, {}},
+        {"storage_is_a_file", [](const TempDir& d) { writeFile(d / "storage", "file"); }, false, NOT_MADE, {}},
+        {"family_is_a_file", [](const TempDir& d) { writeFile(d / "storage/lora", "file"); }, false, NOT_MADE, {}},
+        {"name_directory_is_a_fifo", [](const TempDir& d) { makeFifo(d / "storage/lora/demo"); }, false, NOT_MADE, {}},
+        {"mkdir_does_nothing", [](const TempDir&) { failMkdir(Fault::NOTHING); }, false, NOT_MADE, {}},
+        {"mkdir_fails", [](const TempDir&) { failMkdir(Fault::FAILURE); }, false, NOT_MADE, {}},
         {"mkdir_not_needed",
          [](const TempDir& d) {
              makeDir(d / "storage/lora/demo");
-             failMkdir(Fault::Fail);
+             failMkdir(Fault::FAILURE);
          },
          true,
          UNTOUCHED,
@@ -469,7 +460,7 @@ const std::vector<Blocker>& failingCopies() {
         {"cp_does_nothing",
          [](const TempDir& d) {
              makeDir(d / "storage/lora/demo");
-             failCp(Fault::Nothing);
+             failCp(Fault::NOTHING);
          },
          false,
          NOT_COPIED,
@@ -477,7 +468,7 @@ const std::vector<Blocker>& failingCopies() {
         {"cp_fails",
          [](const TempDir& d) {
              makeDir(d / "storage/lora/demo");
-             failCp(Fault::Fail);
+             failCp(Fault::FAILURE);
          },
          false,
          NOT_COPIED,
@@ -485,7 +476,7 @@ const std::vector<Blocker>& failingCopies() {
         {"cp_leaves_half_a_file",
          [](const TempDir& d) {
              makeDir(d / "storage/lora/demo");
-             failCp(Fault::HalfFile);
+             failCp(Fault::HALF_FILE);
          },
          true,
          UNTOUCHED,
@@ -493,7 +484,7 @@ const std::vector<Blocker>& failingCopies() {
         {"cp_fails_over_an_older_decoder",
          [](const TempDir& d) {
              writeFile(d / DECODER_FILE, "older");
-             failCp(Fault::Fail);
+             failCp(Fault::FAILURE);
          },
          true,
          UNTOUCHED,
@@ -580,8 +571,6 @@ struct Removal : NamedRow {
     const char* text;
     Tree removed; // below the temporary directory
 };
-
-constexpr const char* NOT_FOUND = "Sensor definition [lora/demo/th1] not found.";
 
 void addDocument(const TempDir& dir, const std::string& text = WITH_DECODER) {
     StorageBuilder(dir / "storage").definition(NAME, text);
@@ -780,7 +769,7 @@ const Removal REMOVALS[] = {
     {"decoder_stays",
      [](const TempDir& d) {
          addBoth(d);
-         FakeSupport::inst().fault("rm", Fault::Nothing, 1);
+         FakeSupport::inst().fault("rm", Fault::NOTHING, 1);
      },
      NAME,
      false,
@@ -789,7 +778,7 @@ const Removal REMOVALS[] = {
     {"decoder_gone_and_definition_stays",
      [](const TempDir& d) {
          addBoth(d);
-         FakeSupport::inst().fault("rm", Fault::Nothing, 2);
+         FakeSupport::inst().fault("rm", Fault::NOTHING, 2);
      },
      NAME,
      false,
@@ -798,7 +787,7 @@ const Removal REMOVALS[] = {
     {"definition_stays",
      [](const TempDir& d) {
          addDocument(d, PLAIN);
-         FakeSupport::inst().fault("rm", Fault::Nothing);
+         FakeSupport::inst().fault("rm", Fault::NOTHING);
      },
      NAME,
      false,
@@ -809,7 +798,7 @@ const Removal REMOVALS[] = {
          addDocument(d);
          writeFile(d / "else.js", "");
          makeLink("../../../else.js", d / SOURCE_DECODER);
-         FakeSupport::inst().fault("rm", Fault::Fail);
+         FakeSupport::inst().fault("rm", Fault::FAILURE);
      },
      NAME,
      false,
@@ -857,7 +846,7 @@ TEST_F(StorageWriting, removalRunsItsCommandsInOrder) {
 
 TEST_F(StorageWriting, removalStopsAtTheDecoder) {
     addBoth(dir);
-    FakeSupport::inst().fault("rm", Fault::Fail);
+    FakeSupport::inst().fault("rm", Fault::FAILURE);
     EXPECT_FALSE(DefinitionsStorage{storage}.deleteOne(NAME, &error));
     EXPECT_THAT(commands(), ElementsAre(Command{"rm", {"-f", at("lora/demo/th1.js")}}));
 }
@@ -873,7 +862,7 @@ TEST_F(StorageWriting, unlistedNameRunsNothing) {
 TEST_F(StorageWriting, removalTextsAreCut) {
     const std::string name = "lora/demo/" + std::string(240, 'n');
     StorageBuilder(storage).definition(name, WITH_DECODER).decoder(name, "th1.js");
-    FakeSupport::inst().fault("rm", Fault::Nothing, 2);
+    FakeSupport::inst().fault("rm", Fault::NOTHING, 2);
     EXPECT_FALSE(DefinitionsStorage{storage}.deleteOne(name, &error));
     const std::string whole = "Decoder file has been removed. An error has occurred while deleting [" + name;
     EXPECT_EQ(error, whole.substr(0, 255));
@@ -933,13 +922,13 @@ TEST_F(StorageWriting, deleteAllOfAFileIsTrue) {
 TEST_F(StorageWriting, deleteAllThatRemovesNothingIsTrue) {
     addBoth(dir);
     const auto before = snapshot(storage);
-    FakeSupport::inst().fault("sh", Fault::Fail);
+    FakeSupport::inst().fault("sh", Fault::FAILURE);
     EXPECT_TRUE(DefinitionsStorage{storage}.deleteAll());
     EXPECT_EQ(snapshot(storage), before);
 }
 
 TEST_F(StorageWriting, deleteAllPutsTheDirectoryIntoTheCommandLineAsGiven) {
-    FakeSupport::inst().fault("sh", Fault::Nothing);
+    FakeSupport::inst().fault("sh", Fault::NOTHING);
     const std::string odd = dir / "a b/$c;//";
     makeDir(odd);
     EXPECT_TRUE(DefinitionsStorage{odd}.deleteAll());

@@ -13,7 +13,7 @@ using Kelvra::SCADA::Env;
 using Kelvra::SCADA::Test::SupportTest;
 
 static_assert(sizeof(Env) == sizeof(Conf), "one record and nothing else");
-static_assert(!std::is_polymorphic<Env>::value, "");
+static_assert(!std::is_polymorphic<Env>::value);
 
 // Without the fixture: the record as the process starts with it.
 TEST(EnvFresh, holdsTheDefaults) {

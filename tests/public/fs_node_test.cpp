@@ -31,10 +31,10 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;
 
-static_assert(FsNode::MODE_NONE == 0 && FsNode::MODE_DIR == 1 && FsNode::MODE_FILE == 2 && FsNode::MODE_OTHER == 4, "");
-static_assert(std::is_convertible<const std::string&, FsNode>::value, "");
+static_assert(FsNode::MODE_NONE == 0 && FsNode::MODE_DIR == 1 && FsNode::MODE_FILE == 2 && FsNode::MODE_OTHER == 4);
+static_assert(std::is_convertible<const std::string&, FsNode>::value);
 static_assert(sizeof(FsNode) == sizeof(std::string), "one path and nothing else");
-static_assert(!std::is_polymorphic<FsNode>::value, "");
+static_assert(!std::is_polymorphic<FsNode>::value);
 
 FsNode::Mode kindsOf(int bits) {
     return static_cast<FsNode::Mode>(bits);
@@ -440,7 +440,7 @@ TEST(FsNodeList, permissionsDecide) {
 
 class FsNodeChange : public SupportTest {
 protected:
-    const std::vector<Command>& commands() const { return FakeSupport::inst().commands; }
+    static const std::vector<Command>& commands() { return FakeSupport::inst().commands; }
     void TearDown() override {
         EXPECT_THAT(FakeSupport::inst().logs, IsEmpty());
         EXPECT_THAT(FakeSupport::inst().asked, IsEmpty());
@@ -485,12 +485,12 @@ TEST_F(FsNodeChange, copyFileIntoAMissingDirectoryIsAFailure) {
 
 TEST_F(FsNodeChange, copyFileJudgesByTheDestinationAlone) {
     writeFile(dir / "src", "text");
-    for (const Fault fault : {Fault::Nothing, Fault::Fail}) {
+    for (const Fault fault : {Fault::NOTHING, Fault::FAILURE}) {
         FakeSupport::inst().fault("cp", fault);
         EXPECT_FALSE(FsNode::copyFile(dir / "src", dir / "dst"));
     }
     writeFile(dir / "dst", "older");
-    for (const Fault fault : {Fault::Nothing, Fault::Fail}) {
+    for (const Fault fault : {Fault::NOTHING, Fault::FAILURE}) {
         FakeSupport::inst().fault("cp", fault);
         EXPECT_TRUE(FsNode::copyFile(dir / "src", dir / "dst"));
         EXPECT_EQ(readFile(dir / "dst"), "older");
@@ -499,7 +499,7 @@ TEST_F(FsNodeChange, copyFileJudgesByTheDestinationAlone) {
 
 TEST_F(FsNodeChange, copyFileTakesHalfAFileForDone) {
     writeFile(dir / "src", "text");
-    FakeSupport::inst().fault("cp", Fault::HalfFile);
+    FakeSupport::inst().fault("cp", Fault::HALF_FILE);
     EXPECT_TRUE(FsNode::copyFile(dir / "src", dir / "dst"));
     EXPECT_EQ(readFile(dir / "dst"), "te");
 }
@@ -512,7 +512,7 @@ TEST_P(FsNodeCopySource, onlyARegularFileIsCopied) {
     const std::string src = GetParam().make(source);
     const bool isFile = GetParam().mode == FsNode::MODE_FILE;
     if (!isFile)
-        FakeSupport::inst().fault("cp", Fault::Nothing); // a real cp would wait for a FIFO's writer
+        FakeSupport::inst().fault("cp", Fault::NOTHING); // a real cp would wait for a FIFO's writer
     EXPECT_EQ(FsNode::copyFile(src, dir / "dst"), isFile);
     EXPECT_EQ(commands().size(), isFile ? 1U : 0U);
     EXPECT_EQ(treeOf(dir.path()).count("dst"), isFile ? 1U : 0U);
@@ -539,7 +539,7 @@ TEST_F(FsNodeChange, ensureDirExistsFailsOnTheEmptyPath) {
 }
 
 TEST_F(FsNodeChange, ensureDirExistsDoesNotTrustMkdir) {
-    for (const Fault fault : {Fault::Nothing, Fault::Fail}) {
+    for (const Fault fault : {Fault::NOTHING, Fault::FAILURE}) {
         FakeSupport::inst().fault("mkdir", fault);
         EXPECT_FALSE(FsNode::ensureDirExists(dir / "a"));
     }
@@ -587,8 +587,8 @@ TEST_F(FsNodeChange, ensureCleanDirFailsOnAFile) {
 }
 
 TEST_F(FsNodeChange, ensureCleanDirRemovesNothingWithoutADirectory) {
-    FakeSupport::inst().fault("mkdir", Fault::Nothing);
-    FakeSupport::inst().fault("sh", Fault::Nothing);
+    FakeSupport::inst().fault("mkdir", Fault::NOTHING);
+    FakeSupport::inst().fault("sh", Fault::NOTHING);
     EXPECT_FALSE(FsNode::ensureCleanDir(dir / "d"));
     EXPECT_FALSE(FsNode::ensureCleanDir(""));
     EXPECT_THAT(commands(), ElementsAre(Command{"mkdir", {"-p", dir / "d"}}, Command{"mkdir", {"-p", ""}}));
@@ -596,7 +596,7 @@ TEST_F(FsNodeChange, ensureCleanDirRemovesNothingWithoutADirectory) {
 
 TEST_F(FsNodeChange, ensureCleanDirDoesNotJudgeTheEmptying) {
     writeFile(dir / "d/file", "");
-    for (const Fault fault : {Fault::Nothing, Fault::Fail}) {
+    for (const Fault fault : {Fault::NOTHING, Fault::FAILURE}) {
         FakeSupport::inst().fault("sh", fault);
         EXPECT_TRUE(FsNode::ensureCleanDir(dir / "d"));
         EXPECT_THAT(treeOf(dir.path()), ElementsAre("d", "d/file"));
@@ -604,7 +604,7 @@ TEST_F(FsNodeChange, ensureCleanDirDoesNotJudgeTheEmptying) {
 }
 
 TEST_F(FsNodeChange, ensureCleanDirPutsThePathIntoTheCommandAsItIs) {
-    FakeSupport::inst().fault("sh", Fault::Nothing);
+    FakeSupport::inst().fault("sh", Fault::NOTHING);
     for (const char* name : {"a b", "a'b", "a;b", "$HOME", "a/", "*"}) {
         makeDir(dir / name);
         EXPECT_TRUE(FsNode::ensureCleanDir(dir / name));
@@ -644,7 +644,7 @@ TEST_F(FsNodeChange, rmFileTakesADanglingLinkForAbsent) {
 
 TEST_F(FsNodeChange, rmFileDoesNotTrustRm) {
     writeFile(dir / "file", "");
-    for (const Fault fault : {Fault::Nothing, Fault::Fail}) {
+    for (const Fault fault : {Fault::NOTHING, Fault::FAILURE}) {
         FakeSupport::inst().fault("rm", fault);
         EXPECT_FALSE(FsNode::rmFile(dir / "file"));
     }

@@ -19,8 +19,8 @@ struct Flagged : Json::Value {
     bool failed;
 };
 static_assert(sizeof(Response) == sizeof(Flagged), "one flag behind the value");
-static_assert(std::is_same<decltype(Response::KEY_STATUS), const std::string>::value, "");
-static_assert(std::is_same<decltype(Kelvra::SCADA::g_StrValue), std::string>::value, "");
+static_assert(std::is_same<decltype(Response::KEY_STATUS), const std::string>::value);
+static_assert(std::is_same<decltype(Kelvra::SCADA::g_StrValue), std::string>::value);
 
 std::string toText(const Json::Value& value) {
     Json::StreamWriterBuilder builder;

@@ -2,6 +2,7 @@
 #include "NamedRow.h"
 #include "StorageBuilder.h"
 #include "TempDir.h"
+#include "demo_sensor.h"
 #include "files.h"
 #include "json_text.h"
 #include "log_line.h"
@@ -28,13 +29,13 @@ using ::testing::IsEmpty;
 using Info = SensorDefinitions::DefinitionInfo;
 using Registry = SensorDefinitions;
 
-static_assert(STORAGE_DEFAULT == 0 && STORAGE_CUSTOM == 1 && STORAGE_BOTH == 2, "");
-static_assert(std::is_convertible<STORAGE_TYPE, Registry>::value, "");
-static_assert(std::is_same<decltype(Registry::JSON_PROPERTIES_SECTION), const std::string>::value, "");
-static_assert(std::is_same<decltype(Info::definition), Json::Value>::value, "");
-static_assert(std::is_same<decltype(Info::decoderPath), std::string>::value, "");
-static_assert(std::is_same<decltype(Info::storage), STORAGE_TYPE>::value, "");
-static_assert(!std::is_polymorphic<Registry>::value, "");
+static_assert(STORAGE_DEFAULT == 0 && STORAGE_CUSTOM == 1 && STORAGE_BOTH == 2);
+static_assert(std::is_convertible<STORAGE_TYPE, Registry>::value);
+static_assert(std::is_same<decltype(Registry::JSON_PROPERTIES_SECTION), const std::string>::value);
+static_assert(std::is_same<decltype(Info::definition), Json::Value>::value);
+static_assert(std::is_same<decltype(Info::decoderPath), std::string>::value);
+static_assert(std::is_same<decltype(Info::storage), STORAGE_TYPE>::value);
+static_assert(!std::is_polymorphic<Registry>::value);
 
 // The layout of the fields that compiled host programs rely on.
 struct InfoLayout {
@@ -42,19 +43,16 @@ struct InfoLayout {
     std::string decoderPath;
     STORAGE_TYPE storage;
 };
-static_assert(sizeof(Info) == sizeof(InfoLayout), "");
-static_assert(offsetof(Info, definition) == offsetof(InfoLayout, definition), "");
-static_assert(offsetof(Info, decoderPath) == offsetof(InfoLayout, decoderPath), "");
-static_assert(offsetof(Info, storage) == offsetof(InfoLayout, storage), "");
-struct Layout {
+static_assert(sizeof(Info) == sizeof(InfoLayout));
+static_assert(offsetof(Info, definition) == offsetof(InfoLayout, definition));
+static_assert(offsetof(Info, decoderPath) == offsetof(InfoLayout, decoderPath));
+static_assert(offsetof(Info, storage) == offsetof(InfoLayout, storage));
+struct RegistryLayout {
     STORAGE_TYPE storage;
     std::unordered_map<std::string, std::unique_ptr<Info>> cache;
 };
-static_assert(sizeof(Registry) == sizeof(Layout), "");
+static_assert(sizeof(Registry) == sizeof(RegistryLayout));
 
-const char* const NAME = "lora/demo/th1";
-const char* const NOT_FOUND = "Sensor definition [lora/demo/th1] not found.";
-const char* const OLD_TEXT = "old text";
 const char* const PLAIN = R"({"properties": {"temperature": {"unit": "C"}}})";
 
 class SensorDefinitionsTest : public SupportTest {
@@ -86,23 +84,23 @@ protected:
 
 void expectNotFound(Registry& registry, const std::string& name) {
     const std::string text = "Sensor definition [" + name + "] not found.";
-    std::string error = OLD_TEXT;
+    std::string error = UNTOUCHED;
     EXPECT_FALSE(registry.loadDefinition(name, &error));
     EXPECT_EQ(error, text);
-    error = OLD_TEXT;
+    error = UNTOUCHED;
     EXPECT_EQ(registry.getDefinitionInfo(name, &error), nullptr);
     EXPECT_EQ(error, text);
-    error = OLD_TEXT;
+    error = UNTOUCHED;
     STORAGE_TYPE origin = STORAGE_BOTH;
     EXPECT_EQ(&registry.getDefinition(name, &origin, &error), &Json::Value::nullSingleton());
     EXPECT_EQ(origin, STORAGE_BOTH);
     EXPECT_EQ(error, text);
-    error = OLD_TEXT;
+    error = UNTOUCHED;
     EXPECT_EQ(&registry.getMeasurement(name, "temperature", &error), &Json::Value::nullSingleton());
     EXPECT_EQ(error, text);
-    std::string path = OLD_TEXT;
+    std::string path = UNTOUCHED;
     EXPECT_FALSE(registry.getDecoderPath(name, &path));
-    EXPECT_EQ(path, OLD_TEXT);
+    EXPECT_EQ(path, UNTOUCHED);
 }
 
 void expectNotFoundWithoutTexts(Registry& registry, const std::string& name) {
@@ -136,9 +134,9 @@ struct Choice : NamedRow {
     const char* reason;  ///< of the warning; null: no warning
 };
 
-const char* const SYNTAX = "[DFN] Invalid syntax of the sensor definition [lora/demo/th1].";
-const char* const NO_SECTION =
+const char* const LOGGED_NO_SECTION =
     "[DFN] Invalid syntax of the sensor definition [lora/demo/th1]: no [properties] section defined.";
+const char* const SYNTAX = "[DFN] Invalid syntax of the sensor definition [lora/demo/th1].";
 const char* const BAD_DECODER = "[DFN] Invalid sensor definition [lora/demo/th1]: bad decoder path [../x].";
 const char* const NO_DECODER = "[DFN] Invalid sensor definition [lora/demo/th1]: no decoder file found.";
 
@@ -158,7 +156,7 @@ const Choice CHOICES[] = {
     {"custom_empty_file", STORAGE_BOTH, "", PLAIN, nullptr, SYNTAX},
     {"custom_malformed", STORAGE_BOTH, "{", PLAIN, nullptr, SYNTAX},
     {"custom_root_is_array", STORAGE_BOTH, "[]", PLAIN, nullptr, SYNTAX},
-    {"custom_without_properties", STORAGE_BOTH, "{}", PLAIN, nullptr, NO_SECTION},
+    {"custom_without_properties", STORAGE_BOTH, "{}", PLAIN, nullptr, LOGGED_NO_SECTION},
     {"custom_with_bad_decoder", STORAGE_BOTH, R"({"properties": {}, "decoder": " ../x "})", PLAIN, nullptr,
      BAD_DECODER},
     {"custom_without_its_decoder", STORAGE_BOTH, R"({"properties": {}, "decoder": "x"})", PLAIN, nullptr, NO_DECODER},
@@ -186,7 +184,7 @@ protected:
             return {warningLine(GetParam().reason)};
         return {};
     }
-    STORAGE_TYPE answeringStorage() const {
+    static STORAGE_TYPE answeringStorage() {
         return GetParam().answer == std::string("custom") ? STORAGE_CUSTOM : STORAGE_DEFAULT;
     }
 };
@@ -194,18 +192,18 @@ INSTANTIATE_TEST_SUITE_P(Rows, SensorDefinitionsChoice, ::testing::ValuesIn(CHOI
 
 TEST_P(SensorDefinitionsChoice, loadDefinition) {
     Registry registry(GetParam().searched);
-    std::string error = OLD_TEXT;
+    std::string error = UNTOUCHED;
     EXPECT_EQ(registry.loadDefinition(NAME, &error), GetParam().answer != nullptr);
-    EXPECT_EQ(error, GetParam().answer != nullptr ? OLD_TEXT : NOT_FOUND);
+    EXPECT_EQ(error, GetParam().answer != nullptr ? UNTOUCHED : NOT_FOUND);
     EXPECT_THAT(logs(), ElementsAreArray(loadLines()));
 }
 
 TEST_P(SensorDefinitionsChoice, getDefinitionInfo) {
     Registry registry(GetParam().searched);
-    std::string error = OLD_TEXT;
+    std::string error = UNTOUCHED;
     const Info* info = registry.getDefinitionInfo(NAME, &error);
     EXPECT_EQ(info != nullptr, GetParam().answer != nullptr);
-    EXPECT_EQ(error, GetParam().answer != nullptr ? OLD_TEXT : NOT_FOUND);
+    EXPECT_EQ(error, GetParam().answer != nullptr ? UNTOUCHED : NOT_FOUND);
     EXPECT_THAT(logs(), ElementsAreArray(loadLines()));
     if (info != nullptr) {
         EXPECT_EQ(info->definition, parsed(PLAIN));
@@ -216,26 +214,26 @@ TEST_P(SensorDefinitionsChoice, getDefinitionInfo) {
 
 TEST_P(SensorDefinitionsChoice, getDefinition) {
     Registry registry(GetParam().searched);
-    std::string error = OLD_TEXT;
+    std::string error = UNTOUCHED;
     STORAGE_TYPE origin = STORAGE_BOTH;
     const Json::Value& definition = registry.getDefinition(NAME, &origin, &error);
     EXPECT_EQ(&definition == &Json::Value::nullSingleton(), GetParam().answer == nullptr);
     EXPECT_EQ(definition, GetParam().answer != nullptr ? parsed(PLAIN) : Json::Value());
     EXPECT_EQ(origin, GetParam().answer != nullptr ? answeringStorage() : STORAGE_BOTH);
-    EXPECT_EQ(error, GetParam().answer != nullptr ? OLD_TEXT : NOT_FOUND);
+    EXPECT_EQ(error, GetParam().answer != nullptr ? UNTOUCHED : NOT_FOUND);
     EXPECT_THAT(logs(), ElementsAreArray(loadLines()));
 }
 
 TEST_P(SensorDefinitionsChoice, getMeasurement) {
     Registry registry(GetParam().searched);
-    std::string error = OLD_TEXT;
+    std::string error = UNTOUCHED;
     const Json::Value& property = registry.getMeasurement(NAME, "temperature", &error);
     std::vector<FakeSupport::LogLine> lines = loadLines();
     if (GetParam().answer == nullptr)
         lines.push_back(warningLine("[DFN] Sensor definition [lora/demo/th1] not found."));
     EXPECT_EQ(&property == &Json::Value::nullSingleton(), GetParam().answer == nullptr);
     EXPECT_EQ(property, GetParam().answer != nullptr ? parsed(R"({"unit": "C"})") : Json::Value());
-    EXPECT_EQ(error, GetParam().answer != nullptr ? OLD_TEXT : NOT_FOUND);
+    EXPECT_EQ(error, GetParam().answer != nullptr ? UNTOUCHED : NOT_FOUND);
     EXPECT_THAT(logs(), ElementsAreArray(lines));
 }
 
@@ -563,10 +561,10 @@ class SensorDefinitionsProperty : public SensorDefinitionsTest, public ::testing
 INSTANTIATE_TEST_SUITE_P(
     Rows, SensorDefinitionsProperty,
     ::testing::Values(
-        Property{"object", "object", R"({"unit": "C"})", OLD_TEXT}, Property{"empty_object", "empty", "{}", OLD_TEXT},
-        Property{"empty_name", "", R"({"name": "no name"})", OLD_TEXT},
-        Property{"dot", "a.b", R"({"dotted": true})", OLD_TEXT},
-        Property{"nul", std::string("a\0b", 3), R"({"nul": true})", OLD_TEXT},
+        Property{"object", "object", R"({"unit": "C"})", UNTOUCHED}, Property{"empty_object", "empty", "{}", UNTOUCHED},
+        Property{"empty_name", "", R"({"name": "no name"})", UNTOUCHED},
+        Property{"dot", "a.b", R"({"dotted": true})", UNTOUCHED},
+        Property{"nul", std::string("a\0b", 3), R"({"nul": true})", UNTOUCHED},
         Property{"up_to_the_nul", "a", nullptr, "Sensor definition [lora/demo/th1] does not contain [a] property."},
         Property{"missing", "humidity", nullptr,
                  "Sensor definition [lora/demo/th1] does not contain [humidity] property."},
@@ -590,7 +588,7 @@ TEST_P(SensorDefinitionsProperty, getMeasurement) {
     Registry registry(STORAGE_BOTH);
     const Json::Value& definition = registry.getDefinition(NAME, nullptr, nullptr);
     logs().clear();
-    std::string error = OLD_TEXT;
+    std::string error = UNTOUCHED;
     const Json::Value& property = registry.getMeasurement(NAME, GetParam().asked, &error);
     EXPECT_EQ(error, GetParam().error);
     if (GetParam().expected != nullptr) {
@@ -648,9 +646,9 @@ INSTANTIATE_TEST_SUITE_P(Rows, SensorDefinitionsDecoder, ::testing::ValuesIn(DEC
 
 TEST_P(SensorDefinitionsDecoder, getDecoderPath) {
     Registry registry(STORAGE_BOTH);
-    std::string path = OLD_TEXT;
+    std::string path = UNTOUCHED;
     EXPECT_EQ(registry.getDecoderPath(NAME, &path), GetParam().path != nullptr);
-    EXPECT_EQ(path, GetParam().path != nullptr ? customDir() + GetParam().path : OLD_TEXT);
+    EXPECT_EQ(path, GetParam().path != nullptr ? customDir() + GetParam().path : UNTOUCHED);
 }
 
 TEST_P(SensorDefinitionsDecoder, pathIsOptional) {
@@ -669,9 +667,9 @@ TEST_P(SensorDefinitionsDecoder, recordHasIt) {
 
 TEST_F(SensorDefinitionsTest, decoderOfAnUnknownDefinitionHasNoTextAndNoLog) {
     Registry registry(STORAGE_BOTH);
-    std::string path = OLD_TEXT;
+    std::string path = UNTOUCHED;
     EXPECT_FALSE(registry.getDecoderPath(NAME, &path));
-    EXPECT_EQ(path, OLD_TEXT);
+    EXPECT_EQ(path, UNTOUCHED);
     EXPECT_THAT(logs(), IsEmpty());
 }
 
@@ -753,13 +751,13 @@ TEST_F(SensorDefinitionsTest, nestingBeyondTheLimitThrowsAndLeavesTheRegistryUsa
     Registry registry(STORAGE_BOTH);
     const Info* const good = registry.getDefinitionInfo("lora/demo/good", nullptr);
     logs().clear();
-    std::string text = OLD_TEXT;
+    std::string text = UNTOUCHED;
     EXPECT_THROW(registry.loadDefinition(NAME, &text), Json::Exception);
     EXPECT_THROW(registry.getDefinitionInfo(NAME, &text), Json::Exception);
     EXPECT_THROW(registry.getDefinition(NAME, nullptr, &text), Json::Exception);
     EXPECT_THROW(registry.getMeasurement(NAME, "p", &text), Json::Exception);
     EXPECT_THROW(registry.getDecoderPath(NAME, &text), Json::Exception);
-    EXPECT_EQ(text, OLD_TEXT);
+    EXPECT_EQ(text, UNTOUCHED);
     EXPECT_THAT(logs(), IsEmpty());
     EXPECT_EQ(registry.getDefinitionInfo("lora/demo/good", nullptr), good);
     addCustom(NAME, R"({"properties": {}})");

@@ -1,4 +1,5 @@
 #include "NamedRow.h"
+#include "demo_sensor.h"
 #include "json_text.h"
 #include "row_name.h"
 
@@ -16,20 +17,21 @@ using Kelvra::SCADA::SensorMapEntry;
 using Kelvra::SCADA::Test::NamedRow;
 using Kelvra::SCADA::Test::parsed;
 using Kelvra::SCADA::Test::rowName;
+using Kelvra::SCADA::Test::UNTOUCHED;
 
-static_assert(std::is_same<decltype(SensorMapEntry::id), std::string>::value, "");
-static_assert(std::is_same<decltype(SensorMapEntry::sensor), std::string>::value, "");
-static_assert(std::is_same<decltype(SensorMapEntry::src), std::string>::value, "");
-static_assert(std::is_same<decltype(SensorMapEntry::JSON_ATTR_ID), const std::string>::value, "");
-static_assert(std::is_same<decltype(SensorMapEntry::JSON_ATTR_SRC), const std::string>::value, "");
-static_assert(std::is_same<decltype(SensorMapEntry::JSON_ATTR_SENSOR), const std::string>::value, "");
-static_assert(std::is_same<decltype(SensorMapEntry::JSON_ATTR_STATUS), const std::string>::value, "");
-static_assert(std::is_aggregate<SensorMapEntry>::value && !std::is_polymorphic<SensorMapEntry>::value, "");
+static_assert(std::is_same<decltype(SensorMapEntry::id), std::string>::value);
+static_assert(std::is_same<decltype(SensorMapEntry::sensor), std::string>::value);
+static_assert(std::is_same<decltype(SensorMapEntry::src), std::string>::value);
+static_assert(std::is_same<decltype(SensorMapEntry::JSON_ATTR_ID), const std::string>::value);
+static_assert(std::is_same<decltype(SensorMapEntry::JSON_ATTR_SRC), const std::string>::value);
+static_assert(std::is_same<decltype(SensorMapEntry::JSON_ATTR_SENSOR), const std::string>::value);
+static_assert(std::is_same<decltype(SensorMapEntry::JSON_ATTR_STATUS), const std::string>::value);
+static_assert(std::is_aggregate<SensorMapEntry>::value && !std::is_polymorphic<SensorMapEntry>::value);
 static_assert(sizeof(SensorMapEntry) == 3 * sizeof(std::string), "three strings and nothing else");
 static_assert(offsetof(SensorMapEntry, id) == 0 && offsetof(SensorMapEntry, sensor) == sizeof(std::string) &&
                   offsetof(SensorMapEntry, src) == 2 * sizeof(std::string),
               "in the order of their names");
-static_assert(std::is_copy_constructible<SensorMapEntry>::value && std::is_copy_assignable<SensorMapEntry>::value, "");
+static_assert(std::is_copy_constructible<SensorMapEntry>::value && std::is_copy_assignable<SensorMapEntry>::value);
 
 TEST(SensorMapEntry, constants) {
     EXPECT_EQ(SensorMapEntry::JSON_ATTR_ID, "id");
@@ -51,7 +53,6 @@ TEST(SensorMapEntry, startsEmptyWithItsMembersInOrder) {
 const char* const OLD_ID = "old id";
 const char* const OLD_SENSOR = "old sensor";
 const char* const OLD_SRC = "old src";
-const char* const OLD_ERROR = "old text";
 
 struct Good : NamedRow {
     const char* element;
@@ -83,12 +84,12 @@ INSTANTIATE_TEST_SUITE_P(Rows, SensorMapEntryGood, ::testing::ValuesIn(GOOD), ro
 
 TEST_P(SensorMapEntryGood, takesTheThreeValues) {
     SensorMapEntry entry{OLD_ID, OLD_SENSOR, OLD_SRC};
-    std::string error = OLD_ERROR;
+    std::string error = UNTOUCHED;
     EXPECT_TRUE(entry.LoadJson(parsed(GetParam().element), &error));
     EXPECT_EQ(entry.id, GetParam().id);
     EXPECT_EQ(entry.src, GetParam().src);
     EXPECT_EQ(entry.sensor, GetParam().sensor);
-    EXPECT_EQ(error, OLD_ERROR);
+    EXPECT_EQ(error, UNTOUCHED);
 }
 
 TEST_P(SensorMapEntryGood, needsNoErrorText) {
@@ -168,7 +169,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, SensorMapEntryBad, ::testing::ValuesIn(BAD), rowN
 
 TEST_P(SensorMapEntryBad, givesTheFirstFaultAndKeepsWhatWasRead) {
     SensorMapEntry entry{OLD_ID, OLD_SENSOR, OLD_SRC};
-    std::string error = OLD_ERROR;
+    std::string error = UNTOUCHED;
     EXPECT_FALSE(entry.LoadJson(parsed(GetParam().element), &error));
     EXPECT_EQ(error, GetParam().error);
     EXPECT_EQ(entry.id, GetParam().id);

@@ -2,6 +2,7 @@
 #include "NamedRow.h"
 #include "StorageBuilder.h"
 #include "TempDir.h"
+#include "demo_sensor.h"
 #include "files.h"
 #include "json_text.h"
 #include "log_line.h"
@@ -24,20 +25,19 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 namespace PrintLevel = Kelvra::Logger::PrintLevel;
 
-static_assert(std::is_default_constructible<SensorMap>::value && !std::is_polymorphic<SensorMap>::value, "");
+static_assert(std::is_default_constructible<SensorMap>::value && !std::is_polymorphic<SensorMap>::value);
 
 // The layout of the fields that compiled host programs rely on.
-struct Layout {
+struct MapLayout {
     SensorDefinitions definitions;
     std::unordered_map<std::string, std::string> sensors;
 };
-static_assert(sizeof(SensorMap) == sizeof(Layout), "");
+static_assert(sizeof(SensorMap) == sizeof(MapLayout));
 
-const char* const OLD_TEXT = "old text";
 const char* const ONE_SENSOR = R"([{"id": "AbC", "src": "Net", "sensor": "demo/th1"}])";
 
 // A level, named in a table before the level objects can be read.
-enum Level { Error, Warning, Trace };
+enum Level { ERROR, WARNING, TRACE };
 
 struct Message {
     Level level;
@@ -59,8 +59,8 @@ protected:
         const std::string::size_type place = text.find("FILE");
         if (place != std::string::npos)
             text.replace(place, 4, file);
-        return message.level == Error     ? errorLine(text)
-               : message.level == Warning ? warningLine(text)
+        return message.level == ERROR     ? errorLine(text)
+               : message.level == WARNING ? warningLine(text)
                                           : traceLine(text);
     }
     void expectLogged(const std::vector<Message>& messages) const {
@@ -109,101 +109,101 @@ const std::vector<List> LISTS = {
     {"empty_file",
      "",
      false,
-     {{Error, PARSE_FAILED + std::string("* Line 1, Column 1\n  Syntax error: value, object or array expected.\n")}},
+     {{ERROR, PARSE_FAILED + std::string("* Line 1, Column 1\n  Syntax error: value, object or array expected.\n")}},
      {}},
     {"blank_file",
      " \n",
      false,
-     {{Error, PARSE_FAILED + std::string("* Line 2, Column 1\n  Syntax error: value, object or array expected.\n")}},
+     {{ERROR, PARSE_FAILED + std::string("* Line 2, Column 1\n  Syntax error: value, object or array expected.\n")}},
      {}},
     {"comma_missing",
      "[1 2]",
      false,
-     {{Error, PARSE_FAILED + std::string("* Line 1, Column 4\n  Missing ',' or ']' in array declaration\n")}},
+     {{ERROR, PARSE_FAILED + std::string("* Line 1, Column 4\n  Missing ',' or ']' in array declaration\n")}},
      {}},
-    {"root_is_object", "{}", false, {{Error, NO_ARRAY}}, {}},
-    {"root_is_string", "\"[]\"", false, {{Error, NO_ARRAY}}, {}},
-    {"root_is_number", "7", false, {{Error, NO_ARRAY}}, {}},
-    {"root_is_true", "true", false, {{Error, NO_ARRAY}}, {}},
-    {"root_is_false", "false", false, {{Error, NO_ARRAY}}, {}},
-    {"root_is_null", "null", false, {{Error, NO_ARRAY}}, {}},
+    {"root_is_object", "{}", false, {{ERROR, NO_ARRAY}}, {}},
+    {"root_is_string", "\"[]\"", false, {{ERROR, NO_ARRAY}}, {}},
+    {"root_is_number", "7", false, {{ERROR, NO_ARRAY}}, {}},
+    {"root_is_true", "true", false, {{ERROR, NO_ARRAY}}, {}},
+    {"root_is_false", "false", false, {{ERROR, NO_ARRAY}}, {}},
+    {"root_is_null", "null", false, {{ERROR, NO_ARRAY}}, {}},
     {"empty_array", "[]", true, {}, {}},
     {"one_sensor",
      ONE_SENSOR,
      true,
-     {{Trace, "[MAP] Registered managed sensor: [Net@abc] -> [Net/demo/th1]"}},
+     {{TRACE, "[MAP] Registered managed sensor: [Net@abc] -> [Net/demo/th1]"}},
      {{"Net@abc", "Net/demo/th1"}}},
     {"faulty_then_good",
      R"([7, {"id": "AbC", "src": "Net", "sensor": "Model"}])",
      true,
-     {{Warning, BAD_ELEMENT + std::string("Corresponding json section is not an object.")},
-      {Trace, "[MAP] Registered managed sensor: [Net@abc] -> [Net/Model]"}},
+     {{WARNING, BAD_ELEMENT + std::string("Corresponding json section is not an object.")},
+      {TRACE, "[MAP] Registered managed sensor: [Net@abc] -> [Net/Model]"}},
      {{"Net@abc", "Net/Model"}}},
     {"good_then_faulty",
      R"([{"id": "a", "src": "Net", "sensor": "M"}, {"id": "B"}])",
      true,
-     {{Trace, "[MAP] Registered managed sensor: [Net@a] -> [Net/M]"},
-      {Warning, BAD_ELEMENT + std::string("Source value is not specified for the [b] sensor.")}},
+     {{TRACE, "[MAP] Registered managed sensor: [Net@a] -> [Net/M]"},
+      {WARNING, BAD_ELEMENT + std::string("Source value is not specified for the [b] sensor.")}},
      {{"Net@a", "Net/M"}}},
     {"only_faulty",
      R"([null, {"id": "i", "src": "s@t", "sensor": "d"}])",
      true,
-     {{Warning, BAD_ELEMENT + std::string("Corresponding json section is not an object.")},
-      {Warning, BAD_ELEMENT + std::string("Invalid source value [s@t] specified for [i] the managed sensor sensor.")}},
+     {{WARNING, BAD_ELEMENT + std::string("Corresponding json section is not an object.")},
+      {WARNING, BAD_ELEMENT + std::string("Invalid source value [s@t] specified for [i] the managed sensor sensor.")}},
      {}},
     {"duplicate_in_other_case",
      R"([{"id": "ABC", "src": "Net", "sensor": "M1"}, {"id": " abc ", "src": "Net ", "sensor": "M2"}])",
      true,
-     {{Trace, "[MAP] Registered managed sensor: [Net@abc] -> [Net/M1]"},
-      {Warning, "[MAP] Incorrect entry in the  [FILE]: duplicate key id=[abc] src=[Net]. Skipping."}},
+     {{TRACE, "[MAP] Registered managed sensor: [Net@abc] -> [Net/M1]"},
+      {WARNING, "[MAP] Incorrect entry in the  [FILE]: duplicate key id=[abc] src=[Net]. Skipping."}},
      {{"Net@abc", "Net/M1"}}},
     {"sources_differ",
      R"([{"id": "a", "src": "Net", "sensor": "M"}, {"id": "a", "src": "net", "sensor": "M"}])",
      true,
-     {{Trace, "[MAP] Registered managed sensor: [Net@a] -> [Net/M]"},
-      {Trace, "[MAP] Registered managed sensor: [net@a] -> [net/M]"}},
+     {{TRACE, "[MAP] Registered managed sensor: [Net@a] -> [Net/M]"},
+      {TRACE, "[MAP] Registered managed sensor: [net@a] -> [net/M]"}},
      {{"Net@a", "Net/M"}, {"net@a", "net/M"}}},
     {"comments_and_text_behind",
      "// list\n[{\"id\": \"a\", \"src\": \"s\", \"sensor\": \"d\"} /* one */] ]]",
      true,
-     {{Trace, "[MAP] Registered managed sensor: [s@a] -> [s/d]"}},
+     {{TRACE, "[MAP] Registered managed sensor: [s@a] -> [s/d]"}},
      {{"s@a", "s/d"}}},
     {"byte_order_mark",
      "\xEF\xBB\xBF[{\"id\": \"a\", \"src\": \"s\", \"sensor\": \"d\"}]",
      true,
-     {{Trace, "[MAP] Registered managed sensor: [s@a] -> [s/d]"}},
+     {{TRACE, "[MAP] Registered managed sensor: [s@a] -> [s/d]"}},
      {{"s@a", "s/d"}}},
     {"nul_before",
      NUL + ONE_SENSOR,
      false,
-     {{Error, PARSE_FAILED + std::string("* Line 1, Column 1\n  Syntax error: value, object or array expected.\n")}},
+     {{ERROR, PARSE_FAILED + std::string("* Line 1, Column 1\n  Syntax error: value, object or array expected.\n")}},
      {}},
     {"nul_between_elements",
      "[1" + NUL + ", 2]",
      false,
-     {{Error, PARSE_FAILED + std::string("* Line 1, Column 3\n  Missing ',' or ']' in array declaration\n")}},
+     {{ERROR, PARSE_FAILED + std::string("* Line 1, Column 3\n  Missing ',' or ']' in array declaration\n")}},
      {}},
     {"nul_and_text_after",
      ONE_SENSOR + NUL + "x",
      true,
-     {{Trace, "[MAP] Registered managed sensor: [Net@abc] -> [Net/demo/th1]"}},
+     {{TRACE, "[MAP] Registered managed sensor: [Net@abc] -> [Net/demo/th1]"}},
      {{"Net@abc", "Net/demo/th1"}}},
     REFUSES_CONTROL_CHARACTERS
         ? List{"nul_in_the_identifier",
                NUL_IN_THE_IDENTIFIER,
                false,
-               {{Error, PARSE_FAILED + std::string("* Line 1, Column 9\n  Control character in string\n"
+               {{ERROR, PARSE_FAILED + std::string("* Line 1, Column 9\n  Control character in string\n"
                                                    "See Line 1, Column 11 for detail.\n")}},
                {}}
         : List{"nul_in_the_identifier",
                NUL_IN_THE_IDENTIFIER,
                true,
-               {{Trace, "[MAP] Registered managed sensor: [s@a] -> [s/d]"}},
+               {{TRACE, "[MAP] Registered managed sensor: [s@a] -> [s/d]"}},
                {{"s@a" + NUL + "b", "s/d"}}},
     {"format_characters",
      R"([{"id": "%s", "src": "%n", "sensor": "%d"}])",
      true,
-     {{Trace, "[MAP] Registered managed sensor: [%n@%s] -> [%n/%d]"}},
+     {{TRACE, "[MAP] Registered managed sensor: [%n@%s] -> [%n/%d]"}},
      {{"%n@%s", "%n/%d"}}},
 };
 
@@ -237,7 +237,7 @@ TEST_F(SensorMapTest, missingFile) {
     SensorMap map;
     EXPECT_FALSE(map.isFileExists());
     EXPECT_FALSE(map.Load());
-    expectLogged({{Error, "[MAP] Failed to open the managed sensors list [FILE]"}});
+    expectLogged({{ERROR, "[MAP] Failed to open the managed sensors list [FILE]"}});
     EXPECT_FALSE(map.isSensorPresent("Net", "abc"));
 }
 
@@ -246,7 +246,7 @@ TEST_F(SensorMapTest, emptyFileName) {
     SensorMap map;
     EXPECT_FALSE(map.isFileExists());
     EXPECT_FALSE(map.Load());
-    expectLogged({{Error, "[MAP] Failed to open the managed sensors list []"}});
+    expectLogged({{ERROR, "[MAP] Failed to open the managed sensors list []"}});
 }
 
 // A directory can be opened like a file, but has no text.
@@ -255,7 +255,7 @@ TEST_F(SensorMapTest, directoryAsList) {
     SensorMap map;
     EXPECT_TRUE(map.isFileExists());
     EXPECT_FALSE(map.Load());
-    expectLogged({{Error, "[MAP] Failed to parse the managed sensors list [FILE]: * Line 1, Column 1\n"
+    expectLogged({{ERROR, "[MAP] Failed to parse the managed sensors list [FILE]: * Line 1, Column 1\n"
                           "  Syntax error: value, object or array expected.\n"}});
 }
 
@@ -292,9 +292,9 @@ TEST_F(SensorMapTest, secondLoadReportsEveryEntryAsDuplicate) {
     ASSERT_TRUE(map.Load());
     logs().clear();
     EXPECT_TRUE(map.Load());
-    expectLogged({{Warning, "[MAP] Incorrect entry in the  [FILE]: duplicate key id=[a] src=[s]. Skipping."},
-                  {Warning, BAD_ELEMENT + std::string("Corresponding json section is not an object.")},
-                  {Warning, "[MAP] Incorrect entry in the  [FILE]: duplicate key id=[b] src=[s]. Skipping."}});
+    expectLogged({{WARNING, "[MAP] Incorrect entry in the  [FILE]: duplicate key id=[a] src=[s]. Skipping."},
+                  {WARNING, BAD_ELEMENT + std::string("Corresponding json section is not an object.")},
+                  {WARNING, "[MAP] Incorrect entry in the  [FILE]: duplicate key id=[b] src=[s]. Skipping."}});
 }
 
 TEST_F(SensorMapTest, secondLoadOnlyAdds) {
@@ -319,11 +319,11 @@ TEST_F(SensorMapTest, mapsShareNothing) {
 // The entry's text is cut at 255 bytes; the log line around it is not.
 TEST_F(SensorMapTest, longEntryTextIsCutInTheLog) {
     const std::string id(300, 'i');
-    writeList("[{\"id\": \"" + id + "\"}]");
+    writeList(R"([{"id": ")" + id + R"("}])");
     SensorMap map;
     EXPECT_TRUE(map.Load());
     const std::string text = "Source value is not specified for the [" + id + "] sensor.";
-    expectLogged({{Warning, BAD_ELEMENT + text.substr(0, 255)}});
+    expectLogged({{WARNING, BAD_ELEMENT + text.substr(0, 255)}});
 }
 
 TEST_F(SensorMapTest, nestingBeyondTheLimitThrowsAndKeepsTheMap) {
@@ -342,7 +342,7 @@ TEST_F(SensorMapTest, nestingUpToTheLimitIsAFaultyElementLikeAnother) {
     writeList(nestedArrays(NESTING_LIMIT));
     SensorMap map;
     EXPECT_TRUE(map.Load());
-    expectLogged({{Warning, BAD_ELEMENT + std::string("Corresponding json section is not an object.")}});
+    expectLogged({{WARNING, BAD_ELEMENT + std::string("Corresponding json section is not an object.")}});
 }
 
 // --- sensors, by source and identifier
@@ -396,21 +396,21 @@ TEST_P(SensorMapSensor, isSensorPresent) {
 }
 
 TEST_P(SensorMapSensor, getSensorDefinitionName) {
-    std::string name = OLD_TEXT;
+    std::string name = UNTOUCHED;
     EXPECT_EQ(map.getSensorDefinitionName(GetParam().src, GetParam().id, &name), GetParam().definition != nullptr);
-    EXPECT_EQ(name, GetParam().definition != nullptr ? GetParam().definition : OLD_TEXT);
+    EXPECT_EQ(name, GetParam().definition != nullptr ? GetParam().definition : UNTOUCHED);
     EXPECT_EQ(map.getSensorDefinitionName(GetParam().src, GetParam().id, nullptr), GetParam().definition != nullptr);
     EXPECT_THAT(logs(), IsEmpty());
 }
 
 // The definitions are not installed: for a managed sensor the text is the registry's, for any other the map's own.
 TEST_P(SensorMapSensor, getMeasurement) {
-    std::string error = OLD_TEXT;
+    std::string error = UNTOUCHED;
     EXPECT_EQ(&map.getMeasurement(GetParam().src, GetParam().id, "p", &error), &Json::Value::nullSingleton());
     if (GetParam().definition != nullptr) {
         const std::string text = std::string("Sensor definition [") + GetParam().definition + "] not found.";
         EXPECT_EQ(error, text);
-        expectLogged({{Warning, "[DFN] " + text}});
+        expectLogged({{WARNING, "[DFN] " + text}});
     } else {
         EXPECT_EQ(error, GetParam().error);
         EXPECT_THAT(logs(), IsEmpty());
@@ -422,9 +422,9 @@ TEST_P(SensorMapSensor, errorTextIsOptional) {
 }
 
 TEST_P(SensorMapSensor, getDecoderPath) {
-    std::string path = OLD_TEXT;
+    std::string path = UNTOUCHED;
     EXPECT_FALSE(map.getDecoderPath(GetParam().src, GetParam().id, &path));
-    EXPECT_EQ(path, OLD_TEXT);
+    EXPECT_EQ(path, UNTOUCHED);
     EXPECT_FALSE(map.getDecoderPath(GetParam().src, GetParam().id, nullptr));
     EXPECT_THAT(logs(), IsEmpty());
 }
@@ -454,16 +454,16 @@ TEST_F(SensorMapTest, measurementAndDecoderComeFromTheDefinition) {
         .decoder("Net/demo/th1", "d.js");
     SensorMap map;
     loadOneSensor(map);
-    std::string error = OLD_TEXT;
+    std::string error = UNTOUCHED;
     const Json::Value& property = map.getMeasurement("Net", "abc", "t", &error);
     EXPECT_EQ(property, parsed(R"({"unit": "C"})"));
     EXPECT_EQ(&map.getMeasurement("Net", "abc", "t", nullptr), &property);
-    EXPECT_EQ(error, OLD_TEXT);
+    EXPECT_EQ(error, UNTOUCHED);
     std::string path;
     EXPECT_TRUE(map.getDecoderPath("Net", "abc", &path));
     EXPECT_EQ(path, root / "default/Net/demo/d.js");
     EXPECT_TRUE(map.getDecoderPath("Net", "abc", nullptr));
-    expectLogged({{Trace, "[DFN] Loaded [Net/demo/th1] sensor definition from the default storage [" +
+    expectLogged({{TRACE, "[DFN] Loaded [Net/demo/th1] sensor definition from the default storage [" +
                               (root / "default") + "]"}});
 }
 
@@ -471,7 +471,7 @@ TEST_F(SensorMapTest, propertyThatIsNoObjectGivesTheRegistrysText) {
     StorageBuilder(root / "custom").definition("Net/demo/th1", R"({"properties": {"s": "no object"}})");
     SensorMap map;
     loadOneSensor(map);
-    std::string error = OLD_TEXT;
+    std::string error = UNTOUCHED;
     EXPECT_EQ(&map.getMeasurement("Net", "abc", "s", &error), &Json::Value::nullSingleton());
     EXPECT_EQ(error, "Sensor definition [Net/demo/th1] does not contain [s] property.");
     EXPECT_FALSE(map.getDecoderPath("Net", "abc", nullptr));
@@ -493,8 +493,8 @@ TEST_F(SensorMapTest, brokenCustomDefinitionIsNotReplacedByTheDefaultOne) {
     std::string error;
     EXPECT_EQ(&map.getMeasurement("Net", "abc", "t", &error), &Json::Value::nullSingleton());
     EXPECT_EQ(error, "Sensor definition [Net/demo/th1] not found.");
-    expectLogged({{Warning, "[DFN] Invalid syntax of the sensor definition [Net/demo/th1]."},
-                  {Warning, "[DFN] Sensor definition [Net/demo/th1] not found."}});
+    expectLogged({{WARNING, "[DFN] Invalid syntax of the sensor definition [Net/demo/th1]."},
+                  {WARNING, "[DFN] Sensor definition [Net/demo/th1] not found."}});
 }
 
 TEST_F(SensorMapTest, nestingInTheDefinitionThrowsAndLeavesTheMapUsable) {

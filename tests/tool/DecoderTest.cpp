@@ -22,7 +22,7 @@ DecoderTest::DecoderTest() : duktape(duktapeRunnerIn(temp)) {
 void DecoderTest::addDecoder(const std::string& name, const std::string& script, const std::string& properties,
                              const std::string& examples) {
     const std::string definition = "lora/demo/" + name;
-    standard.definition(definition, "{\"decoder\": \"" + name + ".js\",\n\"properties\": " + properties +
+    standard.definition(definition, R"({"decoder": ")" + name + ".js\",\n\"properties\": " + properties +
                                         ",\n\"examples\": " + examples + "}\n");
     standard.decoder(definition, name + ".js", script);
 }

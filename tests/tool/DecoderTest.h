@@ -21,8 +21,7 @@ protected:
     /// Like the above, with a text on standard input.
     ToolRun feed(const std::string& input, std::vector<std::string> arguments) const;
 
-private:
-    std::string duktape;
+    std::string duktape; ///< the command that runs it
 };
 
 /// A decoder of two bytes: a temperature in tenths of a degree, then a battery level. It refuses other lengths.

@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 
 using Planting = std::function<void(const std::string& dir)>;
 
-constexpr const char* GOOD = R"({"decoder": "th1.js", "properties": {}})";
+constexpr const char* WITH_DECODER = R"({"decoder": "th1.js", "properties": {}})";
 
 Planting file(const std::string& path, const std::string& text) {
     return [path, text](const std::string& dir) { writeFile(dir + "/" + path, text); };
@@ -54,10 +54,7 @@ Planting all(const std::vector<Planting>& plantings) {
     };
 }
 
-void nothing(const std::string& /*dir*/) {}
-
 void growDecoder(const std::string& dir) {
-    constexpr std::uintmax_t FOUR_TERABYTES = std::uintmax_t{1} << 42U;
     fs::resize_file(dir + "/source/lora/demo/th1.js", FOUR_TERABYTES);
 }
 
@@ -121,7 +118,7 @@ std::vector<Plant> ofTheDirectories() {
          {"source/not-a-directory"}},
         {"source_is_no_archive", all({removal("source"), file("source", "")}), {"source/bad-archive"}},
         {"source_of_another_level",
-         all({removal("source/lora"), file("source/pack/lora/demo/th1.json", GOOD)}),
+         all({removal("source/lora"), file("source/pack/lora/demo/th1.json", WITH_DECODER)}),
          {"source/wrong-level"}},
         {"file_unreadable", all({file("source/readme.txt", ""), mode("source/readme.txt", 0)}), {"source/unreadable"}},
         {"decoder_in_a_sibling_of_like_name",
@@ -189,14 +186,14 @@ std::vector<Plant> ofTheSizes() {
               }}),
          {"source/too-large"}},
         {"definition_with_too_many_values",
-         file("source/lora/demo/th1.json", "{\"properties\": {}, \"list\": [1" + repeated(",1", 50000) + "]}"),
+         file("source/lora/demo/th1.json", R"({"properties": {}, "list": [1)" + repeated(",1", 50000) + "]}"),
          {"source/too-large"}},
         {"definition_with_values_behind_a_comment",
          file("source/lora/demo/th1.json", "{ // \"\n\"properties\": {}, \"list\": [1" + repeated(",1", 50000) + "]}"),
          {"source/too-large"}},
         {"definition_with_too_much_indentation",
-         file("source/lora/demo/th1.json", "{\"properties\": {}, \"list\": " + repeated("[", 900) +
-                                               repeated("[],", 5000) + repeated("]", 900) + "}"),
+         file("source/lora/demo/th1.json",
+              R"({"properties": {}, "list": )" + repeated("[", 900) + repeated("[],", 5000) + repeated("]", 900) + "}"),
          {"source/too-large"}},
         {"source_too_large",
          file("source/lora/demo/other.js", std::string(1000, 'x')),
@@ -211,7 +208,7 @@ std::vector<Plant> ofTheNumbers() {
         {"too_many_findings", plantManyFaults, findingsUpToTheLimit("definition/syntax")},
         {"too_many_stray_files", plantManyStrayFiles, findingsUpToTheLimit("tree/wrong-suffix")},
         {"too_many_definitions",
-         all({file("source/lora/demo/th2.json", GOOD), file("source/lora/demo/th3.json", GOOD)}),
+         all({file("source/lora/demo/th2.json", WITH_DECODER), file("source/lora/demo/th3.json", WITH_DECODER)}),
          {"source/too-many"},
          {"--max-definitions", "2"}},
         {"too_many_entries", plantManyLinks, {"source/too-many"}, {"--max-definitions", "1"}},
@@ -236,7 +233,7 @@ std::vector<Plant> ofTheSource() {
         {"decoder_missing", document(R"({"decoder": "none.js", "properties": {}})"), {"definition/decoder-missing"}},
         {"no_properties", document(R"({"decoder": "th1.js"})"), {"definition/no-properties"}},
         {"not_lorawan",
-         all({file("source/other/demo/th1.json", GOOD), file("source/other/demo/th1.js", "")}),
+         all({file("source/other/demo/th1.json", WITH_DECODER), file("source/other/demo/th1.js", "")}),
          {"source/not-lorawan"}},
         {"no_decoder", document(R"({"properties": {}})"), {"source/no-decoder"}},
         {"decoder_outside",
@@ -245,12 +242,12 @@ std::vector<Plant> ofTheSource() {
         {"decoder_unreadable", mode("source/lora/demo/th1.js", 0), {"source/decoder-unreadable"}},
         // A "\" in a name is a separator in the search for decoders.
         {"name_with_backslash",
-         all({file("source/lora/demo/x\\y.json", GOOD), file("source/lora/demo/x/th1.js", "")}),
+         all({file("source/lora/demo/x\\y.json", WITH_DECODER), file("source/lora/demo/x/th1.js", "")}),
          {"source/bad-name"}},
         {"name_too_long_for_its_decoder",
-         file("source/lora/demo/" + std::string(248, 'n') + ".json", GOOD),
+         file("source/lora/demo/" + std::string(248, 'n') + ".json", WITH_DECODER),
          {"source/bad-name"}},
-        {"name_that_begins_with_a_blank", file("source/lora/demo/ x.json", GOOD), {"source/bad-name"}},
+        {"name_that_begins_with_a_blank", file("source/lora/demo/ x.json", WITH_DECODER), {"source/bad-name"}},
         {"members_that_become_one",
          document("{\"decoder\": \"th1.js\", \"properties\": {\"\xff\": {\"a\": 1}, \"\xfe\": {\"a\": 2}}}"),
          {"source/not-utf8"}},
@@ -258,7 +255,7 @@ std::vector<Plant> ofTheSource() {
          all({directory("source/lora/shut"), mode("source/lora/shut", 0)}),
          {"tree/directory-unreadable"}},
         {"directory_with_names_only",
-         all({file("source/lora/names/x.json", GOOD), mode("source/lora/names", S_IRUSR)}),
+         all({file("source/lora/names/x.json", WITH_DECODER), mode("source/lora/names", S_IRUSR)}),
          {"tree/entry-unreadable"}},
         {"three_faults_of_one_definition",
          file("source/other/demo/x.json", R"({"decoder": "none.js"})"),
@@ -274,7 +271,7 @@ std::vector<Plant> ofTheCustomStorage() {
          all({directory("elsewhere"), link("custom/lora/demo", "../../elsewhere")}),
          {"install/behind-link"}},
         {"link_in_place_of_the_document",
-         all({file("elsewhere.json", GOOD), link("custom/lora/demo/th1.json", "../../../elsewhere.json")}),
+         all({file("elsewhere.json", WITH_DECODER), link("custom/lora/demo/th1.json", "../../../elsewhere.json")}),
          {"install/behind-link"}},
         {"directory_in_place_of_the_document", directory("custom/lora/demo/th1.json"), {"install/file-blocked"}},
         {"directory_in_place_of_the_decoder", directory("custom/lora/demo/th1-decoder"), {"install/decoder-blocked"}},
@@ -304,7 +301,7 @@ std::vector<Plant> ofOtherFiles() {
         {"replaces_broken", file("custom/lora/demo/th1.json", "{"), {"install/replaces-broken"}},
         {"large_file_that_no_definition_names",
          [](const std::string& dir) {
-             constexpr std::uintmax_t FIVE_MEGABYTES = 5 * 1024 * 1024;
+             constexpr std::size_t FIVE_MEGABYTES = 5 * MEGABYTE;
              writeFile(dir + "/source/lora/demo/manual.pdf", std::string(FIVE_MEGABYTES, 'x'));
          },
          {}},
@@ -315,18 +312,18 @@ std::vector<Plant> ofOtherFiles() {
 } // namespace
 
 const std::vector<Plant>& refusals() {
-    static const std::vector<Plant> ROWS = [] {
+    static const std::vector<Plant> plants = [] {
         std::vector<Plant> rows = ofTheDirectories();
         for (const std::vector<Plant>& more :
              {ofTheList(), ofTheSizes(), ofTheNumbers(), ofTheSource(), ofTheCustomStorage(), faultyDecoders("source")})
             rows.insert(rows.end(), more.begin(), more.end());
         return rows;
     }();
-    return ROWS;
+    return plants;
 }
 
 const std::vector<Plant>& warnings() {
-    static const std::vector<Plant> ROWS = {
+    static const std::vector<Plant> plants = {
         {"property_that_is_no_object",
          document(R"({"decoder": "th1.js", "properties": {"a": 1, "b": {}}})"),
          {"definition/property-not-an-object"}},
@@ -346,19 +343,19 @@ const std::vector<Plant>& warnings() {
         {"not_a_file",
          [](const std::string& dir) { makeFifo(dir + "/source/lora/demo/pipe.json"); },
          {"tree/not-a-file"}},
-        {"two_of_one_file", file("source/lora/th1.json~", GOOD), {"tree/wrong-level", "tree/wrong-suffix"}},
+        {"two_of_one_file", file("source/lora/th1.json~", WITH_DECODER), {"tree/wrong-level", "tree/wrong-suffix"}},
     };
-    return ROWS;
+    return plants;
 }
 
 const std::vector<Plant>& notes() {
-    static const std::vector<Plant> ROWS = [] {
+    static const std::vector<Plant> plants = [] {
         std::vector<Plant> rows = ofOtherFiles();
         const std::vector<Plant> decoders = notedDecoders("source");
         rows.insert(rows.end(), decoders.begin(), decoders.end());
         return rows;
     }();
-    return ROWS;
+    return plants;
 }
 
 PreflightTest::PreflightTest() : source(temp / "source") {
@@ -401,7 +398,7 @@ std::vector<std::string> rulesOf(const Json::Value& findings) {
 
 std::vector<Plant> refusalsOfUnprintableNames() {
     return {
-        {"name_that_is_not_utf8", file("source/lora/demo/x\xff.json", GOOD), {"source/bad-name"}},
+        {"name_that_is_not_utf8", file("source/lora/demo/x\xff.json", WITH_DECODER), {"source/bad-name"}},
         {"decoder_name_with_nul",
          document(R"({"decoder": "th1.js\u0000z", "properties": {}})"),
          {"source/decoder-unreadable"}},

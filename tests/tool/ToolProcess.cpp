@@ -75,7 +75,7 @@ bool ToolProcess::hasEnded() {
     return collect(WNOHANG);
 }
 
-void ToolProcess::kill() {
+void ToolProcess::kill() const {
     send(SIGKILL);
 }
 

@@ -28,7 +28,7 @@ public:
     /// Types on the terminal.
     void type(const std::string& text) const;
     bool hasEnded();
-    void kill();
+    void kill() const;
     void send(int signal) const;
     /// Waits for the end. Returns the exit status, or 128 plus the number of the signal that ended it.
     int wait();

@@ -4,6 +4,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <filesystem>
@@ -17,11 +18,11 @@ std::string replaced(std::string text, const std::string& part, const std::strin
 }
 
 std::string duktapeRunnerIn(const TempDir& directory) {
-    const std::string program = directory / "codec-runner-duktape";
+    std::string program = directory / "codec-runner-duktape";
     chmod(directory.path().c_str(), 0755);
     std::filesystem::copy_file(SCADA_DUKTAPE_RUNNER, program);
 #if defined(SCADA_EMULATOR)
-    const std::string script = directory / "codec-runner-emulated";
+    std::string script = directory / "codec-runner-emulated";
     writeFile(script, "#!/bin/sh\nexec " + replaced(SCADA_EMULATOR, ";", " ") + " " + program + "\n");
     chmod(script.c_str(), 0755);
     return script;
@@ -54,11 +55,7 @@ ToolTest::ToolTest() : standard(temp / "default"), custom(temp / "custom") {
 
 ToolRun ToolTest::run(std::vector<std::string> arguments, const std::string& stdoutPath) const {
     const auto has = [&arguments](const std::string& option) {
-        for (const std::string& argument : arguments) {
-            if (argument == option)
-                return true;
-        }
-        return false;
+        return std::find(arguments.begin(), arguments.end(), option) != arguments.end();
     };
     const std::vector<std::vector<std::string>> options = {{"--default-dir", temp / "default"},
                                                            {"--custom-dir", temp / "custom"},

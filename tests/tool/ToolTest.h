@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -55,6 +56,17 @@ protected:
     StorageBuilder custom;
 };
 
+/// A definition, the document of one without a decoder, and the key of a sensor.
+constexpr const char* NAME = "lora/demo/th1";
+constexpr const char* GOOD = R"({"properties": {}})";
+constexpr const char* KEY = "lora@aa";
 constexpr const char* GOOD_SENSOR = R"({"id": "AA", "src": "lora", "sensor": "demo/th1"})";
+
+constexpr std::size_t MEGABYTE = std::size_t{1024} * 1024;
+/// More than any storage holds, for a file without content.
+constexpr std::uintmax_t FOUR_TERABYTES = std::uintmax_t{1} << 42U;
+
+/// For a row that prepares nothing.
+inline void nothing(const std::string& /*dir*/) {}
 
 } // namespace Kelvra::SCADA::Test

@@ -19,7 +19,7 @@ constexpr const char* ACCESS = "system.posix_acl_access";
 constexpr const char* INHERITED = "system.posix_acl_default";
 constexpr std::uint32_t ANOTHER_USER = 64999;
 constexpr std::uint16_t READ = 05;
-constexpr std::uint16_t ALL = 07;
+constexpr std::uint16_t ALL_RIGHTS = 07;
 
 class AccessList : public ToolTest {
 protected:
@@ -37,8 +37,9 @@ protected:
             std::uint16_t tag, rights;
             std::uint32_t id;
         };
-        for (const Row& row : {Row{0x01, ALL, UINT32_MAX}, Row{0x02, rights, ANOTHER_USER}, Row{0x04, READ, UINT32_MAX},
-                               Row{0x10, rights, UINT32_MAX}, Row{0x20, READ, UINT32_MAX}}) {
+        for (const Row& row :
+             {Row{0x01, ALL_RIGHTS, UINT32_MAX}, Row{0x02, rights, ANOTHER_USER}, Row{0x04, READ, UINT32_MAX},
+              Row{0x10, rights, UINT32_MAX}, Row{0x20, READ, UINT32_MAX}}) {
             add(htole16(row.tag));
             add(htole16(row.rights));
             add(htole32(row.id));
@@ -52,7 +53,7 @@ protected:
 };
 
 TEST_F(AccessList, thatLetsAnotherWriteIsRefused) {
-    grant(temp.path(), ACCESS, ALL);
+    grant(temp.path(), ACCESS, ALL_RIGHTS);
     const ToolRun result = install();
     EXPECT_EQ(result.status, 5);
     EXPECT_THAT(result.out, HasSubstr("[$T] may be written by others. [install/untrusted-directory]"));

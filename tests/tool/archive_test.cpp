@@ -32,14 +32,13 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-constexpr const char* GOOD = R"({"decoder": "th1.js", "properties": {}})";
-constexpr std::size_t MEGABYTE = std::size_t{1024} * 1024;
+constexpr const char* WITH_DECODER = R"({"decoder": "th1.js", "properties": {}})";
 
 struct Entry {
     std::string path;
     std::string content;
     mode_t type = AE_IFREG;
-    std::string target = ""; ///< of a link; of a regular file: of a hard link
+    std::string target = {}; ///< of a link; of a regular file: of a hard link
     std::size_t zeros = 0;   ///< after the content
 };
 
@@ -136,7 +135,7 @@ protected:
 };
 
 // The tool runs in the locale "C".
-const Entries PLAIN = {{"lora/demo/th\xc3\xbc.json", GOOD}, {"lora/demo/th1.js", "decoder"}};
+const Entries PLAIN = {{"lora/demo/th\xc3\xbc.json", WITH_DECODER}, {"lora/demo/th1.js", "decoder"}};
 const std::set<std::string> INSTALLED = {"th\xc3\xbc-decoder", "th\xc3\xbc.json"};
 
 class ArchiveOfFormat : public ArchiveTest, public ::testing::WithParamInterface<Format> {};
@@ -195,7 +194,7 @@ TEST_F(ArchiveTest, keepsNobodyOutWhileItIsAwaited) {
 
 TEST_F(ArchiveTest, mayHaveEverythingInOneDirectory) {
     const Entries entries = {{"./up/", "", AE_IFDIR},
-                             {"./up/lora/demo/th1.json", GOOD},
+                             {"./up/lora/demo/th1.json", WITH_DECODER},
                              {"./up/lora/demo/th1.js", "", AE_IFLNK, "../../th1.js"},
                              {"./up/th1.js", "decoder"}};
     EXPECT_EQ(runOn("install", entries).out, "installed lora/demo/th1\n");
@@ -215,14 +214,14 @@ TEST_F(ArchiveTest, namesItsPlaces) {
 
 TEST_F(ArchiveTest, takesTheLastOfTwoFilesOfOneName) {
     const Entries entries = {
-        {"lora/demo/th1.json", "{"}, {"lora/demo/th1.js", "decoder"}, {"lora/demo/th1.json", GOOD}};
+        {"lora/demo/th1.json", "{"}, {"lora/demo/th1.js", "decoder"}, {"lora/demo/th1.json", WITH_DECODER}};
     EXPECT_EQ(runOn("install", entries).out, "installed lora/demo/th1\n");
 }
 
 TEST_F(ArchiveTest, takesAHardLinkForItsFile) {
     const Entries entries = {{"lora/demo/x.js", "decoder"},
                              {"lora/demo/th1.js", "", AE_IFREG, "lora/demo/x.js"},
-                             {"lora/demo/th1.json", GOOD}};
+                             {"lora/demo/th1.json", WITH_DECODER}};
     EXPECT_EQ(runOn("install", entries).out, "installed lora/demo/th1\n");
     EXPECT_EQ(readFile(temp / "custom/lora/demo/th1-decoder"), "decoder");
 }
@@ -241,7 +240,7 @@ struct RefusedRow : NamedRow {
     std::vector<std::string> rules;
     const char* text;
     Format format = TAR;
-    std::string password = "";
+    std::string password = {};
     std::vector<std::string> options = {};
 };
 
@@ -261,7 +260,7 @@ TEST_P(RefusedArchive, changesNothing) {
     EXPECT_EQ(snapshot(temp.path()), before);
 }
 
-const Entry DEFINITION = {"lora/demo/th1.json", GOOD};
+const Entry DEFINITION = {"lora/demo/th1.json", WITH_DECODER};
 
 std::vector<RefusedRow> refused() {
     return {
@@ -269,7 +268,7 @@ std::vector<RefusedRow> refused() {
         {"climbing_inside", {{"lora/../../x", "x"}}, {"source/bad-archive"}, "leads out of it"},
         {"absolute", {{"/lora/x", "x"}}, {"source/bad-archive"}, "leads out of it"},
         {"behind_a_link",
-         {{"lora", "", AE_IFLNK, "/tmp"}, {"lora/demo/th1.json", GOOD}},
+         {{"lora", "", AE_IFLNK, "/tmp"}, {"lora/demo/th1.json", WITH_DECODER}},
          {"source/unreadable"},
          "up.archive/lora/demo/th1.json: error: The entry cannot be read: Not a directory"},
         {"link_over_a_directory",

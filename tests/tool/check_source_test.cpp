@@ -36,8 +36,6 @@ TEST_P(CheckSource, namesEveryFault) {
     EXPECT_EQ(result.err, "");
 }
 
-void nothing(const std::string& /*dir*/) {}
-
 void plantStray(const std::string& dir) {
     writeFile(dir + "/lorax/demo/bad.json", "{}");
     writeFile(dir + "/other/demo/good.json", R"({"properties": {}})");
@@ -123,12 +121,12 @@ INSTANTIATE_TEST_SUITE_P(
                   "1 fault in 1 definition\n"}),
     rowName);
 
-struct PlaceRow : NamedRow {
+struct SourcePlaceRow : NamedRow {
     const char* source;
     const char* out;
 };
 
-class CheckSourcePlace : public ToolTest, public ::testing::WithParamInterface<PlaceRow> {};
+class CheckSourcePlace : public ToolTest, public ::testing::WithParamInterface<SourcePlaceRow> {};
 
 TEST_P(CheckSourcePlace, isJudgedAsAnInstallationJudgesIt) {
     makeDir(temp / "empty");
@@ -142,23 +140,23 @@ TEST_P(CheckSourcePlace, isJudgedAsAnInstallationJudgesIt) {
 
 INSTANTIATE_TEST_SUITE_P(
     Tool, CheckSourcePlace,
-    ::testing::Values(PlaceRow{"missing", "$T/nosuch",
-                               "$T/nosuch: error: No definition files provided. [source/missing]\n"
-                               "1 fault in 0 definitions\n"},
-                      PlaceRow{"no_name", "",
-                               "error: No definition files provided. [source/missing]\n"
-                               "1 fault in 0 definitions\n"},
-                      PlaceRow{"no_directory", "$T/fifo",
-                               "$T/fifo: error: Source directory is not provided. [source/not-a-directory]\n"
-                               "1 fault in 0 definitions\n"},
-                      PlaceRow{"empty", "$T/empty", "0 faults in 0 definitions\n"},
-                      PlaceRow{"staging", "$T/staging",
-                               "$T/staging: error: --staging-dir [$T/staging] is the same directory as SRC "
-                               "[$T/staging]. [install/unsafe-directory]\n"
-                               "1 fault in 0 definitions\n"},
-                      PlaceRow{"staging_with_a_slash", "$T/staging/",
-                               "$T/staging: error: --staging-dir [$T/staging] is the same directory as SRC "
-                               "[$T/staging/]. [install/unsafe-directory]\n1 fault in 0 definitions\n"}),
+    ::testing::Values(SourcePlaceRow{"missing", "$T/nosuch",
+                                     "$T/nosuch: error: No definition files provided. [source/missing]\n"
+                                     "1 fault in 0 definitions\n"},
+                      SourcePlaceRow{"no_name", "",
+                                     "error: No definition files provided. [source/missing]\n"
+                                     "1 fault in 0 definitions\n"},
+                      SourcePlaceRow{"no_directory", "$T/fifo",
+                                     "$T/fifo: error: Source directory is not provided. [source/not-a-directory]\n"
+                                     "1 fault in 0 definitions\n"},
+                      SourcePlaceRow{"empty", "$T/empty", "0 faults in 0 definitions\n"},
+                      SourcePlaceRow{"staging", "$T/staging",
+                                     "$T/staging: error: --staging-dir [$T/staging] is the same directory as SRC "
+                                     "[$T/staging]. [install/unsafe-directory]\n"
+                                     "1 fault in 0 definitions\n"},
+                      SourcePlaceRow{"staging_with_a_slash", "$T/staging/",
+                                     "$T/staging: error: --staging-dir [$T/staging] is the same directory as SRC "
+                                     "[$T/staging/]. [install/unsafe-directory]\n1 fault in 0 definitions\n"}),
     rowName);
 
 TEST_F(CheckSource, asJson) {

@@ -25,8 +25,6 @@ namespace {
 using namespace Kelvra::SCADA::Test;
 using ::testing::HasSubstr;
 
-constexpr const char* GOOD = R"({"properties": {}})";
-
 // Files planted into the custom storage, and the lines that name them.
 struct PlantRow : NamedRow {
     std::function<void(const std::string& dir)> plant;
@@ -414,13 +412,13 @@ INSTANTIATE_TEST_SUITE_P(
                     "1 fault in 1 definition and 0 list elements\n"}),
     rowName);
 
-struct PlaceRow : NamedRow {
+struct CheckPlaceRow : NamedRow {
     std::vector<std::string> options;
     const char* out;
     int status;
 };
 
-class CheckPlaces : public Check, public ::testing::WithParamInterface<PlaceRow> {};
+class CheckPlaces : public Check, public ::testing::WithParamInterface<CheckPlaceRow> {};
 
 TEST_P(CheckPlaces, tellsWhatIsNotThere) {
     writeFile(temp / "file", "");
@@ -437,37 +435,37 @@ TEST_P(CheckPlaces, tellsWhatIsNotThere) {
 INSTANTIATE_TEST_SUITE_P(
     Tool, CheckPlaces,
     ::testing::Values(
-        PlaceRow{"list_missing",
-                 {"--map", "$T/nosuch"},
-                 "$T/nosuch: error: Failed to open the managed sensors list "
-                 "[$T/nosuch]: No such file or directory [list/unreadable]\n"
-                 "1 fault in 1 definition and 0 list elements\n",
-                 1},
-        PlaceRow{"list_is_a_directory",
-                 {"--map", "$T"},
-                 "$T: error: Failed to open the managed sensors list [$T]: Is a directory [list/unreadable]\n"
-                 "1 fault in 1 definition and 0 list elements\n",
-                 1},
-        PlaceRow{"storage_missing",
-                 {"--custom-dir", "$T/nosuch"},
-                 "$T/nosuch: note: The custom storage does not exist. [storage/missing]\n"
-                 "0 faults in 1 definition and 0 list elements\n",
-                 0},
-        PlaceRow{"storage_not_configured",
-                 {"--default-dir", ""},
-                 "the default storage: note: It has no directory and is not searched. [storage/not-configured]\n"
-                 "0 faults in 0 definitions and 0 list elements\n",
-                 0},
-        PlaceRow{"storage_is_a_file",
-                 {"--custom-dir", "$T/file"},
-                 "$T/file: error: The custom storage is not a directory. [storage/not-a-directory]\n"
-                 "1 fault in 1 definition and 0 list elements\n",
-                 1},
-        PlaceRow{"storage_below_a_file",
-                 {"--custom-dir", "$T/file/x"},
-                 "$T/file/x: note: The custom storage does not exist. [storage/missing]\n"
-                 "0 faults in 1 definition and 0 list elements\n",
-                 0}),
+        CheckPlaceRow{"list_missing",
+                      {"--map", "$T/nosuch"},
+                      "$T/nosuch: error: Failed to open the managed sensors list "
+                      "[$T/nosuch]: No such file or directory [list/unreadable]\n"
+                      "1 fault in 1 definition and 0 list elements\n",
+                      1},
+        CheckPlaceRow{"list_is_a_directory",
+                      {"--map", "$T"},
+                      "$T: error: Failed to open the managed sensors list [$T]: Is a directory [list/unreadable]\n"
+                      "1 fault in 1 definition and 0 list elements\n",
+                      1},
+        CheckPlaceRow{"storage_missing",
+                      {"--custom-dir", "$T/nosuch"},
+                      "$T/nosuch: note: The custom storage does not exist. [storage/missing]\n"
+                      "0 faults in 1 definition and 0 list elements\n",
+                      0},
+        CheckPlaceRow{"storage_not_configured",
+                      {"--default-dir", ""},
+                      "the default storage: note: It has no directory and is not searched. [storage/not-configured]\n"
+                      "0 faults in 0 definitions and 0 list elements\n",
+                      0},
+        CheckPlaceRow{"storage_is_a_file",
+                      {"--custom-dir", "$T/file"},
+                      "$T/file: error: The custom storage is not a directory. [storage/not-a-directory]\n"
+                      "1 fault in 1 definition and 0 list elements\n",
+                      1},
+        CheckPlaceRow{"storage_below_a_file",
+                      {"--custom-dir", "$T/file/x"},
+                      "$T/file/x: note: The custom storage does not exist. [storage/missing]\n"
+                      "0 faults in 1 definition and 0 list elements\n",
+                      0}),
     rowName);
 
 TEST_F(Check, aStorageOutOfReachIsAFault) {

@@ -294,7 +294,7 @@ INSTANTIATE_TEST_SUITE_P(
         DecoderRow{"not_a_number",
                    "function decodeUplink(i) { if (i.bytes.length != 2) return {errors: 'expected 2 bytes'};\n"
                    "return {data: {t: i.none / 10, b: i.bytes[1]}}; }",
-                   "$T/default/lora/demo/a.json:4:5: error: In \"normal\": \"t\" is NaN, which is no value."},
+                   "$T/default/lora/demo/a.json:4:5: error: In \"normal\": \"t\" is NaN, which is not a value."},
         DecoderRow{"endless_in_one_call",
                    "function decodeUplink(i) { while (i.bytes.length == 2); return {errors: 'expected 2 bytes'}; }",
                    "$T/default/lora/demo/a.json:4:5: error: In \"normal\": It takes more than 0.2 s of CPU time."},
@@ -307,8 +307,8 @@ TEST_F(DecoderTest, findsAValueOfAnotherTypeBesideTheDifference) {
     addDecoder("a", "function Decoder(bytes, port) { return {b: bytes[0] / port}; }", SOUND_PROPERTIES,
                R"([{"input": {"fPort": 2, "bytes": "03"}, "output": {"data": {"b": 1.5}}}])");
     EXPECT_EQ(runWith({"check"}).out,
-              withRemedies("$T/default/lora/demo/a.json:3:14: error: In \"example 1\": \"b\" is 1.5, which is no "
-                           "uint32. [codec/value-type]\n"
+              withRemedies("$T/default/lora/demo/a.json:3:14: error: In \"example 1\": \"b\" is 1.5, which is not of "
+                           "the type uint32. [codec/value-type]\n"
                            "$T/default/lora/demo/a.json:2:21: note: No example has a value for \"t\". "
                            "[codec/never-seen]\n"
                            "1 fault in 1 definition and 0 list elements\n"));
@@ -345,7 +345,7 @@ TEST_F(DecoderTest, accusesNoCallBehindOneThatTookTooMuchMemory) {
 TEST_F(DecoderTest, findsWhatIsNoValueInAListThatIsAProperty) {
     addDecoder("a", "function decodeUplink(i) { return {data: {l: [NaN, 5]}}; }", R"({"l": {}})",
                R"([{"input": {"fPort": 2, "bytes": ""}, "output": {"data": {"l": [7, 5]}}}])");
-    EXPECT_THAT(runWith({"check"}).out, HasSubstr("\"l\" is NaN, which is no value."));
+    EXPECT_THAT(runWith({"check"}).out, HasSubstr("\"l\" is NaN, which is not a value."));
 }
 
 TEST_F(DecoderTest, takesLittleMemoryForALongDescription) {
@@ -391,8 +391,8 @@ TEST_F(DecoderTest, namesNestedValuesByTheirPaths) {
         R"({"a.b": {"type": "int32"}, "l.0.c": {"type": "bool"}, "w": {}})",
         R"([{"input": {"fPort": 2, "bytes": ""}, "output": {"data": {"a": {"b": 1}, "l": [{"c": 2}, 3], "w": {"x": 1}}}}])");
     EXPECT_EQ(runWith({"check"}).out,
-              withRemedies("$T/default/lora/demo/a.json:3:14: error: In \"example 1\": \"l.0.c\" is 2, which is no "
-                           "bool. [codec/value-type]\n"
+              withRemedies("$T/default/lora/demo/a.json:3:14: error: In \"example 1\": \"l.0.c\" is 2, which is not of "
+                           "the type bool. [codec/value-type]\n"
                            "$T/default/lora/demo/a.json:3:14: note: In \"example 1\": The definition has no property "
                            "\"l.1\". [codec/undeclared]\n"
                            "1 fault in 1 definition and 0 list elements\n"));

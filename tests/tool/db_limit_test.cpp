@@ -79,7 +79,8 @@ INSTANTIATE_TEST_SUITE_P(
                   [](RedisServer& server) {
                       server.run({"CONFIG", "SET", "requirepass", "secret"});
                   },
-                  "The server at [$S] wants a password, and the library has none. Let it serve its socket without."},
+                  "The server at [$S] wants a password, and the library has none. Remove requirepass from its "
+                  "configuration."},
         ReasonRow{"halted", [](RedisServer& server) { server.pause(); },
                   "The server at [$S] did not answer within 1 second. It may be halted or busy: look at it, or raise "
                   "--wait."}),
@@ -100,29 +101,29 @@ TEST_P(DbPeer, isTold) {
     EXPECT_LT(Clock::now() - start, seconds(2) + ROOM);
 }
 
-const std::vector<ScriptedRedis::Answer> SOUND = {{"+OK\r\n"}, {"+PONG\r\n"}};
+const std::vector<ScriptedRedis::Answer> SOUND_ANSWERS = {{"+OK\r\n"}, {"+PONG\r\n"}};
 
 constexpr const char* SILENT_COMMAND =
     "The server at [$S] did not answer the command within 2 seconds. It may still carry it out.";
 
 INSTANTIATE_TEST_SUITE_P(
     Tool, DbPeer,
-    ::testing::Values(PeerRow{"loading",
-                              {{{"+OK\r\n"}, {"-LOADING The server is loading the dataset in memory\r\n"}}},
-                              "The server at [$S] is still loading its data. Try again in a moment."},
-                      PeerRow{
-                          "refusing",
-                          {{{"-ERR SELECT is not allowed\r\n"}}},
-                          "The server at [$S] does not let database 2 be used: ERR SELECT is not allowed. Look at its "
-                          "configuration."},
-                      PeerRow{"closing", {{{"", true}}}, "The server at [$S] closed the connection. Look at its log."},
-                      PeerRow{"another_program",
-                              {{{"HTTP/1.1 400 Bad Request\r\n"}}},
-                              "What listens at [$S] does not speak the protocol of the database. Correct --socket."},
-                      PeerRow{"silent_selection", {SOUND, {}}, SILENT_COMMAND},
-                      PeerRow{"silent_command", {SOUND, {{"+OK\r\n"}}}, SILENT_COMMAND},
-                      PeerRow{"silent_after_a_part", {SOUND, {{"+OK\r\n"}, {"$5\r\nhal"}}}, SILENT_COMMAND},
-                      PeerRow{"silent_at_the_second_attempt", {SOUND, {{"+OK\r\n"}, {"", true}}, {}}, SILENT_COMMAND}),
+    ::testing::Values(
+        PeerRow{"loading",
+                {{{"+OK\r\n"}, {"-LOADING The server is loading the dataset in memory\r\n"}}},
+                "The server at [$S] is still loading its data. Try again in a moment."},
+        PeerRow{"refusing",
+                {{{"-ERR SELECT is not allowed\r\n"}}},
+                "The server at [$S] does not let database 2 be used: ERR SELECT is not allowed. Look at its "
+                "configuration."},
+        PeerRow{"closing", {{{"", true}}}, "The server at [$S] closed the connection. Look at its log."},
+        PeerRow{"another_program",
+                {{{"HTTP/1.1 400 Bad Request\r\n"}}},
+                "What listens at [$S] does not speak the protocol of the database. Correct --socket."},
+        PeerRow{"silent_selection", {SOUND_ANSWERS, {}}, SILENT_COMMAND},
+        PeerRow{"silent_command", {SOUND_ANSWERS, {{"+OK\r\n"}}}, SILENT_COMMAND},
+        PeerRow{"silent_after_a_part", {SOUND_ANSWERS, {{"+OK\r\n"}, {"$5\r\nhal"}}}, SILENT_COMMAND},
+        PeerRow{"silent_at_the_second_attempt", {SOUND_ANSWERS, {{"+OK\r\n"}, {"", true}}, {}}, SILENT_COMMAND}),
     rowName);
 
 struct SilentRow : NamedRow {
@@ -133,7 +134,7 @@ struct SilentRow : NamedRow {
 class DbSilence : public DbLimit, public ::testing::WithParamInterface<SilentRow> {};
 
 TEST_P(DbSilence, endsEveryOperation) {
-    ScriptedRedis peer(answers({SOUND, {{"+OK\r\n"}}}));
+    ScriptedRedis peer(answers({SOUND_ANSWERS, {{"+OK\r\n"}}}));
     const auto start = Clock::now();
     Words words = GetParam().arguments;
     words.insert(words.begin(), "db");

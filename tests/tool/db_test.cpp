@@ -36,7 +36,7 @@ struct GetRow : NamedRow {
 
 class DbGet : public Db, public ::testing::WithParamInterface<GetRow> {
 protected:
-    Words arguments() const {
+    static Words arguments() {
         Words words = {"get", "lora@aa", "field"};
         if (GetParam().type != nullptr)
             words.insert(words.end(), {"--as", GetParam().type});
@@ -281,8 +281,6 @@ TEST_P(DbFailure, isTold) {
     EXPECT_EQ(replaced(result.err, server.socket(), "$S"), "scada-sensors: " + GetParam().message + "\n");
 }
 
-constexpr const char* REFUSED = "The server refused the command for key [text].";
-
 INSTANTIATE_TEST_SUITE_P(
     Tool, DbFailure,
     ::testing::Values(FailureRow{"get_from_no_hash", {"get", "text", "a"}, 1, "Key [text] is not readable as a hash."},
@@ -290,9 +288,18 @@ INSTANTIATE_TEST_SUITE_P(
                                  {"get", "text", "a", "--as", "int32"},
                                  1,
                                  "Key [text] is not readable as a hash."},
-                      FailureRow{"set_in_no_hash", {"set", "text", "a", "1"}, 1, REFUSED},
-                      FailureRow{"push_to_no_list", {"push", "text", "1"}, 1, REFUSED},
-                      FailureRow{"pop_from_no_list", {"pop", "text"}, 1, REFUSED},
+                      FailureRow{"set_in_no_hash",
+                                 {"set", "text", "a", "1"},
+                                 1,
+                                 "The server refused the command for key [text]: its type is string, not hash."},
+                      FailureRow{"push_to_no_list",
+                                 {"push", "text", "1"},
+                                 1,
+                                 "The server refused the command for key [text]: its type is string, not list."},
+                      FailureRow{"pop_from_no_list",
+                                 {"pop", "text"},
+                                 1,
+                                 "The server refused the command for key [text]: its type is string, not list."},
                       FailureRow{"database_that_the_server_lacks",
                                  {"get", "text", "a", "--db", "200"},
                                  3,

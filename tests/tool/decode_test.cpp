@@ -85,32 +85,35 @@ INSTANTIATE_TEST_SUITE_P(
                "undefined not callable (property 'includes' of [object Array]) [codec/needs-newer]\n"
                "    Check the decoder with a runner that knows newer JavaScript, given with --codec-runner.\n",
                ""},
-        RunRow{"what_does_not_fit",
-               {"bb", "--port", "7", "00"},
-               1,
-               "b  null    -  -\n"
-               "f  true    -  -\n"
-               "n  -1      -  -\n"
-               "t  NaN     -  -\n"
-               "w  a\\x0ab  -  -\n"
-               "x  7       -  -\n"
-               "$T/default/lora/demo/odd.json: error: \"n\" is -1, which is no uint32. [codec/value-type]\n"
-               "    Correct the decoder, or the type of the property.\n"
-               "$T/default/lora/demo/odd.json: error: \"t\" is NaN, which is no value. [codec/value-special]\n"
-               "    Let the decoder leave the value out, or make it null.\n"
-               "$T/default/lora/demo/odd.json: note: The definition has no property \"x\". [codec/undeclared]\n"
-               "    Describe the value in \"properties\", or leave it out.\n",
-               ""},
+        RunRow{
+            "what_does_not_fit",
+            {"bb", "--port", "7", "00"},
+            1,
+            "b  null    -  -\n"
+            "f  true    -  -\n"
+            "n  -1      -  -\n"
+            "t  NaN     -  -\n"
+            "w  a\\x0ab  -  -\n"
+            "x  7       -  -\n"
+            "$T/default/lora/demo/odd.json: error: \"n\" is -1, which is not of the type uint32. [codec/value-type]\n"
+            "    Correct the decoder, or the type of the property.\n"
+            "$T/default/lora/demo/odd.json: error: \"t\" is NaN, which is not a value. [codec/value-special]\n"
+            "    Let the decoder leave the value out, or make it null.\n"
+            "$T/default/lora/demo/odd.json: note: The definition has no property \"x\". [codec/undeclared]\n"
+            "    Describe the value in \"properties\", or leave it out.\n",
+            ""},
         RunRow{"unknown_sensor",
                {"zz", "--port", "1", "00"},
                4,
                "",
-               "scada-sensors: No managed sensor has the identifier [zz].\n"},
+               "scada-sensors: No managed sensor has the identifier [zz].\n"
+               "scada-sensors: \"scada-sensors sensors\" shows the managed sensors\n"},
         RunRow{"missing_definition",
                {"dd", "--port", "1", "00"},
                4,
                "",
-               "scada-sensors: Sensor definition [lora/demo/missing] not found.\n"},
+               "scada-sensors: Sensor definition [lora/demo/missing] not found.\n"
+               "scada-sensors: \"scada-sensors list\" shows the definitions\n"},
         RunRow{"without_decoder",
                {"cc", "--port", "1", "00"},
                1,
@@ -137,7 +140,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(Decode, answersPrograms) {
     const Json::Value answer = parsed(decode({"bb", "--port", "7", "00", "--json"}).out);
     EXPECT_EQ(answer["code"].asString(), "failed");
-    EXPECT_EQ(answer["error"].asString(), "\"n\" is -1, which is no uint32.");
+    EXPECT_EQ(answer["error"].asString(), "\"n\" is -1, which is not of the type uint32.");
     const Json::Value& result = answer["result"];
     EXPECT_EQ(result["sensor"].asString(), "lora@bb");
     EXPECT_EQ(result["values"][3], parsed(R"({"property": "t", "value": null, "unit": null, "special": "NaN"})"));
@@ -229,7 +232,8 @@ TEST_F(DecodeToStore, tellsThatAKeyIsNoHash) {
     server.run({"SET", "lora@aa", "text"});
     const ToolRun result = store("aa", "d732");
     EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.err, "scada-sensors: The server refused the command for key [lora@aa].\n");
+    EXPECT_EQ(result.err,
+              "scada-sensors: The server refused the command for key [lora@aa]: its type is string, not hash.\n");
 }
 
 TEST_F(DecodeToStore, tellsThatThereIsNoServer) {

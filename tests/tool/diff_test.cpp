@@ -16,7 +16,6 @@ using namespace Kelvra::SCADA::Test;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-constexpr const char* NAME = "lora/demo/th1";
 constexpr const char* HIDES = "lora/demo/th1: hides the default definition\n";
 constexpr const char* DIFFERENT = "differences in 1 of 1 definition\n";
 
@@ -193,10 +192,12 @@ TEST_F(Diff, nameThatHidesNothing) {
     ToolRun result = run({"diff", "lora/a/a"});
     EXPECT_EQ(result.status, 4);
     EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err, "scada-sensors: only the default storage has the definition [lora/a/a]\n");
+    EXPECT_EQ(result.err, "scada-sensors: only the default storage has the definition [lora/a/a]\n"
+                          "scada-sensors: \"scada-sensors list\" shows the definitions\n");
     result = run({"diff", "lora/a/b"});
     EXPECT_EQ(result.status, 4);
-    EXPECT_EQ(result.err, "scada-sensors: only the custom storage has the definition [lora/a/b]\n");
+    EXPECT_EQ(result.err, "scada-sensors: only the custom storage has the definition [lora/a/b]\n"
+                          "scada-sensors: \"scada-sensors list\" shows the definitions\n");
     result = run({"diff", "lora/a/c"});
     EXPECT_EQ(result.status, 4);
     EXPECT_EQ(result.err, "scada-sensors: there is neither a definition nor a source [lora/a/c]\n");

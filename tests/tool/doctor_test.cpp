@@ -9,6 +9,8 @@
 #include "json_text.h"
 #include "row_name.h"
 
+#include <scada/Conf.h>
+
 #include <gmock/gmock.h>
 
 #include <fcntl.h>
@@ -29,7 +31,6 @@ using namespace Kelvra::SCADA::Test;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-constexpr const char* KEY = "lora@aa";
 constexpr const char* EXAMPLE = R"([{"description": "normal", "input": {"fPort": 1, "bytes": "d7 32"},
     "output": {"data": {"t": 21.5, "b": 50}}}])";
 
@@ -45,9 +46,18 @@ protected:
     }
 
     // Below each line is the command that leads on.
+    // Each command of the tool repeats the given options, which are taken off here.
     ToolRun doctor(std::vector<std::string> words, const std::string& socket) const {
         words.insert(words.begin(), {"doctor", "--socket", socket});
-        const ToolRun result = runWith(words);
+        ToolRun result = runWith(words);
+        const std::string options = optionsWith(socket);
+        std::istringstream told(result.out);
+        for (std::string line; std::getline(told, line);) {
+            if (line.rfind("    scada-sensors ", 0) == 0) {
+                EXPECT_THAT(line, ::testing::EndsWith(options));
+            }
+        }
+        result.out = replaced(result.out, options, "");
         std::istringstream lines(result.out);
         std::string command;
         for (std::string line; std::getline(lines, line);) {
@@ -56,6 +66,14 @@ protected:
             EXPECT_THAT(command, ::testing::ContainsRegex("^    [a-z]")) << line;
         }
         return result;
+    }
+
+    std::string optionsWith(const std::string& socket) const {
+        const bool isPlain = socket.find(' ') == std::string::npos;
+        const std::string word = isPlain ? socket : "'" + replaced(socket, "'", "'\\''") + "'";
+        return " --default-dir $T/default --custom-dir $T/custom --staging-dir $T/staging --map $T/list.json "
+               "--socket " +
+               replaced(word, temp.path(), "$T") + " --codec-runner " + replaced(duktape, temp.path(), "$T");
     }
 
 public:
@@ -151,8 +169,8 @@ INSTANTIATE_TEST_SUITE_P(
               [](Doctor& device) {
                   device.server.run({"CONFIG", "SET", "requirepass", "secret"});
               },
-              "fault database: The server at [$S] wants a password, and the library has none. Let it serve its socket "
-              "without.\n    sudo grep -n requirepass /etc/redis/redis.conf\n"},
+              "fault database: The server at [$S] wants a password, and the library has none. Remove requirepass "
+              "from its configuration.\n    sudo grep -n requirepass /etc/redis/redis.conf\n"},
         Cause{"memory_of_the_server_is_full",
               [](Doctor& device) {
                   device.server.run({"CONFIG", "SET", "maxmemory", "1"});
@@ -170,13 +188,13 @@ INSTANTIATE_TEST_SUITE_P(
                   device.server.run({"DEL", KEY});
                   device.server.run({"SET", KEY, "1"});
               },
-              "fault key: [lora@aa] is no hash, so that no host can write to it\n"
+              "fault key: [lora@aa] is not a hash, so that no host can write to it\n"
               "    redis-cli -s $S -n 2 type lora@aa\n"},
         Cause{"value_is_no_number",
               [](Doctor& device) {
                   device.server.run({"HSET", KEY, "t", "warm"});
               },
-              "fault values: \"t\" is \"warm\", which is no float.\n    scada-sensors read lora aa\n"},
+              "fault values: \"t\" is \"warm\", which is not of the type float.\n    scada-sensors read lora aa\n"},
         Cause{"value_is_out_of_range",
               [](Doctor& device) {
                   device.server.run({"HSET", KEY, "b", "101"});
@@ -187,26 +205,29 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(Doctor, findsNothingOnAGoodDevice) {
     const ToolRun result = doctor({"lora", "AA"});
     EXPECT_EQ(result.status, 0) << result.out;
-    EXPECT_EQ(replaced(result.out, server.socket(), "SOCKET"), "ok sensor: lora@aa in [$T/list.json]\n"
-                                                               "    scada-sensors resolve lora aa\n"
-                                                               "ok definition: [lora/demo/th1] in "
-                                                               "[$T/default/lora/demo/th1.json]\n"
-                                                               "    scada-sensors show lora/demo/th1\n"
-                                                               "ok decoder: it loads, and its examples pass\n"
-                                                               "    scada-sensors show lora/demo/th1\n"
-                                                               "ok database: number 2 at [SOCKET] answers\n"
-                                                               "    scada-sensors db get lora@aa\n"
-                                                               "ok notifications: changes of keys are told (AK)\n"
-                                                               "    scada-sensors watch --timeout 10\n"
-                                                               "ok age: last written 0 seconds ago; the values expire "
-                                                               "in 129600 of 129600 seconds\n"
-                                                               "    scada-sensors read lora aa --watch\n"
-                                                               "ok values: 2 values, as the definition says\n"
-                                                               "    scada-sensors read lora aa\n");
+    EXPECT_EQ(replaced(result.out, server.socket(), "SOCKET"),
+              "ok sensor: lora@aa in [$T/list.json]\n"
+              "    scada-sensors resolve lora aa\n"
+              "ok definition: [lora/demo/th1] in "
+              "[$T/default/lora/demo/th1.json]\n"
+              "    scada-sensors show lora/demo/th1\n"
+              "ok decoder: it loads, and its examples pass\n"
+              "    scada-sensors show lora/demo/th1\n"
+              "ok database: number 2 of the server at [SOCKET] "
+              "answers\n"
+              "    scada-sensors db get lora@aa\n"
+              "ok notifications: the server announces changes of keys (AK)\n"
+              "    scada-sensors watch --timeout 10\n"
+              "ok age: last written 0 seconds ago; the values expire "
+              "in 129600 seconds (configured: 129600)\n"
+              "    scada-sensors read lora aa --watch\n"
+              "ok values: 2 values, as the definition says\n"
+              "    scada-sensors read lora aa\n");
     const ToolRun unknown = doctor({"dd"});
     EXPECT_EQ(unknown.status, 4);
     EXPECT_EQ(unknown.out, "fault sensor: No managed sensor has the identifier [dd].\n    scada-sensors sensors\n");
     EXPECT_EQ(doctor({"lora", "aa", "t"}).status, 2);
+    EXPECT_EQ(doctor({"a", "b", "c", "d"}).status, 2);
 }
 
 TEST_F(Doctor, notesWhatKeepsNothingFromShowing) {
@@ -219,7 +240,7 @@ TEST_F(Doctor, notesWhatKeepsNothingFromShowing) {
     EXPECT_EQ(result.status, 0) << result.out;
     EXPECT_THAT(result.out, HasSubstr("note definition: [lora/demo/th1] is the custom one and hides the default one\n"
                                       "    scada-sensors diff lora/demo/th1\n"));
-    EXPECT_THAT(result.out, HasSubstr("note notifications: changes of keys are not told; "));
+    EXPECT_THAT(result.out, HasSubstr("note notifications: the server does not announce changes of keys; "));
     EXPECT_THAT(result.out, HasSubstr("note age: not known: the key does not expire, so that old values stay\n"));
     EXPECT_THAT(result.out, HasSubstr("note values: 1 value missing\n"));
     EXPECT_THAT(result.out, HasSubstr("note values: 1 field that the definition does not have\n"));
@@ -249,6 +270,41 @@ TEST_F(Doctor, namesTheFaultsOfTheDevice) {
                 HasSubstr("fault managed sensors: 1 of 2 list elements are faulty\n    scada-sensors check\n"));
     EXPECT_THAT(result.out, HasSubstr("fault operations: one was interrupted, and the storage is neither old nor new\n"
                                       "    scada-sensors recover\n"));
+}
+
+// The definition of the sensor may be of either state.
+TEST_F(Doctor, namesAnInterruptedOperationForASensorToo) {
+    makeDir(temp / "custom.generations");
+    writeFile(temp / "custom.generations/interrupted", "");
+    const ToolRun result = doctor({"aa"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.out, HasSubstr("fault operations: one was interrupted, and the storage is neither old nor new\n"
+                                      "    scada-sensors recover\n"));
+}
+
+// The check says the same.
+TEST_F(Doctor, notesMissingDirectories) {
+    for (const char* dir : {"custom", "staging"})
+        std::filesystem::remove(temp / dir);
+    std::filesystem::rename(temp / "default", temp / "custom");
+    const ToolRun result = doctor({});
+    EXPECT_EQ(result.status, 0) << result.out;
+    for (const char* subject : {"default storage: [$T/default]", "staging directory: [$T/staging]"})
+        EXPECT_THAT(result.out, HasSubstr(std::string("note ") + subject +
+                                          " cannot be used: No such file or directory\n    mkdir -p $T/"));
+    const std::string usual = Kelvra::SCADA::Conf().getDfnStagingDir();
+    EXPECT_THAT(run({"doctor", "--staging-dir", usual}).out,
+                HasSubstr(std::filesystem::exists(usual) ? "    ls -ld " + usual
+                                                         : "    sudo systemd-tmpfiles --create scada-sensors.conf\n"));
+}
+
+TEST_F(Doctor, notesADirectoryThatEverybodyMayWrite) {
+    makeDir(temp / "staging");
+    ASSERT_EQ(chmod((temp / "staging").c_str(), 0777), 0);
+    EXPECT_THAT(doctor({}).out, ::testing::ContainsRegex(
+                                    "note staging directory: \\[\\$T/staging\\] belongs to [^,]+, mode 777, [0-9]+ MiB "
+                                    "free; everybody can write in it, so that nothing is installed\n"
+                                    "    sudo chmod o-w \\$T/staging\n"));
 }
 
 TEST_F(Doctor, namesASensorWithoutADefinition) {

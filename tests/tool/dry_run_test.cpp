@@ -31,7 +31,7 @@ protected:
     ToolRun dryRun(std::vector<std::string> options = {}) const {
         options.insert(options.begin(), {"install", temp / "source", "--dry-run"});
         const auto before = snapshot(temp.path());
-        const ToolRun result = run(options);
+        ToolRun result = run(options);
         EXPECT_EQ(snapshot(temp.path()), before);
         return result;
     }
@@ -168,7 +168,8 @@ INSTANTIATE_TEST_SUITE_P(
                                  "File copying error while importing [$N] definition."}),
     rowName);
 
-constexpr const char* REFUSED = "lora/demo/th1: refused (new)\n    used by sensor lora@aa\n1 definition: 1 refused\n";
+constexpr const char* ONE_REFUSED =
+    "lora/demo/th1: refused (new)\n    used by sensor lora@aa\n1 definition: 1 refused\n";
 constexpr const char* REPLACING_REFUSED =
     "lora/demo/th1: refused (replaces the custom definition)\n    used by sensor lora@aa\n1 definition: 1 refused\n";
 constexpr const char* NEW = "lora/demo/th1: new\n    used by sensor lora@aa\n1 definition: 1 new\n";
@@ -177,7 +178,7 @@ struct BlockedRow : NamedRow {
     std::function<void(const std::string& dir)> block; ///< in the temporary directory
     std::vector<std::string> findings;                 ///< "$T" stands for that directory
     bool closesFile = false;                           ///< so that no snapshot can read it
-    const char* summary = REFUSED;
+    const char* summary = ONE_REFUSED;
 };
 
 class Blocked : public DryRun, public ::testing::WithParamInterface<BlockedRow> {};
@@ -293,7 +294,6 @@ TEST_F(DryRun, overwritesADecoderThatMayNotBeWritten) {
 
 TEST_F(DryRun, saysThatThereIsNoRoom) {
     addDefinition(source, "lora/demo/th1");
-    constexpr std::uintmax_t FOUR_TERABYTES = std::uintmax_t{1} << 42U;
     std::filesystem::resize_file(temp / "source/lora/demo/th1.js", FOUR_TERABYTES);
     // Takes no snapshot, which would read the file.
     const ToolRun result = run(

@@ -11,8 +11,6 @@ using namespace Kelvra::SCADA::Test;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-constexpr const char* NAME = "lora/demo/th1";
-
 /// A definition that replaces or hides another, with the real runner.
 class Effect : public ToolTest {
 protected:

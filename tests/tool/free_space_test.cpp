@@ -18,7 +18,6 @@ namespace {
 using namespace Kelvra::SCADA::Test;
 
 constexpr std::uintmax_t BLOCK = 4096;
-constexpr std::uintmax_t FOUR_TERABYTES = std::uintmax_t{1} << 42U;
 
 std::uintmax_t inBlocks(std::uintmax_t size) {
     return (size / BLOCK + 1) * BLOCK;
@@ -117,7 +116,6 @@ TEST_P(FreeSpaceForCustom, isCountedWithTheDirectoriesThatItLacks) {
         makeDir(temp / "custom" + ("/" + std::string(directory)));
     addDefinition(source, "lora/demo/th2");
     addDefinition(source, "lora/other/x");
-    constexpr std::uintmax_t MEGABYTE = std::uintmax_t{1} << 20U;
     growDecoder(MEGABYTE);
     expectShortage("custom", 5 * BLOCK + inBlocks(MEGABYTE) + GetParam().missing * BLOCK);
 }

@@ -14,6 +14,8 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <gmock/gmock.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>

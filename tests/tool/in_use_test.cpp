@@ -73,7 +73,8 @@ TEST_F(InUse, removalIsRefusedOnDemand) {
         EXPECT_EQ(result.status, 5);
         EXPECT_EQ(result.out, "sensor lora@aa loses its definition lora/demo/th1\n"
                               "sensor lora@bb loses its definition lora/demo/th1\n");
-        EXPECT_EQ(result.err, "scada-sensors: 2 sensors would lose something; nothing has been changed\n");
+        EXPECT_EQ(result.err,
+                  "scada-sensors: 2 sensors would lose a definition or a property; nothing has been changed\n");
         EXPECT_EQ(snapshot(temp / "custom"), before);
     }
 }
@@ -108,7 +109,8 @@ TEST_F(InUse, installationIsRefusedOnDemand) {
          {std::vector<std::string>{"--if-unused"}, std::vector<std::string>{"--if-unused", "--dry-run"}}) {
         const ToolRun result = install(more);
         EXPECT_EQ(result.status, 5);
-        EXPECT_EQ(result.err, "scada-sensors: 2 sensors would lose something; nothing has been changed\n");
+        EXPECT_EQ(result.err,
+                  "scada-sensors: 2 sensors would lose a definition or a property; nothing has been changed\n");
         EXPECT_EQ(snapshot(temp / "custom"), before);
     }
 }
@@ -136,7 +138,8 @@ TEST_F(InUse, sensorsOfOneDefinition) {
     EXPECT_THAT(run({"sensors", "--definition", "lora/demo/missing"}).out, HasSubstr("lora@cc  lora/demo/missing  "));
     const ToolRun unknown = run({"sensors", "--definition", "lora/demo/th"});
     EXPECT_EQ(unknown.status, 4);
-    EXPECT_EQ(unknown.err, "scada-sensors: Sensor definition [lora/demo/th] not found.\n");
+    EXPECT_EQ(unknown.err, "scada-sensors: Sensor definition [lora/demo/th] not found.\n"
+                           "scada-sensors: \"scada-sensors list\" shows the definitions\n");
 }
 
 TEST_F(InUse, unusedDefinitions) {

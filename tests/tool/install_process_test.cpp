@@ -129,7 +129,7 @@ TEST_F(SlowCopies, anInstallationKilledHalfWayHasChangedNothing) {
     EXPECT_EQ(snapshot(temp / "custom.generations/previous"), before);
 }
 
-constexpr const char* NO_DECODER =
+constexpr const char* COPY_FAILED =
     "scada-sensors: File copying error while importing decoder for the [lora/demo/b] definition.\n";
 
 TEST_F(SlowCopies, anInstallationThatFailedHalfWayChangedNothing) {
@@ -138,7 +138,7 @@ TEST_F(SlowCopies, anInstallationThatFailedHalfWayChangedNothing) {
     const ToolRun result = run({"install", temp / "source"});
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.out, "not installed lora/demo/a\nnot installed lora/demo/b\nnot installed lora/demo/c\n");
-    EXPECT_EQ(result.err, NO_DECODER + std::string("    nothing has been changed\n"));
+    EXPECT_EQ(result.err, COPY_FAILED + std::string("    nothing has been changed\n"));
     EXPECT_EQ(snapshot(temp / "custom"), before);
     failCopiesTo("none");
     EXPECT_EQ(run({"install", temp / "source"}).out,
@@ -151,7 +151,7 @@ TEST_F(SlowCopies, anInstallationThatFailedAtItsStagingChangedNothing) {
     const ToolRun result = run({"install", temp / "source"});
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.out, "not installed lora/demo/a\nnot installed lora/demo/b\nnot installed lora/demo/c\n");
-    EXPECT_EQ(result.err, NO_DECODER + std::string("    nothing has been changed\n"));
+    EXPECT_EQ(result.err, COPY_FAILED + std::string("    nothing has been changed\n"));
     EXPECT_EQ(snapshot(temp / "custom"), before);
     EXPECT_EQ(run({"install", temp / "source", "--json"}).out, R"({
   "code" : "failed",
@@ -252,7 +252,7 @@ protected:
         return "scada-sensors: interrupted by SIG" + std::string(sigabbrev_np(GetParam().signal)) +
                "; nothing has been changed\n";
     }
-    void signalTo(const ToolProcess& process) const {
+    static void signalTo(const ToolProcess& process) {
         if (GetParam().typed)
             process.type("\x03");
         else
@@ -261,7 +261,7 @@ protected:
         for (int left = 10; left > 0; --left)
             pauseBriefly();
     }
-    std::string note() const {
+    static std::string note() {
         return "scada-sensors: SIG" + std::string(sigabbrev_np(GetParam().signal)) +
                " came while files were being changed; the work has been finished\n";
     }

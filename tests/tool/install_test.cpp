@@ -194,7 +194,6 @@ TEST_F(Install, refusesWhatTheLibraryWouldThrowAbout) {
 
 TEST_F(Install, refusesMoreThanThereIsRoomFor) {
     addDefinition(source, "lora/demo/th1");
-    constexpr std::uintmax_t FOUR_TERABYTES = std::uintmax_t{1} << 42U;
     std::filesystem::resize_file(temp / "source/lora/demo/th1.js", FOUR_TERABYTES);
     const ToolRun result = install({"--max-decoder", "8796093022208", "--max-source", "8796093022208"});
     EXPECT_EQ(result.status, 5);

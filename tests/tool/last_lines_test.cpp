@@ -81,7 +81,8 @@ INSTANTIATE_TEST_SUITE_P(
                {"show", "lora/demo/none"},
                4,
                "",
-               "scada-sensors: Sensor definition [lora/demo/none] not found.\n"},
+               "scada-sensors: Sensor definition [lora/demo/none] not found.\n"
+               "scada-sensors: \"scada-sensors list\" shows the definitions\n"},
         RunRow{"broken_definition_of_a_sensor",
                {"resolve", "gg", "temperature"},
                1,
@@ -146,7 +147,8 @@ INSTANTIATE_TEST_SUITE_P(
                4,
                "",
                "scada-sensors: 3 of 7 list elements are faulty: scada-sensors check\n"
-               "scada-sensors: No managed sensor has the identifier [none].\n"},
+               "scada-sensors: No managed sensor has the identifier [none].\n"
+               "scada-sensors: \"scada-sensors sensors\" shows the managed sensors\n"},
         RunRow{"unknown_sensor",
                {"resolve", "wire", "aa", "-q"},
                4,
@@ -218,12 +220,12 @@ TEST_F(Sound, sensorsAreShownBesideFaultyElements) {
 
 // --- sources at another level
 
-struct LevelRow : NamedRow {
+struct SourceLevelRow : NamedRow {
     const char* source;
     const char* text;
 };
 
-class SourceLevel : public ToolTest, public ::testing::WithParamInterface<LevelRow> {
+class SourceLevel : public ToolTest, public ::testing::WithParamInterface<SourceLevelRow> {
 protected:
     SourceLevel() {
         StorageBuilder pack(temp / "packs/one");
@@ -267,18 +269,19 @@ TEST_P(SourceLevel, isNamedRight) {
 
 INSTANTIATE_TEST_SUITE_P(
     Tool, SourceLevel,
-    ::testing::Values(LevelRow{"parent", "$T/packs", LEVEL_TEXT "[$T/packs/one] instead."},
-                      LevelRow{"family", "$T/packs/one/lora", LEVEL_TEXT "[$T/packs/one] instead."},
-                      LevelRow{"family_with_a_slash", "$T/packs/one/lora/", LEVEL_TEXT "[$T/packs/one] instead."},
-                      LevelRow{"maker", "$T/packs/one/lora/demo", LEVEL_TEXT "[$T/packs/one] instead."},
-                      LevelRow{"parent_of_two", "$T/both", LEVEL_TEXT "[$T/both/left] or [$T/both/right] instead."},
-                      LevelRow{"no_family", "$T/strange",
-                               "There is no definition at lora/MAKER/MODEL.json, but "
-                               "[$T/strange/family/demo/deeper/th1.json] looks like one."},
-                      LevelRow{"broken", "$T/broken", LEVEL_TEXT "[$T/broken/pack] instead."},
-                      LevelRow{"another_suffix", "$T/suffix",
-                               "There is no definition at lora/MAKER/MODEL.json, but [$T/suffix/lora/demo/th1.JSON] "
-                               "looks like one."}),
+    ::testing::Values(
+        SourceLevelRow{"parent", "$T/packs", LEVEL_TEXT "[$T/packs/one] instead."},
+        SourceLevelRow{"family", "$T/packs/one/lora", LEVEL_TEXT "[$T/packs/one] instead."},
+        SourceLevelRow{"family_with_a_slash", "$T/packs/one/lora/", LEVEL_TEXT "[$T/packs/one] instead."},
+        SourceLevelRow{"maker", "$T/packs/one/lora/demo", LEVEL_TEXT "[$T/packs/one] instead."},
+        SourceLevelRow{"parent_of_two", "$T/both", LEVEL_TEXT "[$T/both/left] or [$T/both/right] instead."},
+        SourceLevelRow{"no_family", "$T/strange",
+                       "There is no definition at lora/MAKER/MODEL.json, but "
+                       "[$T/strange/family/demo/deeper/th1.json] looks like one."},
+        SourceLevelRow{"broken", "$T/broken", LEVEL_TEXT "[$T/broken/pack] instead."},
+        SourceLevelRow{"another_suffix", "$T/suffix",
+                       "There is no definition at lora/MAKER/MODEL.json, but [$T/suffix/lora/demo/th1.JSON] "
+                       "looks like one."}),
     rowName);
 
 // --- definitions that are already installed
@@ -289,7 +292,7 @@ protected:
     void SetUp() override {
         ASSERT_EQ(run({"install", temp / "source"}).status, 0);
         for (const std::string& path : treeOf(temp / "custom"))
-            fs::last_write_time(temp / ("custom/" + path), LONG_AGO);
+            fs::last_write_time(temp / ("custom/" + path), longAgo);
     }
 
     std::map<std::string, fs::file_time_type> times() const {
@@ -300,7 +303,7 @@ protected:
     }
 
     // Any time other than that of the test.
-    const fs::file_time_type LONG_AGO = fs::last_write_time(temp.path()) - std::chrono::hours(1000);
+    const fs::file_time_type longAgo = fs::last_write_time(temp.path()) - std::chrono::hours(1000);
     StorageBuilder source;
 };
 

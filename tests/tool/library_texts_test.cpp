@@ -29,9 +29,6 @@ using namespace Kelvra::SCADA::Test;
 using Tool::filled;
 namespace LibraryText = Tool::LibraryText;
 
-constexpr const char* NAME = "lora/demo/th1";
-constexpr const char* GOOD = R"({"properties": {}})";
-
 // Each of these provokes one text in a temporary directory and returns it.
 
 std::string textOfStorage(const std::string& dir) {
@@ -162,13 +159,13 @@ std::string noSensor(const std::string& /*dir*/) {
 }
 
 /// Named as the tool's constant, in lower case.
-struct TextRow : NamedRow {
+struct LibraryTextRow : NamedRow {
     std::string (*provoke)(const std::string& dir);
     std::string text; ///< the whole text; "$T" stands for the directory
 };
 
-const std::vector<TextRow>& texts() {
-    static const std::vector<TextRow> ROWS = {
+const std::vector<LibraryTextRow>& texts() {
+    static const std::vector<LibraryTextRow> rows = {
         {"definition_not_found", noDefinition, filled(LibraryText::DEFINITION_NOT_FOUND, {NAME})},
         {"no_section", noSection, filled(LibraryText::NO_SECTION, {NAME, "properties"})},
         {"no_decoder_file", noDecoderFile, filled(LibraryText::NO_DECODER_FILE, {NAME})},
@@ -193,10 +190,10 @@ const std::vector<TextRow>& texts() {
          "[MAP] Incorrect entry in the  [$T/list.json]: " + filled(LibraryText::DUPLICATE_KEY, {"aa", "lora"})},
         {"sensor_not_managed", noSensor, filled(LibraryText::SENSOR_NOT_MANAGED, {"lora", "aa"})},
     };
-    return ROWS;
+    return rows;
 }
 
-class LibraryTexts : public SupportTest, public ::testing::WithParamInterface<TextRow> {
+class LibraryTexts : public SupportTest, public ::testing::WithParamInterface<LibraryTextRow> {
 protected:
     void SetUp() override {
         SupportTest::SetUp();
@@ -223,7 +220,7 @@ std::string inLowerCase(std::string text) {
 
 TEST(LibraryTextTable, hasEveryTextOfTheTool) {
     std::set<std::string> rows;
-    for (const TextRow& row : texts())
+    for (const LibraryTextRow& row : texts())
         rows.insert(row.name);
     std::set<std::string> constants;
     for (const std::string& name : namesInSource("text/library_texts.h", R"(constexpr const char\* (\w+) =)"))

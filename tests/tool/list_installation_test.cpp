@@ -187,12 +187,12 @@ TEST_F(ListInstallation, isRefusedWhereTheAccountMayNotWrite) {
     EXPECT_EQ(besideTheList(), std::set<std::string>{});
 }
 
-struct ListRow : NamedRow {
+struct IrreplaceableRow : NamedRow {
     std::string list;
     std::string reason;
 };
 
-class IrreplaceableList : public ListInstallation, public ::testing::WithParamInterface<ListRow> {};
+class IrreplaceableList : public ListInstallation, public ::testing::WithParamInterface<IrreplaceableRow> {};
 
 TEST_P(IrreplaceableList, refusesTheInstallation) {
     makeFifo(temp / "fifo");
@@ -213,13 +213,13 @@ TEST_P(IrreplaceableList, refusesTheInstallation) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Tool, IrreplaceableList,
-                         ::testing::Values(ListRow{"without_a_path", "", "its path is empty"},
-                                           ListRow{"fifo", "$T/fifo", "it is not a regular file"},
-                                           ListRow{"directory", "$T/device", "it is not a regular file"},
-                                           ListRow{"without_a_directory", "$T/none/list",
-                                                   "[$T/none] cannot be written: No such file or directory"},
-                                           ListRow{"in_the_generations", "$T/custom.generations/list",
-                                                   "it is in the custom storage"}),
+                         ::testing::Values(IrreplaceableRow{"without_a_path", "", "its path is empty"},
+                                           IrreplaceableRow{"fifo", "$T/fifo", "it is not a regular file"},
+                                           IrreplaceableRow{"directory", "$T/device", "it is not a regular file"},
+                                           IrreplaceableRow{"without_a_directory", "$T/none/list",
+                                                            "[$T/none] cannot be written: No such file or directory"},
+                                           IrreplaceableRow{"in_the_generations", "$T/custom.generations/list",
+                                                            "it is in the custom storage"}),
                          rowName);
 
 } // namespace

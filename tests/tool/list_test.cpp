@@ -48,10 +48,10 @@ constexpr const char* BOTH =
     "Invalid syntax of the sensor definition [lora/demo/empty]: no [properties] section defined.\n"
     "lora/demo/th1  custom  default  $T/custom/lora/demo/th1.js  ok\n"
     "lora/demo/z  default  -  $T/default/lora/demo/z.js  ok\n";
-constexpr const char* DEFAULT = "NAME  STORAGE  HIDES  DECODER  STATE\n"
-                                "lora/demo/th1  default  -  $T/default/lora/demo/th1.js  ok\n"
-                                "lora/demo/z  default  -  $T/default/lora/demo/z.js  ok\n";
-constexpr const char* CUSTOM =
+constexpr const char* ONLY_DEFAULT = "NAME  STORAGE  HIDES  DECODER  STATE\n"
+                                     "lora/demo/th1  default  -  $T/default/lora/demo/th1.js  ok\n"
+                                     "lora/demo/z  default  -  $T/default/lora/demo/z.js  ok\n";
+constexpr const char* ONLY_CUSTOM =
     "NAME  STORAGE  HIDES  DECODER  STATE\n"
     "lora/demo/bare  custom  -  -  ok\n"
     "lora/demo/cut  custom  -  -  Invalid syntax of the sensor definition [lora/demo/cut].\n"
@@ -62,9 +62,9 @@ constexpr const char* CUSTOM =
 INSTANTIATE_TEST_SUITE_P(Tool, List,
                          ::testing::Values(ListRow{"both_by_default", {}, BOTH},
                                            ListRow{"both", {"--storage", "both"}, BOTH},
-                                           ListRow{"default_only", {"--storage", "default"}, DEFAULT},
-                                           ListRow{"custom_only", {"--storage", "custom"}, CUSTOM},
-                                           ListRow{"custom_not_configured", {"--custom-dir", ""}, DEFAULT},
+                                           ListRow{"default_only", {"--storage", "default"}, ONLY_DEFAULT},
+                                           ListRow{"custom_only", {"--storage", "custom"}, ONLY_CUSTOM},
+                                           ListRow{"custom_not_configured", {"--custom-dir", ""}, ONLY_DEFAULT},
                                            ListRow{"nothing_there",
                                                    {"--custom-dir", "/nosuch", "--default-dir", "/nosuch"},
                                                    "NAME  STORAGE  HIDES  DECODER  STATE\n"}),

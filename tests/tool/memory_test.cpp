@@ -25,8 +25,6 @@ namespace {
 
 using namespace Kelvra::SCADA::Test;
 
-constexpr std::size_t MEGABYTE = std::size_t{1024} * 1024;
-
 #if defined(SCADA_EMULATOR)
 // The memory of the emulator itself.
 constexpr long MOST_KILOBYTES = 2 * 64 * 1024;
@@ -58,8 +56,8 @@ std::function<void(const std::string&)> definitions(const std::string& front, co
     };
 }
 
-const std::string FRONT = R"({"decoder": "th1.js", "properties": {"p": {"x": [1)";
-const std::string BACK = "]}}}";
+const std::string OPENING = R"({"decoder": "th1.js", "properties": {"p": {"x": [1)";
+const std::string CLOSING = "]}}}";
 
 /// Runs of the tool whose memory is measured.
 class HostileDecoder : public ToolTest {
@@ -111,9 +109,9 @@ TEST_P(HostileSource, takesLittleMemory) {
 INSTANTIATE_TEST_SUITE_P(
     Tool, HostileSource,
     ::testing::Values(
-        HostileRow{"values", definitions(FRONT, ",1", BACK), "source/too-large"},
-        HostileRow{"values_up_to_the_limit", definitions(FRONT, ",1", BACK, 99000, 20), ""},
-        HostileRow{"objects_up_to_the_limit", definitions(FRONT, ",{\"a\":{}}", BACK, 110000, 20), ""},
+        HostileRow{"values", definitions(OPENING, ",1", CLOSING), "source/too-large"},
+        HostileRow{"values_up_to_the_limit", definitions(OPENING, ",1", CLOSING, 99000, 20), ""},
+        HostileRow{"objects_up_to_the_limit", definitions(OPENING, ",{\"a\":{}}", CLOSING, 110000, 20), ""},
         HostileRow{"values_behind_a_comment", definitions("{ // \"\n\"a\": [1", ",1", "]}"), "source/too-large"},
         HostileRow{"members", definitions("{", "\"a\":1,", "\"b\":1}"), "source/too-large"},
         HostileRow{"long_name", definitions("{\"properties\": {\"", "x", "\": 1}}"), "source/too-many-findings"},

@@ -25,13 +25,13 @@ using Kelvra::SCADA::SensorMapEntry;
 using Kelvra::SCADA::Tool::PlainElement;
 using Kelvra::SCADA::Tool::readPlainList;
 
-struct TextRow {
+struct PlainTextRow {
     const char* name;
     std::string text;
     bool isPlain;
 };
 
-void PrintTo(const TextRow& row, std::ostream* out) {
+void PrintTo(const PlainTextRow& row, std::ostream* out) {
     *out << row.text;
 }
 
@@ -58,7 +58,7 @@ void PrintTo(const TextRow& row, std::ostream* out) {
     return ::testing::AssertionSuccess();
 }
 
-class PlainList : public ::testing::TestWithParam<TextRow> {};
+class PlainList : public ::testing::TestWithParam<PlainTextRow> {};
 
 TEST_P(PlainList, isRecognised) {
     EXPECT_EQ(readPlainList(GetParam().text).has_value(), GetParam().isPlain);
@@ -71,24 +71,25 @@ std::string element(const std::string& members) {
 
 INSTANTIATE_TEST_SUITE_P(
     Tool, PlainList,
-    ::testing::Values(TextRow{"empty", "[]", true}, TextRow{"blanks", " [\r\n\t] \n", true},
-                      TextRow{"one", element(R"("id": "A1")"), true},
-                      TextRow{"another_member", element(R"("status": "active", "id": "A1")"), true},
-                      TextRow{"last_of_two", element(R"("id": "A1@", "id": "A2")"), true},
-                      TextRow{"letters", element("\"id\": \"\xc3\x89\x7f\""), true},
-                      TextRow{"escape_elsewhere", element(R"("note": "\"", "id": "A1")"), false},
-                      TextRow{"escape", element(R"("id": "A\u0031")"), false},
-                      TextRow{"line_break", element("\"id\": \"A\n1\""), false},
-                      TextRow{"empty_identifier", element(R"("id": "")"), false},
-                      TextRow{"blank_before", element(R"("id": " A1")"), false},
-                      TextRow{"blank_behind", element(R"("id": "A1 ")"), false},
-                      TextRow{"separator", element(R"("id": "A@1")"), false},
-                      TextRow{"number", element(R"("id": 1)"), false},
-                      TextRow{"no_identifier", element(R"("ID": "A1")"), false},
-                      TextRow{"comment", "// list\n[]", false}, TextRow{"text_behind", "[] x", false},
-                      TextRow{"cut_off", R"([{"id": "A1)", false}, TextRow{"comma_at_the_end", "[{},]", false},
-                      TextRow{"no_object", R"(["A1"])", false}, TextRow{"object", "{}", false},
-                      TextRow{"nothing", "", false}, TextRow{"byte_order_mark", "\xef\xbb\xbf[]", false}),
+    ::testing::Values(PlainTextRow{"empty", "[]", true}, PlainTextRow{"blanks", " [\r\n\t] \n", true},
+                      PlainTextRow{"one", element(R"("id": "A1")"), true},
+                      PlainTextRow{"another_member", element(R"("status": "active", "id": "A1")"), true},
+                      PlainTextRow{"last_of_two", element(R"("id": "A1@", "id": "A2")"), true},
+                      PlainTextRow{"letters", element("\"id\": \"\xc3\x89\x7f\""), true},
+                      PlainTextRow{"escape_elsewhere", element(R"("note": "\"", "id": "A1")"), false},
+                      PlainTextRow{"escape", element(R"("id": "A\u0031")"), false},
+                      PlainTextRow{"line_break", element("\"id\": \"A\n1\""), false},
+                      PlainTextRow{"empty_identifier", element(R"("id": "")"), false},
+                      PlainTextRow{"blank_before", element(R"("id": " A1")"), false},
+                      PlainTextRow{"blank_behind", element(R"("id": "A1 ")"), false},
+                      PlainTextRow{"separator", element(R"("id": "A@1")"), false},
+                      PlainTextRow{"number", element(R"("id": 1)"), false},
+                      PlainTextRow{"no_identifier", element(R"("ID": "A1")"), false},
+                      PlainTextRow{"comment", "// list\n[]", false}, PlainTextRow{"text_behind", "[] x", false},
+                      PlainTextRow{"cut_off", R"([{"id": "A1)", false},
+                      PlainTextRow{"comma_at_the_end", "[{},]", false}, PlainTextRow{"no_object", R"(["A1"])", false},
+                      PlainTextRow{"object", "{}", false}, PlainTextRow{"nothing", "", false},
+                      PlainTextRow{"byte_order_mark", "\xef\xbb\xbf[]", false}),
     rowName);
 
 // A few bytes of a good list are changed, so that most of it stays as it is.

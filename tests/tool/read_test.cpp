@@ -14,7 +14,6 @@ using ::testing::HasSubstr;
 constexpr const char* PROPERTIES = R"({"decoder": "th1.js", "properties": {
     "temperature": {"name": "Temperature", "unit": "°C", "type": "float", "min": -40, "max": 85},
     "count": {"type": "uint32"}, "on": {"type": "bool"}, "text": {}, "silent": {"type": "float"}, "none": 7}})";
-constexpr const char* KEY = "lora@aa";
 
 class Read : public ToolTest {
 protected:
@@ -42,7 +41,7 @@ TEST_F(Read, marksWhatDoesNotFit) {
     const ToolRun result = read({"lora", "AA"});
     EXPECT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(result.out, "PROPERTY     VALUE   UNIT  NAME         STATE\n"
-                          "count        -1      -     -            \"count\" is -1, which is no uint32.\n"
+                          "count        -1      -     -            \"count\" is -1, which is not of the type uint32.\n"
                           "on           1       -     -            ok\n"
                           "other        7       -     -            undeclared\n"
                           "silent       -       -     -            missing\n"
@@ -60,11 +59,11 @@ TEST_F(Read, tellsWhenTheValuesExpire) {
 TEST_F(Read, wholeTextIsTheNumber) {
     for (const char* text : {"21.5 or so", "", "nan", "inf", "0x10", " 1", "1e400"}) {
         set("temperature", text);
-        EXPECT_THAT(read({"aa", "temperature"}).out, HasSubstr("which is no float.")) << text;
+        EXPECT_THAT(read({"aa", "temperature"}).out, HasSubstr("which is not of the type float.")) << text;
     }
     for (const char* text : {"4294967296", "1.0", "1e3", "+1"}) {
         set("count", text);
-        EXPECT_THAT(read({"aa", "count"}).out, HasSubstr("which is no uint32.")) << text;
+        EXPECT_THAT(read({"aa", "count"}).out, HasSubstr("which is not of the type uint32.")) << text;
     }
 }
 
@@ -121,7 +120,7 @@ TEST_F(Read, manySensors) {
     const Json::Value result = parsed(read({"--all", "--json"}).out)["result"];
     ASSERT_EQ(result.size(), 1000U);
     EXPECT_EQ(result[999]["sensor"], "lora@1000");
-    EXPECT_EQ(result[999]["fields"], "1");
+    EXPECT_EQ(result[999]["fields"], 1);
 }
 
 TEST_F(Read, needsASensorOrAll) {

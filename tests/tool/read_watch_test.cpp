@@ -8,6 +8,7 @@
 #include "ToolTest.h"
 #include "json_text.h"
 #include "row_name.h"
+#include "watch_lines.h"
 
 #include <gmock/gmock.h>
 
@@ -28,23 +29,19 @@ using Clock = std::chrono::steady_clock;
 using Words = std::vector<std::string>;
 using std::chrono::seconds;
 
-constexpr const char* PROPERTIES = R"({"decoder": "th1.js", "properties": {
+constexpr const char* WATCHED_PROPERTIES = R"({"decoder": "th1.js", "properties": {
     "temperature": {"name": "Temperature", "unit": "°C", "type": "float", "min": -40, "max": 85},
     "count": {"type": "uint32"}}})";
-constexpr const char* KEY = "lora@aa";
 constexpr std::size_t TIME_WIDTH = 24;
 
-constexpr const char* LOST = "scada-sensors: the database at [$S] is lost; waiting for it\n";
-constexpr const char* BACK = "scada-sensors: the database at [$S] is back\n";
-constexpr const char* REFUSED = "scada-sensors: the database at [$S] refuses to announce changes; asking again\n";
+constexpr const char* ANNOUNCEMENTS_REFUSED =
+    "scada-sensors: the database at [$S] refuses to announce changes; asking again\n";
 constexpr const char* DENIED =
     "scada-sensors: [lora@aa] cannot be read; asking again: NOPERM this user has no permissions to run the 'hgetall' "
     "command (redis-cli -s $S acl list)\n";
 constexpr const char* MUTED =
     "scada-sensors: the database at [$S] announces no changes any more; turn its notifications on: redis-cli -s $S "
     "config set notify-keyspace-events KA\n";
-constexpr const char* NO_CHANGES = "scada-sensors: 0 changes\n";
-constexpr const char* NOT_THERE = "scada-sensors: The database at [$S] announced no changes at the end.\n";
 
 constexpr const char* INITIAL = "  count  7  -  -  ok\n"
                                 "  temperature  21.5  °C  Temperature  ok\n";
@@ -61,7 +58,7 @@ std::string untimed(const std::string& lines) {
 class ReadWatch : public ToolTest {
 protected:
     ReadWatch() {
-        writeFile(temp / "default/lora/demo/th1.json", PROPERTIES);
+        writeFile(temp / "default/lora/demo/th1.json", WATCHED_PROPERTIES);
         writeFile(temp / "default/lora/demo/th1.js", "");
         writeList({GOOD_SENSOR});
         writeFile(temp / "out", "");
@@ -167,7 +164,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(GoneRow{"expired", {"PEXPIRE", KEY, "800"}, "  lora@aa  the key has expired\n"},
                       GoneRow{"removed", {"DEL", KEY}, "  lora@aa  the key was removed (del)\n"},
                       GoneRow{"renamed", {"RENAME", KEY, "k"}, "  lora@aa  the key was removed (rename_from)\n"},
-                      GoneRow{"overwritten", {"SET", KEY, "1"}, "  lora@aa  the key is no hash\n"}),
+                      GoneRow{"overwritten", {"SET", KEY, "1"}, "  lora@aa  the key is not a hash\n"}),
     rowName);
 
 TEST_F(ReadWatch, waitsForAKey) {
@@ -223,8 +220,9 @@ TEST_F(ReadWatch, saysWhatChangedWhileTheConnectionWasGone) {
     server.run({"ACL", "SETUSER", "default", "+config"});
     const ToolRun ended = end();
     EXPECT_EQ(ended.status, 0);
-    EXPECT_THAT(ended.err, ::testing::AnyOf(std::string(LOST) + REFUSED + BACK + "scada-sensors: 1 change\n",
-                                            std::string(LOST) + BACK + "scada-sensors: 1 change\n"));
+    EXPECT_THAT(ended.err,
+                ::testing::AnyOf(std::string(LOST) + ANNOUNCEMENTS_REFUSED + BACK + "scada-sensors: 1 change\n",
+                                 std::string(LOST) + BACK + "scada-sensors: 1 change\n"));
     EXPECT_EQ(untimed(ended.out), std::string(INITIAL) + "  count  8  -  -  ok\n");
 }
 
@@ -292,13 +290,13 @@ TEST_F(ReadWatch, saysThatTheNotificationsAreTurnedOff) {
     EXPECT_EQ(untimed(ended.out), std::string(INITIAL) + "  count  8  -  -  ok\n");
 }
 
-struct TimeRow : NamedRow {
+struct ReadTimeRow : NamedRow {
     std::function<void(RedisServer&)> change;
     int status;
     std::string err;
 };
 
-class ReadWatchTime : public ReadWatch, public ::testing::WithParamInterface<TimeRow> {};
+class ReadWatchTime : public ReadWatch, public ::testing::WithParamInterface<ReadTimeRow> {};
 
 // Promised are 0.2 s, and a busy machine takes some on top.
 TEST_P(ReadWatchTime, isKept) {
@@ -316,11 +314,11 @@ TEST_P(ReadWatchTime, isKept) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Tool, ReadWatchTime,
-                         ::testing::Values(TimeRow{"serving", [](RedisServer& /*server*/) {}, 0, NO_CHANGES},
-                                           TimeRow{"halted", [](RedisServer& server) { server.pause(); }, 3,
-                                                   std::string(LOST) + NO_CHANGES + NOT_THERE},
-                                           TimeRow{"gone", [](RedisServer& server) { server.kill(); }, 3,
-                                                   std::string(LOST) + NO_CHANGES + NOT_THERE}),
+                         ::testing::Values(ReadTimeRow{"serving", [](RedisServer& /*server*/) {}, 0, NO_CHANGES},
+                                           ReadTimeRow{"halted", [](RedisServer& server) { server.pause(); }, 3,
+                                                       std::string(LOST) + NO_CHANGES + NOT_THERE},
+                                           ReadTimeRow{"gone", [](RedisServer& server) { server.kill(); }, 3,
+                                                       std::string(LOST) + NO_CHANGES + NOT_THERE}),
                          rowName);
 
 // The peer confirms the subscription and then leaves the reading of the key without an answer.
@@ -345,12 +343,12 @@ TEST_F(ReadWatch, subscribesBeforeItReads) {
     EXPECT_THAT(peer.received()[1], ::testing::HasSubstr("PSUBSCRIBE"));
 }
 
-struct EndRow : NamedRow {
+struct ReadEndRow : NamedRow {
     std::function<void(const ToolProcess&)> end;
     const char* typed;
 };
 
-class ReadWatchEnd : public ReadWatch, public ::testing::WithParamInterface<EndRow> {};
+class ReadWatchEnd : public ReadWatch, public ::testing::WithParamInterface<ReadEndRow> {};
 
 TEST_P(ReadWatchEnd, isCleanAndSoon) {
     ToolProcess tool(commandLine(server.socket(), {"count"}));
@@ -366,10 +364,11 @@ TEST_P(ReadWatchEnd, isCleanAndSoon) {
     EXPECT_EQ(screen.substr(second), GetParam().typed + std::string("scada-sensors: 0 changes\n"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Tool, ReadWatchEnd,
-                         ::testing::Values(EndRow{"ctrl_c", [](const ToolProcess& tool) { tool.type("\x03"); }, "^C"},
-                                           EndRow{"sigterm", [](const ToolProcess& tool) { tool.send(SIGTERM); }, ""}),
-                         rowName);
+INSTANTIATE_TEST_SUITE_P(
+    Tool, ReadWatchEnd,
+    ::testing::Values(ReadEndRow{"ctrl_c", [](const ToolProcess& tool) { tool.type("\x03"); }, "^C"},
+                      ReadEndRow{"sigterm", [](const ToolProcess& tool) { tool.send(SIGTERM); }, ""}),
+    rowName);
 
 TEST_F(ReadWatch, endsAsReadDoesWhenThereIsNothingToWatch) {
     ToolRun ended = runTool(commandLine(server.socket(), {"nothing", "--timeout", "5"}));

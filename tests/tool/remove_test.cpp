@@ -20,9 +20,9 @@ struct RemoveRow : NamedRow {
 class Remove : public ToolTest, public ::testing::WithParamInterface<RemoveRow> {};
 
 const std::set<std::string>& everything() {
-    static const std::set<std::string> ENTRIES = {
+    static const std::set<std::string> entries = {
         ".hidden", "lora", "lora/demo", "lora/demo/bare.json", "lora/demo/th1.js", "lora/demo/th1.json"};
-    return ENTRIES;
+    return entries;
 }
 
 TEST_P(Remove, removes) {

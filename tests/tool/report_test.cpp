@@ -21,8 +21,6 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 namespace fs = std::filesystem;
 
-constexpr const char* KEY = "lora@aa";
-
 class Report : public ToolTest {
 protected:
     Report() {

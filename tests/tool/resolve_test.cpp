@@ -101,7 +101,8 @@ INSTANTIATE_TEST_SUITE_P(
                "",
                "scada-sensors: 3 of 7 list elements are faulty: scada-sensors check\n"
 
-               "scada-sensors: No managed sensor has the identifier [nosuch].\n"},
+               "scada-sensors: No managed sensor has the identifier [nosuch].\n"
+               "scada-sensors: \"scada-sensors sensors\" shows the managed sensors\n"},
         RunRow{"empty_property",
                {"lora", "aa", ""},
                4,
@@ -155,13 +156,15 @@ INSTANTIATE_TEST_SUITE_P(
                4,
                "",
                "scada-sensors: 3 of 7 list elements are faulty: scada-sensors check\n"
-               "scada-sensors: Sensor [lora@nosuch] is not defined in the Managed Sensors list.\n"},
+               "scada-sensors: Sensor [lora@nosuch] is not defined in the Managed Sensors list.\n"
+               "scada-sensors: \"scada-sensors sensors\" shows the managed sensors\n"},
         RunRow{"source_in_other_case",
                {"LORA", "aa"},
                4,
                "",
                "scada-sensors: 3 of 7 list elements are faulty: scada-sensors check\n"
-               "scada-sensors: Sensor [LORA@aa] is not defined in the Managed Sensors list.\n"}),
+               "scada-sensors: Sensor [LORA@aa] is not defined in the Managed Sensors list.\n"
+               "scada-sensors: \"scada-sensors sensors\" shows the managed sensors\n"}),
     rowName);
 
 TEST_F(Resolve, asJson) {

@@ -23,8 +23,7 @@ using ::testing::Not;
 
 constexpr const char* DEFAULT_DIR = "/etc/scada/sensors";
 constexpr const char* CUSTOM_DIR = "/var/config/scada/sensors";
-constexpr const char* LIST = "/var/config/scada/sensors_map.json";
-constexpr const char* NAME = "lora/demo/th1";
+constexpr const char* LIST_PATH = "/var/config/scada/sensors_map.json";
 
 void nameDecoder(const std::string& storage, const std::string& decoder) {
     writeFile(storage + "/" + NAME + ".json", R"({"decoder": ")" + decoder + R"(", "properties": {}})");
@@ -36,7 +35,7 @@ protected:
     Root() : image(temp / "image"), defaults(image + DEFAULT_DIR), customs(image + CUSTOM_DIR) {
         addDefinition(defaults, NAME);
         makeDir(image + CUSTOM_DIR);
-        writeFile(image + LIST, "[" + std::string(GOOD_SENSOR) + "]");
+        writeFile(image + LIST_PATH, "[" + std::string(GOOD_SENSOR) + "]");
         // Every path of the image could be one of this device.
         addDefinition(outside, NAME, "Outside");
         writeFile(outside.dir() + "/list.json", "[7]");
@@ -140,7 +139,7 @@ TEST_F(Root, isADirectory) {
     const ToolRun result = runTool({"list", "--root", temp / "none"});
     EXPECT_EQ(result.status, 2);
     EXPECT_THAT(result.err, HasSubstr("--root: Directory does not exist: "));
-    EXPECT_EQ(runTool({"list", "--root", image + LIST}).status, 2);
+    EXPECT_EQ(runTool({"list", "--root", image + LIST_PATH}).status, 2);
 }
 
 // Owner, mounts, the lock and the exchange are those of a device that runs.
@@ -184,7 +183,7 @@ void moveBehind(const std::string& image, const std::string& path, const std::st
     makeLink(target, image + path);
 }
 
-constexpr const char* SOUND = "0 faults in 1 definition and 1 list element\n";
+constexpr const char* NO_FAULTS = "0 faults in 1 definition and 1 list element\n";
 
 INSTANTIATE_TEST_SUITE_P(Tool, RootLink,
                          ::testing::
@@ -194,7 +193,7 @@ INSTANTIATE_TEST_SUITE_P(Tool, RootLink,
                                             },
                                             {"check"},
                                             0,
-                                            SOUND},
+                                            NO_FAULTS},
                                     LinkRow{"chain_of_links",
                                             [](const std::string& image, const std::string& /*outside*/) {
                                                 moveBehind(image, "/etc/scada", "/usr/share/scada");
@@ -210,7 +209,7 @@ INSTANTIATE_TEST_SUITE_P(Tool, RootLink,
                                             },
                                             {"check"},
                                             0,
-                                            SOUND},
+                                            NO_FAULTS},
                                     LinkRow{"storage_outside",
                                             [](const std::string& image, const std::string& outside) {
                                                 replace(image + DEFAULT_DIR, outside);
@@ -228,7 +227,7 @@ INSTANTIATE_TEST_SUITE_P(Tool, RootLink,
                                             "[storage/missing]"},
                                     LinkRow{"list_outside",
                                             [](const std::string& image, const std::string& outside) {
-                                                replace(image + LIST, outside + "/list.json");
+                                                replace(image + LIST_PATH, outside + "/list.json");
                                             },
                                             {"check"},
                                             1,
@@ -272,7 +271,7 @@ INSTANTIATE_TEST_SUITE_P(Tool, RootLink,
                                             },
                                             {"check"},
                                             0,
-                                            SOUND},
+                                            NO_FAULTS},
                                     LinkRow{"decoder_outside",
                                             [](const std::string& image, const std::string& outside) {
                                                 makeLink(outside + "/decoder.js",
@@ -316,7 +315,7 @@ INSTANTIATE_TEST_SUITE_P(Tool, RootLink,
                                             },
                                             {"check"},
                                             0,
-                                            SOUND},
+                                            NO_FAULTS},
                                     LinkRow{"definition_in_the_image_without_its_suffix",
                                             [](const std::string& image, const std::string& /*outside*/) {
                                                 writeFile(image + "/usr/th2", R"({"properties": {}})");
@@ -333,7 +332,7 @@ INSTANTIATE_TEST_SUITE_P(Tool, RootLink,
                                             },
                                             {"check"},
                                             0,
-                                            SOUND},
+                                            NO_FAULTS},
                                     LinkRow{"history_outside",
                                             [](const std::string& image, const std::string& outside) {
                                                 writeFile(outside + "/history", "{}\n");

@@ -154,10 +154,8 @@ std::function<void(const std::string&)> listWith(const std::string& element) {
     return [element](const std::string& dir) { writeFile(dir + "/list.json", "[" + element + "]"); };
 }
 
-void nothing(const std::string& /*dir*/) {}
-
 const std::vector<Plant>& plantsOfStorages() {
-    static const std::vector<Plant> ROWS = {
+    static const std::vector<Plant> plants = {
         {"storage_not_configured", nothing, {"storage/not-configured"}, {"--custom-dir", ""}},
         {"storage_missing", nothing, {"storage/missing"}, {"--custom-dir", "$T/none"}},
         {"storage_unreachable",
@@ -183,11 +181,11 @@ const std::vector<Plant>& plantsOfStorages() {
          {"definition/decoder-missing", "definition/property-not-an-object", "tree/wrong-level",
           "storage/hides-default", "list/definition-broken"}},
     };
-    return ROWS;
+    return plants;
 }
 
 const std::vector<Plant>& plantsOfDefaults() {
-    static const std::vector<Plant> ROWS = {
+    static const std::vector<Plant> plants = {
         {"hides_default",
          [](const std::string& dir) {
              writeFile(dir + "/custom/lora/demo/th1.js", "");
@@ -223,11 +221,11 @@ const std::vector<Plant>& plantsOfDefaults() {
          },
          {"storage/hides-default", "storage/default-new"}},
     };
-    return ROWS;
+    return plants;
 }
 
 const std::vector<Plant>& plantsOfLists() {
-    static const std::vector<Plant> ROWS = {
+    static const std::vector<Plant> plants = {
         {"list_missing", nothing, {"list/unreadable"}, {"--map", "$T/none"}},
         {"list_with_syntax_error", listWith("1 2"), {"list/syntax"}},
         {"list_nested_too_deep", listWith(nestedArrays(NESTING_LIMIT + 1)), {"list/too-deep"}},
@@ -247,7 +245,7 @@ const std::vector<Plant>& plantsOfLists() {
          {"definition/not-an-object", "storage/hides-default", "list/definition-broken"}},
         {"no_decoder", customDefinition(R"({"properties": {}})"), {"storage/hides-default", "list/no-decoder"}},
     };
-    return ROWS;
+    return plants;
 }
 
 class DeviceRule : public ToolTest, public ::testing::WithParamInterface<Plant> {
@@ -296,13 +294,13 @@ INSTANTIATE_TEST_SUITE_P(Refusals, SourceRule, ::testing::ValuesIn(refusals()), 
 INSTANTIATE_TEST_SUITE_P(Warnings, SourceRule, ::testing::ValuesIn(warnings()), rowName);
 INSTANTIATE_TEST_SUITE_P(Notes, SourceRule, ::testing::ValuesIn(notes()), rowName);
 
-struct FailureRow : NamedRow {
+struct FailureRuleRow : NamedRow {
     std::vector<std::string> arguments;
     std::vector<std::string> rules;
 };
 
 // Commands that fail because of something that a check would find report it in the same way, on standard error.
-class FailureRule : public ToolTest, public ::testing::WithParamInterface<FailureRow> {
+class FailureRule : public ToolTest, public ::testing::WithParamInterface<FailureRuleRow> {
 protected:
     FailureRule() {
         custom.definition("lora/demo/deep", nestedArrays(NESTING_LIMIT + 1));
@@ -329,20 +327,20 @@ TEST_P(FailureRule, isSaidToPeopleAndPrograms) {
 INSTANTIATE_TEST_SUITE_P(
     Tool, FailureRule,
     ::testing::Values(
-        FailureRow{"show", {"show", "lora/demo/deep"}, {"definition/too-deep"}},
-        FailureRow{"show_with_two_faults",
-                   {"show", "lora/demo/two"},
-                   {"definition/decoder-missing", "definition/no-properties"}},
-        FailureRow{"resolve_to_a_broken_definition",
-                   {"resolve", "lora", "a"},
-                   {"definition/decoder-missing", "definition/no-properties"}},
-        FailureRow{"resolve_to_a_missing_definition", {"resolve", "b"}, {"list/definition-missing"}},
-        FailureRow{"resolve_a_faulty_element", {"resolve", "c"}, {"list/bad-source", "list/bad-definition-name"}},
-        FailureRow{"resolve_in_a_broken_list", {"resolve", "c", "--map", "$T/broken.json"}, {"list/syntax"}},
-        FailureRow{"sensors_of_a_broken_list", {"sensors", "--map", "$T/broken.json"}, {"list/syntax"}},
-        FailureRow{"remove_from_an_unsafe_directory",
-                   {"remove", "lora/demo/deep", "--custom-dir", "$T/default"},
-                   {"install/unsafe-directory"}}),
+        FailureRuleRow{"show", {"show", "lora/demo/deep"}, {"definition/too-deep"}},
+        FailureRuleRow{"show_with_two_faults",
+                       {"show", "lora/demo/two"},
+                       {"definition/decoder-missing", "definition/no-properties"}},
+        FailureRuleRow{"resolve_to_a_broken_definition",
+                       {"resolve", "lora", "a"},
+                       {"definition/decoder-missing", "definition/no-properties"}},
+        FailureRuleRow{"resolve_to_a_missing_definition", {"resolve", "b"}, {"list/definition-missing"}},
+        FailureRuleRow{"resolve_a_faulty_element", {"resolve", "c"}, {"list/bad-source", "list/bad-definition-name"}},
+        FailureRuleRow{"resolve_in_a_broken_list", {"resolve", "c", "--map", "$T/broken.json"}, {"list/syntax"}},
+        FailureRuleRow{"sensors_of_a_broken_list", {"sensors", "--map", "$T/broken.json"}, {"list/syntax"}},
+        FailureRuleRow{"remove_from_an_unsafe_directory",
+                       {"remove", "lora/demo/deep", "--custom-dir", "$T/default"},
+                       {"install/unsafe-directory"}}),
     rowName);
 
 std::set<std::string> rulesOfRows() {

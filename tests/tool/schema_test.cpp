@@ -99,24 +99,25 @@ INSTANTIATE_TEST_SUITE_P(
                   {"\"examples.0.output.errors\" has none of its possible forms. [schema/form]"}}),
     rowName);
 
-struct RefusedRow : NamedRow {
+struct RefusedSchemaRow : NamedRow {
     const char* schema;
 };
 
-class RefusedSchema : public ::testing::TestWithParam<RefusedRow> {};
+class RefusedSchema : public ::testing::TestWithParam<RefusedSchemaRow> {};
 
 TEST_P(RefusedSchema, isNotEnforcedInPart) {
     EXPECT_THROW(Schema(GetParam().schema).faultsOf(Json::Value(1), 1), std::logic_error);
 }
 
 INSTANTIATE_TEST_SUITE_P(Tool, RefusedSchema,
-                         ::testing::Values(RefusedRow{"syntax", "{"}, RefusedRow{"keyword", R"({"minLength": 1})"},
-                                           RefusedRow{"keyword_below", R"({"items": {"maxItems": 1}})"},
-                                           RefusedRow{"boolean", R"({"additionalProperties": false})"},
-                                           RefusedRow{"type", R"({"type": "text"})"},
-                                           RefusedRow{"reference", R"({"$ref": "other.json"})"},
-                                           RefusedRow{"letter_behind_a_backslash", R"({"pattern": "\\d"})"},
-                                           RefusedRow{"pattern", R"({"pattern": "("})"}),
+                         ::testing::Values(RefusedSchemaRow{"syntax", "{"},
+                                           RefusedSchemaRow{"keyword", R"({"minLength": 1})"},
+                                           RefusedSchemaRow{"keyword_below", R"({"items": {"maxItems": 1}})"},
+                                           RefusedSchemaRow{"boolean", R"({"additionalProperties": false})"},
+                                           RefusedSchemaRow{"type", R"({"type": "text"})"},
+                                           RefusedSchemaRow{"reference", R"({"$ref": "other.json"})"},
+                                           RefusedSchemaRow{"letter_behind_a_backslash", R"({"pattern": "\\d"})"},
+                                           RefusedSchemaRow{"pattern", R"({"pattern": "("})"}),
                          rowName);
 
 // --- the command

@@ -97,7 +97,8 @@ INSTANTIATE_TEST_SUITE_P(
                {"lora/demo/nosuch"},
                4,
                "",
-               "scada-sensors: Sensor definition [lora/demo/nosuch] not found.\n"}),
+               "scada-sensors: Sensor definition [lora/demo/nosuch] not found.\n"
+               "scada-sensors: \"scada-sensors list\" shows the definitions\n"}),
     rowName);
 
 TEST_F(Show, asJsonIsReadableByOthers) {

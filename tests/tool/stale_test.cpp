@@ -17,15 +17,14 @@ using namespace Kelvra::SCADA::Test;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-constexpr const char* NAME = "lora/demo/th1";
 constexpr const char* RULE = "[storage/default-changed]";
 
-struct WayRow : NamedRow {
+struct StaleWayRow : NamedRow {
     bool exchanged;
 };
 
 /// A source that overrides the default definition.
-class Stale : public ToolTest, public ::testing::WithParamInterface<WayRow> {
+class Stale : public ToolTest, public ::testing::WithParamInterface<StaleWayRow> {
 protected:
     Stale() : source(temp / "source") {
         writeList({GOOD_SENSOR});
@@ -91,10 +90,10 @@ TEST_P(Stale, isToldByTheDoctor) {
     bringFirmware("Water");
     EXPECT_THAT(run({"doctor"}).out,
                 HasSubstr("note definitions: $T/custom/lora/demo/th1.json: The default definition [lora/demo/th1] that "
-                          "it hides has changed since it was installed.\n    scada-sensors diff\n"));
+                          "it hides has changed since it was installed.\n    scada-sensors diff --default-dir "));
     EXPECT_THAT(run({"doctor", "aa"}).out,
                 HasSubstr("note definition: [lora/demo/th1] is the custom one; the default one that it hides has "
-                          "changed since\n    scada-sensors diff lora/demo/th1\n"));
+                          "changed since\n    scada-sensors diff lora/demo/th1 --default-dir "));
 }
 
 TEST_P(Stale, isShownWithTheDefaultOfThatTime) {
@@ -125,13 +124,15 @@ TEST_P(Stale, tellsThatTheDefaultIsGone) {
                 HasSubstr("$T/custom/lora/demo/th1.json: note: The default definition [lora/demo/th1] that it hid when "
                           "it was installed is gone. [storage/default-gone]\n"));
     EXPECT_THAT(run({"list"}).out, HasSubstr("lora/demo/th1  custom   default (gone)  "));
+    EXPECT_EQ(run({"report", temp / "page.html"}).status, 0);
+    EXPECT_THAT(readFile(temp / "page.html"), HasSubstr(">default (gone)</span>"));
     const Json::Value row = parsed(run({"list", "--json"}).out)["result"][0];
     EXPECT_TRUE(row["hides"].isNull());
     EXPECT_EQ(row["hidden_state"], "gone");
-    EXPECT_THAT(run({"doctor"}).out, HasSubstr("that it hid when it was installed is gone.\n    scada-sensors list\n"));
+    EXPECT_THAT(run({"doctor"}).out, HasSubstr("that it hid when it was installed is gone.\n    scada-sensors list "));
     EXPECT_THAT(run({"doctor", "aa"}).out,
                 HasSubstr("note definition: [lora/demo/th1] is the custom one; the default one that it hid is gone\n"
-                          "    scada-sensors show lora/demo/th1\n"));
+                          "    scada-sensors show lora/demo/th1 --default-dir "));
     install();
     EXPECT_THAT(run({"check"}).out, Not(HasSubstr("storage/default-gone")));
     bringFirmware("Water");
@@ -148,10 +149,11 @@ TEST_P(Stale, tellsOfANewDefault) {
         HasSubstr("$T/custom/lora/demo/th1.json: note: The default definition [lora/demo/th1] that it hides has "
                   "come since it was installed. [storage/default-new]\n"));
     EXPECT_THAT(run({"list"}).out, HasSubstr("lora/demo/th1  custom   default (new)  "));
-    EXPECT_THAT(run({"doctor"}).out, HasSubstr("has come since it was installed.\n    scada-sensors diff\n"));
+    EXPECT_THAT(run({"doctor"}).out,
+                HasSubstr("has come since it was installed.\n    scada-sensors diff --default-dir "));
     EXPECT_THAT(run({"doctor", "aa"}).out,
                 HasSubstr("note definition: [lora/demo/th1] is the custom one; the default one that it hides has come "
-                          "since\n    scada-sensors diff lora/demo/th1\n"));
+                          "since\n    scada-sensors diff lora/demo/th1 --default-dir "));
     install();
     EXPECT_THAT(run({"check"}).out, Not(HasSubstr("storage/default")));
     bringFirmware("Soil");
@@ -278,7 +280,8 @@ TEST_P(Stale, isWrittenDownInTheHistory) {
     EXPECT_NE(second[1U]["hides"], first["hides"]);
 }
 
-INSTANTIATE_TEST_SUITE_P(Tool, Stale, ::testing::Values(WayRow{"exchanged", true}, WayRow{"in_place", false}), rowName);
+INSTANTIATE_TEST_SUITE_P(Tool, Stale, ::testing::Values(StaleWayRow{"exchanged", true}, StaleWayRow{"in_place", false}),
+                         rowName);
 
 /// A change of the default definition, and whether it is one for readers.
 struct ChangeRow : NamedRow {

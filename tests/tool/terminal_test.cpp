@@ -38,10 +38,10 @@ protected:
     Hostile() : source(temp / "source") {
         addDefinition(standard, "lora/demo/" + hostile());
         addDefinition(custom, "lora/demo/" + hostile());
-        custom.definition("lora/demo/" + hostile(), "{\"decoder\": \"" + hostileInJson() +
-                                                        ".js\", \"properties\": {\"temperature\": {\"name\": \"" +
+        custom.definition("lora/demo/" + hostile(), R"({"decoder": ")" + hostileInJson() +
+                                                        R"(.js", "properties": {"temperature": {"name": ")" +
                                                         hostileInJson() + "\"}}}");
-        custom.definition("lora/broken/" + hostile(), "{\"decoder\": \"../" + hostileInJson() + "\"}");
+        custom.definition("lora/broken/" + hostile(), R"({"decoder": "../)" + hostileInJson() + "\"}");
         writeFile(temp / ("custom/" + hostile()), "");
         addDefinition(source, "lora/demo/new" + hostile());
         addDefinition(source, "lora/demo/" + hostile());

@@ -18,12 +18,12 @@ using namespace Kelvra::SCADA::Test;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-struct UsageRow : NamedRow {
+struct BadUsageRow : NamedRow {
     std::vector<std::string> arguments;
     std::string message;
 };
 
-class BadUsage : public ToolTest, public ::testing::WithParamInterface<UsageRow> {};
+class BadUsage : public ToolTest, public ::testing::WithParamInterface<BadUsageRow> {};
 
 TEST_P(BadUsage, isToldOnStderr) {
     const ToolRun result = runTool(GetParam().arguments);
@@ -49,31 +49,32 @@ TEST_P(BadUsage, isAnsweredToPrograms) {
 INSTANTIATE_TEST_SUITE_P(
     Tool, BadUsage,
     ::testing::Values(
-        UsageRow{"no_command", {}, "no command given"},
-        UsageRow{"unknown_command", {"nosuch", "x"}, "unknown command or option: nosuch"},
-        UsageRow{"unknown_option", {"list", "--nosuch"}, "The following argument was not expected: --nosuch"},
-        UsageRow{"unknown_option_before_the_command",
-                 {"--nosuch", "list"},
-                 "The following argument was not expected: --nosuch"},
-        UsageRow{"escaped_argument", {"list", "\x1b[2J"}, "The following argument was not expected: \\x1b[2J"},
-        UsageRow{"operand_of_list", {"list", "x"}, "The following argument was not expected: x"},
-        UsageRow{"json_as_operand", {"show", "--", "--json", "x", "y"}, "The following argument was not expected: y"},
-        UsageRow{"json_with_a_value", {"list", "--json=1"}, "json was given a disallowed flag override"},
-        UsageRow{"two_commands", {"sensors", "list"}, "The following argument was not expected: list"},
-        UsageRow{"unknown_storage", {"list", "--storage", "x"}, "--storage: x not in {both,default,custom}"},
-        UsageRow{"show_without_name", {"show"}, "NAME is required"},
-        UsageRow{"show_with_too_many", {"show", "a", "b", "c"}, "The following argument was not expected: c"},
-        UsageRow{"check_with_too_many", {"check", "a", "b"}, "The following argument was not expected: b"},
-        UsageRow{
+        BadUsageRow{"no_command", {}, "no command given"},
+        BadUsageRow{"unknown_command", {"nosuch", "x"}, "unknown command or option: nosuch"},
+        BadUsageRow{"unknown_option", {"list", "--nosuch"}, "The following argument was not expected: --nosuch"},
+        BadUsageRow{"unknown_option_before_the_command",
+                    {"--nosuch", "list"},
+                    "The following argument was not expected: --nosuch"},
+        BadUsageRow{"escaped_argument", {"list", "\x1b[2J"}, "The following argument was not expected: \\x1b[2J"},
+        BadUsageRow{"operand_of_list", {"list", "x"}, "The following argument was not expected: x"},
+        BadUsageRow{
+            "json_as_operand", {"show", "--", "--json", "x", "y"}, "The following argument was not expected: y"},
+        BadUsageRow{"json_with_a_value", {"list", "--json=1"}, "json was given a disallowed flag override"},
+        BadUsageRow{"two_commands", {"sensors", "list"}, "The following argument was not expected: list"},
+        BadUsageRow{"unknown_storage", {"list", "--storage", "x"}, "--storage: x not in {both,default,custom}"},
+        BadUsageRow{"show_without_name", {"show"}, "NAME is required"},
+        BadUsageRow{"show_with_too_many", {"show", "a", "b", "c"}, "The following argument was not expected: c"},
+        BadUsageRow{"check_with_too_many", {"check", "a", "b"}, "The following argument was not expected: b"},
+        BadUsageRow{
             "resolve_with_too_many", {"resolve", "a", "b", "c", "d"}, "The following argument was not expected: d"},
-        UsageRow{"database_number_too_high", {"list", "--db", "256"}, "--db: " + notInRange(0, 255, "256")},
-        UsageRow{"database_number_negative", {"list", "--db", "-1"}, "--db: " + notInRange(0, 255, "-1")},
-        UsageRow{"database_number_is_a_word", {"list", "--db", "x"}, "--db: " + notInRange(0, 255, "x")},
-        UsageRow{"unknown_log_level",
-                 {"list", "--log-level", "loud"},
-                 "--log-level: loud not in {off,error,warning,debug,trace}"},
-        UsageRow{"option_without_value", {"list", "--map"}, "--map: 1 required FILE missing"},
-        UsageRow{
+        BadUsageRow{"database_number_too_high", {"list", "--db", "256"}, "--db: " + notInRange(0, 255, "256")},
+        BadUsageRow{"database_number_negative", {"list", "--db", "-1"}, "--db: " + notInRange(0, 255, "-1")},
+        BadUsageRow{"database_number_is_a_word", {"list", "--db", "x"}, "--db: " + notInRange(0, 255, "x")},
+        BadUsageRow{"unknown_log_level",
+                    {"list", "--log-level", "loud"},
+                    "--log-level: loud not in {off,error,warning,debug,trace}"},
+        BadUsageRow{"option_without_value", {"list", "--map"}, "--map: 1 required FILE missing"},
+        BadUsageRow{
             "option_twice", {"--map", "a", "list", "--map", "b"}, CLI::ArgumentMismatch::AtMost("--map", 1, 2).what()}),
     rowName);
 
@@ -149,11 +150,11 @@ TEST_F(ToolTest, operandsBehindTwoDashesMayStartWithADash) {
             "$T/list.json:2:1: error: element 0: Sensor definition [lora/x] not found. [list/definition-missing]\n"));
 }
 
-struct FullRow : NamedRow {
+struct FullOutputRow : NamedRow {
     std::vector<std::string> arguments;
 };
 
-class FullDevice : public ToolTest, public ::testing::WithParamInterface<FullRow> {};
+class FullDevice : public ToolTest, public ::testing::WithParamInterface<FullOutputRow> {};
 
 TEST_P(FullDevice, isAFailure) {
     writeList({});
@@ -163,8 +164,8 @@ TEST_P(FullDevice, isAFailure) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Tool, FullDevice,
-                         ::testing::Values(FullRow{"help", {"--help"}}, FullRow{"version", {"--version"}},
-                                           FullRow{"text", {"list"}}, FullRow{"json", {"check", "--json"}}),
+                         ::testing::Values(FullOutputRow{"help", {"--help"}}, FullOutputRow{"version", {"--version"}},
+                                           FullOutputRow{"text", {"list"}}, FullOutputRow{"json", {"check", "--json"}}),
                          rowName);
 
 struct LevelRow : NamedRow {

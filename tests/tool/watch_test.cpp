@@ -5,6 +5,7 @@
 #include "ToolTest.h"
 #include "json_text.h"
 #include "row_name.h"
+#include "watch_lines.h"
 
 #include <gmock/gmock.h>
 
@@ -27,11 +28,6 @@ using ::testing::MatchesRegex;
 using Clock = std::chrono::steady_clock;
 
 constexpr const char* TIME = "20[0-9][0-9]-[01][0-9]-[0-3][0-9]T[0-2][0-9]:[0-5][0-9]:[0-6][0-9][.][0-9][0-9][0-9]Z";
-
-constexpr const char* LOST = "scada-sensors: the database at [$S] is lost; waiting for it\n";
-constexpr const char* BACK = "scada-sensors: the database at [$S] is back\n";
-constexpr const char* NO_CHANGES = "scada-sensors: 0 changes\n";
-constexpr const char* NOT_THERE = "scada-sensors: The database at [$S] announced no changes at the end.\n";
 
 class Watch : public ToolTest {
 protected:

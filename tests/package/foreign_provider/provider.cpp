@@ -41,6 +41,7 @@ bool isPrintable(int level) {
 }
 
 // Messages of every level go to a file, or nowhere if there is none, but never to standard error.
+// NOLINTNEXTLINE(cert-dcl50-cpp): the signature is given
 void printfGeneric(int level, const char* label, const char* format, ...) {
     const char* name = std::getenv("DEVICE_LOG");
     std::FILE* file = name != nullptr ? std::fopen(name, "ae") : nullptr;

@@ -62,6 +62,10 @@ void appendRow(const std::vector<std::string_view>& row, const std::vector<std::
     }
 }
 
+Json::Value numberOrNull(const std::string& digits) {
+    return digits.empty() ? Json::Value() : Json::Value(static_cast<Json::Int64>(std::stoll(digits)));
+}
+
 } // namespace
 
 void AlignedColumns::addHeading(const std::vector<std::string>& row) {
@@ -134,13 +138,19 @@ void Table::add(const std::vector<std::string>& cells) {
     if (isJson) {
         Json::Value& item = members.append(Json::objectValue);
         for (std::size_t at = 0; at < columns.size(); ++at)
-            item[columns[at].member] = orNull(cells[at]);
+            item[columns[at].member] = columns[at].unit == nullptr ? orNull(cells[at]) : numberOrNull(cells[at]);
         return;
     }
     std::size_t column = 0;
     for (std::size_t at = 0; at < columns.size(); ++at) {
-        if (columns[at].heading != nullptr)
-            rows.addCell(column++, cells[at].empty() ? "-" : cells[at]);
+        if (columns[at].heading == nullptr)
+            continue;
+        if (cells[at].empty())
+            rows.addCell(column++, "-");
+        else if (columns[at].unit == nullptr)
+            rows.addCell(column++, cells[at]);
+        else
+            rows.addCell(column++, cells[at] + columns[at].unit);
     }
 }
 

@@ -36,13 +36,15 @@ private:
 class Table {
 public:
     struct Column {
-        const char* member;  ///< of the JSON objects
-        const char* heading; ///< null for a column that people do not get
+        const char* member;         ///< of the JSON objects
+        const char* heading;        ///< null for a column that people do not get
+        const char* unit = nullptr; ///< of whole numbers, with its blank; null for texts
     };
 
     Table(bool json, std::vector<Column> columns);
 
-    /// Adds a row. An empty cell is null in JSON and "-" in text.
+    /// Adds a row. An empty cell is null in JSON and "-" in text. A cell of a column of whole numbers has only digits;
+    /// the unit follows them in text.
     void add(const std::vector<std::string>& cells);
 
     const Json::Value& result() const { return members; }

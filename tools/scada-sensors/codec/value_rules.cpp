@@ -42,7 +42,7 @@ std::optional<Misfit> misfitOf(const std::string& path, const Json::Value& value
     const Json::Value& type = property["type"];
     if (type.isString() && !fits(value, type.asString()))
         return Misfit{&Rules::CODEC_VALUE_TYPE, path,
-                      filled("\"%s\" is %s, which is no %s.", {path, shownValue(value), type.asString()})};
+                      filled("\"%s\" is %s, which is not of the type %s.", {path, shownValue(value), type.asString()})};
     if (!value.isNumeric())
         return std::nullopt;
     const double number = value.asDouble();
@@ -63,7 +63,7 @@ std::vector<Misfit> misfits(const std::vector<NamedValue>& values, const Json::V
         const bool declared = properties.isObject() && properties[value.path].isObject();
         if (!value.special.empty())
             found.push_back({&Rules::CODEC_VALUE_SPECIAL, value.path,
-                             filled("\"%s\" is %s, which is no value.", {value.path, value.special})});
+                             filled("\"%s\" is %s, which is not a value.", {value.path, value.special})});
         else if (!declared)
             found.push_back(
                 {&Rules::CODEC_UNDECLARED, value.path, filled("The definition has no property \"%s\".", {value.path})});

@@ -31,7 +31,9 @@ ExitCode answerFaulty(const ManagedList& list, const std::vector<const ListEleme
 
 ExitCode answerUnknown(const ManagedList& list, const AskedSensor& asked, const Answer& answer) {
     noteFaultyElements(list, answer);
-    return answer.failed(ExitCode::NOT_FOUND, unknownSensor(asked));
+    const ExitCode code = answer.failed(ExitCode::NOT_FOUND, unknownSensor(asked));
+    answer.note(filled("\"scada-sensors sensors\" shows the managed sensors"));
+    return code;
 }
 
 ExitCode answerAmbiguous(const std::vector<const ListElement*>& sensors, const AskedSensor& asked,

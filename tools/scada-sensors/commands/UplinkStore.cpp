@@ -1,11 +1,11 @@
 #include "commands/UplinkStore.h"
 
-#include "text/filled.h"
+#include "database/server_setting.h"
 
 namespace Kelvra::SCADA::Tool {
 
 UplinkStore::UplinkStore(std::string sensorKey, unsigned int waitSeconds)
-    : key(std::move(sensorKey)), database(waitSeconds) {}
+    : key(std::move(sensorKey)), wait(waitSeconds), database(waitSeconds) {}
 
 std::string UplinkStore::write(const HashFields& fields) {
     database.startAnew();
@@ -13,7 +13,7 @@ std::string UplinkStore::write(const HashFields& fields) {
         const int code = server.hmset(sensor, fields);
         return code == DatabaseBase::RESULT_OK ? server.expire(sensor) : code;
     });
-    return result.code == DatabaseBase::RESULT_OK ? "" : filled("The server refused the command for key [%s].", {key});
+    return result.code == DatabaseBase::RESULT_OK ? "" : failureOfWriting(key, HASH_TYPE, TimeLimit(wait));
 }
 
 } // namespace Kelvra::SCADA::Tool

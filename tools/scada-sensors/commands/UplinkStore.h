@@ -20,6 +20,7 @@ public:
 
 private:
     std::string key;
+    unsigned int wait; ///< seconds
     LimitedDatabase database;
 };
 

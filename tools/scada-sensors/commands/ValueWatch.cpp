@@ -139,7 +139,7 @@ void ValueWatch::sayKey(const SensorState& state) {
     if (saidKind != state.kind && state.kind == SensorState::Kind::MISSING)
         sayGone("missing", filled("there is no such key"));
     if (saidKind != state.kind && state.kind == SensorState::Kind::OTHER)
-        sayGone("no-hash", filled("the key is no hash"));
+        sayGone("no-hash", filled("the key is not a hash"));
     saidKind = state.kind;
 }
 

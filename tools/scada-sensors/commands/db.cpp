@@ -3,6 +3,7 @@
 #include "commands/Command.h"
 #include "commands/whole_number.h"
 #include "database/LimitedDatabase.h"
+#include "database/server_setting.h"
 #include "database/typed_read.h"
 #include "text/filled.h"
 #include "text/text.h"
@@ -86,10 +87,12 @@ ExitCode get(LimitedDatabase& limited, const Arguments& given, const Answer& ans
     return answer.done(result, printable(value.text) + "\n");
 }
 
-ExitCode written(int code, const Arguments& given, const Json::Value& result, const Answer& answer) {
-    if (code == DatabaseBase::RESULT_OK)
-        return answer.done(result, "");
-    return answer.failed(ExitCode::FAILED, filled("The server refused the command for key [%s].", {given.key}));
+ExitCode refused(const Arguments& given, const char* type, const Answer& answer) {
+    return answer.failed(ExitCode::FAILED, failureOfWriting(given.key, type, TimeLimit(given.wait)));
+}
+
+ExitCode written(int code, const Arguments& given, const char* type, const Json::Value& result, const Answer& answer) {
+    return code == DatabaseBase::RESULT_OK ? answer.done(result, "") : refused(given, type, answer);
 }
 
 ExitCode set(LimitedDatabase& limited, const Arguments& given, const Answer& answer) {
@@ -100,7 +103,7 @@ ExitCode set(LimitedDatabase& limited, const Arguments& given, const Answer& ans
     const LimitedDatabase::Result reply = limited.run([given](Database& database, TypedValue* /*read*/) {
         return database.hset(given.key, given.field, given.value);
     });
-    return written(reply.code, given, result, answer);
+    return written(reply.code, given, HASH_TYPE, result, answer);
 }
 
 ExitCode expire(LimitedDatabase& limited, const Arguments& given, const Answer& answer) {
@@ -110,7 +113,7 @@ ExitCode expire(LimitedDatabase& limited, const Arguments& given, const Answer& 
     const LimitedDatabase::Result reply = limited.run([given](Database& database, TypedValue* /*read*/) {
         return given.hasSeconds ? database.expire(given.key, given.seconds) : database.expire(given.key);
     });
-    return written(reply.code, given, result, answer);
+    return written(reply.code, given, ANY_TYPE, result, answer);
 }
 
 ExitCode push(LimitedDatabase& limited, const Arguments& given, const Answer& answer) {
@@ -119,7 +122,7 @@ ExitCode push(LimitedDatabase& limited, const Arguments& given, const Answer& an
     result["value"] = given.value;
     const LimitedDatabase::Result reply = limited.run(
         [given](Database& database, TypedValue* /*read*/) { return database.lpush(given.key, given.value); });
-    return written(reply.code, given, result, answer);
+    return written(reply.code, given, LIST_TYPE, result, answer);
 }
 
 ExitCode pop(LimitedDatabase& limited, const Arguments& given, const Answer& answer) {
@@ -131,7 +134,7 @@ ExitCode pop(LimitedDatabase& limited, const Arguments& given, const Answer& ans
         return answer.failed(ExitCode::FAILED, filled("Nothing came into list [%s] within %s.",
                                                       {given.key, counted(given.seconds, "second")}));
     if (code != DatabaseBase::RESULT_OK)
-        return written(code, given, Json::Value(), answer);
+        return refused(given, LIST_TYPE, answer);
     Json::Value result;
     result["key"] = given.key;
     result["value"] = value.text;

@@ -199,7 +199,7 @@ ExitCode decodeWith(Storages& storages, const std::string& name, Task& task, con
                     const Answer& answer) {
     noteUnreadableStorages(storages, answer);
     if (!storages.lists(name))
-        return answer.failed(ExitCode::NOT_FOUND, filled(LibraryText::DEFINITION_NOT_FOUND, {name}));
+        return answerNoDefinition(name, answer);
     const Definition definition = storages.directoryFor(name).load(name);
     if (!definition.verdict.valid)
         return failedFor(checkDefinition(definition), ExitCode::FAILED, answer, Json::Value(Json::objectValue), "");

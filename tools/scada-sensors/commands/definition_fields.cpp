@@ -17,6 +17,12 @@ std::string memberOf(const Json::Value& properties, const std::string& property,
     return description.isObject() && description[member].isString() ? description[member].asString() : "";
 }
 
+std::string hiddenWords(bool hides, DefaultSince since) {
+    if (since != DefaultSince::SAME)
+        return std::string(wordOf(STORAGE_DEFAULT)) + " (" + wordOf(since) + ")";
+    return hides ? wordOf(STORAGE_DEFAULT) : "";
+}
+
 std::string orDash(const std::string& text) {
     return text.empty() ? "-" : text;
 }

@@ -14,7 +14,6 @@
 #include "device/owner_of_storage.h"
 #include "install/Preflight.h"
 #include "text/filled.h"
-#include "text/library_texts.h"
 #include "text/text.h"
 
 #include <CLI/CLI.hpp>
@@ -207,8 +206,8 @@ ExitCode diffAll(Storages& storages, bool codec, const Answer& answer) {
 
 ExitCode diffNamed(Storages& storages, const std::string& name, bool codec, const Answer& answer) {
     if (!storages.isHiding(name))
-        return answer.failed(ExitCode::NOT_FOUND, filled("only the %s storage has the definition [%s]",
-                                                         {wordOf(storages.decidingFor(name)), name}));
+        return answerUnusableName(
+            filled("only the %s storage has the definition [%s]", {wordOf(storages.decidingFor(name)), name}), answer);
     return diffHidden(storages, {name}, codec, answer);
 }
 
@@ -242,10 +241,9 @@ ExitCode diff(const InstallRequest& request, const std::vector<CLI::Option*>& li
     if (named)
         return diffNamed(device.storages(), request.source, request.codec, answer);
     if (isImage())
-        return answer.failed(ExitCode::NOT_FOUND, filled(LibraryText::DEFINITION_NOT_FOUND, {request.source}));
+        return answerNoDefinition(request.source, answer);
     if (!isArchive(request.source) && access(request.source.c_str(), F_OK) != 0)
-        return answer.failed(ExitCode::NOT_FOUND,
-                             filled("there is neither a definition nor a source [%s]", {request.source}));
+        return answerUnusableName(filled("there is neither a definition nor a source [%s]", {request.source}), answer);
     return runApart(answer, [&](SignalGuard& /*guard*/) { return diffSource(request, answer); });
 }
 

@@ -13,6 +13,7 @@
 #include "commands/AskedSensor.h"
 #include "commands/Command.h"
 #include "commands/finding_text.h"
+#include "commands/options.h"
 #include "commands/whole_number.h"
 #include "database/sensor_state.h"
 #include "database/server_setting.h"
@@ -44,6 +45,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace Kelvra::SCADA::Tool {
@@ -58,9 +60,11 @@ const char* healthWord(Health health) {
     return health == Health::NOTE ? "note" : "fault";
 }
 
+constexpr const char* OWN = "scada-sensors ";
+
 // Returns the text that a user types for a command of this tool.
 std::string own(const std::string& words) {
-    return "scada-sensors " + words;
+    return OWN + words;
 }
 
 std::string own(const std::string& command, const std::string& name) {
@@ -76,7 +80,11 @@ constexpr const char* INSTALL_RUNNER = "sudo apt-get install scada-sensors-codec
 /// The results of all checks, line by line, each with the next command.
 class Diagnosis {
 public:
-    void add(Health health, const std::string& subject, const std::string& text, const std::string& command) {
+    /// `options` follow each command of this tool, so that it works on the same files and server.
+    explicit Diagnosis(std::string options) : ownOptions(std::move(options)) {}
+
+    void add(Health health, const std::string& subject, const std::string& text, const std::string& next) {
+        const std::string command = startsWith(next, OWN) ? next + ownOptions : next;
         hasFault = hasFault || health == Health::FAULT;
         lines += screen.mark(healthWord(health)) + " " + subject + ": " + printable(text) + "\n";
         lines += "    " + printable(command) + "\n";
@@ -118,6 +126,7 @@ public:
     }
 
 private:
+    const std::string ownOptions;
     const Screen screen = standardOutput();
     Json::Value members{Json::arrayValue};
     std::string lines;
@@ -126,6 +135,7 @@ private:
 
 struct DoctorRequest {
     std::vector<std::string> words;
+    std::string options;   ///< the given ones of every command
     unsigned int wait = 0; ///< 0: not given
 
     unsigned int secondsForServer() const { return wait == 0 ? STANDARD_WAIT : wait; }
@@ -139,18 +149,20 @@ std::string modeText(mode_t mode) {
     return octal.data();
 }
 
-void addDirectory(const std::string& subject, const std::string& path, Health missing, Diagnosis* diagnosis) {
+// `usual` is the directory that is used without an option. The package can make it, with its owner and mode.
+void addDirectory(const std::string& subject, const std::string& path, const std::string& usual, Diagnosis* diagnosis) {
     struct stat status {};
     const std::string shown = "ls -ld " + shellWord(path);
     if (path.empty()) {
-        diagnosis->add(missing, subject, filled("no directory is configured"), own("--help"));
+        diagnosis->add(Health::NOTE, subject, filled("no directory is configured"), own("--help"));
         return;
     }
     if (stat(path.c_str(), &status) != 0) {
         const bool isMissing = errno == ENOENT;
-        diagnosis->add(isMissing ? missing : Health::FAULT, subject,
-                       filled("[%s] cannot be used: %s", {path, reasonOf(errno)}),
-                       isMissing ? "sudo mkdir -p " + shellWord(path) : shown);
+        const std::string making =
+            path == usual ? "sudo systemd-tmpfiles --create scada-sensors.conf" : "mkdir -p " + shellWord(path);
+        diagnosis->add(isMissing ? Health::NOTE : Health::FAULT, subject,
+                       filled("[%s] cannot be used: %s", {path, reasonOf(errno)}), isMissing ? making : shown);
         return;
     }
     if (!S_ISDIR(status.st_mode)) {
@@ -162,23 +174,22 @@ void addDirectory(const std::string& subject, const std::string& path, Health mi
     const bool known = statvfs(path.c_str(), &disk) == 0;
     const std::uint64_t free = known ? std::uint64_t{disk.f_bavail} * disk.f_frsize / MEBIBYTE : 0;
     const bool isFull = free == 0 && known && disk.f_blocks != 0;
-    if ((status.st_mode & S_IWOTH) != 0) {
+    const std::string text = filled("[%s] belongs to %s, mode %s, %s MiB free",
+                                    {path, userName(status.st_uid), modeText(status.st_mode), std::to_string(free)});
+    if ((status.st_mode & S_IWOTH) != 0)
         diagnosis->add(Health::NOTE, subject,
-                       filled("[%s] can be written by everybody, so that nothing is installed", {path}),
+                       filled("%s; everybody can write in it, so that nothing is installed", {text}),
                        "sudo chmod o-w " + shellWord(path));
-        return;
-    }
-    diagnosis->add(isFull ? Health::NOTE : Health::OK, subject,
-                   filled("[%s] belongs to %s, mode %s, %s MiB free",
-                          {path, userName(status.st_uid), modeText(status.st_mode), std::to_string(free)}),
-                   isFull ? "df " + shellWord(path) : shown);
+    else
+        diagnosis->add(isFull ? Health::NOTE : Health::OK, subject, text, isFull ? "df " + shellWord(path) : shown);
 }
 
 void addDirectories(Diagnosis* diagnosis) {
     const Conf& conf = Env::inst().conf();
-    addDirectory("default storage", conf.getDfnDefaultDir(), Health::FAULT, diagnosis);
-    addDirectory("custom storage", conf.getDfnCustomDir(), Health::NOTE, diagnosis);
-    addDirectory("staging directory", conf.getDfnStagingDir(), Health::NOTE, diagnosis);
+    const Conf usual;
+    addDirectory("default storage", conf.getDfnDefaultDir(), "", diagnosis);
+    addDirectory("custom storage", conf.getDfnCustomDir(), usual.getDfnCustomDir(), diagnosis);
+    addDirectory("staging directory", conf.getDfnStagingDir(), usual.getDfnStagingDir(), diagnosis);
 }
 
 void addChangedDefaults(const Findings& findings, Diagnosis* diagnosis) {
@@ -268,18 +279,25 @@ void addList(const ManagedList& list, Storages& storages, Diagnosis* diagnosis) 
                        filled("%s in [%s]", {counted(list.elements().size(), "sensor"), list.file()}), own("sensors"));
 }
 
+// Returns whether an interrupted operation has left the storage with definitions of both states.
+bool addInterrupted(const GenerationPaths& paths, Diagnosis* diagnosis) {
+    if (!isInterrupted(paths))
+        return false;
+    diagnosis->add(Health::FAULT, "operations", filled("one was interrupted, and the storage is neither old nor new"),
+                   own("recover"));
+    return true;
+}
+
 void addOperations(Diagnosis* diagnosis) {
     const GenerationPaths paths = GenerationPaths::ofDevice();
-    if (isInterrupted(paths))
-        diagnosis->add(Health::FAULT, "operations",
-                       filled("one was interrupted, and the storage is neither old nor new"), own("recover"));
-    else if (isUnfinished(paths))
+    const bool wasInterrupted = addInterrupted(paths, diagnosis);
+    if (!wasInterrupted && isUnfinished(paths))
         diagnosis->add(Health::NOTE, "operations", filled("one has done its work and was killed before its end"),
                        own("recover"));
     const std::string holder = OperationLock::holder();
     if (!holder.empty())
         diagnosis->add(Health::NOTE, "operations", holder, own("history"));
-    else if (!isInterrupted(paths) && !isUnfinished(paths))
+    else if (!wasInterrupted && !isUnfinished(paths))
         diagnosis->add(Health::OK, "operations", filled("none is running, none was interrupted"), own("history"));
 }
 
@@ -312,12 +330,13 @@ void addNotifications(const Inquiry& server, Diagnosis* diagnosis) {
         return;
     }
     if (announcesChanges(*setting))
-        diagnosis->add(Health::OK, "notifications", filled("changes of keys are told (%s)", {*setting}),
+        diagnosis->add(Health::OK, "notifications", filled("the server announces changes of keys (%s)", {*setting}),
                        own("watch --timeout 10"));
     else
-        diagnosis->add(Health::NOTE, "notifications",
-                       filled("changes of keys are not told; the next program that watches them turns that on"),
-                       own("watch --timeout 10"));
+        diagnosis->add(
+            Health::NOTE, "notifications",
+            filled("the server does not announce changes of keys; the next program that watches them turns that on"),
+            own("watch --timeout 10"));
 }
 
 // Values of hosts that write to this server do not arrive.
@@ -348,10 +367,11 @@ bool addDatabase(const Inquiry& server, const std::string& next, Diagnosis* diag
         diagnosis->add(Health::FAULT, "database", fault.text, fault.command);
         return false;
     }
-    diagnosis->add(Health::OK, "database",
-                   filled("number %s at [%s] answers", {std::to_string(Env::inst().conf().getDfnDatabaseNumber()),
-                                                        Env::inst().conf().getDfnDatabaseSocket()}),
-                   next);
+    diagnosis->add(
+        Health::OK, "database",
+        filled("number %s of the server at [%s] answers",
+               {std::to_string(Env::inst().conf().getDfnDatabaseNumber()), Env::inst().conf().getDfnDatabaseSocket()}),
+        next);
     addWrites(server, diagnosis);
     addNotifications(server, diagnosis);
     return true;
@@ -390,16 +410,16 @@ void addValues(const Definition& definition, const std::string& reading, const S
 
 std::string ageText(std::int64_t age, std::int64_t millisecondsLeft) {
     constexpr std::int64_t MILLISECONDS = 1000;
-    return filled("last written %s ago; the values expire in %s of %s",
+    return filled("last written %s ago; the values expire in %s (configured: %s)",
                   {counted(static_cast<std::size_t>(age), "second"),
-                   std::to_string((millisecondsLeft + MILLISECONDS - 1) / MILLISECONDS),
-                   counted(Env::inst().conf().getDfnDatabaseKeyTtl(), "second")});
+                   counted(static_cast<std::size_t>((millisecondsLeft + MILLISECONDS - 1) / MILLISECONDS), "second"),
+                   std::to_string(Env::inst().conf().getDfnDatabaseKeyTtl())});
 }
 
 void addKey(const Definition& definition, const ListElement& element, const SensorState& state, Diagnosis* diagnosis) {
     const std::string key = element.sensorKey();
     if (state.kind == SensorState::Kind::OTHER) {
-        diagnosis->add(Health::FAULT, "key", filled("[%s] is no hash, so that no host can write to it", {key}),
+        diagnosis->add(Health::FAULT, "key", filled("[%s] is not a hash, so that no host can write to it", {key}),
                        serverCommand("-n " + std::to_string(Env::inst().conf().getDfnDatabaseNumber()) + " type " +
                                      shellWord(key)));
         return;
@@ -557,9 +577,10 @@ void addHeard(const Heard& heard, TimeLimit::Clock::duration whole, WatchState l
 
 ExitCode examineSensor(Device& device, const ListElement& element, const DoctorRequest& request, const Answer& answer) {
     const ManagedList& list = device.list();
-    Diagnosis diagnosis;
+    Diagnosis diagnosis(request.options);
     diagnosis.add(Health::OK, "sensor", filled("%s in [%s]", {element.sensorKey(), list.file()}),
                   own("resolve " + wordsOf(element)));
+    addInterrupted(GenerationPaths::ofDevice(), &diagnosis);
     const std::string name = element.definitionName();
     Storages& storages = device.storages();
     if (!addUnreadable(storages, &diagnosis) && !storages.lists(name))
@@ -582,14 +603,13 @@ ExitCode examineSensor(Device& device, const ListElement& element, const DoctorR
 }
 
 // Answers what keeps the list from leading to the sensor.
-std::optional<ExitCode> examineList(const ManagedList& list, const std::vector<std::string>& words,
-                                    const Answer& answer) {
-    Diagnosis diagnosis;
+std::optional<ExitCode> examineList(const ManagedList& list, const DoctorRequest& request, const Answer& answer) {
+    Diagnosis diagnosis(request.options);
     if (!list.isUsable()) {
         addUnusableList(list, &diagnosis);
         return diagnosis.answerWith(answer);
     }
-    const AskedSensor asked = readSensor(list, words, FirstWord::SOURCE);
+    const AskedSensor asked = readSensor(list, request.words, FirstWord::SOURCE);
     const std::vector<const ListElement*> elements = elementsOf(list, asked);
     if (std::any_of(elements.begin(), elements.end(), [](const ListElement* element) { return element->isInForce(); }))
         return std::nullopt;
@@ -603,15 +623,15 @@ std::optional<ExitCode> examineList(const ManagedList& list, const std::vector<s
     return diagnosis.answerWith(answer, elements.empty() ? ExitCode::NOT_FOUND : ExitCode::FAILED);
 }
 
-ExitCode examineDevice(unsigned int wait, const Answer& answer) {
+ExitCode examineDevice(const DoctorRequest& request, const Answer& answer) {
     Device device;
-    Diagnosis diagnosis;
+    Diagnosis diagnosis(request.options);
     addDirectories(&diagnosis);
     addDefinitions(device, &diagnosis);
     addList(device.list(), device.storages(), &diagnosis);
     addOperations(&diagnosis);
     addRunner(&diagnosis);
-    addDatabase(Inquiry{TimeLimit(wait)}, own("read --all"), &diagnosis);
+    addDatabase(Inquiry{TimeLimit(request.secondsForServer())}, own("read --all"), &diagnosis);
     return diagnosis.answerWith(answer);
 }
 
@@ -623,11 +643,14 @@ Run declareDoctor(CLI::App& app) {
     app.add_option("--wait", request->wait, "Seconds to wait for a new value of the sensor, and for the server")
         ->transform(wholeNumber(1U, LONGEST_WAIT))
         ->type_name("S");
-    return [request](const Answer& answer) {
+    return [request, &app](const Answer& answer) {
+        request->options = givenOptions(*app.get_parent());
         if (request->words.empty())
-            return examineDevice(request->secondsForServer(), answer);
+            return examineDevice(*request, answer);
+        if (request->words.size() > 2)
+            return answer.badUsage(filled("too many words; try %s --help", {"doctor"}));
         Device device;
-        if (const std::optional<ExitCode> code = examineList(device.list(), request->words, answer))
+        if (const std::optional<ExitCode> code = examineList(device.list(), *request, answer))
             return *code;
         return withSensor(device.list(), request->words, answer,
                           [&](const ListElement& element, const AskedSensor& asked) {

@@ -2,6 +2,7 @@
 #include "check/list_rules.h"
 #include "check/stale_overrides.h"
 #include "commands/Command.h"
+#include "commands/definition_fields.h"
 #include "commands/finding_text.h"
 #include "commands/notes.h"
 #include "device/Device.h"
@@ -59,12 +60,11 @@ ExitCode list(const ListArguments& asked, const Answer& answer) {
             continue;
         const STORAGE_TYPE type = storageOf(storages, name, asked.searched);
         const Definition definition = storages.of(type).load(name);
-        const std::string hides = type == STORAGE_CUSTOM && storages.isHiding(name) ? wordOf(STORAGE_DEFAULT) : "";
-        const std::string since = type == STORAGE_CUSTOM ? wordOf(defaultSince(storages, name)) : "";
-        // In the text for people, it is beside the storage that it concerns.
-        const bool isNamed = !since.empty() && !answer.isJson();
+        const bool hides = type == STORAGE_CUSTOM && storages.isHiding(name);
+        const DefaultSince since = type == STORAGE_CUSTOM ? defaultSince(storages, name) : DefaultSince::SAME;
+        // In the text for people, the change is beside the storage that it concerns.
         table.add({name, wordOf(type), definition.file,
-                   isNamed ? std::string(wordOf(STORAGE_DEFAULT)) + " (" + since + ")" : hides, since,
+                   hiddenWords(hides, answer.isJson() ? DefaultSince::SAME : since), wordOf(since),
                    definition.verdict.decoderPath, definition.verdict.state});
         abandoned += definition.verdict.abandoned ? 1 : 0;
     }

@@ -81,7 +81,8 @@ std::string refusalFor(const std::vector<Loss>& losses, const ManagedList& list)
     for (const Loss& loss : losses)
         sensors += loss.sensors.size();
     return sensors == 0 ? ""
-                        : filled("%s would lose something; nothing has been changed", {counted(sensors, "sensor")});
+                        : filled("%s would lose a definition or a property; nothing has been changed",
+                                 {counted(sensors, "sensor")});
 }
 
 void declareIfUnused(CLI::App& app, bool* ifUnused) {

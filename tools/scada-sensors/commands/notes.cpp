@@ -2,6 +2,7 @@
 
 #include "check/list_rules.h"
 #include "text/filled.h"
+#include "text/library_texts.h"
 #include "text/text.h"
 
 namespace Kelvra::SCADA::Tool {
@@ -19,6 +20,16 @@ void noteFaultyElements(const ManagedList& list, const Answer& answer) {
 void noteUnreadableStorages(const Storages& storages, const Answer& answer) {
     for (const std::string& dir : storages.unreadable())
         answer.note(filled("the storage [%s] cannot be read: scada-sensors check", {dir}));
+}
+
+ExitCode answerNoDefinition(const std::string& name, const Answer& answer, const Json::Value& result) {
+    return answerUnusableName(filled(LibraryText::DEFINITION_NOT_FOUND, {name}), answer, result);
+}
+
+ExitCode answerUnusableName(const std::string& error, const Answer& answer, const Json::Value& result) {
+    const ExitCode code = answer.failed(ExitCode::NOT_FOUND, error, result);
+    answer.note(filled("\"scada-sensors list\" shows the definitions"));
+    return code;
 }
 
 } // namespace Kelvra::SCADA::Tool

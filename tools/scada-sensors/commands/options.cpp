@@ -5,6 +5,7 @@
 #include "device/image.h"
 #include "device/log_level.h"
 #include "text/filled.h"
+#include "text/text.h"
 
 #include <scada/Env.h>
 
@@ -103,6 +104,16 @@ bool asksForImage(const CLI::App& app) {
 void enterAskedImage(const CLI::App& app) {
     if (asksForImage(app))
         enterImage(app.get_option(ROOT)->results().back());
+}
+
+std::string givenOptions(const CLI::App& app) {
+    std::string words;
+    for (const CLI::Option* option : app.get_options()) {
+        const bool hasValue = option->get_expected_max() != 0;
+        if (option->get_group() == GROUP && hasValue && option->count() != 0 && option->get_name() != LOG_LEVEL)
+            words += " " + option->get_name() + " " + shellWord(option->results().back());
+    }
+    return words;
 }
 
 void applyLogLevel(const CLI::App& app, const Answer& answer) {

@@ -48,8 +48,8 @@ Json::Value ageInSeconds(const SensorState& state) {
     return age ? Json::Value(static_cast<Json::Int64>(*age)) : Json::Value();
 }
 
-std::string secondsText(const Json::Value& seconds) {
-    return seconds.isNull() ? "" : seconds.asString() + " s";
+std::string digits(const Json::Value& seconds) {
+    return seconds.isNull() ? "" : seconds.asString();
 }
 
 // --- one sensor
@@ -57,7 +57,7 @@ std::string secondsText(const Json::Value& seconds) {
 std::string lifeText(const SensorState& state) {
     if (!state.millisecondsLeft)
         return filled("the values do not expire") + "\n";
-    return filled("the values expire in %s", {secondsText(secondsLeft(state))}) + "\n";
+    return filled("the values expire in %s s", {digits(secondsLeft(state))}) + "\n";
 }
 
 ExitCode answerState(const std::string& key, const Definition& definition, const std::string& property,
@@ -145,8 +145,8 @@ ServerFault readTable(const ManagedList& list, const TimeLimit& limit, Table* ta
         return fault;
     std::size_t at = 0;
     return readSensors(server, keys, Fields::NUMBER, [&](const SensorState& state) {
-        table->add({keys[at], definitions[at], std::to_string(state.fieldCount), secondsText(ageInSeconds(state)),
-                    secondsText(secondsLeft(state)), stateText(state.kind)});
+        table->add({keys[at], definitions[at], std::to_string(state.fieldCount), digits(ageInSeconds(state)),
+                    digits(secondsLeft(state)), stateText(state.kind)});
         ++at;
     });
 }
@@ -158,9 +158,9 @@ ExitCode readAll(const ReadRequest& request, const Answer& answer) {
         return failedFor(checkListFile(list), ExitCode::FAILED, answer, Json::Value(), "");
     Table table(answer.isJson(), {{"sensor", "SENSOR"},
                                   {"definition", "DEFINITION"},
-                                  {"fields", "FIELDS"},
-                                  {"age", "AGE"},
-                                  {"expires", "EXPIRES IN"},
+                                  {"fields", "FIELDS", ""},
+                                  {"age_seconds", "AGE", " s"},
+                                  {"seconds_left", "EXPIRES IN", " s"},
                                   {"state", "STATE"}});
     const ServerFault fault = readTable(list, TimeLimit(request.time.waitSeconds()), &table);
     if (!fault.empty())

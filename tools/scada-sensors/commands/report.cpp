@@ -78,6 +78,7 @@ public:
         ReportedDefinition& reported = estate->definitions[name];
         reported.storage = isCustom ? STORAGE_CUSTOM : STORAGE_DEFAULT;
         reported.hides = isCustom && storages.isHiding(name);
+        reported.since = isCustom ? defaultSince(storages, name) : DefaultSince::SAME;
         if (const auto used = users.find(name); used != users.end()) {
             reported.sensors = used->second.size();
             if (definition.verdict.valid)

@@ -179,7 +179,7 @@ void addDefinitionRow(const std::string& name, const ReportedDefinition& definit
     table->beginRow();
     table->cell(name);
     addShort(table, page, wordOf(definition.storage));
-    addShort(table, page, definition.hides ? wordOf(STORAGE_DEFAULT) : "-");
+    addShort(table, page, orDash(hiddenWords(definition.hides, definition.since)));
     table->cell(orDash(verdict.decoderPath));
     table->cell(std::to_string(definition.sensors));
     addMark(table, page, verdict.state, verdict.valid ? OK_MARK : LONG_BAD_MARK);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "check/Finding.h"
+#include "check/stale_overrides.h"
 #include "codec/stored_values.h"
 #include "database/sensor_state.h"
 #include "device/DefinitionDirectory.h"
@@ -21,6 +22,7 @@ namespace Kelvra::SCADA::Tool {
 struct ReportedDefinition {
     STORAGE_TYPE storage = STORAGE_DEFAULT; ///< the one in force
     bool hides = false;
+    DefaultSince since = DefaultSince::SAME; ///< of the default definition that it hides or hid
     Verdict verdict;
     std::size_t sensors = 0; ///< how many sensors use it
 };

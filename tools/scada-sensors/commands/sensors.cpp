@@ -50,7 +50,7 @@ ExitCode sensors(const std::string& definition, const Answer& answer) {
             abandoned.insert(name);
     }
     if (!definition.empty() && verdicts.empty() && !storages.lists(definition))
-        return answer.failed(ExitCode::NOT_FOUND, filled(LibraryText::DEFINITION_NOT_FOUND, {definition}));
+        return answerNoDefinition(definition, answer);
     noteFaultyElements(list, answer);
     noteUnreadableStorages(storages, answer);
     if (!abandoned.empty())

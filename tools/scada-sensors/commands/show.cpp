@@ -50,8 +50,7 @@ ExitCode show(const ShowArguments& asked, bool wholeDefinition, const Answer& an
     FieldList fields;
     fields.add("definition", asked.name);
     if (!storages.lists(asked.name))
-        return answer.failed(ExitCode::NOT_FOUND, filled(LibraryText::DEFINITION_NOT_FOUND, {asked.name}),
-                             fields.result());
+        return answerNoDefinition(asked.name, answer, fields.result());
     const Definition definition = storages.directoryFor(asked.name).load(asked.name);
     addDefinition(storages, definition, &fields);
     if (!definition.verdict.valid)

@@ -74,10 +74,10 @@ ServerFault reasonOfConnecting(int error, const std::string& path, const TimeLim
 // Recognises an error that keeps every command from being carried out. The command itself finds the others.
 ServerFault commonFault(const std::string& error, const std::string& path) {
     if (startsWith(error, "NOAUTH"))
-        return {
-            filled("The server at [%s] wants a password, and the library has none. Let it serve its socket without.",
-                   {path}),
-            PASSWORD_OF_SERVER, true};
+        return {filled("The server at [%s] wants a password, and the library has none. Remove requirepass from its "
+                       "configuration.",
+                       {path}),
+                PASSWORD_OF_SERVER, true};
     if (startsWith(error, "LOADING"))
         return {filled("The server at [%s] is still loading its data. Try again in a moment.", {path}),
                 serverCommand("info persistence"), true};

@@ -1,5 +1,6 @@
 #include "database/server_setting.h"
 
+#include "text/filled.h"
 #include "text/text.h"
 
 #include <cstddef>
@@ -34,6 +35,33 @@ std::string refusalOfWrites(const Inquiry& server) {
             return error;
     }
     return "";
+}
+
+namespace {
+
+std::string reasonOfRefusal(const std::string& key, const std::string& type, const TimeLimit& limit) {
+    const Inquiry server(limit);
+    ReplyPtr reply;
+    if (!server.open().empty())
+        return "";
+    if (std::string error = refusalOfWrites(server); !error.empty())
+        return error;
+    if (!server.ask({"TYPE", key}, &reply).empty() || reply->type != REDIS_REPLY_STATUS)
+        return "";
+    const std::string found(reply->str, static_cast<std::size_t>(reply->len));
+    return type.empty() || found == "none" || found == type ? "" : filled("its type is %s, not %s", {found, type});
+}
+
+} // namespace
+
+std::string failureOfWriting(const std::string& key, const std::string& type, const TimeLimit& limit) {
+    std::string reason = reasonOfRefusal(key, type, limit);
+    if (reason.empty())
+        return filled("The server refused the command for key [%s].", {key});
+    // The server ends some of its errors with a full stop.
+    while (endsWith(reason, "."))
+        reason.pop_back();
+    return filled("The server refused the command for key [%s]: %s.", {key, reason});
 }
 
 } // namespace Kelvra::SCADA::Tool

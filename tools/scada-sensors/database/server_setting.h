@@ -20,4 +20,13 @@ std::string turningOnNotifications();
 /// cannot save. Nothing is written to find that out.
 std::string refusalOfWrites(const Inquiry& server);
 
+/// The type of key that a command needs.
+constexpr const char* HASH_TYPE = "hash";
+constexpr const char* LIST_TYPE = "list";
+constexpr const char* ANY_TYPE = "";
+
+/// Says why the server refused to write to a key, because the library does not tell. If the reason is not found, the
+/// text has none.
+std::string failureOfWriting(const std::string& key, const std::string& type, const TimeLimit& limit);
+
 } // namespace Kelvra::SCADA::Tool
