@@ -200,7 +200,8 @@ TEST_F(Diff, nameThatHidesNothing) {
                           "scada-sensors: \"scada-sensors list\" shows the definitions\n");
     result = run({"diff", "lora/a/c"});
     EXPECT_EQ(result.status, 4);
-    EXPECT_EQ(result.err, "scada-sensors: there is neither a definition nor a source [lora/a/c]\n");
+    EXPECT_EQ(result.err, "scada-sensors: there is neither a definition nor a source [lora/a/c]\n"
+                          "scada-sensors: \"scada-sensors list\" shows the definitions\n");
 }
 
 TEST_F(Diff, definitionThatCannotBeRead) {

@@ -120,7 +120,11 @@ ExitCode readElement(Device& device, const ListElement& element, const AskedSens
         fault = readSensors(server, {element.sensorKey()}, &states);
     if (!fault.empty())
         return answer.failed(ExitCode::NO_DATABASE, fault.text);
-    return answerState(element.sensorKey(), definition, property, states.front(), answer);
+    const ExitCode code = answerState(element.sensorKey(), definition, property, states.front(), answer);
+    if (states.front().kind == SensorState::Kind::MISSING)
+        answer.note(filled("to find out why: scada-sensors doctor %s %s",
+                           {shellWord(element.entry.src), shellWord(element.entry.id)}));
+    return code;
 }
 
 // --- all sensors
