@@ -21,7 +21,6 @@ namespace {
 using namespace Kelvra::SCADA::Test;
 namespace Tool = Kelvra::SCADA::Tool;
 
-constexpr int KILLED = 128 + SIGKILL;
 constexpr const char* NAME = "lora/demo/old";
 
 /// A change of the default definition between two installations of the same custom one.
