@@ -62,8 +62,6 @@ int numberOf(const std::string& process, const std::string& name) {
     return -1;
 }
 
-} // namespace
-
 TEST_P(GarbageTest, endsWithAMessage) {
     RunnerProcess runner;
     runner.send(GetParam().line);
@@ -231,5 +229,7 @@ TEST_P(RunnerTest, takesNoCoreAndNoPrivileges) {
     EXPECT_THAT(text, testing::ContainsRegex("Max file size +0 +0 "));
     EXPECT_EQ(1, numberOf(std::to_string(runner.id()), "NoNewPrivs"));
 }
+
+} // namespace
 
 } // namespace Kelvra::SCADA::Test

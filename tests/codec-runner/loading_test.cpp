@@ -137,8 +137,6 @@ INSTANTIATE_TEST_SUITE_P(Loads, LoadTest, testing::ValuesIn(LOADS), rowAndRunner
 INSTANTIATE_TEST_SUITE_P(Newer, NewerTest, testing::ValuesIn(NEWER), rowAndRunnerName);
 INSTANTIATE_TEST_SUITE_P(Broken, BrokenTest, testing::ValuesIn(BROKEN), rowAndRunnerName);
 
-} // namespace
-
 TEST_P(LoadTest, isAsExpected) {
     Json::Value answer;
     loadWith(GetParam().decoder, answer);
@@ -172,5 +170,7 @@ TEST_P(BrokenTest, isNotTakenForNewer) {
     EXPECT_THAT(answer["exception"]["text"].asString(), testing::HasSubstr("SyntaxError"));
     EXPECT_FALSE(answer["exception"].isMember("newer")) << lineOf(answer);
 }
+
+} // namespace
 
 } // namespace Kelvra::SCADA::Test

@@ -86,8 +86,6 @@ int endOf(void (*call)()) {
 class WallsTest : public testing::TestWithParam<CallRow> {};
 INSTANTIATE_TEST_SUITE_P(Calls, WallsTest, testing::ValuesIn(CALLS), [](const auto& row) { return row.param.name; });
 
-} // namespace
-
 TEST_P(WallsTest, letsThroughOnlyWhatTheEngineNeeds) {
     const int end = endOf(GetParam().call);
 #ifdef SCADA_EMULATED
@@ -97,5 +95,7 @@ TEST_P(WallsTest, letsThroughOnlyWhatTheEngineNeeds) {
 #endif
     EXPECT_EQ(GetParam().expected, end);
 }
+
+} // namespace
 
 } // namespace Kelvra::SCADA::Test

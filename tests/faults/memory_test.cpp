@@ -11,7 +11,7 @@ namespace {
 using namespace Kelvra::SCADA::Test;
 
 // Each case takes some of the allocations, so that the cases can run in parallel.
-constexpr int SHARES = 2;
+constexpr int MEMORY_SHARES = 2;
 
 struct Share {
     Case row;
@@ -26,7 +26,7 @@ std::vector<Share> shares() {
     std::vector<Share> all;
     for (const char* name : {"overwriting_installation", "removal"}) {
         for (const Way way : {Way::EXCHANGE, Way::IN_PLACE}) {
-            for (int share = 0; share < SHARES; ++share)
+            for (int share = 0; share < MEMORY_SHARES; ++share)
                 all.push_back({{operationNamed(name), way}, share});
         }
     }
@@ -56,7 +56,7 @@ TEST_P(AllocationFailure, leavesOldOrNew) {
     const std::string log = temp / "log";
     Phases phases;
     const long stride = chosen({1, 397, 3001});
-    for (long nth = 1 + GetParam().number * stride;; nth += SHARES * stride) {
+    for (long nth = 1 + GetParam().number * stride;; nth += MEMORY_SHARES * stride) {
         SCOPED_TRACE(nth);
         reset();
         removeTree(log);

@@ -228,9 +228,9 @@ TEST_P(DbExpire, setsTheTimeLeft) {
     server.run({"HSET", "hash", "a", "1"});
     EXPECT_EQ(db(GetParam().arguments).status, 0);
     const std::string left = server.run({"TTL", "hash"});
-    const int seconds = std::stoi(left.substr(std::string("(integer ").size()));
-    EXPECT_LE(seconds, GetParam().seconds);
-    EXPECT_GT(seconds, GetParam().seconds - 60);
+    const int remaining = std::stoi(left.substr(std::string("(integer ").size()));
+    EXPECT_LE(remaining, GetParam().seconds);
+    EXPECT_GT(remaining, GetParam().seconds - 60);
 }
 
 INSTANTIATE_TEST_SUITE_P(Tool, DbExpire,

@@ -37,7 +37,7 @@ struct HostileRow : NamedRow {
     const char* rule;                                  ///< the rule of the finding; empty for none
 };
 
-std::string repeated(const std::string& part, std::size_t bytes) {
+std::string repeatedUpTo(const std::string& part, std::size_t bytes) {
     std::string text;
     while (text.size() + part.size() <= bytes)
         text += part;
@@ -49,7 +49,7 @@ std::function<void(const std::string&)> definitions(const std::string& front, co
                                                     const std::string& back, std::size_t bytes = MEGABYTE - 100,
                                                     std::size_t number = 60) {
     return [=](const std::string& dir) {
-        const std::string text = front + repeated(part, bytes) + back;
+        const std::string text = front + repeatedUpTo(part, bytes) + back;
         for (std::size_t left = number; left > 0; --left)
             writeFile(dir + "/lora/demo/x" + std::to_string(left) + ".json", text);
         writeFile(dir + "/lora/demo/th1.js", "");
@@ -122,7 +122,7 @@ INSTANTIATE_TEST_SUITE_P(
                    [](const std::string& dir) {
                        for (int number = 0; number < 60; ++number)
                            writeFile(dir + "/lora/demo/y" + std::to_string(number),
-                                     "[1" + repeated(",1", MEGABYTE - 100) + "]");
+                                     "[1" + repeatedUpTo(",1", MEGABYTE - 100) + "]");
                    },
                    ""},
         HostileRow{"links",
