@@ -6,6 +6,7 @@
 
 #include "fs/directory.h"
 
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <linux/fs.h>
@@ -38,6 +39,8 @@ std::optional<Answer>& flagsAnswer() {
     static std::optional<Answer> answer;
     return answer;
 }
+
+bool streamsFail = false;
 
 int fail(int error) {
     errno = error;
@@ -72,6 +75,15 @@ extern "C" __attribute__((visibility("default"))) int ioctl(int descriptor, unsi
         return fail(ENOTTY);
     *static_cast<int*>(out) = static_cast<int>(*flagsAnswer()->value);
     return 0;
+}
+
+// Replaces the system's own function.
+extern "C" __attribute__((visibility("default"))) DIR* fdopendir(int descriptor) {
+    static auto* const real = reinterpret_cast<decltype(&fdopendir)>(dlsym(RTLD_NEXT, "fdopendir"));
+    if (!streamsFail)
+        return real(descriptor);
+    errno = ENOMEM;
+    return nullptr;
 }
 
 namespace {
@@ -145,6 +157,25 @@ TEST_P(DirectoryRead, leavesNoDescriptorOpenNotEvenTheFirst) {
         close(STDIN_FILENO);
         return hasEntryNamed(dir.path(), "entry", Links::NOFOLLOW) && fcntl(STDIN_FILENO, F_GETFD) == -1;
     }));
+}
+
+// Returns the number that the next descriptor of this process gets.
+int nextDescriptor() {
+    const int next = dup(STDERR_FILENO);
+    close(next);
+    return next;
+}
+
+TEST(DirectoryStreams, withoutOneThereIsNoEntry) {
+    const TempDir dir;
+    writeFile(dir / "entry", "");
+    typeAnswer() = Answer{MSDOS_SUPER_MAGIC};
+    streamsFail = true;
+    const int next = nextDescriptor();
+    EXPECT_FALSE(hasEntryNamed(dir.path(), "entry", Links::NOFOLLOW));
+    EXPECT_EQ(nextDescriptor(), next) << "the directory is closed";
+    streamsFail = false;
+    typeAnswer().reset();
 }
 
 TEST(DirectoryLinks, areFollowedOnRequest) {
