@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -19,6 +20,23 @@
 #include <functional>
 #include <new>
 #include <vector>
+
+namespace {
+
+// The number of times that a read is interrupted before it starts.
+int interruptions = 0;
+
+} // namespace
+
+// Replaces the system's own function.
+extern "C" __attribute__((visibility("default"))) ssize_t read(int descriptor, void* buffer, std::size_t size) {
+    static auto* const real = reinterpret_cast<decltype(&read)>(dlsym(RTLD_NEXT, "read"));
+    if (interruptions == 0)
+        return real(descriptor, buffer, size);
+    --interruptions;
+    errno = EINTR;
+    return -1;
+}
 
 namespace {
 
@@ -128,6 +146,17 @@ TEST(ReadFileOther, endIsNoInterruption) {
     errno = EINTR;
     EXPECT_TRUE(readFile(dir / "file", &text));
     EXPECT_EQ(text, "text");
+}
+
+TEST(ReadFileOther, interruptedReadGoesOn) {
+    const TempDir dir;
+    writeFile(dir / "file", "text");
+    interruptions = 3;
+    std::string text;
+    EXPECT_TRUE(readFile(dir / "file", &text));
+    EXPECT_EQ(text, "text");
+    EXPECT_EQ(interruptions, 0);
+    interruptions = 0;
 }
 
 TEST(ReadFileOther, roomIsReservedForWholeFilesOnly) {
