@@ -26,7 +26,7 @@ void pauseBeforeRetry() {
 bool isReceiveTimeout(const redisContext* context, int receiveErrno) {
 #ifdef REDIS_ERR_TIMEOUT
     if (context->err == REDIS_ERR_TIMEOUT)
-        return true;
+        return true; // since version 1 of the client library
 #endif
     return context->err == REDIS_ERR_IO && receiveErrno == EAGAIN;
 }

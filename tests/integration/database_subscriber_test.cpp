@@ -299,10 +299,13 @@ TEST_F(Subscriber, keepsHalfAMessageThroughTheTimeout) {
     const std::string message = notification("k", "set");
     ScriptedRedis peer(answers({welcome({confirmation() + message, false, confirmation().size() + 20, 2300ms})}));
     Watch watch(peer.socket());
+    std::string error = "untouched";
+    watch.onMessage = [&] { error = watch.subscriber.context->errstr; };
     watch.start();
     ASSERT_TRUE(watch.waitFor(std::size_t{1}));
     EXPECT_EQ(watch.stop(), 0);
     EXPECT_THAT(watch.messages(), ElementsAre(notificationText("k", "set")));
+    EXPECT_EQ(error, "") << "the timeout leaves no text in the context";
     EXPECT_EQ(peer.connections(), 1U);
 }
 

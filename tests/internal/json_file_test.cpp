@@ -10,13 +10,33 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
+#include <dlfcn.h>
+#include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <functional>
 #include <new>
 #include <vector>
+
+namespace {
+
+// The number of times that a read is interrupted before it starts.
+int interruptions = 0;
+
+} // namespace
+
+// Replaces the system's own function.
+extern "C" __attribute__((visibility("default"))) ssize_t read(int descriptor, void* buffer, std::size_t size) {
+    static auto* const real = reinterpret_cast<decltype(&read)>(dlsym(RTLD_NEXT, "read"));
+    if (interruptions == 0)
+        return real(descriptor, buffer, size);
+    --interruptions;
+    errno = EINTR;
+    return -1;
+}
 
 namespace {
 
@@ -105,6 +125,56 @@ TEST(ReadFileOther, permissionsDecide) {
         std::string text = "before";
         return !readFile(dir / "file", &text) && text == "before";
     }));
+}
+
+// A host may have closed its standard input.
+TEST(ReadFileOther, firstDescriptorServesLikeAnyOther) {
+    const TempDir dir;
+    writeFile(dir / "file", "text");
+    EXPECT_TRUE(runUnprivileged(dir.path(), [&] {
+        close(STDIN_FILENO);
+        std::string text;
+        return readFile(dir / "file", &text) && text == "text" && fcntl(STDIN_FILENO, F_GETFD) == -1;
+    }));
+}
+
+// The end of a file does not set errno: a value left by something else must not look like an interruption.
+TEST(ReadFileOther, endIsNoInterruption) {
+    const TempDir dir;
+    writeFile(dir / "file", "text");
+    std::string text;
+    errno = EINTR;
+    EXPECT_TRUE(readFile(dir / "file", &text));
+    EXPECT_EQ(text, "text");
+}
+
+TEST(ReadFileOther, interruptedReadGoesOn) {
+    const TempDir dir;
+    writeFile(dir / "file", "text");
+    interruptions = 3;
+    std::string text;
+    EXPECT_TRUE(readFile(dir / "file", &text));
+    EXPECT_EQ(text, "text");
+    EXPECT_EQ(interruptions, 0);
+    interruptions = 0;
+}
+
+TEST(ReadFileOther, roomIsReservedForWholeFilesOnly) {
+    const TempDir dir;
+    const std::string whole = pattern(100000);
+    writeFile(dir / "file", whole);
+    std::string text;
+    EXPECT_TRUE(readFile(dir / "file", &text));
+    EXPECT_EQ(text.capacity(), whole.size());
+
+    for (int i = 0; i < 100; ++i)
+        writeFile(dir / "directory/entry" + std::to_string(i), "");
+    struct stat status {};
+    ASSERT_EQ(stat((dir / "directory").c_str(), &status), 0);
+    std::string none;
+    ASSERT_GT(static_cast<std::size_t>(status.st_size), none.capacity());
+    EXPECT_TRUE(readFile(dir / "directory", &none));
+    EXPECT_EQ(none.capacity(), std::string().capacity());
 }
 
 // A file without blocks whose size is beyond that of any string.
