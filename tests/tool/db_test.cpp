@@ -307,6 +307,16 @@ INSTANTIATE_TEST_SUITE_P(
                                  "or the number of its databases."}),
     rowName);
 
+// A full memory refuses other commands, but not this one.
+TEST_F(Db, typeOfAKeyIsToldBeforeAFullMemory) {
+    server.run({"SET", "text", "1"});
+    server.run({"CONFIG", "SET", "maxmemory", "1"});
+    EXPECT_EQ(db({"pop", "text"}).err,
+              "scada-sensors: The server refused the command for key [text]: its type is string, not list.\n");
+    EXPECT_THAT(db({"set", "hash", "a", "1"}).err,
+                ::testing::HasSubstr("The server refused the command for key [hash]: OOM "));
+}
+
 using Answers = std::vector<std::vector<ScriptedRedis::Answer>>;
 
 struct AnswersRow : NamedRow {

@@ -80,8 +80,11 @@ TEST_F(Read, forPrograms) {
 TEST_F(Read, namesWhatIsNotThere) {
     ToolRun result = read({"aa"});
     EXPECT_EQ(result.status, 4);
-    EXPECT_EQ(result.err, "scada-sensors: The database has no key [lora@aa]: nothing was written, or it has expired.\n"
-                          "scada-sensors: to find out why: scada-sensors doctor lora aa\n");
+    EXPECT_EQ(result.err,
+              "scada-sensors: The database has no key [lora@aa]: nothing was written, or it has expired.\n"
+              "scada-sensors: to find out why: scada-sensors doctor lora aa --default-dir $T/default --custom-dir "
+              "$T/custom --staging-dir $T/staging --map $T/list.json --socket " +
+                  replaced(server.socket(), temp.path(), "$T") + " --codec-runner ''\n");
     set("temperature", "21.5");
     EXPECT_EQ(read({"aa", "nothing"}).status, 4);
     EXPECT_EQ(read({"dd"}).status, 4);

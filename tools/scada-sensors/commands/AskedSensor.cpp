@@ -6,6 +6,7 @@
 #include "commands/notes.h"
 #include "text/filled.h"
 #include "text/library_texts.h"
+#include "text/text.h"
 
 #include <algorithm>
 #include <iterator>
@@ -98,6 +99,10 @@ ExitCode withSensor(const ManagedList& list, const std::vector<std::string>& wor
     ExitCode code = ExitCode::DONE;
     const ListElement* element = findSensor(list, asked, answer, &code);
     return element == nullptr ? code : work(*element, asked);
+}
+
+std::string wordsOf(const ListElement& element) {
+    return shellWord(element.entry.src) + " " + shellWord(element.entry.id);
 }
 
 void addElement(const ManagedList& list, const ListElement& element, FieldList* fields) {

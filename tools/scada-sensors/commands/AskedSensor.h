@@ -45,6 +45,9 @@ using SensorWork = std::function<ExitCode(const ListElement& element, const Aske
 ExitCode withSensor(const ManagedList& list, const std::vector<std::string>& words, const Answer& answer,
                     const SensorWork& work);
 
+/// Returns the words that name the sensor on a command line, for a shell.
+std::string wordsOf(const ListElement& element);
+
 /// Adds the file of the list and one of its elements.
 void addElement(const ManagedList& list, const ListElement& element, FieldList* fields);
 

@@ -71,10 +71,6 @@ std::string own(const std::string& command, const std::string& name) {
     return own(command + " " + shellWord(name));
 }
 
-std::string wordsOf(const ListElement& element) {
-    return shellWord(element.entry.src) + " " + shellWord(element.entry.id);
-}
-
 constexpr const char* INSTALL_RUNNER = "sudo apt-get install scada-sensors-codec";
 
 /// The results of all checks, line by line, each with the next command.
@@ -149,7 +145,7 @@ std::string modeText(mode_t mode) {
     return octal.data();
 }
 
-// `usual` is the directory that is used without an option. The package can make it, with its owner and mode.
+// The package can make the directory `usual`, with its owner and mode.
 void addDirectory(const std::string& subject, const std::string& path, const std::string& usual, Diagnosis* diagnosis) {
     struct stat status {};
     const std::string shown = "ls -ld " + shellWord(path);
@@ -160,7 +156,7 @@ void addDirectory(const std::string& subject, const std::string& path, const std
     if (stat(path.c_str(), &status) != 0) {
         const bool isMissing = errno == ENOENT;
         const std::string making =
-            path == usual ? "sudo systemd-tmpfiles --create scada-sensors.conf" : "mkdir -p " + shellWord(path);
+            path == usual ? "sudo systemd-tmpfiles --create scada-sensors.conf" : "sudo mkdir -p " + shellWord(path);
         diagnosis->add(isMissing ? Health::NOTE : Health::FAULT, subject,
                        filled("[%s] cannot be used: %s", {path, reasonOf(errno)}), isMissing ? making : shown);
         return;
@@ -186,10 +182,9 @@ void addDirectory(const std::string& subject, const std::string& path, const std
 
 void addDirectories(Diagnosis* diagnosis) {
     const Conf& conf = Env::inst().conf();
-    const Conf usual;
     addDirectory("default storage", conf.getDfnDefaultDir(), "", diagnosis);
-    addDirectory("custom storage", conf.getDfnCustomDir(), usual.getDfnCustomDir(), diagnosis);
-    addDirectory("staging directory", conf.getDfnStagingDir(), usual.getDfnStagingDir(), diagnosis);
+    addDirectory("custom storage", conf.getDfnCustomDir(), Conf().getDfnCustomDir(), diagnosis);
+    addDirectory("staging directory", conf.getDfnStagingDir(), "", diagnosis);
 }
 
 void addChangedDefaults(const Findings& findings, Diagnosis* diagnosis) {
@@ -413,7 +408,7 @@ std::string ageText(std::int64_t age, std::int64_t millisecondsLeft) {
     return filled("last written %s ago; the values expire in %s (configured: %s)",
                   {counted(static_cast<std::size_t>(age), "second"),
                    counted(static_cast<std::size_t>((millisecondsLeft + MILLISECONDS - 1) / MILLISECONDS), "second"),
-                   std::to_string(Env::inst().conf().getDfnDatabaseKeyTtl())});
+                   counted(Env::inst().conf().getDfnDatabaseKeyTtl(), "second")});
 }
 
 void addKey(const Definition& definition, const ListElement& element, const SensorState& state, Diagnosis* diagnosis) {

@@ -7,6 +7,7 @@
 #include "commands/ValueWatch.h"
 #include "commands/finding_text.h"
 #include "commands/notes.h"
+#include "commands/options.h"
 #include "commands/sensor_values.h"
 #include "commands/watching.h"
 #include "database/sensor_state.h"
@@ -30,6 +31,7 @@ namespace {
 
 struct ReadRequest {
     std::vector<std::string> words;
+    std::string options; ///< the given ones of every command
     bool all = false;
     bool watch = false;
     WatchTime time;
@@ -122,8 +124,7 @@ ExitCode readElement(Device& device, const ListElement& element, const AskedSens
         return answer.failed(ExitCode::NO_DATABASE, fault.text);
     const ExitCode code = answerState(element.sensorKey(), definition, property, states.front(), answer);
     if (states.front().kind == SensorState::Kind::MISSING)
-        answer.note(filled("to find out why: scada-sensors doctor %s %s",
-                           {shellWord(element.entry.src), shellWord(element.entry.id)}));
+        answer.note(filled("to find out why: scada-sensors doctor %s", {wordsOf(element) + request.options}));
     return code;
 }
 
@@ -182,8 +183,9 @@ Run declareRead(CLI::App& app) {
     CLI::Option* all = app.add_flag("--all", request->all, "One line for each managed sensor");
     CLI::Option* watch = app.add_flag("--watch", request->watch, "Then print each change of the values")->excludes(all);
     request->time.declare(app)->needs(watch);
-    return [request](const Answer& answer) {
+    return [request, &app](const Answer& answer) {
         request->time.begin();
+        request->options = givenOptions(*app.get_parent());
         if (request->all == !request->words.empty())
             return answer.badUsage(filled("read needs either a sensor or --all"));
         if (request->all)

@@ -44,12 +44,14 @@ std::string reasonOfRefusal(const std::string& key, const std::string& type, con
     ReplyPtr reply;
     if (!server.open().empty())
         return "";
-    if (std::string error = refusalOfWrites(server); !error.empty())
-        return error;
-    if (!server.ask({"TYPE", key}, &reply).empty() || reply->type != REDIS_REPLY_STATUS)
+    if (!server.ask({"TYPE", key}, &reply).empty())
         return "";
-    const std::string found(reply->str, static_cast<std::size_t>(reply->len));
-    return type.empty() || found == "none" || found == type ? "" : filled("its type is %s, not %s", {found, type});
+    // Without the right to ask, the type is not known.
+    const bool isKnown = reply->type == REDIS_REPLY_STATUS;
+    const std::string found = isKnown ? std::string(reply->str, static_cast<std::size_t>(reply->len)) : type;
+    if (!type.empty() && found != "none" && found != type)
+        return filled("its type is %s, not %s", {found, type});
+    return refusalOfWrites(server);
 }
 
 } // namespace
