@@ -97,7 +97,7 @@ protected:
         EXPECT_EQ(told(), GetParam().isThere ? "gone" : "new");
     }
 
-    void print(const char* fault, const Phases& phases) const {
+    static void print(const char* fault, const Phases& phases) {
         for (const auto& [phase, count] : phases)
             std::printf("%s, %s: %s: %d\n", fault, GetParam().name.c_str(), phase.c_str(), count);
     }

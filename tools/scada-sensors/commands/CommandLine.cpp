@@ -23,7 +23,7 @@ namespace {
 class UsageFormatter : public CLI::Formatter {
 public:
     std::string make_option_usage(const CLI::Option* option) const override {
-        const std::string name = option->get_name(true);
+        std::string name = option->get_name(true);
         // It is required: only the source before it may be left out, which the library cannot tell.
         if (name == "ID")
             return name;
