@@ -204,7 +204,8 @@ TEST_F(DecodeToStore, writesTheHashOfTheSensor) {
     EXPECT_EQ(server.run({"HGET", "lora@aa", "t"}), "\"21.5\"");
     EXPECT_EQ(server.run({"HGET", "lora@aa", "b"}), "\"50\"");
     EXPECT_EQ(server.run({"HLEN", "lora@aa"}), "(integer 2)");
-    EXPECT_EQ(server.run({"TTL", "lora@aa"}), "(integer 129600)");
+    // Time passes on a busy machine.
+    EXPECT_THAT(server.run({"TTL", "lora@aa"}), ::testing::ContainsRegex("^.integer 129(600|5[0-9][0-9]).$"));
 }
 
 TEST_F(DecodeToStore, writesNothingThatIsNoValueOrDoesNotFit) {
