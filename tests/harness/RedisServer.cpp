@@ -1,5 +1,6 @@
 #include "RedisServer.h"
 
+#include "connect_call.h"
 #include "hiredis_pointers.h"
 
 #include <hiredis/hiredis.h>
@@ -64,6 +65,7 @@ std::string joined(const redisReply* reply) {
 } // namespace
 
 RedisServer::RedisServer() : socketPath(dir / "redis.sock") {
+    unwindSlowly();
     start();
 }
 

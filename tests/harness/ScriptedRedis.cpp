@@ -1,5 +1,7 @@
 #include "ScriptedRedis.h"
 
+#include "connect_call.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -69,6 +71,7 @@ std::size_t commandLength(const std::string& bytes) {
 ScriptedRedis::ScriptedRedis(Script peerScript, bool recordingOn)
     : socketPath(dir / "peer.sock"), script(std::move(peerScript)), recording(recordingOn),
       listener(listenOn(socketPath)), wakeUp{-1, -1} {
+    unwindSlowly();
     if (pipe2(wakeUp, O_CLOEXEC) != 0)
         throw std::runtime_error("no pipe");
     thread = std::thread([this] { serve(); });

@@ -47,8 +47,8 @@ std::string refusal(std::size_t errors) {
 }
 
 ToolTest::ToolTest() : standard(temp / "default"), custom(temp / "custom") {
-    // For a tool that was built with the leak sanitizer: the client library has no frame pointers for unwinding.
-    setenv("LSAN_OPTIONS", "fast_unwind_on_malloc=0:print_suppressions=0:suppressions=" SCADA_LSAN_SUPPRESSIONS, 0);
+    // For a tool that was built with the leak sanitizer.
+    setenv("LSAN_OPTIONS", "print_suppressions=0:suppressions=" SCADA_LSAN_SUPPRESSIONS, 1);
     makeDir(temp / "default");
     makeDir(temp / "custom");
 }
