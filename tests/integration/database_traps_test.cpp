@@ -231,13 +231,16 @@ TEST_F(DatabaseSignals, nobodyAsksForOneAfterAnUndisturbedCommand) {
               0);
 }
 
-// Sends the signal from outside while a command waits for its reply.
-bool handlerSeesOne(Database& db) {
+// Sends the signal from outside while a command waits for its reply; then does something else from there.
+bool handlerSeesOne(Database& db, const std::function<void()>& then = nullptr) {
     const pid_t host = getpid();
     const pid_t other = fork();
     if (other == 0) {
         usleep(300000);
-        _exit(kill(host, SIGPIPE) == 0 ? 0 : 1);
+        const bool sent = kill(host, SIGPIPE) == 0;
+        if (then)
+            then();
+        _exit(sent ? 0 : 1);
     }
     const bool held = holds(db.brpop("none", 1, nullptr) == 4, "a timeout");
     waitpid(other, nullptr, 0);
@@ -260,6 +263,19 @@ TEST_F(DatabaseSignals, handlerSeesThoseOfOthersAmongOurs) {
                   setDisposition(countSignal);
                   Broken broken;
                   return handlerSeesOne(broken.db);
+              }),
+              0);
+}
+
+// No write has failed, so the only pending signal is the one from outside.
+TEST_F(DatabaseSignals, handlerSeesThoseOfOthersWhenAReplyIsLost) {
+    EXPECT_EQ(runChild([] {
+                  setDisposition(countSignal);
+                  RedisServer server;
+                  Database db;
+                  db.setup(server.socket(), 2);
+                  const auto loseReply = [&server] { server.run({"CLIENT", "KILL", "TYPE", "normal"}); };
+                  return handlerSeesOne(db, loseReply);
               }),
               0);
 }
