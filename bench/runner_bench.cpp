@@ -1,5 +1,5 @@
-// What the runner of decoders takes of memory at its peak, with the decoders of the sample definitions and all their
-// examples, beside a program that does nothing.
+// Compares the peak memory of the decoders' runner, for the decoders of the sample definitions and all their examples,
+// with that of a program that does nothing.
 
 #include "ratios.h"
 

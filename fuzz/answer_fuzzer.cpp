@@ -76,7 +76,7 @@ void judgeResult(const std::string& entryPoint, const Tool::CallResult& result, 
         require(!result.text.empty(), "a limit has a text");
         return;
     case Tool::CallResult::Kind::FAULT:
-        require(false, "an answer that was read is no fault of the runner");
+        require(false, "an answer that was read is not a fault of the runner");
     }
 }
 

@@ -35,7 +35,7 @@ void ExceptionReader::writeObject() {
     } else if (named || tells) {
         add(named ? -2 : -1);
     } else {
-        text.addQuoted("an object that is no error");
+        text.addQuoted("an object that is not an error");
     }
 }
 

@@ -169,7 +169,7 @@ private:
             throw BadJson("a text has a wrong escape");
     }
 
-    // What is beyond the basic plane has two numbers.
+    // A character beyond the basic plane has two numbers.
     std::uint32_t codePoint() {
         const std::uint32_t first = fourDigits();
         if (first >= FIRST_LOW && first < BEHIND_LOW)

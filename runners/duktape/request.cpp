@@ -18,7 +18,7 @@ JsonValue documentOf(const std::string& line) {
     try {
         return readObject(line, LEVELS);
     } catch (const BadJson& error) {
-        throw BadRequest(std::string("the request is no JSON object: ") + error.what());
+        throw BadRequest(std::string("the request is not a JSON object: ") + error.what());
     }
 }
 
@@ -33,7 +33,7 @@ std::size_t limitOf(const JsonValue& limits, const char* name, std::size_t usual
 
 Limits limitsOf(const JsonValue& limits) {
     if (!limits.is(JsonValue::Kind::NOTHING) && !limits.is(JsonValue::Kind::OBJECT))
-        throw BadRequest("limits is no object");
+        throw BadRequest("limits is not an object");
     Limits usual;
     // The engine itself needs some hundred thousand bytes to start.
     usual.memory = limitOf(limits, "memory", usual.memory, std::size_t{1} << 20U, std::size_t{1} << 30U);
@@ -48,11 +48,11 @@ std::string wholeText(const JsonValue& number) {
 
 std::string bytesOf(const JsonValue& bytes) {
     if (!bytes.is(JsonValue::Kind::ARRAY))
-        throw BadRequest("bytes is no array");
+        throw BadRequest("bytes is not an array");
     std::string text = "[";
     for (const JsonValue& byte : bytes.elements) {
         if (!byte.isCount(255))
-            throw BadRequest("bytes has an element that is no byte");
+            throw BadRequest("bytes has an element that is not a byte");
         text += (text.size() > 1 ? "," : "") + wholeText(byte);
     }
     return text + "]";
@@ -66,14 +66,14 @@ Call callOf(const JsonValue& call) {
     if (time.is(JsonValue::Kind::NOTHING))
         return result;
     if (!time.is(JsonValue::Kind::NUMBER) || std::fabs(time.number) > LAST_TIME)
-        throw BadRequest("recvTime is no time");
+        throw BadRequest("recvTime is not a time");
     result.recvTime = std::trunc(time.number);
     return result;
 }
 
 std::vector<Call> callsOf(const JsonValue& request) {
     if (!request["calls"].is(JsonValue::Kind::ARRAY))
-        throw BadRequest("calls is no array");
+        throw BadRequest("calls is not an array");
     std::vector<Call> calls;
     for (const JsonValue& call : request["calls"].elements)
         calls.push_back(callOf(call));

@@ -18,7 +18,7 @@ import tempfile
 
 import jsonschema
 
-LENIENT = "the library's reader takes what is no strict JSON"
+LENIENT = "the library's reader takes what is not strict JSON"
 FILES = "a schema does not see whether the decoder is a file"
 MEMBERS = "the library hands out a property's members as they are; hosts rely on name, unit and type"
 EXAMPLES = "the library hands out examples as they are; the tool runs the decoder on them"

@@ -68,7 +68,7 @@ def without_gates(document, script, source):
         if count == 0:
             fail(f"{command} is listed as a gate, but {document} does not run it")
         if not re.search(rf"^ *gate \S+ {command}$", gates, flags=re.MULTILINE):
-            fail(f"{command} is no gate of .ci/run")
+            fail(f"{command} is not a gate of .ci/run")
     return script
 
 

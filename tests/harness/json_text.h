@@ -21,7 +21,7 @@ inline Json::Value parsed(const std::string& text) {
     return value;
 }
 
-/// What depends on the version of the JSON reader, as docs/definition-file.md lists it.
+/// The differences between versions of the JSON reader; docs/definition-file.md explains them.
 constexpr bool READS_ANY_SIZE_OF_NUMBERS = JSONCPP_VERSION_HEXA >= 0x01090600;
 constexpr bool REFUSES_CONTROL_CHARACTERS = JSONCPP_VERSION_HEXA >= 0x01090700;
 constexpr bool READS_FRACTIONS_BY_THE_LOCALE = JSONCPP_VERSION_HEXA < 0x01090700;

@@ -8,7 +8,7 @@
 
 namespace Kelvra::SCADA::Test {
 
-/// What the tool gets to know about its terminal.
+/// The properties of the terminal that the tool can ask for.
 struct Terminal {
     unsigned short columns = 0; ///< 0: it does not say
     /// Variables of the tool's environment with their values; null takes one away.

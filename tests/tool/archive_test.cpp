@@ -330,7 +330,7 @@ struct BadRow : NamedRow {
 };
 
 constexpr const char* DAMAGED = "it is damaged or incomplete";
-// What the tool finds, or the library of archives since the version that finds it itself.
+// Newer versions of the archive library find these faults before the tool does.
 constexpr const char* TAR_CUT = ARCHIVE_VERSION_NUMBER >= 3008000 ? "Truncated input file" : DAMAGED;
 constexpr const char* ZIP_CUT = ARCHIVE_VERSION_NUMBER >= 3007000 ? "ZIP bad CRC" : "Truncated ZIP";
 const Format TAR_GZIP = {"tar_gzip", archive_write_set_format_pax_restricted, true, true};

@@ -1,6 +1,6 @@
 #include "NamedRow.h"
 
-// What a page is written with.
+// The writer of HTML pages.
 
 #include "answer/HtmlPage.h"
 #include "row_name.h"

@@ -180,7 +180,7 @@ TEST_F(ToolTest, removeTakesTheDirectoriesThatItEmpties) {
     EXPECT_EQ(treeOf(temp / "custom"), std::set<std::string>{});
 }
 
-// Nobody lists what is no regular file, and whoever opened a FIFO would wait.
+// Nobody lists what is not a regular file, and whoever opened a FIFO would wait.
 struct SpecialFileRow : NamedRow {
     void (*plant)(const std::string& path);
 };

@@ -147,7 +147,7 @@ struct OnceRow : NamedRow {
 
 class ToldOnce : public SchemaCheck, public ::testing::WithParamInterface<OnceRow> {};
 
-// What the library says is not said again in the words of the schema.
+// A fault that the library names is not named again by the schema.
 TEST_P(ToldOnce, byTheRuleOfTheLibrary) {
     const std::string out = check(GetParam().document).out;
     EXPECT_THAT(out, EndsWith("1 fault in 1 definition and 0 list elements\n"));

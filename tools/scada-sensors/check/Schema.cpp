@@ -155,7 +155,7 @@ const std::map<std::string, ReadKeyword>& keywords() {
 
 std::unique_ptr<Node> nodeOf(const Json::Value& schema) {
     if (!schema.isObject())
-        refuse("a subschema that is no object");
+        refuse("a subschema that is not an object");
     auto node = std::make_unique<Node>();
     for (const std::string& name : schema.getMemberNames()) {
         const auto keyword = keywords().find(name);

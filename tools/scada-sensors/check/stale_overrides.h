@@ -6,7 +6,7 @@
 
 namespace Kelvra::SCADA::Tool {
 
-/// What has become of the default definition of a name since the custom one was installed.
+/// The change of a default definition since the custom one of its name was installed.
 enum class DefaultSince {
     SAME, ///< it is the same for readers, or it is not known what the custom one hid
     CHANGED,

@@ -26,7 +26,7 @@ struct SensorState {
     std::optional<std::int64_t> millisecondsLeft; ///< until the key expires; nothing if it does not
 };
 
-/// What is wanted of the fields of a key.
+/// Whether to read the values of a key, or only the number of its fields.
 enum class Fields { VALUES, NUMBER };
 
 /// Reads the keys of many sensors at once into `*states`, in their order. Returns the fault of the server, or nothing.

@@ -151,7 +151,7 @@ void ArchiveIntake::takeEntry(archive* reader, archive_entry* entry) {
     if (libarchive().archive_entry_is_encrypted(entry) != 0) {
         refuse(filled("The archive is encrypted."));
     } else if (!relative) {
-        refuse(filled("The archive has a path that leads out of it, or that is no path: [%s]",
+        refuse(filled("The archive has a path that leads out of it, or that is not a path: [%s]",
                       {path.substr(0, NAME_MAX)}));
     } else if (!relative->empty() && builder->admitsPath(*relative)) {
         noteTop(*relative, libarchive().archive_entry_filetype(entry) == AE_IFDIR);
