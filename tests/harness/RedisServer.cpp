@@ -1,7 +1,7 @@
 #include "RedisServer.h"
 
-#include "connect_call.h"
 #include "hiredis_pointers.h"
+#include "unwind_slowly.h"
 
 #include <hiredis/hiredis.h>
 

@@ -1,6 +1,6 @@
 #include "ScriptedRedis.h"
 
-#include "connect_call.h"
+#include "unwind_slowly.h"
 
 #include <fcntl.h>
 #include <poll.h>

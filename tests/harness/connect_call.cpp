@@ -4,9 +4,6 @@
 
 #include <dlfcn.h>
 
-#include <cstdlib>
-#include <string>
-
 #if defined(__SANITIZE_ADDRESS__)
 #define SCADA_LEAK_CHECK
 #elif defined(__has_feature)
@@ -24,12 +21,6 @@ namespace Kelvra::SCADA::Test {
 ConnectCall& connectCall() {
     static ConnectCall call;
     return call;
-}
-
-void unwindSlowly() {
-    const char* const options = std::getenv("LSAN_OPTIONS");
-    if (options != nullptr)
-        setenv("LSAN_OPTIONS", (std::string(options) + ":fast_unwind_on_malloc=0").c_str(), 1);
 }
 
 } // namespace Kelvra::SCADA::Test

@@ -13,9 +13,4 @@ struct ConnectCall {
 
 ConnectCall& connectCall();
 
-/// Lets the leak sanitizer of programs that are started from now on find the function that opened a connection, so that
-/// its suppression applies: the client library has no frame pointers. Every allocation takes many times as long then,
-/// and therefore only a server calls this.
-void unwindSlowly();
-
 } // namespace Kelvra::SCADA::Test
