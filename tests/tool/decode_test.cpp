@@ -243,4 +243,10 @@ TEST_F(DecodeToStore, tellsThatThereIsNoServer) {
     EXPECT_EQ(result.err, "scada-sensors: There is no socket [$T/none]. Start the server, or correct --socket.\n");
 }
 
+TEST_F(DecodeToStore, tellsAPersonBehindAStreamThatThereIsNoServer) {
+    const ToolRun result = feed("d732\n", {"decode", "aa", "--port", "1", "--store", "--socket", temp / "none", "-"});
+    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.err, "scada-sensors: There is no socket [$T/none]. Start the server, or correct --socket.\n");
+}
+
 } // namespace
