@@ -91,7 +91,7 @@ TEST_P(Recovery, isMadeGoodWhenItWasKilledAtAStep) {
     const long steps = static_cast<long>(stepsOfOperation().size());
     EXPECT_TRUE(endsNew() ? isNew() : isOld());
     Phases phases;
-    for (long step = 1; step <= steps; step += chosen({1, 74, 360})) {
+    for (long step = 1; step <= steps; step += chosen({1, 74, 180})) {
         for (const bool forward : {false, true}) {
             SCOPED_TRACE(std::to_string(step) + (forward ? ", then forward" : ", then back"));
             reset();
@@ -109,7 +109,7 @@ TEST_P(Recovery, isMadeGoodWhenThePowerWasCut) {
     ModelOfDisk model(temp / "prototype");
     Phases phases;
     for (std::size_t point = 0; point <= changes.size(); ++point) {
-        if (point % static_cast<std::size_t>(chosen({1, 74, 360})) == 0 || point == changes.size()) {
+        if (point % static_cast<std::size_t>(chosen({1, 74, 180})) == 0 || point == changes.size()) {
             SCOPED_TRACE("cut " + std::to_string(point));
             model.layAfterCut(place, Unsynced::LOST);
             if (point == changes.size()) {

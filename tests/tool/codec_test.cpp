@@ -194,7 +194,7 @@ TEST_F(ManyDecoders, leaveNoProcess) {
         addDecoder(name, "// none", "{}");
     writeRunnerScript(temp.path(), "read -r line || sleep 60\necho '" + std::string(LOADED_DECODER) + "'\nsleep 60\n");
     EXPECT_EQ(runWith({"check", "--codec-runner", temp / "runner"}).status, 0);
-    // A killed process that is nobody's child any more ends a moment later.
+    // The tool kills all of them but waits only for the runner; what that started ends a moment later.
     for (int turns = 0; turns < 500 && countOfProcesses() != "0 processes"; ++turns)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     EXPECT_EQ(countOfProcesses(), "0 processes");
