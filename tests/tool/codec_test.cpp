@@ -341,7 +341,7 @@ TEST_F(DecoderTest, accusesNoCallBehindOneThatTookTooMuchMemory) {
                "{}",
                R"([{"input": {"fPort": 2, "bytes": ""}, "output": {"data": {}}},
                    {"input": {"fPort": 1, "bytes": ""}, "output": {"data": {}}}])");
-    const ToolRun result = runWith({"--codec-memory", "4M", "check"});
+    const ToolRun result = runWith({"--codec-memory", "4M", "--codec-time", "30", "check"});
     EXPECT_THAT(result.out, HasSubstr("In \"example 1\": It needs more memory than 4194304 bytes."));
     EXPECT_THAT(result.out, HasSubstr("\n1 fault in 1 definition"));
 }
