@@ -19,7 +19,7 @@ namespace Kelvra::SCADA::Tool {
 namespace {
 
 // A value without fault that replaces a faulty one, so that the check goes on to the next.
-constexpr const char* PLACEHOLDER = "?";
+constexpr const char* SUBSTITUTE = "?";
 
 std::array<std::string, 3> memberNames() {
     return {SensorMapEntry::JSON_ATTR_ID, SensorMapEntry::JSON_ATTR_SRC, SensorMapEntry::JSON_ATTR_SENSOR};
@@ -28,7 +28,7 @@ std::array<std::string, 3> memberNames() {
 bool isFaultyMember(const Json::Value& element, const std::string& member) {
     Json::Value probe(Json::objectValue);
     for (const std::string& name : memberNames())
-        probe[name] = PLACEHOLDER;
+        probe[name] = SUBSTITUTE;
     probe.removeMember(member);
     if (element.isMember(member))
         probe[member] = element[member];
@@ -65,7 +65,7 @@ void readElement(ListElement* element) {
         Json::Value mended = value;
         faulty = faultyMembers(value);
         for (const std::string& member : faulty)
-            mended[member] = PLACEHOLDER;
+            mended[member] = SUBSTITUTE;
         element->entry.LoadJson(mended, nullptr);
     }
     const auto isSound = [&faulty](const std::string& member) {
@@ -205,7 +205,7 @@ std::vector<ElementFault> faultsOf(const Json::Value& element) {
     for (const std::string& member : faultyMembers(element)) {
         SensorMapEntry().LoadJson(mended, &text);
         faults.push_back({member, text});
-        mended[member] = PLACEHOLDER;
+        mended[member] = SUBSTITUTE;
     }
     return faults;
 }

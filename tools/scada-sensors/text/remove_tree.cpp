@@ -50,10 +50,9 @@ int removeEntry(int parent, const std::string& name) {
     if (unlinkat(parent, name.c_str(), AT_REMOVEDIR) == 0)
         return 0;
     Descriptor directory = openDirectory(parent, name);
-    if (!directory.isOpen() || faccessat(directory.number(), ".", W_OK | X_OK, AT_EACCESS) != 0) {
-        fchmodat(parent, name.c_str(), S_IRWXU, 0);
+    const bool isClosed = !directory.isOpen() || faccessat(directory.number(), ".", W_OK | X_OK, AT_EACCESS) != 0;
+    if (isClosed && fchmodat(parent, name.c_str(), S_IRWXU, 0) == 0)
         directory = openDirectory(parent, name);
-    }
     if (!directory.isOpen())
         return errno;
     const int failed = removeEntriesOf(directory);

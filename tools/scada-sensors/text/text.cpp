@@ -18,8 +18,8 @@ std::string shortened(const std::string& text, std::size_t longest) {
 }
 
 std::string shellWord(const std::string& word) {
-    constexpr const char* PLAIN = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-+:@%,=";
-    if (!word.empty() && word.find_first_not_of(PLAIN) == std::string::npos)
+    constexpr const char* UNQUOTED = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-+:@%,=";
+    if (!word.empty() && word.find_first_not_of(UNQUOTED) == std::string::npos)
         return word;
     std::string quoted = "'";
     for (const char c : word)
