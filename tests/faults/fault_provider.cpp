@@ -830,9 +830,11 @@ int faultSpawn(pid_t* pid, const char* file, const posix_spawn_file_actions_t* a
 // --- allocations
 
 #ifdef SCADA_FAULT_MEMORY
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): the names are given
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
 void* __libc_realloc(void* memory, std::size_t size);
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 void* faultMalloc(std::size_t size) __asm__("malloc");
 void* faultCalloc(std::size_t count, std::size_t size) __asm__("calloc");
 void* faultRealloc(void* memory, std::size_t size) __asm__("realloc");
