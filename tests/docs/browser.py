@@ -12,6 +12,10 @@ import time
 SECONDS = 60  # that an answer may take on a busy machine
 
 
+class Ended(RuntimeError):
+    """The browser itself has ended."""
+
+
 class Page:
     """One page in a browser of its own; what it says and asks for meanwhile is kept."""
 
@@ -53,7 +57,10 @@ class Page:
         message = {"id": self.number, "method": method, "params": parameters}
         if self.session:
             message["sessionId"] = self.session
-        os.write(self.output, json.dumps(message).encode() + b"\0")
+        try:
+            os.write(self.output, json.dumps(message).encode() + b"\0")
+        except BrokenPipeError:
+            raise self.ended(method) from None
         number = self.number
         self.await_that(lambda: number in self.answers, method)
         answer = self.answers.pop(number)
@@ -68,10 +75,14 @@ class Page:
                 raise RuntimeError(f"{what}: no answer")
             data = os.read(self.input, 1 << 20)
             if not data:
-                raise RuntimeError(f"{what}: the browser has ended")
+                raise self.ended(what)
             *messages, self.buffer = (self.buffer + data).split(b"\0")
             for message in messages:
                 self.take(json.loads(message))
+
+    def ended(self, what):
+        self.process.kill()
+        return Ended(f"{what}: the browser has ended: {self.process.wait()}")
 
     def take(self, message):
         if "id" in message:

@@ -297,8 +297,16 @@ def with_device(make, work):
 
 
 def on_page(work):
-    with tempfile.TemporaryDirectory() as profile, browser.Page(profile) as page:
-        work(page)
+    """A browser may crash on a busy machine. A page that makes it crash does so again."""
+    for attempt in (1, 2):
+        try:
+            with tempfile.TemporaryDirectory(ignore_cleanup_errors=True) as profile, browser.Page(profile) as page:
+                work(page)
+            return
+        except browser.Ended as ended:
+            if attempt == 2:
+                raise
+            print(f"{ended}; once more", file=sys.stderr)
 
 
 def check_sample_device(device):
