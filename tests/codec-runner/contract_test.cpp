@@ -1,7 +1,6 @@
-#include "NamedRow.h"
-
 // Requests, answers, and the process itself.
 
+#include "NamedRow.h"
 #include "RunnerTest.h"
 
 #include <gmock/gmock.h>

@@ -1,7 +1,6 @@
-#include "NamedRow.h"
-
 // Loading a decoder, before the first call.
 
+#include "NamedRow.h"
 #include "RunnerTest.h"
 
 #include <gmock/gmock.h>

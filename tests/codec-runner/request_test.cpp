@@ -1,7 +1,6 @@
-#include "NamedRow.h"
-
 // The requests that the duktape runner reads, and those that it refuses.
 
+#include "NamedRow.h"
 #include "duktape/json_reader.h"
 #include "duktape/request.h"
 #include "row_name.h"

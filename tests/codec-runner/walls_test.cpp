@@ -1,7 +1,6 @@
-#include "NamedRow.h"
-
 // The system calls that the filter refuses. A decoder cannot show this, because it cannot make any of these calls.
 
+#include "NamedRow.h"
 #include "duktape/walls.h"
 
 #include "exit_status_of.h"

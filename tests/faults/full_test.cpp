@@ -1,8 +1,7 @@
-#include "NamedRow.h"
-
 // Nothing can be written from some step on, or a single step fails.
 
 #include "FaultTest.h"
+#include "NamedRow.h"
 #include "mount_privately.h"
 
 #include <sys/mount.h>

@@ -1,8 +1,7 @@
-#include "NamedRow.h"
-
 // Storages without room, and storages that cannot be written.
 
 #include "InstallationTest.h"
+#include "NamedRow.h"
 #include "mount_privately.h"
 #include "row_name.h"
 #include "unprivileged.h"

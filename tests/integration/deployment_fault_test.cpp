@@ -1,8 +1,7 @@
-#include "NamedRow.h"
-
 // Every command of an installation fails in turn.
 
 #include "InstallationTest.h"
+#include "NamedRow.h"
 #include "row_name.h"
 
 #include <gmock/gmock.h>

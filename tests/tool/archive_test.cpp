@@ -1,7 +1,6 @@
-#include "NamedRow.h"
-
 // Archives as the source of an installation: their content is treated like that of a directory.
 
+#include "NamedRow.h"
 #include "ToolProcess.h"
 #include "ToolTest.h"
 #include "findings.h"

@@ -1,8 +1,7 @@
-#include "NamedRow.h"
-
 // Decoders as check and install run them: faults of the decoders and of the program that runs them.
 
 #include "DecoderTest.h"
+#include "NamedRow.h"
 #include "decoder_plants.h"
 #include "findings.h"
 #include "json_text.h"

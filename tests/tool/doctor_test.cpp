@@ -1,8 +1,7 @@
-#include "NamedRow.h"
-
 // Causes of "no data", planted one by one: doctor names each cause and the next step.
 
 #include "DecoderTest.h"
+#include "NamedRow.h"
 #include "RedisServer.h"
 #include "ScriptedRedis.h"
 #include "ToolProcess.h"

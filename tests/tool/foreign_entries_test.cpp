@@ -1,7 +1,6 @@
-#include "NamedRow.h"
-
 // A storage of an account into which other users have put files of their own.
 
+#include "NamedRow.h"
 #include "ToolTest.h"
 #include "findings.h"
 #include "row_name.h"

@@ -1,7 +1,6 @@
-#include "NamedRow.h"
-
 // The space that an installation needs, on one file system and on two. A dry run reports it and copies nothing.
 
+#include "NamedRow.h"
 #include "ToolTest.h"
 #include "mount_privately.h"
 #include "row_name.h"

@@ -1,8 +1,7 @@
-#include "NamedRow.h"
-
 // Operations make generations of the custom storage, replace the storage with them, can restore them, and keep a
 // history.
 
+#include "NamedRow.h"
 #include "ToolTest.h"
 #include "findings.h"
 #include "json_text.h"

@@ -1,7 +1,6 @@
-#include "NamedRow.h"
-
 // The writer of HTML pages.
 
+#include "NamedRow.h"
 #include "answer/HtmlPage.h"
 #include "row_name.h"
 

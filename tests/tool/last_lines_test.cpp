@@ -1,7 +1,6 @@
-#include "NamedRow.h"
-
 // The last messages of commands: if something is broken, missing or already there, and if nobody reads the output.
 
+#include "NamedRow.h"
 #include "RedisServer.h"
 #include "ToolTest.h"
 #include "json_text.h"

@@ -1,8 +1,7 @@
-#include "NamedRow.h"
-
 // The texts of the library that the tool says itself: if the library changes one, a test here fails.
 
 #include "FakeSupport.h"
+#include "NamedRow.h"
 #include "StorageBuilder.h"
 #include "ToolTest.h"
 #include "install_sample.h"

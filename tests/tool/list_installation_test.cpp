@@ -1,7 +1,6 @@
-#include "NamedRow.h"
-
 // An installation that takes the managed-sensors list of its source, too.
 
+#include "NamedRow.h"
 #include "ToolTest.h"
 #include "findings.h"
 #include "json_text.h"

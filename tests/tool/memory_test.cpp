@@ -1,7 +1,6 @@
-#include "NamedRow.h"
-
 // The memory that the preflight of a source may take, whatever its content.
 
+#include "NamedRow.h"
 #include "ToolTest.h"
 #include "row_name.h"
 

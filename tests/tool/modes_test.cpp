@@ -1,7 +1,6 @@
-#include "NamedRow.h"
-
 // Read and write permissions after an installation.
 
+#include "NamedRow.h"
 #include "ToolTest.h"
 #include "row_name.h"
 

@@ -1,8 +1,7 @@
-#include "NamedRow.h"
-
 // Counts how often a run opens each file. Each opening is another reading and parsing, and the file may have changed in
 // the meantime.
 
+#include "NamedRow.h"
 #include "OpenCounter.h"
 #include "ToolTest.h"
 #include "row_name.h"

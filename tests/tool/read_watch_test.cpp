@@ -1,7 +1,6 @@
-#include "NamedRow.h"
-
 // The changes of a sensor's values, on a server of the test's own.
 
+#include "NamedRow.h"
 #include "RedisServer.h"
 #include "ScriptedRedis.h"
 #include "ToolProcess.h"

@@ -1,8 +1,7 @@
-#include "NamedRow.h"
-
 // With --root the tool works on the files of another device. A link there leads where it leads on that device, and
 // nothing outside is opened.
 
+#include "NamedRow.h"
 #include "OpenCounter.h"
 #include "ToolTest.h"
 #include "device/HiddenDefaults.h"

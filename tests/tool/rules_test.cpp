@@ -1,7 +1,6 @@
-#include "NamedRow.h"
-
 // Provokes each rule of the tool and checks its severity and remedy, in the text and in JSON.
 
+#include "NamedRow.h"
 #include "PreflightTest.h"
 #include "check/rules.h"
 #include "decoder_plants.h"

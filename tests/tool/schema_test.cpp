@@ -1,8 +1,7 @@
-#include "NamedRow.h"
-
 // Where definitions do not fit their schema, and how little a hostile document costs.
 
 #include "DecoderTest.h"
+#include "NamedRow.h"
 #include "ToolTest.h"
 #include "check/Schema.h"
 #include "check/schema_texts.h"

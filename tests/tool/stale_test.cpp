@@ -1,7 +1,6 @@
-#include "NamedRow.h"
-
 // A custom definition hides a default one. When another default comes, as with a new firmware, the tool says so.
 
+#include "NamedRow.h"
 #include "ToolTest.h"
 #include "json_text.h"
 #include "row_name.h"

@@ -1,7 +1,6 @@
-#include "NamedRow.h"
-
 // The state of the process that the tool's caller gives it, and how the tool corrects it.
 
+#include "NamedRow.h"
 #include "ToolTest.h"
 #include "row_name.h"
 

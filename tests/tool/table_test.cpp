@@ -1,7 +1,6 @@
-#include "NamedRow.h"
-
 // Tables for people: as wide as their texts in a pipe, as wide as the screen on a terminal.
 
+#include "NamedRow.h"
 #include "ToolProcess.h"
 #include "ToolTest.h"
 #include "row_name.h"
