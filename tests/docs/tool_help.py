@@ -5,6 +5,15 @@ import shlex
 import subprocess
 
 
+# A line of a help text. A long argument has only one space before its description.
+ARGUMENT = re.compile(
+    r"  (?:(-[a-z]),)?(--[a-z-]+|[A-Z_]+)"
+    r"(?: (\[.* \.\.\.|[A-Z_]+(?::(?:{\S*}|[A-Z]+))?(?: in \[[^]]*\])?(?: \.\.\.)?))?"  # operands, or a value
+    r"(?:=(\S+))?"
+    r"(?: REQUIRED| (?:Excludes|Needs): \S+)*"
+    r"(?: +(\S.*))?$")
+
+
 class Arguments:
     """The arguments of a command: operands in order; options with the word for their value, or its choices, or nothing;
     the default and the short name of each that has one; the descriptions of all."""
@@ -34,11 +43,13 @@ def arguments_of(text, *titles):
     arguments = Arguments()
     name = None
     for line in [line for title in titles for line in section_of(text, title)]:
-        found = re.match(r"  (?:(-[a-z]),)?(--[a-z-]+|[A-Z_]+)(?: (\S.*?))?(?:=(\S+))?(?:   *(\S.*))?$", line)
+        found = ARGUMENT.match(line)
         if not found:  # a description on a separate line
             arguments.descriptions[name] += line.strip()
             continue
         short, name, declared, default, description = found.groups()
+        if declared and declared.startswith("["):  # the words as a user types them
+            name = re.sub(r"^\[(.*)\]$", r"\1", declared.removesuffix(" ..."))
         arguments.descriptions[name] = description or ""
         if short:
             arguments.short[name] = short
